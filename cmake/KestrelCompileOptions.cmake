@@ -1,0 +1,27 @@
+# One interface target that every Kestrel target links: warnings, Qt hygiene macros and
+# the sanitizer flags of the chosen build.
+add_library(kestrel_options INTERFACE)
+add_library(Kestrel::options ALIAS kestrel_options)
+
+target_compile_options(kestrel_options INTERFACE -Wall -Wextra)
+if(KESTREL_WERROR)
+    target_compile_options(kestrel_options INTERFACE -Werror)
+endif()
+target_compile_definitions(kestrel_options INTERFACE
+    QT_NO_CONTEXTLESS_CONNECT
+    QT_NO_URL_CAST_FROM_STRING
+    QT_USE_QSTRINGBUILDER
+    QT_NO_KEYWORDS
+    KESTREL_VERSION="${PROJECT_VERSION}")
+
+if(KESTREL_SANITIZE STREQUAL "address")
+    set(_kst_san -fsanitize=address,undefined -fno-omit-frame-pointer -fno-sanitize-recover=undefined)
+elseif(KESTREL_SANITIZE STREQUAL "thread")
+    set(_kst_san -fsanitize=thread -fno-omit-frame-pointer)
+elseif(NOT KESTREL_SANITIZE STREQUAL "none")
+    message(FATAL_ERROR "KESTREL_SANITIZE must be none, address or thread")
+endif()
+if(_kst_san)
+    target_compile_options(kestrel_options INTERFACE ${_kst_san} -g)
+    target_link_options(kestrel_options INTERFACE ${_kst_san})
+endif()

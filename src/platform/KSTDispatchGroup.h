@@ -1,0 +1,36 @@
+#pragma once
+
+#include "KSTDispatchQueue.h"
+
+#include <chrono>
+#include <functional>
+#include <memory>
+
+/// Joins fan-out work: enter() before each piece, leave() after it; wait() blocks until the
+/// count returns to zero; notify() runs a block on the main thread when it does.
+class KSTDispatchGroup
+{
+public:
+    KSTDispatchGroup();
+    ~KSTDispatchGroup();
+    KSTDispatchGroup(const KSTDispatchGroup &) = delete;
+    KSTDispatchGroup &operator=(const KSTDispatchGroup &) = delete;
+
+    void enter();
+    void leave();
+
+    /// enter(), runs @p block on @p queue, leave().
+    void async(KSTDispatchQueue &queue, std::function<void()> block);
+    /// enter(), runs @p block on the global pool of @p quality, leave().
+    void async(KSTQualityOfService quality, std::function<void()> block);
+
+    /// Blocks until every entered piece has left; false when @p timeout expired first.
+    bool wait(std::chrono::milliseconds timeout = std::chrono::milliseconds::max());
+
+    /// Once the count is zero (now, or later), runs @p block with mainAsync().
+    void notifyMain(std::function<void()> block);
+
+private:
+    struct State;
+    std::shared_ptr<State> d;
+};

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+#include <QVariant>
+
+/// Property lists (XML and binary "bplist00") as QVariant trees, on libplist.
+///
+/// Mapping: dictionary ↔ QVariantMap, array ↔ QVariantList, string ↔ QString,
+/// boolean ↔ bool, integer ↔ qint64 (quint64 above INT64_MAX), real ↔ double,
+/// date ↔ QDateTime (UTC), data ↔ QByteArray, UID → quint64. All functions are pure and
+/// thread-safe.
+namespace KSTPropertyList {
+
+/// Parses XML or binary plist bytes. Returns an invalid QVariant for empty or malformed
+/// input and then sets @p error when given.
+QVariant fromData(const QByteArray &data, QString *error = nullptr);
+
+/// Reads and parses a file; invalid QVariant when it cannot be read or parsed.
+QVariant readFile(const QString &path, QString *error = nullptr);
+
+/// The root dictionary of a file, or an empty map when it is missing, malformed or not a
+/// dictionary. @p ok tells which.
+QVariantMap readDictionary(const QString &path, bool *ok = nullptr);
+
+/// Serialises a tree; QVariant types outside the mapping above are written as strings.
+QByteArray toXml(const QVariant &value);
+QByteArray toBinary(const QVariant &value);
+
+/// Writes an XML plist atomically (a temporary file renamed over the target).
+bool writeXmlFile(const QString &path, const QVariant &value, QString *error = nullptr);
+
+} // namespace KSTPropertyList

@@ -1,0 +1,56 @@
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+#include <QStringList>
+
+/// What one run of a command-line tool produced.
+struct KSTToolResult
+{
+    bool started = false;  ///< false when the tool is missing under the root or could not run
+    bool timedOut = false; ///< the time-out expired and the tool was terminated
+    int exitCode = -1;     ///< the exit status; -1 when not started, killed or crashed
+    QByteArray standardOutput;
+    QByteArray standardError; ///< empty when the channels were merged
+
+    /// Started, not timed out and exited with status 0.
+    bool succeeded() const { return started && !timedOut && exitCode == 0; }
+};
+
+/// Runs the fixed command-line tools the engines read (system_profiler, find, tmutil, …).
+///
+/// A tool path is always absolute and fixed ("/usr/bin/find"); it runs as
+/// <root><path> of the current KSTEnvironment. A tool that is not there under a non-"/" root
+/// is "not available": the result is not started and its output is empty, never the host's
+/// tool of the same name. Every run has a time-out after which the tool (and its process
+/// group) is terminated. Calls block the calling thread and are safe from any thread except
+/// that they must not be made on the main thread of a window (engines call them from their
+/// queues).
+class KSTToolRunner
+{
+public:
+    enum class Channels {
+        Separate, ///< standard output and standard error are captured apart
+        Merged,   ///< standard error is interleaved into standardOutput
+    };
+
+    static constexpr int DefaultTimeoutMs = 60'000;
+
+    /// Runs @p toolPath (absolute, resolved under the root) with @p arguments, passed as
+    /// separate arguments (no shell). Standard input is closed.
+    static KSTToolResult run(const QString &toolPath, const QStringList &arguments,
+                             Channels channels = Channels::Separate,
+                             int timeoutMs = DefaultTimeoutMs);
+
+    /// The C library's pipe-open form (mode "r") for a fixed shell line such as
+    /// "/usr/bin/tmutil listlocalsnapshots / 2>/dev/null | /usr/bin/wc -l": the line runs
+    /// under /bin/sh and its standard output is returned; standard error is discarded.
+    /// Every absolute tool path in @p toolPaths must appear in the line; each is resolved
+    /// under the root, and when any of them is missing there the result is empty (the line
+    /// is not run). Returns the empty array also on a time-out or when the shell cannot start.
+    static QByteArray pipeOpen(const QString &shellLine, const QStringList &toolPaths,
+                               int timeoutMs = DefaultTimeoutMs);
+
+    /// <root><toolPath> when it exists there as an executable file, else an empty string.
+    static QString resolvedToolPath(const QString &toolPath);
+};

@@ -1,0 +1,42 @@
+#pragma once
+
+#include "KSTError.h"
+
+#include <QString>
+
+/// Moving items to the user's Trash and deleting them for good.
+///
+/// The Trash depends on the layout of the current KSTEnvironment:
+/// - mac: <home>/.Trash. An item keeps its name; when the name is taken a number is added
+///   before the extension ("report 2.pdf"). The move is a rename and never silently copies
+///   across a file-system boundary (that is an error).
+/// - linux: the freedesktop.org Trash: $XDG_DATA_HOME/Trash (<home>/.local/share/Trash when
+///   the home is not the host's) with files/ and info/<name>.trashinfo, created when missing;
+///   an item on another file system goes to that file system's $topdir/.Trash-<uid>.
+///
+/// Neither operation ever follows a symbolic link: a link is moved or deleted as a link, and
+/// deletion of a folder never descends through a link found inside it.
+class KSTTrash
+{
+public:
+    /// The Trash folder of the current environment: <home>/.Trash, or the freedesktop
+    /// "files" folder. Not created.
+    static QString trashDirectory();
+
+    /// Moves @p path to the Trash. On success returns true and, when given, sets
+    /// @p resultingPath to where the item now is. On failure returns false, leaves the item
+    /// where it was and fills @p error (domain "NSCocoaErrorDomain" with a POSIX-derived
+    /// description, e.g. no such file, permission denied, cross-device).
+    static bool moveToTrash(const QString &path, QString *resultingPath = nullptr,
+                            KSTError *error = nullptr);
+
+    /// Deletes @p path permanently: a file or link is unlinked, a folder is removed with its
+    /// contents, depth first, without following any symbolic link. Returns true when the item
+    /// is gone; on failure what could be removed is removed and @p error names the first
+    /// failure.
+    static bool removePermanently(const QString &path, KSTError *error = nullptr);
+
+    /// Where an item removed from @p path originally lived, for a freedesktop trash entry
+    /// (read from its .trashinfo); empty for the mac layout or when unknown.
+    static QString originalPathForTrashedItem(const QString &trashedPath);
+};

@@ -1,0 +1,65 @@
+#include "KSTTestSupport.h"
+
+#include <QCoreApplication>
+#include <QDeadlineTimer>
+#include <QDir>
+#include <QEventLoop>
+#include <QFile>
+#include <QFileInfo>
+#include <QThread>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+namespace KSTTestSupport {
+
+bool pumpUntil(const std::function<bool()> &done, int timeoutMs)
+{
+    QDeadlineTimer deadline(timeoutMs);
+    while (!done()) {
+        if (deadline.hasExpired())
+            return done();
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
+        QCoreApplication::sendPostedEvents();
+        QThread::msleep(1);
+    }
+    return true;
+}
+
+void pumpFor(int milliseconds)
+{
+    pumpUntil([] { return false; }, milliseconds);
+}
+
+QString testDataPath(const QString &relativePath)
+{
+    return QStringLiteral(KESTREL_TEST_DATA_DIR "/") + relativePath;
+}
+
+QString recordedMacFile(const QString &name)
+{
+    const QString shared =
+        QStringLiteral(KESTREL_SOURCE_DIR "/../shared/fixtures/macos/") + name;
+    if (QFileInfo::exists(shared))
+        return shared;
+    return testDataPath(QStringLiteral("macos/") + name);
+}
+
+bool writeFile(const QString &path, const QByteArray &contents)
+{
+    QDir().mkpath(QFileInfo(path).absolutePath());
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate))
+        return false;
+    return file.write(contents) == contents.size();
+}
+
+bool setModificationTime(const QString &path, qint64 secondsSinceEpoch)
+{
+    timespec times[2];
+    times[0].tv_sec = times[1].tv_sec = secondsSinceEpoch;
+    times[0].tv_nsec = times[1].tv_nsec = 0;
+    return utimensat(AT_FDCWD, QFile::encodeName(path).constData(), times, AT_SYMLINK_NOFOLLOW) == 0;
+}
+
+} // namespace KSTTestSupport

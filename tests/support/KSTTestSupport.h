@@ -1,0 +1,30 @@
+#pragma once
+
+#include <QString>
+
+#include <functional>
+
+/// Helpers every test executable shares.
+namespace KSTTestSupport {
+
+/// Pumps the main event loop until @p done is true or @p timeoutMs passes; returns @p done's
+/// last answer. Completions of engines arrive on the main queue, so tests wait with this.
+bool pumpUntil(const std::function<bool()> &done, int timeoutMs = 10'000);
+
+/// Pumps the main event loop for @p milliseconds (to show that nothing arrives).
+void pumpFor(int milliseconds);
+
+/// A file of the recorded test data (tests/data/<relativePath>).
+QString testDataPath(const QString &relativePath);
+
+/// A recorded macOS artifact in the shared fixture folder (../shared/fixtures/macos/<name>)
+/// when present, else its copy in tests/data/macos.
+QString recordedMacFile(const QString &name);
+
+/// Writes @p contents to @p path, creating parent folders; false on failure.
+bool writeFile(const QString &path, const QByteArray &contents);
+
+/// Sets the modification (and access) time of @p path, without following a link.
+bool setModificationTime(const QString &path, qint64 secondsSinceEpoch);
+
+} // namespace KSTTestSupport
