@@ -24,7 +24,8 @@ QString cleanAbsolute(const QString &path)
 {
     if (path.isEmpty())
         return path;
-    return QDir::cleanPath(QDir::isAbsolutePath(path) ? path : QDir::current().absoluteFilePath(path));
+    return QDir::cleanPath(QDir::isAbsolutePath(path) ? path
+                                                      : QDir::current().absoluteFilePath(path));
 }
 
 struct CurrentEnvironment
@@ -130,19 +131,22 @@ std::optional<KSTEnvironment> KSTEnvironment::fromOptions(const Options &options
         if (login.isEmpty()) {
             const QStringList logins = candidateLogins(environment.m_root);
             if (logins.size() != 1 && options.home.isEmpty()) {
-                return fail(logins.isEmpty()
-                                ? QStringLiteral("No user folder under %1/Users; give --user or --home.")
-                                      .arg(environment.m_root)
-                                : QStringLiteral("Several users under %1/Users (%2); choose one with --user.")
-                                      .arg(environment.m_root, logins.join(QLatin1String(", "))));
+                return fail(
+                    logins.isEmpty()
+                        ? QStringLiteral("No user folder under %1/Users; give --user or --home.")
+                              .arg(environment.m_root)
+                        : QStringLiteral(
+                              "Several users under %1/Users (%2); choose one with --user.")
+                              .arg(environment.m_root, logins.join(QLatin1String(", "))));
             }
             if (logins.size() == 1)
                 login = logins.first();
         }
         if (!login.isEmpty())
             environment.m_loginName = login;
-        environment.m_home = environment.m_root + QLatin1String("/Users/") + environment.m_loginName;
-        struct stat info {};
+        environment.m_home =
+            environment.m_root + QLatin1String("/Users/") + environment.m_loginName;
+        struct stat info = {};
         if (::stat(QFile::encodeName(environment.m_home).constData(), &info) == 0)
             environment.m_userId = info.st_uid;
     } else if (!options.user.isEmpty()) {
@@ -175,6 +179,9 @@ QString KSTEnvironment::systemPath(const QString &absolutePath) const
 {
     if (isHostRoot() || !absolutePath.startsWith(QLatin1Char('/')))
         return absolutePath;
+    // The system root itself is the root folder, spelled as root() spells it.
+    if (absolutePath == QLatin1String("/"))
+        return m_root;
     return m_root + absolutePath;
 }
 

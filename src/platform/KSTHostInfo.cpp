@@ -1,0 +1,58 @@
+#include "KSTHostInfo.h"
+
+#ifdef Q_OS_MACOS
+#include "macos/KSTMacHostInfo.h"
+using KSTPlatformHostInfo = KSTMacHostInfo;
+#else
+#include "linux/KSTLinuxHostInfo.h"
+using KSTPlatformHostInfo = KSTLinuxHostInfo;
+#endif
+
+#include <mutex>
+#include <vector>
+
+namespace {
+
+// A test installs its host before engines run and restores the platform's after they are
+// done. current() hands out plain references, so a replaced host is retired rather than
+// destroyed: a reference taken just before a replacement stays valid until exit.
+struct CurrentHostInfo
+{
+    std::mutex mutex;
+    std::shared_ptr<KSTHostInfo> installed;
+    std::vector<std::shared_ptr<KSTHostInfo>> retired;
+};
+
+CurrentHostInfo &currentStore()
+{
+    static CurrentHostInfo store;
+    return store;
+}
+
+KSTHostInfo &platformHostInfo()
+{
+    static KSTPlatformHostInfo hostInfo;
+    return hostInfo;
+}
+
+} // namespace
+
+KSTHostInfo::~KSTHostInfo() = default;
+
+KSTHostInfo &KSTHostInfo::current()
+{
+    CurrentHostInfo &store = currentStore();
+    std::lock_guard lock(store.mutex);
+    if (store.installed)
+        return *store.installed;
+    return platformHostInfo();
+}
+
+void KSTHostInfo::setCurrentForTesting(std::shared_ptr<KSTHostInfo> hostInfo)
+{
+    CurrentHostInfo &store = currentStore();
+    std::lock_guard lock(store.mutex);
+    if (store.installed)
+        store.retired.push_back(std::move(store.installed));
+    store.installed = std::move(hostInfo);
+}
