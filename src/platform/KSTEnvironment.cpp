@@ -128,6 +128,10 @@ std::optional<KSTEnvironment> KSTEnvironment::fromOptions(const Options &options
 
     if (!environment.isHostRoot()) {
         QString login = options.user;
+        // A login names one folder under Users; "../x" must not lead outside it.
+        if (login.contains(QLatin1Char('/')) || login == QLatin1String(".") ||
+            login == QLatin1String(".."))
+            return fail(QStringLiteral("%1 is not a user name.").arg(login));
         if (login.isEmpty()) {
             const QStringList logins = candidateLogins(environment.m_root);
             if (logins.size() != 1 && options.home.isEmpty()) {
