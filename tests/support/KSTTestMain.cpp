@@ -9,7 +9,6 @@
 
 #include <gtest/gtest.h>
 
-
 int main(int argc, char **argv)
 {
     QTemporaryDir xdg;

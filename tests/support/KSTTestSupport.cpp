@@ -38,10 +38,6 @@ QString testDataPath(const QString &relativePath)
 
 QString recordedMacFile(const QString &name)
 {
-    const QString shared =
-        QStringLiteral(KESTREL_SOURCE_DIR "/../shared/fixtures/macos/") + name;
-    if (QFileInfo::exists(shared))
-        return shared;
     return testDataPath(QStringLiteral("macos/") + name);
 }
 
@@ -59,7 +55,8 @@ bool setModificationTime(const QString &path, qint64 secondsSinceEpoch)
     timespec times[2];
     times[0].tv_sec = times[1].tv_sec = secondsSinceEpoch;
     times[0].tv_nsec = times[1].tv_nsec = 0;
-    return utimensat(AT_FDCWD, QFile::encodeName(path).constData(), times, AT_SYMLINK_NOFOLLOW) == 0;
+    return utimensat(AT_FDCWD, QFile::encodeName(path).constData(), times, AT_SYMLINK_NOFOLLOW) ==
+           0;
 }
 
 } // namespace KSTTestSupport

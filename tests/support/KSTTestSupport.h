@@ -17,8 +17,7 @@ void pumpFor(int milliseconds);
 /// A file of the recorded test data (tests/data/<relativePath>).
 QString testDataPath(const QString &relativePath);
 
-/// A recorded macOS artifact in the shared fixture folder (../shared/fixtures/macos/<name>)
-/// when present, else its copy in tests/data/macos.
+/// A recorded macOS artifact copied into tests/data/macos (provenance in PROVENANCE.md there).
 QString recordedMacFile(const QString &name);
 
 /// Writes @p contents to @p path, creating parent folders; false on failure.

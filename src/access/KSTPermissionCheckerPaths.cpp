@@ -1,0 +1,259 @@
+// The accessible-path operations: what the engines call instead of touching the file system,
+// so that the privacy rule and (in a sandboxed build) the home grant apply everywhere.
+#include "KSTPermissionChecker.h"
+
+#include "KSTPropertyList.h"
+#include "KSTTreeSize.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+
+#include <sys/stat.h>
+
+namespace {
+
+QString standardized(const QString &path)
+{
+    return path.isEmpty() ? path : QDir::cleanPath(path);
+}
+
+const QStringList &sandboxReadableApplicationRoots()
+{
+    static const QStringList roots = {QStringLiteral("/Applications"),
+                                      QStringLiteral("/System/Applications")};
+    return roots;
+}
+
+const QByteArrayList &privacyProtectedExtensions()
+{
+    static const QByteArrayList extensions = {"photoslibrary", "musiclibrary", "ituneslibrary",
+                                              "photolibrary"};
+    return extensions;
+}
+
+QString homeMusicFolder()
+{
+    QString home = standardized(KSTPermissionChecker::realUserHomeDirectoryPath());
+    if (home.isEmpty())
+        home = standardized(QDir::homePath());
+    return home + QLatin1String("/Music");
+}
+
+bool lstatPath(const QString &path, struct stat &info)
+{
+    return ::lstat(QFile::encodeName(path).constData(), &info) == 0;
+}
+
+} // namespace
+
+bool KSTPermissionChecker::shouldSkipPrivacyProtectedPath(const QString &path)
+{
+    if (path.isEmpty())
+        return false;
+    const QString clean = standardized(path);
+    const QString music = homeMusicFolder();
+    if (clean == music || clean.startsWith(music + QLatin1Char('/')))
+        return true;
+    const qsizetype dot = clean.lastIndexOf(QLatin1Char('.'));
+    const qsizetype slash = clean.lastIndexOf(QLatin1Char('/'));
+    if (dot <= slash + 1)
+        return false;
+    const QByteArray extension = clean.mid(dot + 1).toLower().toUtf8();
+    return privacyProtectedExtensions().contains(extension);
+}
+
+QString KSTPermissionChecker::accessibleUserHomeDirectoryPath()
+{
+    const QString granted = grantedHomeFolderURL();
+    if (!granted.isEmpty())
+        return granted;
+    return realUserHomeDirectoryPath();
+}
+
+void KSTPermissionChecker::performWithGrantedHomeFolderAccess(const std::function<void()> &block)
+{
+    if (!block)
+        return;
+    if (isRunningSandboxed() && (!ensureHomeFolderAccessStarted() || !hasHomeFolderAccess()))
+        return;
+    block();
+}
+
+QString KSTPermissionChecker::fileURLInGrantedHomeForPath(const QString &path, bool isDirectory)
+{
+    Q_UNUSED(isDirectory) // a local path carries no directory mark
+    if (path.isEmpty() || shouldSkipPrivacyProtectedPath(path))
+        return {};
+    const QString granted = standardized(grantedHomeFolderURL());
+    if (!granted.isEmpty()) {
+        const QString clean = standardized(path);
+        if (clean == granted)
+            return granted;
+        if (clean.startsWith(granted + QLatin1Char('/')))
+            return clean;
+    }
+    return isRunningSandboxed() ? QString() : path;
+}
+
+QString KSTPermissionChecker::accessibleURLForPath(const QString &path, bool isDirectory)
+{
+    if (path.isEmpty() || shouldSkipPrivacyProtectedPath(path))
+        return {};
+    if (isRunningSandboxed()) {
+        if (!ensureHomeFolderAccessStarted())
+            return {};
+        return fileURLInGrantedHomeForPath(path, isDirectory);
+    }
+    return path;
+}
+
+QString KSTPermissionChecker::directoryURLInGrantedHomeWithRelativePath(const QString &relativePath)
+{
+    if (shouldSkipPrivacyProtectedPath(relativePath))
+        return {};
+    const QString granted = grantedHomeFolderURL();
+    if (!granted.isEmpty())
+        return relativePath.isEmpty() ? granted : granted + QLatin1Char('/') + relativePath;
+    if (isRunningSandboxed())
+        return {};
+    const QString home = realUserHomeDirectoryPath();
+    return relativePath.isEmpty() ? home : home + QLatin1Char('/') + relativePath;
+}
+
+QString KSTPermissionChecker::directoryURLForSizeAtPath(const QString &path)
+{
+    if (path.isEmpty() || shouldSkipPrivacyProtectedPath(path))
+        return {};
+    if (!isRunningSandboxed())
+        return path;
+    const QString inHome = fileURLInGrantedHomeForPath(path, true);
+    if (!inHome.isEmpty())
+        return inHome;
+    return isSandboxReadableApplicationRootPath(path) ? path : QString();
+}
+
+bool KSTPermissionChecker::isSandboxReadableApplicationRootPath(const QString &path)
+{
+    const QString clean = standardized(path);
+    if (clean.isEmpty())
+        return false;
+    for (const QString &root : sandboxReadableApplicationRoots()) {
+        if (clean == root || clean.startsWith(root + QLatin1Char('/')))
+            return true;
+    }
+    return false;
+}
+
+bool KSTPermissionChecker::URLExists(const QString &url, bool *isDirectory)
+{
+    if (url.isEmpty())
+        return false;
+    // Like asking a URL for its directory flag: a symbolic link answers for itself.
+    struct stat info;
+    if (!lstatPath(url, info))
+        return false;
+    if (isDirectory)
+        *isDirectory = S_ISDIR(info.st_mode);
+    return true;
+}
+
+bool KSTPermissionChecker::accessibleItemExistsAtPath(const QString &path, bool *isDirectory)
+{
+    if (path.isEmpty())
+        return false;
+    if (isRunningSandboxed()) {
+        QString url = accessibleURLForPath(path, true);
+        if (url.isEmpty())
+            url = accessibleURLForPath(path, false);
+        return !url.isEmpty() && URLExists(url, isDirectory);
+    }
+    // The file manager's exists test follows a final symbolic link.
+    const QFileInfo info(path);
+    if (!info.exists())
+        return false;
+    if (isDirectory)
+        *isDirectory = info.isDir();
+    return true;
+}
+
+std::optional<QStringList>
+KSTPermissionChecker::directoryContentsAtAccessiblePath(const QString &path)
+{
+    if (path.isEmpty())
+        return std::nullopt;
+    const QString url = accessibleURLForPath(path, true);
+    bool isDirectory = false;
+    if (url.isEmpty() || !QFileInfo(url).isDir() || !URLExists(url, &isDirectory))
+        return std::nullopt;
+    QDir dir(url);
+    if (!dir.isReadable())
+        return std::nullopt;
+    QStringList names;
+    for (const QString &name :
+         dir.entryList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot, QDir::Unsorted)) {
+        if (!name.isEmpty() && !name.startsWith(QLatin1Char('.')))
+            names << name;
+    }
+    return names;
+}
+
+quint64 KSTPermissionChecker::fileSizeAtAccessiblePath(const QString &path)
+{
+    if (path.isEmpty() || shouldSkipPrivacyProtectedPath(path))
+        return 0;
+    struct stat info;
+    const QString fileURL = accessibleURLForPath(path, false);
+    if (!fileURL.isEmpty() && lstatPath(fileURL, info) && !S_ISDIR(info.st_mode))
+        return static_cast<quint64>(info.st_size);
+
+    const QString directoryURL = accessibleURLForPath(path, true);
+    if (directoryURL.isEmpty() || !QFileInfo(directoryURL).isDir()) {
+        if (isRunningSandboxed())
+            return 0;
+        return lstatPath(path, info) ? static_cast<quint64>(info.st_size) : 0;
+    }
+
+    KSTTreeSize::Options options;
+    options.skipHidden = true;
+    options.excludedFolders = {homeMusicFolder()};
+    options.excludedExtensions = privacyProtectedExtensions();
+    return KSTTreeSize::allocatedBytes(directoryURL, options);
+}
+
+quint64 KSTPermissionChecker::directorySizeAtAccessibleRelativePath(const QString &relativePath)
+{
+    if (relativePath.isEmpty())
+        return 0;
+    const QString absolute = accessibleUserHomeDirectoryPath() + QLatin1Char('/') + relativePath;
+    if (shouldSkipPrivacyProtectedPath(absolute))
+        return 0;
+    return fileSizeAtAccessiblePath(absolute);
+}
+
+std::optional<QVariantMap>
+KSTPermissionChecker::dictionaryFromAccessiblePlistAtPath(const QString &path)
+{
+    if (path.isEmpty())
+        return std::nullopt;
+    const QString url = accessibleURLForPath(path, false);
+    if (url.isEmpty() && isRunningSandboxed())
+        return std::nullopt;
+    bool ok = false;
+    const QVariantMap dictionary = KSTPropertyList::readDictionary(url.isEmpty() ? path : url, &ok);
+    if (!ok)
+        return std::nullopt;
+    return dictionary;
+}
+
+QString KSTPermissionChecker::workspaceIconForAccessiblePath(const QString &path)
+{
+    if (path.isEmpty())
+        return {};
+    QString url = fileURLInGrantedHomeForPath(path, true);
+    if (url.isEmpty())
+        url = fileURLInGrantedHomeForPath(path, false);
+    if (url.isEmpty() && !isRunningSandboxed())
+        url = path;
+    return url;
+}

@@ -1,0 +1,211 @@
+#include "KSTTreeSize.h"
+
+#include <QFile>
+
+#include <algorithm>
+#include <atomic>
+#include <condition_variable>
+#include <cstring>
+#include <dirent.h>
+#include <fcntl.h>
+#include <mutex>
+#include <string>
+#include <sys/stat.h>
+#include <thread>
+#include <unistd.h>
+#include <vector>
+
+namespace {
+
+struct Rules
+{
+    bool skipHidden = true;
+    std::vector<std::string> excludedFolders;
+    std::vector<std::string> excludedExtensions; // lower case, without the dot
+};
+
+bool hasExcludedExtension(const char *name, size_t length, const Rules &rules)
+{
+    if (rules.excludedExtensions.empty())
+        return false;
+    const char *dot = static_cast<const char *>(memrchr(name, '.', length));
+    if (!dot || dot == name)
+        return false;
+    const char *extension = dot + 1;
+    const size_t extensionLength = length - static_cast<size_t>(extension - name);
+    for (const std::string &excluded : rules.excludedExtensions) {
+        if (excluded.size() == extensionLength &&
+            strncasecmp(excluded.data(), extension, extensionLength) == 0)
+            return true;
+    }
+    return false;
+}
+
+bool isExcludedFolder(const std::string &path, const Rules &rules)
+{
+    return std::find(rules.excludedFolders.begin(), rules.excludedFolders.end(), path) !=
+           rules.excludedFolders.end();
+}
+
+// Shared work list of folders still to read. A folder is "pending" from the moment it is
+// pushed until its reader has pushed all of its sub-folders, so pending == 0 means done.
+class WorkList
+{
+public:
+    void push(std::string path)
+    {
+        std::lock_guard lock(m_mutex);
+        m_folders.push_back(std::move(path));
+        ++m_pending;
+        m_wake.notify_one();
+    }
+
+    bool pop(std::string &path)
+    {
+        std::unique_lock lock(m_mutex);
+        m_wake.wait(lock, [this] { return !m_folders.empty() || m_pending == 0 || m_stopped; });
+        if (m_folders.empty() || m_stopped)
+            return false;
+        path = std::move(m_folders.back());
+        m_folders.pop_back();
+        return true;
+    }
+
+    void finishOne()
+    {
+        std::lock_guard lock(m_mutex);
+        if (--m_pending == 0)
+            m_wake.notify_all();
+    }
+
+    void stop()
+    {
+        std::lock_guard lock(m_mutex);
+        m_stopped = true;
+        m_wake.notify_all();
+    }
+
+private:
+    std::mutex m_mutex;
+    std::condition_variable m_wake;
+    std::vector<std::string> m_folders;
+    size_t m_pending = 0;
+    bool m_stopped = false;
+};
+
+// Reads one folder: adds the blocks of its non-folder entries, queues its sub-folders.
+quint64 readFolder(const std::string &path, const Rules &rules, WorkList &work)
+{
+    const int fd = ::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+    if (fd < 0)
+        return 0;
+    DIR *dir = ::fdopendir(fd);
+    if (!dir) {
+        ::close(fd);
+        return 0;
+    }
+    quint64 total = 0;
+    std::string child;
+    while (const dirent *entry = ::readdir(dir)) {
+        const char *name = entry->d_name;
+        if (name[0] == '.' && (name[1] == '\0' || (name[1] == '.' && name[2] == '\0')))
+            continue;
+        if (rules.skipHidden && name[0] == '.')
+            continue;
+        const size_t length = std::strlen(name);
+        if (hasExcludedExtension(name, length, rules))
+            continue;
+
+        unsigned char type = entry->d_type;
+        struct stat info;
+        bool haveInfo = false;
+        if (type == DT_UNKNOWN) {
+            if (::fstatat(fd, name, &info, AT_SYMLINK_NOFOLLOW) != 0)
+                continue;
+            haveInfo = true;
+            type = S_ISDIR(info.st_mode) ? DT_DIR : DT_REG;
+        }
+        if (type == DT_DIR) {
+            child.assign(path);
+            if (child.back() != '/')
+                child.push_back('/');
+            child.append(name, length);
+            if (!isExcludedFolder(child, rules))
+                work.push(child);
+            continue;
+        }
+        if (!haveInfo && ::fstatat(fd, name, &info, AT_SYMLINK_NOFOLLOW) != 0)
+            continue;
+        total += static_cast<quint64>(info.st_blocks) * 512u;
+    }
+    ::closedir(dir);
+    return total;
+}
+
+Rules rulesFrom(const KSTTreeSize::Options &options)
+{
+    Rules rules;
+    rules.skipHidden = options.skipHidden;
+    for (const QString &folder : options.excludedFolders)
+        rules.excludedFolders.push_back(QFile::encodeName(folder).toStdString());
+    for (const QByteArray &extension : options.excludedExtensions)
+        rules.excludedExtensions.push_back(extension.toLower().toStdString());
+    return rules;
+}
+
+} // namespace
+
+quint64 KSTTreeSize::allocatedBytes(const QString &folder, const Options &options)
+{
+    const Rules rules = rulesFrom(options);
+    const std::string root = QFile::encodeName(folder).toStdString();
+    if (root.empty())
+        return 0;
+
+    int threadCount = options.threads;
+    if (threadCount <= 0)
+        threadCount = static_cast<int>(std::clamp(std::thread::hardware_concurrency(), 1u, 4u));
+
+    WorkList work;
+    work.push(root);
+    std::atomic<quint64> total{0};
+    std::atomic<bool> cancelled{false};
+    std::mutex cancelMutex; // the caller's predicate need not be thread-safe
+
+    auto worker = [&] {
+        quint64 local = 0;
+        unsigned folders = 0;
+        std::string path;
+        while (work.pop(path)) {
+            local += readFolder(path, rules, work);
+            work.finishOne();
+            if (options.isCancelled && (++folders & 31u) == 0) {
+                std::lock_guard lock(cancelMutex);
+                if (options.isCancelled()) {
+                    cancelled = true;
+                    work.stop();
+                }
+            }
+        }
+        total += local;
+    };
+
+    std::vector<std::thread> helpers;
+    helpers.reserve(static_cast<size_t>(threadCount - 1));
+    for (int index = 1; index < threadCount; ++index)
+        helpers.emplace_back(worker);
+    worker();
+    for (std::thread &helper : helpers)
+        helper.join();
+    return total.load();
+}
+
+quint64 KSTTreeSize::allocatedBytesOfItem(const QString &path, const Options &options)
+{
+    struct stat info;
+    if (::lstat(QFile::encodeName(path).constData(), &info) != 0)
+        return 0;
+    if (S_ISDIR(info.st_mode))
+        return allocatedBytes(path, options);
+    return static_cast<quint64>(info.st_blocks) * 512u;
+}

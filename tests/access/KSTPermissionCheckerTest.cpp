@@ -1,0 +1,401 @@
+// Full Disk Access and the accessible-path helpers against fixture Macs.
+#include "KSTPermissionChecker.h"
+
+#include "KSTApplicationInfo.h"
+#include "KSTFixtureMac.h"
+#include "KSTNotificationCenter.h"
+#include "KSTPreferences.h"
+#include "KSTTestSupport.h"
+
+#include <QDir>
+#include <QObject>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+using Checker = KSTPermissionChecker;
+using Row = KSTFixtureMac::PrivacyRow;
+
+namespace {
+
+class PermissionCheckerTest : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        ASSERT_TRUE(mac.isValid());
+        mac.activate();
+        KSTPreferences::standard()->clear();
+        Checker::resetForTesting();
+    }
+    void TearDown() override { Checker::resetForTesting(); }
+
+    // Counts folder-access notifications delivered to the main thread.
+    void watchNotifications()
+    {
+        KSTNotificationCenter::defaultCenter().addObserver(
+            Checker::FolderAccessStatusDidChangeNotification, &observerContext,
+            [this](const KSTNotification &) { ++notifications; });
+    }
+
+    KSTFixtureMac mac;
+    QObject observerContext;
+    int notifications = 0;
+};
+
+struct DatabaseCase
+{
+    const char *description;
+    int authValue;        // -1: no row for this program
+    bool corrupt = false; // the file is not a database
+    bool missing = false; // no database file at all
+    KSTFixtureMac::PrivacySchema schema = KSTFixtureMac::PrivacySchema::Sonoma;
+    bool granted;
+    KSTFullDiskAccessStatus status;
+};
+
+class FullDiskAccessDatabaseTest : public PermissionCheckerTest,
+                                   public ::testing::WithParamInterface<DatabaseCase>
+{
+};
+
+TEST_P(FullDiskAccessDatabaseTest, DecidesGrantAndStatus)
+{
+    const DatabaseCase &c = GetParam();
+    if (c.corrupt) {
+        mac.writeCorruptPrivacyDatabase();
+    } else if (!c.missing) {
+        QList<Row> rows = {{QStringLiteral("com.example.Other"), 2}};
+        if (c.authValue >= 0)
+            rows << Row{KSTApplicationInfo::bundleIdentifier(), c.authValue};
+        mac.writePrivacyDatabase(rows, c.schema);
+    }
+    EXPECT_EQ(Checker::hasFullDiskAccess(), c.granted) << c.description;
+    EXPECT_EQ(Checker::fullDiskAccessStatus(), c.status) << c.description;
+    EXPECT_EQ(Checker::needsFullDiskAccessReminder(), !c.granted) << c.description;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Rows, FullDiskAccessDatabaseTest,
+    ::testing::Values(
+        DatabaseCase{"allowed", 2, false, false, {}, true, KSTFullDiskAccessStatusGranted},
+        DatabaseCase{"limited", 1, false, false, {}, true, KSTFullDiskAccessStatusGranted},
+        DatabaseCase{"denied", 0, false, false, {}, false, KSTFullDiskAccessStatusListedButOff},
+        DatabaseCase{"unknown 3", 3, false, false, {}, false, KSTFullDiskAccessStatusListedButOff},
+        DatabaseCase{"big sur schema", 2, false, false, KSTFixtureMac::PrivacySchema::BigSur, true,
+                     KSTFullDiskAccessStatusGranted},
+        DatabaseCase{"no row", -1, false, false, {}, false, KSTFullDiskAccessStatusNotListed},
+        DatabaseCase{"missing", -1, false, true, {}, false, KSTFullDiskAccessStatusNotListed},
+        DatabaseCase{
+            "not a database", -1, true, false, {}, false, KSTFullDiskAccessStatusNotListed},
+        // The old schema has no auth_value column: the query cannot be prepared.
+        DatabaseCase{"catalina schema", 2, false, false, KSTFixtureMac::PrivacySchema::Catalina,
+                     false, KSTFullDiskAccessStatusNotListed}),
+    [](const ::testing::TestParamInfo<DatabaseCase> &info) {
+        std::string name = info.param.description;
+        std::replace(name.begin(), name.end(), ' ', '_');
+        return name;
+    });
+
+TEST_F(PermissionCheckerTest, AuthValuesOneAndTwoGrant)
+{
+    const struct
+    {
+        int value;
+        bool granted;
+    } cases[] = {{-1, false}, {0, false}, {1, true}, {2, true}, {3, false}, {4, false}};
+    for (const auto &c : cases)
+        EXPECT_EQ(Checker::isFullDiskAccessAuthValueGranted(c.value), c.granted) << c.value;
+}
+
+TEST_F(PermissionCheckerTest, ExecutablePathIsAClientToo)
+{
+    const QStringList clients = Checker::fullDiskAccessClientIdentifiers();
+    ASSERT_GE(clients.size(), 2);
+    EXPECT_EQ(clients.first(), KSTApplicationInfo::bundleIdentifier());
+    EXPECT_EQ(clients.last(), QDir::cleanPath(KSTApplicationInfo::executablePath()));
+    EXPECT_EQ(clients.count(clients.last()), 1);
+
+    mac.writePrivacyDatabase({{clients.last(), 2}});
+    EXPECT_TRUE(Checker::hasFullDiskAccess());
+}
+
+TEST_F(PermissionCheckerTest, ReadableProbeGrantsWithoutADatabaseRow)
+{
+    const QString chat = mac.writeHomeFile(QStringLiteral("Library/Messages/chat.db"), "sqlite");
+    EXPECT_TRUE(Checker::canAccessProtectedPath(chat));
+    EXPECT_TRUE(Checker::hasFullDiskAccess());
+
+    Checker::resetForTesting();
+    QFile::resize(chat, 0); // an empty file says nothing
+    EXPECT_FALSE(Checker::canAccessProtectedPath(chat));
+    mac.makeHomeDirectory(QStringLiteral("Library/Safari"));
+    EXPECT_FALSE(Checker::hasFullDiskAccess());
+}
+
+TEST_F(PermissionCheckerTest, VisitingSettingsTurnsNotListedIntoSwitchedOff)
+{
+    EXPECT_EQ(Checker::fullDiskAccessStatus(), KSTFullDiskAccessStatusNotListed);
+    EXPECT_EQ(Checker::fullDiskAccessReminderTitle(), QStringLiteral("Allow Full Disk Access"));
+    EXPECT_EQ(Checker::fullDiskAccessReminderMessage(),
+              QStringLiteral("Kestrel 3 needs Full Disk Access to scan protected folders. Add "
+                             "Kestrel 3 to the Full Disk Access list and turn on the switch in "
+                             "System Settings."));
+
+    Checker::openFullDiskAccessSettings();
+    EXPECT_TRUE(KSTPreferences::standard()->value(Checker::UserOpenedFDASettingsKey).toBool());
+    EXPECT_EQ(Checker::fullDiskAccessStatus(), KSTFullDiskAccessStatusListedButOff);
+    EXPECT_EQ(Checker::fullDiskAccessReminderTitle(), QStringLiteral("Turn On Full Disk Access"));
+    EXPECT_EQ(Checker::fullDiskAccessReminderMessage(),
+              QStringLiteral("Kestrel 3 is already listed in Full Disk Access, but the permission "
+                             "switch is turned off. Open System Settings, turn on the switch next "
+                             "to Kestrel 3, then quit and reopen the app."));
+}
+
+TEST_F(PermissionCheckerTest, StaleAnswerUntilRefreshThenOneNotification)
+{
+    watchNotifications();
+    EXPECT_FALSE(Checker::hasFullDiskAccess()); // cached "no"
+    mac.writePrivacyDatabase({{KSTApplicationInfo::bundleIdentifier(), 2}});
+    EXPECT_EQ(Checker::fullDiskAccessStatus(), KSTFullDiskAccessStatusStale);
+    EXPECT_EQ(Checker::fullDiskAccessReminderTitle(), QStringLiteral("Allow Full Disk Access"));
+
+    KSTPreferences::standard()->setValue(Checker::UserOpenedFDASettingsKey, true);
+    Checker::refreshFullDiskAccessStatus();
+    EXPECT_EQ(Checker::fullDiskAccessStatus(), KSTFullDiskAccessStatusGranted);
+    EXPECT_FALSE(KSTPreferences::standard()->contains(Checker::UserOpenedFDASettingsKey));
+    EXPECT_EQ(notifications, 1);
+
+    Checker::refreshFullDiskAccessStatus(); // unchanged: no notification
+    EXPECT_EQ(notifications, 1);
+}
+
+TEST_F(PermissionCheckerTest, FirstRefreshComparesAgainstNo)
+{
+    watchNotifications();
+    Checker::refreshFullDiskAccessStatus(); // not granted, compared with "no"
+    EXPECT_EQ(notifications, 0);
+
+    Checker::resetForTesting();
+    mac.writePrivacyDatabase({{KSTApplicationInfo::bundleIdentifier(), 2}});
+    Checker::refreshFullDiskAccessStatus();
+    EXPECT_EQ(notifications, 1);
+}
+
+TEST_F(PermissionCheckerTest, LinuxLayoutIsGranted)
+{
+    KSTEnvironment linux = mac.environment();
+    linux.setLayout(KSTLayout::Linux);
+    KSTScopedEnvironment scoped(linux);
+    mac.writePrivacyDatabase({{KSTApplicationInfo::bundleIdentifier(), 0}});
+    EXPECT_TRUE(Checker::hasFullDiskAccess());
+    EXPECT_EQ(Checker::fullDiskAccessStatus(), KSTFullDiskAccessStatusGranted);
+    EXPECT_TRUE(Checker::hasRequiredFolderAccess());
+    EXPECT_FALSE(Checker::shouldShowFolderAccessPrompt());
+}
+
+TEST_F(PermissionCheckerTest, RemindLaterSuppressesThePrompt)
+{
+    EXPECT_TRUE(Checker::shouldShowFolderAccessPrompt());
+    Checker::setRemindLater(true);
+    EXPECT_FALSE(Checker::shouldShowFolderAccessPrompt());
+    EXPECT_FALSE(Checker::shouldShowFullDiskAccessPrompt());
+    Checker::clearRemindLater();
+    EXPECT_TRUE(Checker::shouldShowFolderAccessPrompt());
+}
+
+TEST_F(PermissionCheckerTest, DirectBuildIsNotSandboxedAndHasTheHome)
+{
+    EXPECT_TRUE(Checker::isDirectDistributionBuild());
+    EXPECT_FALSE(Checker::isRunningSandboxed());
+    EXPECT_TRUE(Checker::hasHomeFolderAccess());
+    EXPECT_EQ(Checker::accessibleUserHomeDirectoryPath(), mac.home());
+    EXPECT_EQ(Checker::realUserHomeDirectoryPath(), mac.home());
+    EXPECT_TRUE(Checker::isSelectedHomeFolderURL(mac.home() + QLatin1String("/")));
+    EXPECT_FALSE(Checker::isSelectedHomeFolderURL(mac.homePath(QStringLiteral("Documents"))));
+    bool ran = false;
+    Checker::performWithGrantedHomeFolderAccess([&] { ran = true; });
+    EXPECT_TRUE(ran);
+}
+
+TEST_F(PermissionCheckerTest, PrivacyRule)
+{
+    const struct
+    {
+        QString path;
+        bool skipped;
+    } cases[] = {
+        {mac.homePath(QStringLiteral("Music")), true},
+        {mac.homePath(QStringLiteral("Music/iTunes/x.mp3")), true},
+        {mac.homePath(QStringLiteral("Music/")), true},
+        {mac.homePath(QStringLiteral("Documents/../Music/a")), true},
+        {mac.homePath(QStringLiteral("Musicals")), false},
+        {mac.homePath(QStringLiteral("Documents/Music")), false},
+        {mac.homePath(QStringLiteral("Pictures/Photos Library.photoslibrary")), true},
+        {QStringLiteral("/Volumes/Backup/Old.PhotoLibrary"), true},
+        {QStringLiteral("/Volumes/Backup/iTunes.itunesLibrary/x"), false},
+        {QStringLiteral("/Volumes/Backup/Songs.musiclibrary"), true},
+        {QStringLiteral("/tmp/photoslibrary"), false},
+        {QString(), false},
+    };
+    for (const auto &c : cases)
+        EXPECT_EQ(Checker::shouldSkipPrivacyProtectedPath(c.path), c.skipped)
+            << c.path.toStdString();
+}
+
+TEST_F(PermissionCheckerTest, ProtectedPathsGiveNoURLNoSizeNoListing)
+{
+    const QString music = mac.homePath(QStringLiteral("Music"));
+    mac.writeSizedHomeFile(QStringLiteral("Music/song.m4a"), 8192);
+    const QString library =
+        mac.makeHomeDirectory(QStringLiteral("Pictures/Photos Library.photoslibrary"));
+    mac.writeSizedHomeFile(QStringLiteral("Pictures/Photos Library.photoslibrary/db"), 8192);
+
+    for (const QString &path : {music, library}) {
+        EXPECT_EQ(Checker::fileSizeAtAccessiblePath(path), 0u) << path.toStdString();
+        EXPECT_TRUE(Checker::accessibleURLForPath(path, true).isEmpty());
+        EXPECT_TRUE(Checker::directoryURLForSizeAtPath(path).isEmpty());
+        EXPECT_FALSE(Checker::directoryContentsAtAccessiblePath(path).has_value());
+    }
+    EXPECT_EQ(Checker::directorySizeAtAccessibleRelativePath(QStringLiteral("Music")), 0u);
+}
+
+TEST_F(PermissionCheckerTest, FolderSizeSkipsHiddenAndProtectedEntriesAndLinks)
+{
+    mac.writeSizedHomeFile(QStringLiteral("Pictures/a.jpg"), 8192);
+    mac.writeSizedHomeFile(QStringLiteral("Pictures/sub/b.jpg"), 16384);
+    mac.writeSizedHomeFile(QStringLiteral("Pictures/.hidden/c.jpg"), 32768);
+    mac.writeSizedHomeFile(QStringLiteral("Pictures/.thumb"), 32768);
+    mac.writeSizedHomeFile(QStringLiteral("Pictures/Lib.photoslibrary/d.jpg"), 65536);
+    mac.writeSizedHomeFile(QStringLiteral("Documents/outside.bin"), 1 << 20);
+    mac.makeSymlink(QStringLiteral("Users/alice/Pictures/link"), mac.homePath("Documents"));
+
+    const quint64 size = Checker::directorySizeAtAccessibleRelativePath(QStringLiteral("Pictures"));
+    // 8 KiB + 16 KiB of data, plus at most one block per file of slack, plus the link itself.
+    EXPECT_GE(size, 24576u);
+    EXPECT_LT(size, 24576u + 3 * 4096u);
+    EXPECT_EQ(Checker::fileSizeAtAccessiblePath(mac.homePath(QStringLiteral("Pictures/a.jpg"))),
+              8192u);
+    EXPECT_EQ(Checker::fileSizeAtAccessiblePath(mac.homePath(QStringLiteral("nothing"))), 0u);
+}
+
+TEST_F(PermissionCheckerTest, ListingOmitsHiddenEntries)
+{
+    mac.writeHomeFile(QStringLiteral("Downloads/a.dmg"), "x");
+    mac.writeHomeFile(QStringLiteral("Downloads/.DS_Store"), "x");
+    mac.makeHomeDirectory(QStringLiteral("Downloads/folder"));
+    auto names =
+        Checker::directoryContentsAtAccessiblePath(mac.homePath(QStringLiteral("Downloads")));
+    ASSERT_TRUE(names.has_value());
+    names->sort();
+    EXPECT_EQ(*names, (QStringList{"a.dmg", "folder"}));
+
+    auto empty = Checker::directoryContentsAtAccessiblePath(mac.homePath(QStringLiteral("Movies")));
+    ASSERT_TRUE(empty.has_value());
+    EXPECT_TRUE(empty->isEmpty());
+    EXPECT_FALSE(Checker::directoryContentsAtAccessiblePath(mac.homePath("Nope")).has_value());
+    EXPECT_FALSE(
+        Checker::directoryContentsAtAccessiblePath(mac.homePath("Downloads/a.dmg")).has_value());
+}
+
+TEST_F(PermissionCheckerTest, ItemExistence)
+{
+    const QString file = mac.writeHomeFile(QStringLiteral("Documents/a.txt"), "x");
+    bool isDirectory = true;
+    EXPECT_TRUE(Checker::accessibleItemExistsAtPath(file, &isDirectory));
+    EXPECT_FALSE(isDirectory);
+    EXPECT_TRUE(Checker::accessibleItemExistsAtPath(mac.homePath("Documents"), &isDirectory));
+    EXPECT_TRUE(isDirectory);
+    EXPECT_FALSE(Checker::accessibleItemExistsAtPath(mac.homePath("Documents/none")));
+    EXPECT_FALSE(Checker::accessibleItemExistsAtPath(QString()));
+    EXPECT_TRUE(Checker::URLExists(file));
+    EXPECT_FALSE(Checker::URLExists(QString()));
+}
+
+TEST_F(PermissionCheckerTest, PlistDictionariesOnly)
+{
+    const QVariantMap info{{QStringLiteral("Device Name"), QStringLiteral("iPhone")}};
+    const QString xml = mac.writeHomePlist(QStringLiteral("a.plist"), info);
+    const QString binary =
+        mac.writeHomePlist(QStringLiteral("b.plist"), info, KSTFixtureMac::PlistFormat::Binary);
+    const QString array = mac.writeHomePlist(QStringLiteral("c.plist"), QVariantList{1, 2});
+    const QString garbage = mac.writeHomeFile(QStringLiteral("d.plist"), "<plist><dict>");
+
+    for (const QString &path : {xml, binary}) {
+        const auto dictionary = Checker::dictionaryFromAccessiblePlistAtPath(path);
+        ASSERT_TRUE(dictionary.has_value()) << path.toStdString();
+        EXPECT_EQ(dictionary->value(QStringLiteral("Device Name")).toString(),
+                  QStringLiteral("iPhone"));
+    }
+    for (const QString &path : {array, garbage, mac.homePath("missing.plist"), QString()})
+        EXPECT_FALSE(Checker::dictionaryFromAccessiblePlistAtPath(path).has_value())
+            << path.toStdString();
+}
+
+TEST_F(PermissionCheckerTest, HomeRelativeAndApplicationRootURLs)
+{
+    EXPECT_EQ(Checker::directoryURLInGrantedHomeWithRelativePath(QStringLiteral("Downloads")),
+              mac.homePath(QStringLiteral("Downloads")));
+    EXPECT_EQ(Checker::directoryURLInGrantedHomeWithRelativePath(QString()), mac.home());
+    EXPECT_TRUE(
+        Checker::directoryURLInGrantedHomeWithRelativePath(QStringLiteral("x.photoslibrary"))
+            .isEmpty());
+    EXPECT_TRUE(Checker::isSandboxReadableApplicationRootPath(QStringLiteral("/Applications")));
+    EXPECT_TRUE(Checker::isSandboxReadableApplicationRootPath(
+        QStringLiteral("/System/Applications/Notes.app")));
+    EXPECT_FALSE(Checker::isSandboxReadableApplicationRootPath(QStringLiteral("/ApplicationsX")));
+    EXPECT_FALSE(Checker::isSandboxReadableApplicationRootPath(QString()));
+}
+
+TEST_F(PermissionCheckerTest, HomeFolderRequestWithoutAPanelIsRefused)
+{
+    std::optional<bool> answer;
+    Checker::requestHomeFolderAccessWithCompletion([&](bool granted) { answer = granted; });
+    ASSERT_TRUE(KSTTestSupport::pumpUntil([&] { return answer.has_value(); }));
+    EXPECT_FALSE(*answer);
+}
+
+TEST_F(PermissionCheckerTest, ChoosingASubfolderShowsTheAlertAndKeepsTheBookmark)
+{
+    QStringList alerts;
+    Checker::setAlertPresenter([&](const QString &message, const QString &informative,
+                                   const QString &) { alerts << message << informative; });
+    Checker::setHomeFolderPanelPresenter([this](const Checker::HomeFolderPanelRequest &request,
+                                                std::function<void(bool, const QString &)> done) {
+        EXPECT_EQ(request.prompt, QStringLiteral("Grant Access"));
+        EXPECT_EQ(request.startDirectory, mac.home());
+        done(true, mac.homePath(QStringLiteral("Documents")));
+    });
+    std::optional<bool> answer;
+    Checker::requestHomeFolderAccessWithCompletion([&](bool granted) { answer = granted; });
+    ASSERT_TRUE(KSTTestSupport::pumpUntil([&] { return answer.has_value(); }));
+    EXPECT_FALSE(*answer);
+    EXPECT_EQ(alerts, (QStringList{QStringLiteral("Select Your Home Folder"),
+                                   QStringLiteral("Please choose your home folder (alice), not a "
+                                                  "subfolder or another location.")}));
+    EXPECT_FALSE(KSTPreferences::standard()->contains(Checker::HomeFolderBookmarkDataKey));
+    Checker::setAlertPresenter(nullptr);
+    Checker::setHomeFolderPanelPresenter(nullptr);
+}
+
+TEST_F(PermissionCheckerTest, ChoosingTheHomeStoresABookmarkThatRestores)
+{
+    Checker::setRemindLater(true);
+    Checker::setHomeFolderPanelPresenter(
+        [this](const Checker::HomeFolderPanelRequest &,
+               std::function<void(bool, const QString &)> done) { done(true, mac.home()); });
+    std::optional<bool> answer;
+    Checker::requestHomeFolderAccessWithCompletion([&](bool granted) { answer = granted; });
+    ASSERT_TRUE(KSTTestSupport::pumpUntil([&] { return answer.has_value(); }));
+    EXPECT_TRUE(*answer);
+    EXPECT_FALSE(Checker::isRemindLaterSet());
+    EXPECT_TRUE(KSTPreferences::standard()->contains(Checker::HomeFolderBookmarkDataKey));
+
+    Checker::resetForTesting();
+    EXPECT_TRUE(Checker::restoreStoredHomeFolderAccess());
+    EXPECT_EQ(Checker::accessibleUserHomeDirectoryPath(), mac.home());
+    Checker::setHomeFolderPanelPresenter(nullptr);
+}
+
+} // namespace

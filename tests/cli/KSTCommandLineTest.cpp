@@ -1,0 +1,178 @@
+// The command line run in-process against fixture Macs: global options, usage errors and
+// the access command's JSON.
+#include "KSTCommandLine.h"
+
+#include "KSTApplicationInfo.h"
+#include "KSTEnvironment.h"
+#include "KSTFixtureMac.h"
+#include "KSTPermissionChecker.h"
+#include "KSTPreferences.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+struct CliRun
+{
+    int status = -1;
+    QString out;
+    QString err;
+};
+
+CliRun runKestrel(const QStringList &arguments)
+{
+    // Each run chooses its machine; keep the test process's own environment afterwards.
+    KSTScopedEnvironment keep(KSTEnvironment::current());
+    KSTPermissionChecker::resetForTesting();
+    CliRun run;
+    QTextStream out(&run.out);
+    QTextStream err(&run.err);
+    run.status = KSTCommandLine::run(arguments, out, err);
+    out.flush();
+    err.flush();
+    return run;
+}
+
+QJsonObject jsonOf(const CliRun &run)
+{
+    QJsonParseError error;
+    const QJsonDocument document = QJsonDocument::fromJson(run.out.toUtf8(), &error);
+    EXPECT_EQ(error.error, QJsonParseError::NoError) << run.out.toStdString();
+    return document.object();
+}
+
+TEST(CommandLineTest, HelpVersionAndUsageErrors)
+{
+    const CliRun help = runKestrel({QStringLiteral("--help")});
+    EXPECT_EQ(help.status, 0);
+    EXPECT_TRUE(help.out.contains(QLatin1String("--root DIR")));
+    EXPECT_TRUE(help.out.contains(QLatin1String("access")));
+
+    const CliRun version = runKestrel({QStringLiteral("--version")});
+    EXPECT_EQ(version.status, 0);
+    EXPECT_EQ(version.out.trimmed(), QStringLiteral("kestrel " KESTREL_VERSION));
+
+    const struct
+    {
+        QStringList arguments;
+        const char *mentions;
+    } bad[] = {
+        {{QStringLiteral("frobnicate")}, "unknown command"},
+        {{QStringLiteral("--layout"), QStringLiteral("windows"), QStringLiteral("access")},
+         "--layout"},
+        {{QStringLiteral("--root")}, "--root needs a value"},
+        {{QStringLiteral("--root"), QStringLiteral("/no/such/folder"), QStringLiteral("access")},
+         "not an existing folder"},
+        {{QStringLiteral("access"), QStringLiteral("extra")}, "no arguments"},
+    };
+    for (const auto &c : bad) {
+        const CliRun run = runKestrel(c.arguments);
+        EXPECT_EQ(run.status, 2) << c.arguments.join(' ').toStdString();
+        EXPECT_TRUE(run.err.contains(QLatin1String(c.mentions))) << run.err.toStdString();
+        EXPECT_TRUE(run.out.isEmpty());
+    }
+}
+
+TEST(CommandLineTest, SeveralUsersNeedAChoice)
+{
+    KSTFixtureMac mac;
+    mac.addUser(QStringLiteral("bob"));
+    const CliRun ambiguous =
+        runKestrel({QStringLiteral("--root"), mac.root(), QStringLiteral("access")});
+    EXPECT_EQ(ambiguous.status, 2);
+    EXPECT_TRUE(ambiguous.err.contains(QLatin1String("--user")));
+
+    const CliRun chosen =
+        runKestrel({QStringLiteral("--root"), mac.root(), QStringLiteral("--user"),
+                    QStringLiteral("bob"), QStringLiteral("access"), QStringLiteral("--json")});
+    EXPECT_EQ(chosen.status, 0);
+    EXPECT_EQ(jsonOf(chosen).value(QStringLiteral("accessibleUserHomeDirectoryPath")).toString(),
+              mac.root() + QStringLiteral("/Users/bob"));
+}
+
+struct AccessCase
+{
+    const char *name;
+    int authValue; // -1: no row for Kestrel; -2: no database; -3: not a database
+    bool granted;
+    int status;
+    const char *title;
+};
+
+class AccessCommandTest : public ::testing::TestWithParam<AccessCase>
+{
+};
+
+TEST_P(AccessCommandTest, JsonForEachPrivacyDatabase)
+{
+    const AccessCase &c = GetParam();
+    KSTPreferences::standard()->clear();
+    KSTFixtureMac mac;
+    if (c.authValue == -3) {
+        mac.writeCorruptPrivacyDatabase();
+    } else if (c.authValue != -2) {
+        QList<KSTFixtureMac::PrivacyRow> rows = {{QStringLiteral("com.apple.Terminal"), 2}};
+        if (c.authValue >= 0)
+            rows << KSTFixtureMac::PrivacyRow{KSTApplicationInfo::bundleIdentifier(), c.authValue};
+        mac.writePrivacyDatabase(rows);
+    }
+
+    // Global options after the command work as well as before it.
+    const CliRun run = runKestrel(
+        {QStringLiteral("--root"), mac.root(), QStringLiteral("access"), QStringLiteral("--json")});
+    ASSERT_EQ(run.status, 0) << run.err.toStdString();
+    const QJsonObject json = jsonOf(run);
+    EXPECT_EQ(json.keys(),
+              (QStringList{"accessibleUserHomeDirectoryPath", "fullDiskAccessClientIdentifiers",
+                           "fullDiskAccessReminderMessage", "fullDiskAccessReminderTitle",
+                           "fullDiskAccessStatus", "hasFullDiskAccess", "hasRequiredFolderAccess",
+                           "shouldShowFolderAccessPrompt"}));
+    EXPECT_EQ(json.value(QStringLiteral("hasFullDiskAccess")).toBool(), c.granted);
+    EXPECT_EQ(json.value(QStringLiteral("fullDiskAccessStatus")).toInt(), c.status);
+    EXPECT_EQ(json.value(QStringLiteral("fullDiskAccessReminderTitle")).toString(),
+              QString::fromUtf8(c.title));
+    EXPECT_EQ(json.value(QStringLiteral("hasRequiredFolderAccess")).toBool(), c.granted);
+    EXPECT_EQ(json.value(QStringLiteral("shouldShowFolderAccessPrompt")).toBool(), !c.granted);
+    EXPECT_EQ(json.value(QStringLiteral("accessibleUserHomeDirectoryPath")).toString(), mac.home());
+    EXPECT_EQ(
+        json.value(QStringLiteral("fullDiskAccessClientIdentifiers")).toArray().first().toString(),
+        KSTApplicationInfo::bundleIdentifier());
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    PrivacyDatabases, AccessCommandTest,
+    ::testing::Values(AccessCase{"grants", 2, true, 0, "Allow Full Disk Access"},
+                      AccessCase{"denies0", 0, false, 2, "Turn On Full Disk Access"},
+                      AccessCase{"denies3", 3, false, 2, "Turn On Full Disk Access"},
+                      AccessCase{"noRow", -1, false, 1, "Allow Full Disk Access"},
+                      AccessCase{"missing", -2, false, 1, "Allow Full Disk Access"},
+                      AccessCase{"notADatabase", -3, false, 1, "Allow Full Disk Access"}),
+    [](const ::testing::TestParamInfo<AccessCase> &info) { return std::string(info.param.name); });
+
+TEST(CommandLineTest, ReadableAccessSummary)
+{
+    KSTFixtureMac mac;
+    const CliRun run = runKestrel({QStringLiteral("access"), QStringLiteral("--root"), mac.root()});
+    EXPECT_EQ(run.status, 0);
+    EXPECT_TRUE(run.out.startsWith(QLatin1String("Full Disk Access: not granted (status 1")))
+        << run.out.toStdString();
+    EXPECT_TRUE(run.out.contains(QLatin1String("Allow Full Disk Access")));
+}
+
+TEST(CommandLineTest, LinuxLayoutHasNothingToGrant)
+{
+    KSTFixtureMac mac;
+    const CliRun run =
+        runKestrel({QStringLiteral("--root"), mac.root(), QStringLiteral("--layout"),
+                    QStringLiteral("linux"), QStringLiteral("--json"), QStringLiteral("access")});
+    ASSERT_EQ(run.status, 0);
+    const QJsonObject json = jsonOf(run);
+    EXPECT_TRUE(json.value(QStringLiteral("hasFullDiskAccess")).toBool());
+    EXPECT_EQ(json.value(QStringLiteral("fullDiskAccessStatus")).toInt(), 0);
+}
+
+} // namespace
