@@ -8,9 +8,16 @@
 
 /// A repeating timer source on a serial queue: the handler first runs @p firstDelay after
 /// start(), then every @p interval; the @p leeway is the slack the system may add to each
-/// firing. The handler runs on the queue like any other block, so it never overlaps other
-/// blocks of that queue. Cancelling stops further firings (a firing already running ends
-/// normally); destroying the timer cancels it.
+/// firing (timers whose windows overlap are woken together). The handler runs on the queue
+/// like any other block, so it never overlaps other blocks of that queue. Firings stay on the
+/// grid of the first deadline; when the queue is too busy to keep up, missed firings are
+/// skipped rather than piled up. An interval of zero fires once.
+///
+/// Cancelling (from any thread, the handler included) stops further firings (a firing already
+/// running ends normally) and releases the handler once it is not running. Destroying the
+/// timer cancels it and, when the handler is running on another thread, waits for it to
+/// return, so whatever the handler captured may be destroyed right after. A timer whose
+/// queue is destroyed stops firing and reports isCancelled().
 class KSTDispatchTimer
 {
 public:
@@ -21,6 +28,7 @@ public:
     KSTDispatchTimer(const KSTDispatchTimer &) = delete;
     KSTDispatchTimer &operator=(const KSTDispatchTimer &) = delete;
 
+    /// Arms the timer; only the first call counts, and none after cancel().
     void start();
     void cancel();
     bool isCancelled() const;

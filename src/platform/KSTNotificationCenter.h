@@ -30,14 +30,15 @@ public:
 
     static KSTNotificationCenter &defaultCenter();
 
-    /// Calls @p observer for every notification named @p name until @p context is destroyed
-    /// or the returned connection is removed.
+    /// Calls @p observer on the main thread for every notification named @p name (every
+    /// notification when @p name is empty) until @p context is destroyed or the returned
+    /// connection is removed. Call on the main thread; @p context must not be null.
     QMetaObject::Connection addObserver(const QString &name, const QObject *context,
                                         Observer observer);
     void removeObserver(const QMetaObject::Connection &connection);
 
-    void post(const QString &name, const void *object = nullptr,
-              const QVariantMap &userInfo = {});
+    /// Thread-safe. Notifications posted from one thread reach observers in posting order.
+    void post(const QString &name, const void *object = nullptr, const QVariantMap &userInfo = {});
 
 Q_SIGNALS:
     void notificationPosted(const KSTNotification &notification);
