@@ -37,7 +37,10 @@ public:
     static constexpr int DefaultTimeoutMs = 60'000;
 
     /// Runs @p toolPath (absolute, resolved under the root) with @p arguments, passed as
-    /// separate arguments (no shell). Standard input is closed.
+    /// separate arguments (no shell). Standard input reads as empty (/dev/null). The tool runs
+    /// in its own session; on time-out its whole process group gets SIGTERM and, shortly
+    /// after, SIGKILL, and what it printed until then is kept. The run ends when the tool
+    /// exits, even if a background child it left behind still holds its output open.
     static KSTToolResult run(const QString &toolPath, const QStringList &arguments,
                              Channels channels = Channels::Separate,
                              int timeoutMs = DefaultTimeoutMs);
@@ -45,9 +48,11 @@ public:
     /// The C library's pipe-open form (mode "r") for a fixed shell line such as
     /// "/usr/bin/tmutil listlocalsnapshots / 2>/dev/null | /usr/bin/wc -l": the line runs
     /// under /bin/sh and its standard output is returned; standard error is discarded.
-    /// Every absolute tool path in @p toolPaths must appear in the line; each is resolved
-    /// under the root, and when any of them is missing there the result is empty (the line
-    /// is not run). Returns the empty array also on a time-out or when the shell cannot start.
+    /// Every absolute tool path in @p toolPaths must appear in the line as a bare word; each
+    /// is resolved under the root and put in its place shell-quoted, and when any of them is
+    /// missing there (or absent from the line) the result is empty (the line is not run).
+    /// Other commands in the line come from the shell's PATH. Returns the empty array also on
+    /// a time-out or when the shell cannot start.
     static QByteArray pipeOpen(const QString &shellLine, const QStringList &toolPaths,
                                int timeoutMs = DefaultTimeoutMs);
 

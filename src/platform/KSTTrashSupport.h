@@ -1,0 +1,37 @@
+#pragma once
+
+#include "KSTError.h"
+
+#include <QByteArray>
+#include <QString>
+
+/// Pieces both Trash layouts share. Private to the platform library.
+namespace KSTTrashSupport {
+
+/// How many numbered names ("name 2" … ) are tried before a move gives up.
+constexpr int MaximumNameAttempts = 10'000;
+
+/// The name to try on @p attempt (1-based) for an item called @p name: the name itself
+/// first, then a number before the extension ("report 2.pdf", "report 3.pdf"). Folders, names
+/// without a dot and dotfiles get the number at the end ("My Folder 2", "Makefile 2",
+/// ".env 2"); only the last dot of a file name starts its extension ("a.tar 2.gz").
+QString candidateName(const QString &name, bool isDirectory, int attempt);
+
+/// Renames @p from to @p to without ever replacing an existing @p to. Returns 0 or an errno
+/// value (EEXIST when @p to is taken, EXDEV across file systems). Where the file system lacks
+/// an atomic no-replace rename, falls back to check-then-rename.
+int renameNoReplace(const QByteArray &from, const QByteArray &to);
+
+/// An error in "NSCocoaErrorDomain" with the Foundation file-error code closest to
+/// @p errorNumber, the description @p message followed by strerror's reason, and the keys
+/// "NSFilePath" (@p path) and "NSPOSIXErrorCode".
+KSTError cocoaError(int errorNumber, const QString &path, const QString &message);
+
+/// @p path between typographic quotes, as descriptions show it.
+QString quoted(const QString &path);
+
+/// An absolute, clean form of @p path ("." and ".." resolved textually, no trailing slash);
+/// its last component is never resolved, so a link stays a link.
+QString absoluteCleanPath(const QString &path);
+
+} // namespace KSTTrashSupport
