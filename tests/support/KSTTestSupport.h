@@ -27,3 +27,13 @@ bool writeFile(const QString &path, const QByteArray &contents);
 bool setModificationTime(const QString &path, qint64 secondsSinceEpoch);
 
 } // namespace KSTTestSupport
+
+#include <QString>
+
+#include <ostream>
+
+/// Lets GoogleTest print a QString readably in failure messages.
+inline void PrintTo(const QString &text, std::ostream *stream)
+{
+    *stream << '"' << text.toStdString() << '"';
+}
