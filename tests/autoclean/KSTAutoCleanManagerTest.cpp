@@ -7,6 +7,7 @@
 #include "KSTTestSupport.h"
 
 #include <QDate>
+#include <QDir>
 #include <QObject>
 
 #include <array>
@@ -111,6 +112,38 @@ TEST_F(AutoCleanTest, TheTimerRunsTheRulesAgainAndAgain)
     EXPECT_TRUE(pumpUntil([&] { return exists(archive + "Screenshot 1.png"); }, 20'000));
     mac.writeHomeFile("Desktop/Screenshot 2.png", "x");
     EXPECT_TRUE(pumpUntil([&] { return exists(archive + "Screenshot 2.png"); }, 20'000));
+}
+
+// Under ThreadSanitizer this is the race check: the main thread changes and reads the state
+// while the timer and reconfigurations keep runs going on the work queue.
+TEST_F(AutoCleanTest, ChangesDuringRunsKeepTheTotalsConsistent)
+{
+    KSTAutoCleanManager::Options fast = options();
+    fast.firstDelay = std::chrono::milliseconds(5);
+    fast.interval = std::chrono::milliseconds(5);
+    fast.leeway = std::chrono::milliseconds(1);
+    mac.makeHomeDirectory("Documents");
+    KSTAutoCleanManager manager(fast);
+    manager.setRuleEnabled(true, 2);
+    manager.setAutomationEnabled(true);
+
+    const int screenshots = 40;
+    for (int index = 0; index < screenshots; ++index) {
+        mac.writeHomeFile(QStringLiteral("Desktop/Screenshot %1.png").arg(index), "x");
+        manager.setRuleEnabled(index % 2 == 0, 1); // reconfigures: new timer, run at once
+        if (index % 3 == 0)
+            manager.addWhitelistPath(QStringLiteral("~/Documents"));
+        else
+            manager.removeWhitelistPath(QStringLiteral("~/Documents"));
+        EXPECT_EQ(manager.rules().size(), 6);
+        EXPECT_LE(manager.filesRemovedThisMonth(), quint64(index + 1));
+        KSTTestSupport::pumpFor(1);
+    }
+    manager.runEnabledRulesWithCompletion(nullptr);
+    manager.waitUntilIdle();
+    EXPECT_EQ(manager.filesRemovedThisMonth(), quint64(screenshots));
+    EXPECT_EQ(QDir(mac.homePath("Pictures/Screenshots Archive")).entryList(QDir::Files).size(),
+              screenshots);
 }
 
 TEST_F(AutoCleanTest, RunsCountScreenshotsAsFilesNotBytesAndTotalsSurviveARestart)
