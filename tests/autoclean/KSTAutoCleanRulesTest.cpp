@@ -158,19 +158,6 @@ TEST_F(AutoCleanTest, QualifyingScreenshotsMoveIntoTheArchiveUnderFreeNames)
     EXPECT_EQ(contentsOf(archive + "/a screenshot 1.png"), QByteArray("second"));
 }
 
-TEST_F(AutoCleanTest, UniquePathsNumberBeforeTheExtension)
-{
-    const QString taken = mac.writeHomeFile("Pictures/shot.png", "x");
-    const QString free = mac.homePath("Pictures/other.png");
-    EXPECT_EQ(KSTAutoCleanManager::uniquePathForPath(free), free);
-    EXPECT_EQ(KSTAutoCleanManager::uniquePathForPath(taken), mac.homePath("Pictures/shot 1.png"));
-    mac.writeHomeFile("Pictures/shot 1.png", "x");
-    EXPECT_EQ(KSTAutoCleanManager::uniquePathForPath(taken), mac.homePath("Pictures/shot 2.png"));
-    const QString noExtension = mac.writeHomeFile("Pictures/Notes", "x");
-    EXPECT_EQ(KSTAutoCleanManager::uniquePathForPath(noExtension),
-              mac.homePath("Pictures/Notes 1"));
-}
-
 TEST_F(AutoCleanTest, BrowserCachesGoWholeUnlessNeverTouch)
 {
     const QStringList caches = {"Library/Caches/com.apple.Safari", "Library/Caches/Google/Chrome",

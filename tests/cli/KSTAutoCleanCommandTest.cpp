@@ -72,34 +72,28 @@ TEST_F(AutoCleanCommandTest, ShowsChangesAndRunsTheRules)
     const CliRun initial = kestrel({"autoclean", "--json"});
     ASSERT_EQ(initial.status, 0) << initial.err.toStdString();
     QJsonObject state = json(initial);
+    for (const char *key : {"automationEnabled", "isAutomationActive", "enabledRuleCount",
+                            "bytesSavedThisMonth", "filesRemovedThisMonth", "whitelistPaths"})
+        EXPECT_TRUE(state.contains(key)) << key;
     EXPECT_FALSE(state.value("automationEnabled").toBool());
-    EXPECT_FALSE(state.value("isAutomationActive").toBool());
-    EXPECT_EQ(state.value("enabledRuleCount").toInt(), 0);
     EXPECT_TRUE(state.value("lastRunDate").isNull());
-    EXPECT_TRUE(state.value("whitelistPaths").toArray().isEmpty());
-    EXPECT_TRUE(state.contains("bytesSavedThisMonth"));
-    EXPECT_TRUE(state.contains("filesRemovedThisMonth"));
     const QJsonArray rules = state.value("rules").toArray();
     ASSERT_EQ(rules.size(), 6);
-    const QJsonObject trash = rules.at(1).toObject();
-    EXPECT_EQ(trash.value("ruleType").toInt(), 1);
-    EXPECT_EQ(trash.value("symbolName").toString(), "trash.fill");
-    EXPECT_EQ(trash.value("title").toString(), "Trash");
-    EXPECT_EQ(trash.value("detail").toString(), "Empty automatically");
-    EXPECT_EQ(trash.value("schedule").toString(), QString::fromUtf8("Weekly \u00B7 Sunday"));
-    EXPECT_FALSE(trash.value("enabled").toBool());
+    EXPECT_EQ(rules.at(1).toObject(),
+              (QJsonObject{{"ruleType", 1},
+                           {"symbolName", "trash.fill"},
+                           {"title", "Trash"},
+                           {"detail", "Empty automatically"},
+                           {"schedule", QString::fromUtf8("Weekly \u00B7 Sunday")},
+                           {"enabled", false}}));
 
-    // The never-touch list: "~" means the analysed home.
+    // "~" is the analysed home; a refusal says why and exits 1.
     const QString kept = mac.writeHomeFile("Downloads/Keep/plan.txt", "x", daysAgo(60));
     KSTFixtureMac::setModified(QFileInfo(kept).path(), daysAgo(60));
     EXPECT_EQ(kestrel({"autoclean", "whitelist", "add", "~/Downloads/Keep"}).status, 0);
     const CliRun again = kestrel({"autoclean", "whitelist", "add", "~/Downloads/Keep/"});
     EXPECT_EQ(again.status, 1);
     EXPECT_TRUE(again.err.contains("already on the never-touch list")) << again.err.toStdString();
-    const CliRun missing = kestrel({"autoclean", "whitelist", "add", "~/Nowhere"});
-    EXPECT_EQ(missing.status, 1);
-    EXPECT_TRUE(missing.err.contains("~/Nowhere does not exist")) << missing.err.toStdString();
-    EXPECT_EQ(kestrel({"autoclean", "whitelist", "remove", "~/Elsewhere"}).status, 1);
 
     // On without a rule: nothing runs. Enabling the Downloads rule runs it before returning.
     const QString old = mac.writeSizedHomeFile("Downloads/old.iso", 1500, daysAgo(45));
@@ -116,35 +110,23 @@ TEST_F(AutoCleanCommandTest, ShowsChangesAndRunsTheRules)
     mac.writeSizedHomeFile("Downloads/older.iso", 2500, daysAgo(50));
     const CliRun run = kestrel({"autoclean", "run", "--json"});
     EXPECT_EQ(run.status, 0);
-    const QJsonObject totals = json(run);
-    EXPECT_EQ(totals.value("rulesActed").toInt(), 1);
-    EXPECT_EQ(totals.value("bytesRemoved").toInt(), 2500);
-    EXPECT_EQ(totals.value("filesRemoved").toInt(), 1);
-
+    EXPECT_EQ(json(run),
+              (QJsonObject{{"rulesActed", 1}, {"bytesRemoved", 2500}, {"filesRemoved", 1}}));
     const CliRun idle = kestrel({"autoclean", "run"});
-    EXPECT_EQ(idle.status, 0);
     EXPECT_TRUE(idle.out.contains("Rules acted:   0")) << idle.out.toStdString();
-    EXPECT_TRUE(idle.out.contains("Files removed: 0")) << idle.out.toStdString();
 
     state = json(kestrel({"autoclean", "off", "--json"}));
     EXPECT_FALSE(state.value("automationEnabled").toBool());
-    EXPECT_EQ(state.value("whitelistPaths").toArray(), QJsonArray{"~/Downloads/Keep"});
     EXPECT_FALSE(state.value("lastRunDate").isNull());
     EXPECT_FALSE(KSTAutoCleanManager::shared().hasScheduleTimer());
-
-    const CliRun offRun = kestrel({"autoclean", "run"});
-    EXPECT_TRUE(offRun.out.contains("Automation is off")) << offRun.out.toStdString();
 }
 
 TEST_F(AutoCleanCommandTest, BadUsageIsRefusedWithStatusTwo)
 {
     const QList<QStringList> bad = {
-        {"autoclean", "rule", "6", "on"},  {"autoclean", "rule", "-1", "on"},
-        {"autoclean", "rule", "x", "on"},  {"autoclean", "rule", "03", "on"},
-        {"autoclean", "rule", "2", "yes"}, {"autoclean", "rule", "2"},
-        {"autoclean", "on", "now"},        {"autoclean", "whitelist", "list", "~"},
-        {"autoclean", "whitelist", "add"}, {"autoclean", "sweep"},
-        {"autoclean", "run", "--all"},
+        {"autoclean", "rule", "6", "on"},        {"autoclean", "rule", "03", "on"},
+        {"autoclean", "rule", "2", "yes"},       {"autoclean", "on", "now"},
+        {"autoclean", "whitelist", "list", "~"}, {"autoclean", "sweep"},
     };
     const bool automationBefore = KSTAutoCleanManager::shared().automationEnabled();
     const qsizetype rulesBefore = KSTAutoCleanManager::shared().enabledRuleCount();
