@@ -1,6 +1,7 @@
 #include "KSTCliCommand.h"
 
 #include "KSTAccessCommand.h"
+#include "KSTAutoCleanCommand.h"
 
 const QList<KSTCliCommand> &kstCliCommands()
 {
@@ -8,6 +9,11 @@ const QList<KSTCliCommand> &kstCliCommands()
         {QStringLiteral("access"), QStringLiteral("access"),
          QStringLiteral("Full Disk Access state and what Kestrel would ask for"),
          kstRunAccessCommand},
+        {QStringLiteral("autoclean"),
+         QStringLiteral("autoclean [on|off | rule TYPE on|off | whitelist add|remove PATH | run]"),
+         QStringLiteral("automatic clean-up: show the state, switch automation or a rule (TYPE "
+                        "0-5), keep the never-touch list, or run the enabled rules once"),
+         kstRunAutoCleanCommand},
     };
     return commands;
 }

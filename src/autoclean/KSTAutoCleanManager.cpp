@@ -1,0 +1,378 @@
+// The manager's state, its persistence in the preferences suite, the schedule and the runs.
+// The rule actions are in KSTAutoCleanManagerActions.cpp, the never-touch list in
+// KSTAutoCleanManagerWhitelist.cpp.
+#include "KSTAutoCleanManager.h"
+
+#include "KSTDispatch.h"
+#include "KSTDispatchQueue.h"
+#include "KSTDispatchTimer.h"
+#include "KSTNotificationCenter.h"
+#include "KSTPermissionChecker.h"
+#include "KSTPreferences.h"
+
+#include <QDate>
+#include <QSettings>
+
+#include <algorithm>
+
+namespace {
+
+const QString AutomationEnabledKey = QStringLiteral("automationEnabled");
+const QString RuleEnabledKeyPrefix = QStringLiteral("ruleEnabled.");
+const QString BytesSavedKey = QStringLiteral("bytesSavedThisMonth");
+const QString FilesRemovedKey = QStringLiteral("filesRemovedThisMonth");
+const QString LastRunDateKey = QStringLiteral("lastRunDate");
+const QString StatsMonthKey = QStringLiteral("statsMonth");
+const QString WhitelistPathsKey = QStringLiteral("whitelistPaths");
+
+QString ruleEnabledKey(quint64 ruleType)
+{
+    return RuleEnabledKeyPrefix + QString::number(ruleType);
+}
+
+KSTAutoCleanRuleDefinition ruleWithType(quint64 ruleType, const QString &symbol,
+                                        const QString &title, const QString &detail,
+                                        const QString &schedule)
+{
+    return KSTAutoCleanRuleDefinition{ruleType, symbol, title, detail, schedule, false};
+}
+
+} // namespace
+
+// Everything saveState() writes, copied under the state lock so the file work runs without it.
+struct KSTAutoCleanManager::Snapshot
+{
+    bool automationEnabled = false;
+    QList<KSTAutoCleanRuleDefinition> rules;
+    quint64 bytesSavedThisMonth = 0;
+    quint64 filesRemovedThisMonth = 0;
+    std::optional<QDateTime> lastRunDate;
+    QStringList whitelistPaths;
+};
+
+KSTAutoCleanManager &KSTAutoCleanManager::shared()
+{
+    // Never destroyed: the manager lives as long as the process, and a run must not be torn
+    // down by static destruction while the work queue still holds it.
+    static KSTAutoCleanManager *manager = new KSTAutoCleanManager(Options{});
+    return *manager;
+}
+
+KSTAutoCleanManager::KSTAutoCleanManager(Options options)
+    : m_suiteName(std::move(options.suiteName)), m_firstDelay(options.firstDelay),
+      m_interval(options.interval), m_leeway(options.leeway), m_clock(std::move(options.clock)),
+      m_workQueue(std::make_unique<KSTDispatchQueue>(WorkQueueLabel, KSTQualityOfService::Utility))
+{
+    buildDefaultRules();
+    loadPersistedState();
+    resetMonthlyStatsIfNeeded();
+}
+
+KSTAutoCleanManager::~KSTAutoCleanManager()
+{
+    {
+        std::lock_guard lock(m_timerMutex);
+        m_scheduleTimer.reset();
+    }
+    // Runs already queued finish here, while every member they use is still alive.
+    m_workQueue.reset();
+}
+
+void KSTAutoCleanManager::buildDefaultRules()
+{
+    // The middle dot is U+00B7.
+    const QList<KSTAutoCleanRuleDefinition> rules = {
+        ruleWithType(0, QStringLiteral("arrow.down.circle.fill"),
+                     QStringLiteral("Downloads Folder"),
+                     QStringLiteral("Remove files older than 30 days"),
+                     QStringLiteral("Daily \u00B7 03:00")),
+        ruleWithType(1, QStringLiteral("trash.fill"), QStringLiteral("Trash"),
+                     QStringLiteral("Empty automatically"), QStringLiteral("Weekly \u00B7 Sunday")),
+        ruleWithType(2, QStringLiteral("photo.fill"), QStringLiteral("Screenshots"),
+                     QStringLiteral("Move to ~/Pictures/Screenshots Archive"),
+                     QStringLiteral("Daily")),
+        ruleWithType(3, QStringLiteral("globe"), QStringLiteral("Browser Caches"),
+                     QStringLiteral("Safari \u00B7 Chrome \u00B7 Firefox"),
+                     QStringLiteral("Weekly")),
+        ruleWithType(4, QStringLiteral("doc.text.fill"), QStringLiteral("Application Logs"),
+                     QStringLiteral("Older than 7 days"), QStringLiteral("Daily")),
+        ruleWithType(5, QStringLiteral("archivebox.fill"), QStringLiteral("iOS Backups"),
+                     QStringLiteral("Keep only latest 2"), QStringLiteral("Monthly")),
+    };
+    std::lock_guard lock(m_stateMutex);
+    m_rules = rules;
+}
+
+QDateTime KSTAutoCleanManager::now() const
+{
+    return m_clock ? m_clock() : QDateTime::currentDateTime();
+}
+
+KSTAutoCleanManager::Snapshot KSTAutoCleanManager::snapshot() const
+{
+    std::lock_guard lock(m_stateMutex);
+    return Snapshot{m_automationEnabled,     m_rules,       m_bytesSavedThisMonth,
+                    m_filesRemovedThisMonth, m_lastRunDate, m_whitelistPaths};
+}
+
+// ---- State -----------------------------------------------------------------------------
+
+bool KSTAutoCleanManager::automationEnabled() const
+{
+    std::lock_guard lock(m_stateMutex);
+    return m_automationEnabled;
+}
+
+bool KSTAutoCleanManager::isAutomationActive() const
+{
+    return automationEnabled() && enabledRuleCount() >= 1;
+}
+
+qsizetype KSTAutoCleanManager::enabledRuleCount() const
+{
+    std::lock_guard lock(m_stateMutex);
+    return std::count_if(m_rules.cbegin(), m_rules.cend(),
+                         [](const KSTAutoCleanRuleDefinition &rule) { return rule.enabled; });
+}
+
+bool KSTAutoCleanManager::isRuleEnabledAtIndex(qsizetype index) const
+{
+    std::lock_guard lock(m_stateMutex);
+    return index >= 0 && index < m_rules.size() && m_rules.at(index).enabled;
+}
+
+QList<KSTAutoCleanRuleDefinition> KSTAutoCleanManager::rules() const
+{
+    std::lock_guard lock(m_stateMutex);
+    return m_rules;
+}
+
+QStringList KSTAutoCleanManager::whitelistPaths() const
+{
+    std::lock_guard lock(m_stateMutex);
+    return m_whitelistPaths;
+}
+
+quint64 KSTAutoCleanManager::bytesSavedThisMonth() const
+{
+    std::lock_guard lock(m_stateMutex);
+    return m_bytesSavedThisMonth;
+}
+
+quint64 KSTAutoCleanManager::filesRemovedThisMonth() const
+{
+    std::lock_guard lock(m_stateMutex);
+    return m_filesRemovedThisMonth;
+}
+
+std::optional<QDateTime> KSTAutoCleanManager::lastRunDate() const
+{
+    std::lock_guard lock(m_stateMutex);
+    return m_lastRunDate;
+}
+
+bool KSTAutoCleanManager::hasScheduleTimer() const
+{
+    std::lock_guard lock(m_timerMutex);
+    return m_scheduleTimer != nullptr;
+}
+
+QString KSTAutoCleanManager::currentStatsMonthKey() const
+{
+    const QDate today = now().date();
+    return QStringLiteral("%1-%2").arg(today.year()).arg(today.month(), 2, 10, QLatin1Char('0'));
+}
+
+// ---- Changes ---------------------------------------------------------------------------
+
+void KSTAutoCleanManager::setAutomationEnabled(bool enabled)
+{
+    {
+        std::lock_guard lock(m_stateMutex);
+        if (m_automationEnabled == enabled)
+            return;
+        m_automationEnabled = enabled;
+    }
+    saveState();
+    applyAutomationConfiguration();
+    postStateChange();
+}
+
+void KSTAutoCleanManager::setRuleEnabled(bool enabled, qsizetype index)
+{
+    {
+        std::lock_guard lock(m_stateMutex);
+        if (index < 0 || index >= m_rules.size() || m_rules.at(index).enabled == enabled)
+            return;
+        m_rules[index].enabled = enabled;
+    }
+    saveState();
+    applyAutomationConfiguration();
+    postStateChange();
+}
+
+// ---- Schedule and runs -----------------------------------------------------------------
+
+void KSTAutoCleanManager::applyAutomationConfiguration()
+{
+    std::lock_guard lock(m_timerMutex);
+    // Destroying the old timer waits for a firing in progress, which only queues a run and
+    // never takes this lock.
+    m_scheduleTimer.reset();
+    if (!isAutomationActive())
+        return;
+    // The timer dies before the manager (destructor), so the handler may hold it plainly.
+    m_scheduleTimer =
+        std::make_unique<KSTDispatchTimer>(*m_workQueue, m_firstDelay, m_interval, m_leeway,
+                                           [this] { runEnabledRulesWithCompletion(nullptr); });
+    m_scheduleTimer->start();
+    runEnabledRulesWithCompletion(nullptr);
+}
+
+void KSTAutoCleanManager::runEnabledRulesWithCompletion(RunCompletion completion)
+{
+    if (!automationEnabled() || (KSTPermissionChecker::isRunningSandboxed() &&
+                                 !KSTPermissionChecker::hasHomeFolderAccess())) {
+        if (completion)
+            KSTDispatch::mainAsync([completion = std::move(completion)] { completion(0, 0, 0); });
+        return;
+    }
+    m_workQueue->async(
+        [this, completion = std::move(completion)] { runRulesOnWorkQueue(completion); });
+}
+
+void KSTAutoCleanManager::runRulesOnWorkQueue(const RunCompletion &completion)
+{
+    quint64 rulesActed = 0;
+    quint64 bytes = 0;
+    quint64 files = 0;
+    KSTPermissionChecker::performWithGrantedHomeFolderAccess([&] {
+        const QList<KSTAutoCleanRuleDefinition> definitions = rules();
+        for (qsizetype index = 0; index < definitions.size(); ++index) {
+            // Asked rule by rule: a rule switched off while an earlier one runs is skipped.
+            if (!isRuleEnabledAtIndex(index))
+                continue;
+            quint64 ruleBytes = 0;
+            quint64 ruleFiles = 0;
+            if (!executeRule(definitions.at(index), &ruleBytes, &ruleFiles))
+                continue;
+            ++rulesActed;
+            bytes += ruleBytes;
+            files += ruleFiles;
+        }
+    });
+
+    if (rulesActed > 0) {
+        {
+            std::lock_guard lock(m_stateMutex);
+            m_lastRunDate = now();
+            m_bytesSavedThisMonth += bytes;
+            m_filesRemovedThisMonth += files;
+        }
+        saveState();
+        postStateChange();
+    }
+    if (completion) {
+        KSTDispatch::mainAsync(
+            [completion, rulesActed, bytes, files] { completion(rulesActed, bytes, files); });
+    }
+}
+
+void KSTAutoCleanManager::waitUntilIdle()
+{
+    m_workQueue->sync([] {});
+}
+
+bool KSTAutoCleanManager::executeRule(const KSTAutoCleanRuleDefinition &rule, quint64 *bytesRemoved,
+                                      quint64 *filesRemoved)
+{
+    switch (rule.ruleType) {
+    case 0:
+        return cleanDownloadsOlderThanDays(30, bytesRemoved, filesRemoved);
+    case 1:
+        return emptyTrash(bytesRemoved, filesRemoved);
+    case 2:
+        return archiveScreenshots(bytesRemoved, filesRemoved);
+    case 3:
+        return cleanBrowserCaches(bytesRemoved, filesRemoved);
+    case 4:
+        return cleanApplicationLogsOlderThanDays(7, bytesRemoved, filesRemoved);
+    case 5:
+        return trimIOSBackupsKeeping(2, bytesRemoved, filesRemoved);
+    default:
+        return false;
+    }
+}
+
+// ---- Persistence -----------------------------------------------------------------------
+
+void KSTAutoCleanManager::saveState()
+{
+    std::lock_guard saving(m_saveMutex);
+    const Snapshot state = snapshot();
+    const std::unique_ptr<QSettings> settings = KSTPreferences::suite(m_suiteName);
+    settings->setValue(AutomationEnabledKey, state.automationEnabled);
+    for (const KSTAutoCleanRuleDefinition &rule : state.rules)
+        settings->setValue(ruleEnabledKey(rule.ruleType), rule.enabled);
+    settings->setValue(BytesSavedKey, state.bytesSavedThisMonth);
+    settings->setValue(FilesRemovedKey, state.filesRemovedThisMonth);
+    if (state.lastRunDate)
+        settings->setValue(LastRunDateKey, *state.lastRunDate);
+    else
+        settings->remove(LastRunDateKey);
+    settings->setValue(StatsMonthKey, currentStatsMonthKey());
+    settings->setValue(WhitelistPathsKey, state.whitelistPaths);
+    settings->sync();
+}
+
+void KSTAutoCleanManager::loadPersistedState()
+{
+    // Applying the switch first saves the state held at that moment before anything else is
+    // read, so a stored "on" wipes the rules, totals and list read below. Kept on purpose:
+    // it is how the program has always behaved.
+    setAutomationEnabled(KSTPreferences::suite(m_suiteName)->value(AutomationEnabledKey).toBool());
+
+    const std::unique_ptr<QSettings> settings = KSTPreferences::suite(m_suiteName);
+    // INI files give a one-element list back as a plain string; toStringList() copes.
+    const QVariant storedList = settings->value(WhitelistPathsKey);
+    QStringList whitelist;
+    if (storedList.isValid()) {
+        for (const QString &entry : storedList.toStringList()) {
+            const QString normalized = normalizedWhitelistPath(entry);
+            if (!normalized.isEmpty())
+                whitelist << normalized;
+        }
+    }
+    const QDateTime lastRun = settings->value(LastRunDateKey).toDateTime();
+
+    std::lock_guard lock(m_stateMutex);
+    for (KSTAutoCleanRuleDefinition &rule : m_rules)
+        rule.enabled = settings->value(ruleEnabledKey(rule.ruleType)).toBool();
+    m_bytesSavedThisMonth = settings->value(BytesSavedKey).toULongLong();
+    m_filesRemovedThisMonth = settings->value(FilesRemovedKey).toULongLong();
+    m_lastRunDate = lastRun.isValid() ? std::optional<QDateTime>(lastRun) : std::nullopt;
+    m_whitelistPaths = whitelist;
+}
+
+void KSTAutoCleanManager::resetMonthlyStatsIfNeeded()
+{
+    const QString storedMonth = KSTPreferences::suite(m_suiteName)->value(StatsMonthKey).toString();
+    if (storedMonth.isEmpty() || storedMonth == currentStatsMonthKey())
+        return;
+    {
+        std::lock_guard lock(m_stateMutex);
+        m_bytesSavedThisMonth = 0;
+        m_filesRemovedThisMonth = 0;
+    }
+    saveState();
+}
+
+void KSTAutoCleanManager::postStateChange()
+{
+    // The object is an identity for observers, never dereferenced, so a notification still
+    // queued when a (test) manager goes away is harmless.
+    const void *object = this;
+    KSTDispatch::mainAsync([object] {
+        KSTNotificationCenter::defaultCenter().post(StateDidChangeNotification, object);
+    });
+}

@@ -1,0 +1,316 @@
+// The six rule actions. They delete permanently through KSTTrash::removePermanently, which
+// removes a symbolic link as a link and never descends through one, so no rule reaches
+// outside the item it names. Every failure skips that item silently.
+#include "KSTAutoCleanManager.h"
+
+#include "KSTPermissionChecker.h"
+#include "KSTTrash.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <fcntl.h>
+#include <sys/stat.h>
+
+namespace {
+
+// Every place the rules read or change, relative to the accessible home.
+namespace Location {
+const QString Downloads = QStringLiteral("~/Downloads");
+const QString Trash = QStringLiteral("~/.Trash");
+const QString ApplicationLogs = QStringLiteral("~/Library/Logs");
+const QString ScreenshotArchive = QStringLiteral("~/Pictures/Screenshots Archive");
+const QStringList ScreenshotSources = {QStringLiteral("~/Desktop"), QStringLiteral("~/Downloads"),
+                                       QStringLiteral("~/Pictures")};
+const QStringList BrowserCaches = {
+    QStringLiteral("~/Library/Caches/com.apple.Safari"),
+    QStringLiteral("~/Library/Caches/Google/Chrome"),
+    QStringLiteral("~/Library/Caches/Firefox"),
+    QStringLiteral("~/Library/Caches/org.mozilla.firefox"),
+};
+const QString IOSBackups = QStringLiteral("~/Library/Application Support/MobileSync/Backup");
+} // namespace Location
+
+using Checker = KSTPermissionChecker;
+
+void addTo(quint64 *counter, quint64 amount)
+{
+    if (counter)
+        *counter += amount;
+}
+
+QString childPath(const QString &folder, const QString &name)
+{
+    return folder + QLatin1Char('/') + name;
+}
+
+// Where an item is reached: inside the granted home in a sandboxed run, else the path itself.
+QString itemURL(const QString &path, bool isDirectory)
+{
+    return Checker::isRunningSandboxed() ? Checker::fileURLInGrantedHomeForPath(path, isDirectory)
+                                         : path;
+}
+
+bool existsAsFolder(const QString &path)
+{
+    bool isDirectory = false;
+    return Checker::accessibleItemExistsAtPath(path, &isDirectory) && isDirectory;
+}
+
+bool somethingExistsAt(const QString &path)
+{
+    struct stat info = {};
+    return ::lstat(QFile::encodeName(path).constData(), &info) == 0;
+}
+
+// The item's own modification date: a link answers for itself, not for its target, so an old
+// link to a fresh file is judged by the link.
+std::optional<QDateTime> modificationDate(const QString &url)
+{
+    struct stat info = {};
+    if (::lstat(QFile::encodeName(url).constData(), &info) != 0)
+        return std::nullopt;
+#ifdef __APPLE__
+    const struct timespec &modified = info.st_mtimespec;
+#else
+    const struct timespec &modified = info.st_mtim;
+#endif
+    return QDateTime::fromMSecsSinceEpoch(qint64(modified.tv_sec) * 1000 +
+                                          modified.tv_nsec / 1'000'000);
+}
+
+// A rename that fails rather than replace a file already at the destination.
+bool moveWithoutReplacing(const QString &from, const QString &to)
+{
+    const QByteArray source = QFile::encodeName(from);
+    const QByteArray target = QFile::encodeName(to);
+#if defined(__APPLE__)
+    if (::renamex_np(source.constData(), target.constData(), RENAME_EXCL) == 0)
+        return true;
+#elif defined(RENAME_NOREPLACE)
+    if (::renameat2(AT_FDCWD, source.constData(), AT_FDCWD, target.constData(), RENAME_NOREPLACE) ==
+        0)
+        return true;
+#else
+    errno = ENOSYS;
+#endif
+    if (errno != EINVAL && errno != ENOSYS && errno != ENOTSUP)
+        return false;
+    // A file system without the atomic form: check, then rename.
+    return !somethingExistsAt(to) && ::rename(source.constData(), target.constData()) == 0;
+}
+
+bool isScreenshotName(const QString &name)
+{
+    const QString lower = name.toLower();
+    const bool image = lower.endsWith(QLatin1String(".png")) ||
+                       lower.endsWith(QLatin1String(".jpg")) ||
+                       lower.endsWith(QLatin1String(".jpeg"));
+    return image && (lower.contains(QLatin1String("screen shot")) ||
+                     lower.contains(QLatin1String("screenshot")));
+}
+
+} // namespace
+
+bool KSTAutoCleanManager::removeItemAtPath(const QString &path, quint64 *bytesRemoved,
+                                           quint64 *filesRemoved)
+{
+    if (isWhitelistedPath(path))
+        return false;
+    bool isDirectory = false;
+    if (!Checker::accessibleItemExistsAtPath(path, &isDirectory))
+        return false;
+    const quint64 size = fileSizeAtPath(path);
+    QString url;
+    if (Checker::isRunningSandboxed()) {
+        url = Checker::fileURLInGrantedHomeForPath(path, isDirectory);
+        if (url.isEmpty())
+            url = Checker::fileURLInGrantedHomeForPath(path, !isDirectory);
+    } else {
+        url = path;
+    }
+    if (url.isEmpty() || !KSTTrash::removePermanently(url))
+        return false;
+    addTo(bytesRemoved, size);
+    addTo(filesRemoved, 1);
+    return true;
+}
+
+bool KSTAutoCleanManager::removeFilesInDirectory(const QString &directory, int days,
+                                                 quint64 *bytesRemoved, quint64 *filesRemoved)
+{
+    if (!existsAsFolder(directory))
+        return false;
+    const QDateTime cutoff = now().addSecs(-qint64(days) * 24 * 60 * 60);
+    const std::optional<QStringList> names = Checker::directoryContentsAtAccessiblePath(directory);
+    if (!names)
+        return false;
+    bool removedAny = false;
+    for (const QString &name : *names) {
+        const QString path = childPath(directory, name);
+        if (isWhitelistedPath(path))
+            continue;
+        const QString url = itemURL(path, false);
+        const std::optional<QDateTime> modified =
+            url.isEmpty() ? std::nullopt : modificationDate(url);
+        if (!modified)
+            continue;
+        // Strictly earlier: an item exactly at the cut-off stays.
+        if (*modified < cutoff && removeItemAtPath(path, bytesRemoved, filesRemoved))
+            removedAny = true;
+    }
+    return removedAny;
+}
+
+bool KSTAutoCleanManager::cleanDownloadsOlderThanDays(int days, quint64 *bytesRemoved,
+                                                      quint64 *filesRemoved)
+{
+    return removeFilesInDirectory(expandedPath(Location::Downloads), days, bytesRemoved,
+                                  filesRemoved);
+}
+
+bool KSTAutoCleanManager::cleanApplicationLogsOlderThanDays(int days, quint64 *bytesRemoved,
+                                                            quint64 *filesRemoved)
+{
+    return removeFilesInDirectory(expandedPath(Location::ApplicationLogs), days, bytesRemoved,
+                                  filesRemoved);
+}
+
+bool KSTAutoCleanManager::emptyTrash(quint64 *bytesRemoved, quint64 *filesRemoved)
+{
+    const QString trash = expandedPath(Location::Trash);
+    // The listing leaves out hidden entries, so hidden items in the Trash always stay.
+    const std::optional<QStringList> names = Checker::directoryContentsAtAccessiblePath(trash);
+    if (!names)
+        return false;
+    bool removedAny = false;
+    for (const QString &name : *names) {
+        if (name == QLatin1String(".DS_Store"))
+            continue;
+        if (removeItemAtPath(childPath(trash, name), bytesRemoved, filesRemoved))
+            removedAny = true;
+    }
+    return removedAny;
+}
+
+bool KSTAutoCleanManager::archiveScreenshots(quint64 *bytesRemoved, quint64 *filesRemoved)
+{
+    // Moving frees no space, so the bytes counter is deliberately left alone.
+    Q_UNUSED(bytesRemoved)
+    const QString archive = expandedPath(Location::ScreenshotArchive);
+    const QString archiveURL = itemURL(archive, true);
+    if (!archiveURL.isEmpty())
+        QDir().mkpath(archiveURL); // it may exist already; a real failure makes the moves fail
+
+    bool movedAny = false;
+    for (const QString &source : Location::ScreenshotSources) {
+        const QString folder = expandedPath(source);
+        const std::optional<QStringList> names = Checker::directoryContentsAtAccessiblePath(folder);
+        if (!names)
+            continue;
+        for (const QString &name : *names) {
+            if (!isScreenshotName(name))
+                continue;
+            const QString path = childPath(folder, name);
+            if (isWhitelistedPath(path))
+                continue;
+            const QString url = itemURL(path, false);
+            if (url.isEmpty())
+                continue;
+            const QString destinationURL =
+                itemURL(uniquePathForPath(childPath(archive, name)), false);
+            if (destinationURL.isEmpty() || !moveWithoutReplacing(url, destinationURL))
+                continue;
+            addTo(filesRemoved, 1);
+            movedAny = true;
+        }
+    }
+    return movedAny;
+}
+
+bool KSTAutoCleanManager::cleanBrowserCaches(quint64 *bytesRemoved, quint64 *filesRemoved)
+{
+    bool removedAny = false;
+    for (const QString &cache : Location::BrowserCaches) {
+        const QString path = expandedPath(cache);
+        if (!isWhitelistedPath(path) && removeItemAtPath(path, bytesRemoved, filesRemoved))
+            removedAny = true;
+    }
+    return removedAny;
+}
+
+bool KSTAutoCleanManager::trimIOSBackupsKeeping(int keep, quint64 *bytesRemoved,
+                                                quint64 *filesRemoved)
+{
+    const QString root = expandedPath(Location::IOSBackups);
+    if (!existsAsFolder(root))
+        return false;
+    const std::optional<QStringList> names = Checker::directoryContentsAtAccessiblePath(root);
+    if (!names)
+        return false;
+
+    struct Backup
+    {
+        QString path;
+        QDateTime date;
+    };
+    // A backup whose date cannot be read counts as the oldest.
+    const QDateTime distantPast(QDate(1, 1, 1), QTime(0, 0), Qt::UTC);
+    QList<Backup> backups;
+    for (const QString &name : *names) {
+        const QString path = childPath(root, name);
+        if (!existsAsFolder(path))
+            continue;
+        const QString url = itemURL(path, true);
+        const std::optional<QDateTime> modified =
+            url.isEmpty() ? std::nullopt : modificationDate(url);
+        backups << Backup{path, modified.value_or(distantPast)};
+    }
+    std::sort(backups.begin(), backups.end(),
+              [](const Backup &a, const Backup &b) { return a.date > b.date; });
+
+    bool removedAny = false;
+    for (qsizetype index = std::max(keep, 0); index < backups.size(); ++index) {
+        if (removeItemAtPath(backups.at(index).path, bytesRemoved, filesRemoved))
+            removedAny = true;
+    }
+    return removedAny;
+}
+
+QString KSTAutoCleanManager::uniquePathForPath(const QString &path)
+{
+    if (!somethingExistsAt(path))
+        return path;
+    const QFileInfo info(path);
+    const QString folder = info.path();
+    const QString name = info.fileName();
+    const qsizetype dot = name.lastIndexOf(QLatin1Char('.'));
+    const bool hasExtension = dot > 0 && dot < name.size() - 1;
+    const QString base = hasExtension ? name.left(dot) : name;
+    const QString extension = hasExtension ? name.mid(dot + 1) : QString();
+    for (int attempt = 1; attempt <= 999; ++attempt) {
+        // One multi-argument arg(): a name holding "%1" must not be substituted into.
+        const QString number = QString::number(attempt);
+        const QString candidate = hasExtension
+                                      ? QStringLiteral("%1 %2.%3").arg(base, number, extension)
+                                      : QStringLiteral("%1 %2").arg(base, number);
+        const QString candidatePath = childPath(folder, candidate);
+        if (!somethingExistsAt(candidatePath))
+            return candidatePath;
+    }
+    return path;
+}
+
+quint64 KSTAutoCleanManager::fileSizeAtPath(const QString &path)
+{
+    return Checker::fileSizeAtAccessiblePath(path);
+}
+
+quint64 KSTAutoCleanManager::folderSizeAtPath(const QString &path)
+{
+    return Checker::fileSizeAtAccessiblePath(path);
+}
