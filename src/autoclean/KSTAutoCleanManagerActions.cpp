@@ -5,6 +5,7 @@
 
 #include "KSTPermissionChecker.h"
 #include "KSTTrash.h"
+#include "KSTTrashSupport.h"
 
 #include <QDir>
 #include <QFile>
@@ -81,27 +82,6 @@ std::optional<QDateTime> modificationDate(const QString &url)
 #endif
     return QDateTime::fromMSecsSinceEpoch(qint64(modified.tv_sec) * 1000 +
                                           modified.tv_nsec / 1'000'000);
-}
-
-// A rename that fails rather than replace a file already at the destination.
-bool moveWithoutReplacing(const QString &from, const QString &to)
-{
-    const QByteArray source = QFile::encodeName(from);
-    const QByteArray target = QFile::encodeName(to);
-#if defined(__APPLE__)
-    if (::renamex_np(source.constData(), target.constData(), RENAME_EXCL) == 0)
-        return true;
-#elif defined(RENAME_NOREPLACE)
-    if (::renameat2(AT_FDCWD, source.constData(), AT_FDCWD, target.constData(), RENAME_NOREPLACE) ==
-        0)
-        return true;
-#else
-    errno = ENOSYS;
-#endif
-    if (errno != EINVAL && errno != ENOSYS && errno != ENOTSUP)
-        return false;
-    // A file system without the atomic form: check, then rename.
-    return !somethingExistsAt(to) && ::rename(source.constData(), target.constData()) == 0;
 }
 
 bool isScreenshotName(const QString &name)
@@ -223,7 +203,9 @@ bool KSTAutoCleanManager::archiveScreenshots(quint64 *bytesRemoved, quint64 *fil
                 continue;
             const QString destinationURL =
                 itemURL(uniquePathForPath(childPath(archive, name)), false);
-            if (destinationURL.isEmpty() || !moveWithoutReplacing(url, destinationURL))
+            if (destinationURL.isEmpty() ||
+                KSTTrashSupport::renameNoReplace(QFile::encodeName(url),
+                                                 QFile::encodeName(destinationURL)) != 0)
                 continue;
             addTo(filesRemoved, 1);
             movedAny = true;

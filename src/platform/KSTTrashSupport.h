@@ -5,7 +5,7 @@
 #include <QByteArray>
 #include <QString>
 
-/// Pieces both Trash layouts share. Private to the platform library.
+/// Pieces both Trash layouts share; renameNoReplace also serves engines that move files.
 namespace KSTTrashSupport {
 
 /// How many numbered names ("name 2" … ) are tried before a move gives up.
