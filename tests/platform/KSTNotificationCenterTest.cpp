@@ -11,6 +11,8 @@
 #include <thread>
 #include <vector>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 class KSTNotificationCenterTest : public ::testing::Test
@@ -29,113 +31,30 @@ TEST_F(KSTNotificationCenterTest, PostOnTheMainThreadDeliversBeforeReturning)
 {
     std::vector<KSTNotification> received;
     center.addObserver(
-        QStringLiteral("KSTTestSyncNotification"), context.get(),
+        u"KSTTestSyncNotification"_s, context.get(),
         [&](const KSTNotification &notification) { received.push_back(notification); });
-    center.post(QStringLiteral("KSTTestSyncNotification"), &ObjectIdentity,
-                {{QStringLiteral("reclaimedBytes"), qint64(5'000'000'000)}});
+    center.post(u"KSTTestSyncNotification"_s, &ObjectIdentity,
+                {{u"reclaimedBytes"_s, qint64(5'000'000'000)}});
 
     ASSERT_EQ(received.size(), 1u);
-    EXPECT_EQ(received[0].name, QStringLiteral("KSTTestSyncNotification"));
+    EXPECT_EQ(received[0].name, u"KSTTestSyncNotification"_s);
     EXPECT_EQ(received[0].object, &ObjectIdentity);
-    EXPECT_EQ(received[0].userInfo.value(QStringLiteral("reclaimedBytes")).toLongLong(),
-              5'000'000'000);
+    EXPECT_EQ(received[0].userInfo.value(u"reclaimedBytes"_s).toLongLong(), 5'000'000'000);
 }
 
-TEST_F(KSTNotificationCenterTest, PostFromAnotherThreadArrivesLaterOnTheMainThread)
-{
-    const std::thread::id mainThread = std::this_thread::get_id();
-    std::vector<KSTNotification> received;
-    std::vector<std::thread::id> deliveredOn;
-    center.addObserver(QStringLiteral("KSTTestHopNotification"), context.get(),
-                       [&](const KSTNotification &notification) {
-                           received.push_back(notification);
-                           deliveredOn.push_back(std::this_thread::get_id());
-                       });
-    std::thread poster([&] {
-        QVariantMap userInfo;
-        userInfo.insert(QStringLiteral("failedPaths"),
-                        QStringList{QStringLiteral("/a"), QStringLiteral("/b")});
-        userInfo.insert(QStringLiteral("enabled"), true);
-        KSTNotificationCenter::defaultCenter().post(QStringLiteral("KSTTestHopNotification"),
-                                                    &ObjectIdentity, userInfo);
-    });
-    poster.join();
-    EXPECT_TRUE(received.empty()) << "delivered off the main thread's loop";
-
-    ASSERT_TRUE(KSTTestSupport::pumpUntil([&] { return !received.empty(); }));
-    ASSERT_EQ(received.size(), 1u);
-    EXPECT_EQ(deliveredOn[0], mainThread);
-    EXPECT_EQ(received[0].object, &ObjectIdentity);
-    EXPECT_EQ(received[0].userInfo.value(QStringLiteral("failedPaths")).toStringList(),
-              (QStringList{QStringLiteral("/a"), QStringLiteral("/b")}));
-    EXPECT_TRUE(received[0].userInfo.value(QStringLiteral("enabled")).toBool());
-}
-
-TEST_F(KSTNotificationCenterTest, ObserversHearOnlyTheNameTheyAskedFor)
-{
-    const QString names[] = {QStringLiteral("KSTTestA"), QStringLiteral("KSTTestB"), QString()};
-    std::map<QString, QStringList> heard;
-    for (const QString &name : names) {
-        center.addObserver(name, context.get(), [&heard, name](const KSTNotification &n) {
-            heard[name].append(n.name);
-        });
-    }
-    for (const char *posted : {"KSTTestA", "KSTTestB", "KSTTestA", "KSTTestC"})
-        center.post(QString::fromLatin1(posted));
-
-    EXPECT_EQ(heard[QStringLiteral("KSTTestA")],
-              (QStringList{QStringLiteral("KSTTestA"), QStringLiteral("KSTTestA")}));
-    EXPECT_EQ(heard[QStringLiteral("KSTTestB")], QStringList{QStringLiteral("KSTTestB")});
-    EXPECT_EQ(heard[QString()].size(), 4) << "an empty name hears every notification";
-}
-
-TEST_F(KSTNotificationCenterTest, DestroyedContextStopsDeliveryEvenOfNotificationsInFlight)
-{
-    auto doomed = std::make_unique<QObject>();
-    int doomedHeard = 0;
-    int survivorHeard = 0;
-    const QString name = QStringLiteral("KSTTestContextNotification");
-    center.addObserver(name, doomed.get(), [&](const KSTNotification &) { ++doomedHeard; });
-    center.addObserver(name, context.get(), [&](const KSTNotification &) { ++survivorHeard; });
-
-    std::thread poster([&] { KSTNotificationCenter::defaultCenter().post(name); });
-    poster.join();
-    doomed.reset(); // the notification is still on its way to the main thread
-    ASSERT_TRUE(KSTTestSupport::pumpUntil([&] { return survivorHeard == 1; }));
-    center.post(name);
-
-    EXPECT_EQ(survivorHeard, 2);
-    EXPECT_EQ(doomedHeard, 0);
-}
-
-TEST_F(KSTNotificationCenterTest, RemovedObserverHearsNothingMoreWhileOthersStillDo)
-{
-    int removedHeard = 0;
-    int keptHeard = 0;
-    const QString name = QStringLiteral("KSTTestRemoveNotification");
-    const QMetaObject::Connection removed =
-        center.addObserver(name, context.get(), [&](const KSTNotification &) { ++removedHeard; });
-    center.addObserver(name, context.get(), [&](const KSTNotification &) { ++keptHeard; });
-
-    center.post(name);
-    center.removeObserver(removed);
-    center.post(name);
-
-    EXPECT_EQ(removedHeard, 1);
-    EXPECT_EQ(keptHeard, 2);
-}
-
-TEST_F(KSTNotificationCenterTest, PostsFromManyThreadsAllArriveInEachThreadsOrder)
+TEST_F(KSTNotificationCenterTest, PostsFromOtherThreadsArriveLaterOnTheMainThreadInOrder)
 {
     constexpr int Threads = 4;
-    constexpr int PerThread = 250;
+    constexpr int PerThread = 200;
     std::vector<std::pair<int, int>> arrivals;
     bool offMainThread = false;
-    const QString name = QStringLiteral("KSTTestManyNotification");
+    bool objectLost = false;
+    const QString name = u"KSTTestManyNotification"_s;
     center.addObserver(name, context.get(), [&](const KSTNotification &notification) {
         offMainThread |= !KSTDispatch::isMainThread();
-        arrivals.emplace_back(notification.userInfo.value(QStringLiteral("thread")).toInt(),
-                              notification.userInfo.value(QStringLiteral("sequence")).toInt());
+        objectLost |= notification.object != &ObjectIdentity;
+        arrivals.emplace_back(notification.userInfo.value(u"thread"_s).toInt(),
+                              notification.userInfo.value(u"sequence"_s).toInt());
     });
 
     std::vector<std::thread> posters;
@@ -143,20 +62,58 @@ TEST_F(KSTNotificationCenterTest, PostsFromManyThreadsAllArriveInEachThreadsOrde
         posters.emplace_back([thread, name] {
             for (int sequence = 0; sequence < PerThread; ++sequence) {
                 KSTNotificationCenter::defaultCenter().post(
-                    name, nullptr,
-                    {{QStringLiteral("thread"), thread}, {QStringLiteral("sequence"), sequence}});
+                    name, &ObjectIdentity, {{u"thread"_s, thread}, {u"sequence"_s, sequence}});
             }
         });
     }
     for (std::thread &poster : posters)
         poster.join();
+    EXPECT_TRUE(arrivals.empty()) << "delivered outside the main thread's loop";
     ASSERT_TRUE(KSTTestSupport::pumpUntil(
         [&] { return arrivals.size() == std::size_t(Threads * PerThread); }));
 
     EXPECT_FALSE(offMainThread);
+    EXPECT_FALSE(objectLost);
     std::vector<int> next(Threads, 0);
-    for (const auto &[thread, sequence] : arrivals) {
-        ASSERT_EQ(sequence, next[thread]) << "thread " << thread;
-        ++next[thread];
+    for (const auto &[thread, sequence] : arrivals)
+        ASSERT_EQ(sequence, next[thread]++) << "thread " << thread;
+}
+
+TEST_F(KSTNotificationCenterTest, ObserversHearOnlyTheNameTheyAskedFor)
+{
+    std::map<QString, QStringList> heard;
+    for (const QString &name : {u"KSTTestA"_s, u"KSTTestB"_s, QString()}) {
+        center.addObserver(name, context.get(), [&heard, name](const KSTNotification &n) {
+            heard[name].append(n.name);
+        });
     }
+    for (const char *posted : {"KSTTestA", "KSTTestB", "KSTTestA", "KSTTestC"})
+        center.post(QString::fromLatin1(posted));
+
+    EXPECT_EQ(heard[u"KSTTestA"_s], (QStringList{u"KSTTestA"_s, u"KSTTestA"_s}));
+    EXPECT_EQ(heard[u"KSTTestB"_s], QStringList{u"KSTTestB"_s});
+    EXPECT_EQ(heard[QString()].size(), 4) << "an empty name hears every notification";
+}
+
+TEST_F(KSTNotificationCenterTest, DestroyedContextOrRemovedObserverStopsDelivery)
+{
+    auto doomed = std::make_unique<QObject>();
+    int doomedHeard = 0;
+    int removedHeard = 0;
+    int survivorHeard = 0;
+    const QString name = u"KSTTestStopNotification"_s;
+    center.addObserver(name, doomed.get(), [&](const KSTNotification &) { ++doomedHeard; });
+    const QMetaObject::Connection removed =
+        center.addObserver(name, context.get(), [&](const KSTNotification &) { ++removedHeard; });
+    center.addObserver(name, context.get(), [&](const KSTNotification &) { ++survivorHeard; });
+
+    center.post(name);
+    center.removeObserver(removed);
+    std::thread poster([&] { KSTNotificationCenter::defaultCenter().post(name); });
+    poster.join();
+    doomed.reset(); // the notification is still on its way to the main thread
+    ASSERT_TRUE(KSTTestSupport::pumpUntil([&] { return survivorHeard == 2; }));
+
+    EXPECT_EQ(doomedHeard, 1);
+    EXPECT_EQ(removedHeard, 1);
 }

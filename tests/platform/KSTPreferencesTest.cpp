@@ -16,6 +16,8 @@
 #include <thread>
 #include <vector>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 // Sets an environment variable for one scope and puts the old value (or its absence) back.
@@ -52,11 +54,11 @@ protected:
     QTemporaryDir m_temporary;
     ScopedEnvironment m_config{"XDG_CONFIG_HOME", QFile::encodeName(m_temporary.path())};
 
-    QString folder() const { return m_temporary.path() + QStringLiteral("/kestrel"); }
+    QString folder() const { return m_temporary.path() + "/kestrel"_L1; }
 
     QString copyOf(const QString &path)
     {
-        const QString copy = m_temporary.filePath(QStringLiteral("copy-%1.conf").arg(++m_copies));
+        const QString copy = m_temporary.filePath(u"copy-%1.conf"_s.arg(++m_copies));
         EXPECT_TRUE(QFile::copy(path, copy)) << path.toStdString();
         return copy;
     }
@@ -65,147 +67,85 @@ private:
     int m_copies = 0;
 };
 
-// A value as the documented way of reading it sees it; dates with their zone and
+// A value as the documented way of reading it sees it: dates with their zone and
 // milliseconds, lists with their length.
-struct RoundTrip
+QString readBack(const QVariant &value, QMetaType::Type type)
 {
-    const char *name;
-    QVariant written;
-    std::function<QString(const QVariant &)> read;
-};
-
-QString asBool(const QVariant &value)
-{
-    return value.toBool() ? QStringLiteral("true") : QStringLiteral("false");
-}
-
-QString asUnsigned(const QVariant &value)
-{
-    bool ok = false;
-    const quint64 number = value.toULongLong(&ok);
-    return ok ? QString::number(number) : QStringLiteral("not a number");
-}
-
-QString asDate(const QVariant &value)
-{
-    const QDateTime date = value.toDateTime();
-    return date.toString(Qt::ISODateWithMs) % u' ' % QString::number(date.timeSpec()) % u' ' %
-           date.timeZoneAbbreviation();
-}
-
-QString asList(const QVariant &value)
-{
+    if (type == QMetaType::ULongLong)
+        return QString::number(value.toULongLong());
+    if (type == QMetaType::QDateTime) {
+        const QDateTime date = value.toDateTime();
+        return date.toString(Qt::ISODateWithMs) % u' ' % QString::number(date.timeSpec()) % u' ' %
+               date.timeZoneAbbreviation();
+    }
     const QStringList list = value.toStringList();
     return QString::number(list.size()) % u':' % list.join(u'|');
 }
 
 } // namespace
 
+// Read back from a copy of the file: Qt caches parsed files per path, so only a copy under a
+// new name is sure to be parsed from its text, as another process would.
 TEST_F(KSTPreferencesTest, ValuesSurviveARoundTripThroughTheFile)
 {
-    const QDateTime utc(QDate(2024, 2, 29), QTime(23, 59, 58, 123), Qt::UTC);
-    const QDateTime offset(QDate(2023, 11, 5), QTime(1, 30, 0, 7), Qt::OffsetFromUTC, -5 * 3600);
-    const QDateTime zoned(QDate(2024, 7, 1), QTime(9, 0), QTimeZone("Europe/Berlin"));
-    const QDateTime local(QDate(2022, 1, 31), QTime(12, 0, 0, 999), Qt::LocalTime);
-    const std::vector<RoundTrip> cases = {
-        {"trueFlag", true, asBool},
-        {"falseFlag", false, asBool},
-        {"above32Bits", QVariant::fromValue<quint64>(5'000'000'123ULL), asUnsigned},
-        {"largestUnsigned", QVariant::fromValue<quint64>(18'446'744'073'709'551'615ULL),
-         asUnsigned},
-        {"utcDate", utc, asDate},
-        {"offsetDate", offset, asDate},
-        {"zonedDate", zoned, asDate},
-        {"localDate", local, asDate},
-        {"emptyList", QStringList{}, asList},
-        {"oneElementList", QStringList{QStringLiteral("/Users/me/Downloads")}, asList},
-        {"oneElementWithComma", QStringList{QStringLiteral("a, b")}, asList},
-        {"twoElementList", QStringList{QStringLiteral("x"), QStringLiteral("y z")}, asList},
-        {"listWithEmptyElement", QStringList{QString(), QStringLiteral("after")}, asList},
+    const std::pair<const char *, QVariant> cases[] = {
+        {"largestUnsigned", QVariant::fromValue<quint64>(18'446'744'073'709'551'615ULL)},
+        {"offsetDate",
+         QDateTime(QDate(2023, 11, 5), QTime(1, 30, 0, 7), Qt::OffsetFromUTC, -5 * 3600)},
+        {"zonedDate", QDateTime(QDate(2024, 7, 1), QTime(9, 0), QTimeZone("Europe/Berlin"))},
+        {"emptyList", QStringList{}},
+        {"oneElementWithComma", QStringList{u"a, b"_s}},
+        {"listWithEmptyElement", QStringList{QString(), u"after"_s}},
     };
     {
         std::unique_ptr<QSettings> writer = KSTPreferences::standard();
-        for (const RoundTrip &testCase : cases)
-            writer->setValue(QString::fromLatin1(testCase.name), testCase.written);
-        writer->sync();
-        EXPECT_EQ(writer->status(), QSettings::NoError);
+        writer->setValue(u"flag"_s, true);
+        for (const auto &[key, value] : cases)
+            writer->setValue(QLatin1String(key), value);
     }
-    ASSERT_TRUE(QFileInfo::exists(folder() + QStringLiteral("/com.kestrel.Kestrel.conf")));
-
-    // Another object in this process, and what another process would read: Qt caches parsed
-    // files per path, so only a copy under a new name is sure to be parsed from its text.
-    std::unique_ptr<QSettings> sameProcess = KSTPreferences::standard();
-    QSettings fromText(copyOf(sameProcess->fileName()), QSettings::IniFormat);
-    for (QSettings *reader : {sameProcess.get(), &fromText}) {
-        for (const RoundTrip &testCase : cases) {
-            EXPECT_EQ(testCase.read(reader->value(QString::fromLatin1(testCase.name))),
-                      testCase.read(testCase.written))
-                << testCase.name << " in " << reader->fileName().toStdString();
-        }
-        EXPECT_EQ(asList(reader->value(QStringLiteral("neverWritten"))), QStringLiteral("0:"));
+    QSettings fromText(copyOf(folder() + "/com.kestrel.Kestrel.conf"_L1), QSettings::IniFormat);
+    ASSERT_EQ(fromText.status(), QSettings::NoError);
+    for (const auto &[key, value] : cases) {
+        const auto type = QMetaType::Type(value.typeId());
+        EXPECT_EQ(readBack(fromText.value(QLatin1String(key)), type), readBack(value, type)) << key;
     }
+    EXPECT_TRUE(fromText.value(u"flag"_s).toBool());
+    EXPECT_EQ(readBack(fromText.value(u"neverWritten"_s), QMetaType::QStringList), u"0:"_s);
 }
 
-TEST_F(KSTPreferencesTest, SuiteAndStandardDomainAreSeparateFiles)
-{
-    std::unique_ptr<QSettings> standard = KSTPreferences::standard();
-    std::unique_ptr<QSettings> autoclean =
-        KSTPreferences::suite(QStringLiteral("com.kestrel.autoclean"));
-    standard->setValue(QStringLiteral("enabled"), true);
-    autoclean->setValue(QStringLiteral("enabled"), false);
-    standard->sync();
-    autoclean->sync();
-
-    EXPECT_EQ(QFileInfo(standard->fileName()).absoluteFilePath(),
-              QFileInfo(folder() + QStringLiteral("/com.kestrel.Kestrel.conf")).absoluteFilePath());
-    EXPECT_EQ(
-        QFileInfo(autoclean->fileName()).absoluteFilePath(),
-        QFileInfo(folder() + QStringLiteral("/com.kestrel.autoclean.conf")).absoluteFilePath());
-    EXPECT_TRUE(KSTPreferences::standard()->value(QStringLiteral("enabled")).toBool());
-    EXPECT_FALSE(KSTPreferences::suite(QStringLiteral("com.kestrel.autoclean"))
-                     ->value(QStringLiteral("enabled"))
-                     .toBool());
-    EXPECT_EQ(KSTPreferences::suite(QString())->fileName(), standard->fileName())
-        << "an empty suite name is the standard domain";
-
-    const QString escaping = KSTPreferences::suite(QStringLiteral("../../outside"))->fileName();
-    EXPECT_EQ(QFileInfo(escaping).absolutePath(), QFileInfo(folder()).absoluteFilePath())
-        << escaping.toStdString();
-}
-
-TEST_F(KSTPreferencesTest, FollowsTheConfigurationFolderAtEveryCall)
+TEST_F(KSTPreferencesTest, EachSuiteIsAFileOfItsOwnInTheConfigurationFolderOfTheMoment)
 {
     QTemporaryDir home;
     QTemporaryDir other;
     ScopedEnvironment homeVariable("HOME", QFile::encodeName(home.path()));
-    const QString fallback = QDir::cleanPath(home.path() + QStringLiteral("/.config/kestrel"));
-    const struct
-    {
-        const char *label;
-        std::optional<QByteArray> xdg;
-        QString expected;
-    } cases[] = {
-        {"absolute", QFile::encodeName(other.path()), other.path() + QStringLiteral("/kestrel")},
-        {"unset", std::nullopt, fallback},
-        {"empty", QByteArray(), fallback},
-        {"relative", QByteArray("relative/config"), fallback},
+    const QString fallback = QDir::cleanPath(home.path() + "/.config/kestrel"_L1);
+    const std::pair<std::optional<QByteArray>, QString> cases[] = {
+        {QFile::encodeName(other.path()), other.path() + "/kestrel"_L1},
+        {std::nullopt, fallback},
+        {QByteArray(), fallback},
+        {QByteArray("relative/config"), fallback},
     };
-    for (const auto &testCase : cases) {
-        ScopedEnvironment xdg("XDG_CONFIG_HOME", testCase.xdg);
-        EXPECT_EQ(KSTPreferences::directory(), testCase.expected) << testCase.label;
+    for (const auto &[xdg, expected] : cases) {
+        ScopedEnvironment variable("XDG_CONFIG_HOME", xdg);
+        EXPECT_EQ(KSTPreferences::directory(), expected) << xdg.value_or("(unset)").constData();
     }
-
-    // Written while pointed elsewhere, the value lands there and not in the first folder.
     {
-        ScopedEnvironment xdg("XDG_CONFIG_HOME", QFile::encodeName(other.path()));
-        std::unique_ptr<QSettings> settings = KSTPreferences::standard();
-        settings->setValue(QStringLiteral("where"), QStringLiteral("other"));
-        settings->sync();
+        ScopedEnvironment variable("XDG_CONFIG_HOME", QFile::encodeName(other.path()));
+        KSTPreferences::standard()->setValue(u"enabled"_s, u"elsewhere"_s);
     }
-    EXPECT_TRUE(
-        QFileInfo::exists(other.path() + QStringLiteral("/kestrel/com.kestrel.Kestrel.conf")));
-    EXPECT_FALSE(KSTPreferences::standard()->contains(QStringLiteral("where")));
-    EXPECT_EQ(KSTPreferences::directory(), folder());
+    KSTPreferences::standard()->setValue(u"enabled"_s, true);
+    KSTPreferences::suite(u"com.kestrel.autoclean"_s)->setValue(u"enabled"_s, false);
+    EXPECT_TRUE(KSTPreferences::standard()->value(u"enabled"_s).toBool());
+    EXPECT_FALSE(KSTPreferences::suite(u"com.kestrel.autoclean"_s)->value(u"enabled"_s).toBool());
+    EXPECT_EQ(KSTPreferences::suite(QString())->fileName(), KSTPreferences::standard()->fileName());
+    EXPECT_EQ(QSettings(other.path() + "/kestrel/com.kestrel.Kestrel.conf"_L1, QSettings::IniFormat)
+                  .value(u"enabled"_s)
+                  .toString(),
+              u"elsewhere"_s);
+    // A suite name cannot lead out of the folder.
+    const QString escaping = KSTPreferences::suite(u"../../outside"_s)->fileName();
+    EXPECT_EQ(QFileInfo(escaping).absolutePath(), QFileInfo(folder()).absoluteFilePath())
+        << escaping.toStdString();
 }
 
 TEST_F(KSTPreferencesTest, ThreadsWritingOneDomainLoseNoKeys)
@@ -233,11 +173,10 @@ TEST_F(KSTPreferencesTest, ThreadsWritingOneDomainLoseNoKeys)
     for (int thread = 0; thread < Threads; ++thread) {
         writers.emplace_back([thread, &call] {
             std::unique_ptr<QSettings> settings;
-            call(
-                [&] { settings = KSTPreferences::suite(QStringLiteral("com.kestrel.autoclean")); });
+            call([&] { settings = KSTPreferences::suite(u"com.kestrel.autoclean"_s); });
             for (int key = 0; key < KeysPerThread; ++key) {
                 call([&] {
-                    settings->setValue(QStringLiteral("thread%1/key%2").arg(thread).arg(key),
+                    settings->setValue(u"thread%1/key%2"_s.arg(thread).arg(key),
                                        thread * 1000 + key);
                     if (key % 8 == 7)
                         settings->sync();
@@ -250,17 +189,13 @@ TEST_F(KSTPreferencesTest, ThreadsWritingOneDomainLoseNoKeys)
     for (std::thread &writer : writers)
         writer.join();
 
-    QSettings fromDisk(copyOf(folder() + QStringLiteral("/com.kestrel.autoclean.conf")),
-                       QSettings::IniFormat);
+    QSettings fromDisk(copyOf(folder() + "/com.kestrel.autoclean.conf"_L1), QSettings::IniFormat);
     EXPECT_EQ(fromDisk.status(), QSettings::NoError);
     int found = 0;
     for (int thread = 0; thread < Threads; ++thread) {
-        for (int key = 0; key < KeysPerThread; ++key) {
-            const QVariant value =
-                fromDisk.value(QStringLiteral("thread%1/key%2").arg(thread).arg(key));
-            if (value.toInt() == thread * 1000 + key)
-                ++found;
-        }
+        for (int key = 0; key < KeysPerThread; ++key)
+            found += fromDisk.value(u"thread%1/key%2"_s.arg(thread).arg(key)).toInt() ==
+                     thread * 1000 + key;
     }
     EXPECT_EQ(found, Threads * KeysPerThread);
 }

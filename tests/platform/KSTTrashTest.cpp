@@ -13,7 +13,6 @@
 
 #include <gtest/gtest.h>
 
-#include <mutex>
 #include <thread>
 #include <vector>
 
@@ -24,6 +23,8 @@
 #include <linux/fs.h>
 #include <sys/ioctl.h>
 #endif
+
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -53,6 +54,16 @@ QStringList entries(const QString &folder)
         QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot, QDir::Name);
 }
 
+// The folder is on a file system of its own that we may write to.
+bool onSeparateWritableVolume(const QString &folder, const QString &comparedWith)
+{
+    struct stat a = {};
+    struct stat b = {};
+    return ::stat(QFile::encodeName(folder).constData(), &a) == 0 &&
+           ::access(QFile::encodeName(folder).constData(), W_OK) == 0 &&
+           ::stat(QFile::encodeName(comparedWith).constData(), &b) == 0 && a.st_dev != b.st_dev;
+}
+
 // A machine with one user under a temporary root, in the layout of the test's parameter.
 class KSTTrashTest : public ::testing::TestWithParam<KSTLayout>
 {
@@ -60,8 +71,8 @@ protected:
     void SetUp() override
     {
         ASSERT_TRUE(m_root.isValid());
-        m_home = m_root.filePath(QStringLiteral("Users/me"));
-        m_outside = m_root.filePath(QStringLiteral("outside"));
+        m_home = m_root.filePath(u"Users/me"_s);
+        m_outside = m_root.filePath(u"outside"_s);
         ASSERT_TRUE(QDir().mkpath(m_home));
         ASSERT_TRUE(QDir().mkpath(m_outside));
         KSTEnvironment environment;
@@ -71,32 +82,20 @@ protected:
         m_scope = std::make_unique<KSTScopedEnvironment>(environment);
     }
 
-    void TearDown() override { m_scope.reset(); }
-
     bool isMac() const { return GetParam() == KSTLayout::Mac; }
 
     QString trash() const
     {
-        return isMac() ? m_home + QLatin1String("/.Trash")
-                       : m_home + QLatin1String("/.local/share/Trash/files");
+        return m_home + (isMac() ? "/.Trash"_L1 : "/.local/share/Trash/files"_L1);
     }
 
-    // Creates <outside>/<folder>/<name> (a file, or a folder holding one file) and trashes it.
-    QString trashNew(const QString &folder, const QString &name, bool directory,
-                     const QByteArray &contents)
+    // Moves @p path to the Trash and says where it went; empty, and a failure, when it fails.
+    static QString trashed(const QString &path)
     {
-        const QString path = m_outside + QLatin1Char('/') + folder + QLatin1Char('/') + name;
-        if (directory)
-            writeFile(path + QLatin1String("/inside.txt"), contents);
-        else
-            writeFile(path, contents);
         QString resulting;
         KSTError error;
-        if (!KSTTrash::moveToTrash(path, &resulting, &error)) {
-            ADD_FAILURE() << qPrintable(error.description);
-            return {};
-        }
-        EXPECT_FALSE(QFileInfo::exists(path)) << qPrintable(path);
+        if (!KSTTrash::moveToTrash(path, &resulting, &error))
+            ADD_FAILURE() << qPrintable(path) << ": " << qPrintable(error.description);
         return resulting;
     }
 
@@ -111,207 +110,147 @@ INSTANTIATE_TEST_SUITE_P(Layouts, KSTTrashTest, ::testing::Values(KSTLayout::Mac
                              return KSTEnvironment::layoutName(info.param).toStdString();
                          });
 
-TEST_P(KSTTrashTest, TrashDirectoryFollowsTheLayoutAndIsCreatedOnFirstUse)
+TEST_P(KSTTrashTest, NumbersNamesThatAreTakenAndKeepsEveryItemWhole)
 {
     EXPECT_EQ(KSTTrash::trashDirectory(), trash());
-    EXPECT_FALSE(QFileInfo::exists(trash()));
-    trashNew(QStringLiteral("a"), QStringLiteral("first.txt"), false, "1");
-    ASSERT_TRUE(QFileInfo(trash()).isDir());
-    EXPECT_EQ(permissions(trash()), mode_t(0700));
-    if (!isMac()) {
-        const QString base = QFileInfo(trash()).path();
-        EXPECT_EQ(permissions(base), mode_t(0700));
-        EXPECT_EQ(permissions(base + QLatin1String("/info")), mode_t(0700));
-    }
-}
-
-struct ClashRow
-{
-    const char *name;
-    bool directory;
-    int times; ///< how many items of that name are trashed
-    const char *lastName;
-};
-
-TEST_P(KSTTrashTest, NumbersNamesThatAreTaken)
-{
-    const ClashRow rows[] = {
-        {"fresh.txt", false, 1, "fresh.txt"},
+    EXPECT_FALSE(QFileInfo::exists(trash())) << "created before its first use";
+    const struct
+    {
+        const char *name;
+        bool directory;
+        int times; ///< how many items of that name are trashed
+        const char *lastName;
+    } rows[] = {
         {"report.pdf", false, 2, "report 2.pdf"},
         {"report.pdf", false, 1, "report 3.pdf"}, // continues after the previous row
-        {"Makefile", false, 2, "Makefile 2"},
-        {"My Folder", true, 2, "My Folder 2"},
-        {"Photos.v2", true, 2, "Photos.v2 2"}, // folders keep dots in their names
-        {".env", false, 3, ".env 3"},          // a dotfile's dot is not an extension
+        {"Photos.v2", true, 2, "Photos.v2 2"},    // folders keep dots in their names
+        {".env", false, 3, ".env 3"},             // a dotfile's dot is not an extension
         {".config.json", false, 2, ".config 2.json"},
         {"archive.tar.gz", false, 2, "archive.tar 2.gz"},
-        {"trailing.", false, 2, "trailing. 2"},
+        {"Makefile", false, 2, "Makefile 2"},
     };
     int folder = 0;
-    for (const ClashRow &row : rows) {
+    for (const auto &row : rows) {
         QString resulting;
         for (int i = 0; i < row.times; ++i) {
-            ++folder;
-            resulting = trashNew(QString::number(folder), QString::fromUtf8(row.name),
-                                 row.directory, QByteArray::number(folder));
+            const QString path = m_outside + u"/%1/"_s.arg(++folder) + QString::fromUtf8(row.name);
+            writeFile(row.directory ? path + "/inside.txt"_L1 : path, QByteArray::number(folder));
+            resulting = trashed(path);
+            EXPECT_FALSE(QFileInfo::exists(path)) << qPrintable(path);
         }
-        EXPECT_EQ(
-            resulting.toStdString(),
-            QString(trash() + QLatin1Char('/') + QString::fromUtf8(row.lastName)).toStdString());
+        EXPECT_EQ(resulting, trash() + u'/' + QString::fromUtf8(row.lastName));
         // The last one is whole: its own content, not an earlier item's.
-        const QString file = row.directory ? resulting + QLatin1String("/inside.txt") : resulting;
+        const QString file = row.directory ? resulting + "/inside.txt"_L1 : resulting;
         EXPECT_EQ(readAll(file), QByteArray::number(folder)) << row.name;
     }
-}
-
-TEST_P(KSTTrashTest, MovesAFolderWithEverythingInIt)
-{
-    const QString folder = m_outside + QLatin1String("/Project");
-    writeFile(folder + QLatin1String("/src/main.cpp"), "int main() {}\n");
-    writeFile(folder + QLatin1String("/.hidden"), "h");
-    ASSERT_TRUE(QFile::link(QStringLiteral("src/main.cpp"), folder + QLatin1String("/entry")));
-
-    QString resulting;
-    ASSERT_TRUE(KSTTrash::moveToTrash(folder, &resulting));
-    EXPECT_EQ(resulting, trash() + QLatin1String("/Project"));
-    EXPECT_FALSE(QFileInfo::exists(folder));
-    EXPECT_EQ(readAll(resulting + QLatin1String("/src/main.cpp")), QByteArray("int main() {}\n"));
-    EXPECT_EQ(readAll(resulting + QLatin1String("/.hidden")), QByteArray("h"));
-    EXPECT_TRUE(isSymlink(resulting + QLatin1String("/entry")));
+    // Created private.
+    EXPECT_EQ(permissions(trash()), mode_t(0700));
+    if (!isMac()) {
+        EXPECT_EQ(permissions(QFileInfo(trash()).path() + "/info"_L1), mode_t(0700));
+    }
 }
 
 TEST_P(KSTTrashTest, MovesALinkAsALinkAndLeavesItsTargetAlone)
 {
-    const QString target = m_outside + QLatin1String("/precious.txt");
-    const QString targetFolder = m_outside + QLatin1String("/precious folder");
+    const QString target = m_outside + "/precious.txt"_L1;
+    const QString targetFolder = m_outside + "/precious folder"_L1;
     writeFile(target, "keep me");
-    writeFile(targetFolder + QLatin1String("/inside.txt"), "keep me too");
-    const QString fileLink = m_outside + QLatin1String("/links/to-file");
-    const QString folderLink = m_outside + QLatin1String("/links/to-folder");
-    QDir().mkpath(m_outside + QLatin1String("/links"));
-    ASSERT_TRUE(QFile::link(target, fileLink));
-    ASSERT_TRUE(QFile::link(targetFolder, folderLink));
+    writeFile(targetFolder + "/inside.txt"_L1, "keep me too");
+    const QString links = m_outside + "/links"_L1;
+    ASSERT_TRUE(QDir().mkpath(links));
+    ASSERT_TRUE(QFile::link(target, links + "/to-file"_L1));
+    ASSERT_TRUE(QFile::link(targetFolder, links + "/to-folder"_L1));
 
     // A trailing slash would make the kernel follow the link; the link is still what moves.
-    for (const QString &link : QStringList{fileLink, folderLink + QLatin1Char('/')}) {
-        QString resulting;
-        KSTError error;
-        ASSERT_TRUE(KSTTrash::moveToTrash(link, &resulting, &error))
-            << qPrintable(error.description);
-        EXPECT_TRUE(isSymlink(resulting)) << qPrintable(resulting);
-        EXPECT_FALSE(isSymlink(link) || QFileInfo::exists(link));
-    }
+    for (const QString &link : QStringList{links + "/to-file"_L1, links + "/to-folder/"_L1})
+        EXPECT_TRUE(isSymlink(trashed(link))) << qPrintable(link);
+    EXPECT_EQ(entries(links), QStringList());
     EXPECT_EQ(readAll(target), QByteArray("keep me"));
-    EXPECT_EQ(readAll(targetFolder + QLatin1String("/inside.txt")), QByteArray("keep me too"));
-    EXPECT_EQ(entries(m_outside + QLatin1String("/links")), QStringList());
+    EXPECT_EQ(readAll(targetFolder + "/inside.txt"_L1), QByteArray("keep me too"));
 }
 
 TEST_P(KSTTrashTest, AMissingItemIsAnErrorAndChangesNothing)
 {
-    QString resulting = QStringLiteral("unchanged");
+    QString resulting = u"unchanged"_s;
     KSTError error;
-    const QString missing = m_outside + QLatin1String("/not-here.txt");
+    const QString missing = m_outside + "/not-here.txt"_L1;
     EXPECT_FALSE(KSTTrash::moveToTrash(missing, &resulting, &error));
-    EXPECT_EQ(resulting, QStringLiteral("unchanged"));
-    EXPECT_EQ(error.domain, QStringLiteral("NSCocoaErrorDomain"));
+    EXPECT_EQ(resulting, u"unchanged"_s);
+    EXPECT_EQ(error.domain, u"NSCocoaErrorDomain"_s);
     EXPECT_EQ(error.code, 4); // NSFileNoSuchFileError
-    EXPECT_TRUE(error.description.contains(missing)) << qPrintable(error.description);
-    EXPECT_EQ(error.userInfo.value(QStringLiteral("NSFilePath")).toString(), missing);
+    EXPECT_EQ(error.userInfo.value(u"NSFilePath"_s).toString(), missing);
     EXPECT_FALSE(KSTTrash::moveToTrash(QString(), nullptr, nullptr));
 }
 
 TEST_P(KSTTrashTest, ConcurrentMovesOfTheSameNameNeverOverwriteEachOther)
 {
     constexpr int Threads = 4;
-    constexpr int ItemsPerThread = 6;
+    constexpr int ItemsPerThread = 5;
+    constexpr int Items = Threads * ItemsPerThread;
     std::vector<QString> sources;
-    for (int i = 0; i < Threads * ItemsPerThread; ++i) {
-        sources.push_back(m_outside + QStringLiteral("/%1/same.txt").arg(i));
+    for (int i = 0; i < Items; ++i) {
+        sources.push_back(m_outside + u"/%1/same.txt"_s.arg(i));
         writeFile(sources.back(), QByteArray::number(i));
     }
-    std::mutex mutex;
-    QStringList results;
+    std::vector<QString> results(Items); // where each item went; a slot per item, no lock
     std::vector<std::thread> threads;
     for (int t = 0; t < Threads; ++t) {
         threads.emplace_back([&, t] {
-            for (int i = t * ItemsPerThread; i < (t + 1) * ItemsPerThread; ++i) {
-                QString resulting;
-                const bool moved = KSTTrash::moveToTrash(sources[size_t(i)], &resulting);
-                std::lock_guard lock(mutex);
-                results << (moved ? resulting + QLatin1Char('=') + QString::number(i) : QString());
-            }
+            for (int i = t * ItemsPerThread; i < (t + 1) * ItemsPerThread; ++i)
+                results[size_t(i)] = trashed(sources[size_t(i)]);
         });
     }
     for (std::thread &thread : threads)
         thread.join();
 
-    QSet<QString> names;
-    for (const QString &result : results) {
-        ASSERT_FALSE(result.isEmpty());
-        const QString path = result.section(QLatin1Char('='), 0, 0);
-        names.insert(path);
-        EXPECT_EQ(readAll(path), result.section(QLatin1Char('='), 1).toUtf8());
-    }
-    EXPECT_EQ(names.size(), Threads * ItemsPerThread);
-    EXPECT_EQ(entries(trash()).size(), Threads * ItemsPerThread);
+    for (int i = 0; i < Items; ++i)
+        EXPECT_EQ(readAll(results[size_t(i)]), QByteArray::number(i))
+            << qPrintable(results[size_t(i)]);
+    EXPECT_EQ(QSet<QString>(results.begin(), results.end()).size(), Items);
+    EXPECT_EQ(entries(trash()).size(), Items);
     if (!isMac()) {
-        const QString info = QFileInfo(trash()).path() + QLatin1String("/info");
-        EXPECT_EQ(entries(info).size(), Threads * ItemsPerThread);
+        EXPECT_EQ(entries(QFileInfo(trash()).path() + "/info"_L1).size(), Items);
     }
 }
 
 // --- Deleting for good -------------------------------------------------------------------
 
-TEST_P(KSTTrashTest, RemovePermanentlyNeverDescendsThroughLinks)
+TEST_P(KSTTrashTest, RemovePermanentlyNeverFollowsALink)
 {
-    const QString precious = m_outside + QLatin1String("/precious");
-    writeFile(precious + QLatin1String("/a.txt"), "a");
-    writeFile(precious + QLatin1String("/deeper/b.txt"), "b");
-    const QString preciousFile = m_outside + QLatin1String("/precious.txt");
+    const QString precious = m_outside + "/precious"_L1;
+    writeFile(precious + "/a.txt"_L1, "a");
+    writeFile(precious + "/deeper/b.txt"_L1, "b");
+    const QString preciousFile = m_outside + "/precious.txt"_L1;
     writeFile(preciousFile, "p");
 
-    const QString victim = m_home + QLatin1String("/Library/Caches/App");
-    writeFile(victim + QLatin1String("/cache.db"), "x");
-    writeFile(victim + QLatin1String("/nested/1/2/3/leaf"), "y");
-    ASSERT_TRUE(QFile::link(precious, victim + QLatin1String("/link-to-folder")));
-    ASSERT_TRUE(QFile::link(precious, victim + QLatin1String("/nested/1/link-to-folder")));
-    ASSERT_TRUE(QFile::link(preciousFile, victim + QLatin1String("/link-to-file")));
-    ASSERT_TRUE(QFile::link(QStringLiteral("/nonexistent"), victim + QLatin1String("/dangling")));
-
-    KSTError error;
-    EXPECT_TRUE(KSTTrash::removePermanently(victim, &error)) << qPrintable(error.description);
-    EXPECT_FALSE(QFileInfo::exists(victim) || isSymlink(victim));
-    EXPECT_EQ(entries(precious), (QStringList{QStringLiteral("a.txt"), QStringLiteral("deeper")}));
-    EXPECT_EQ(readAll(precious + QLatin1String("/deeper/b.txt")), QByteArray("b"));
-    EXPECT_EQ(readAll(preciousFile), QByteArray("p"));
-    EXPECT_TRUE(QFileInfo(m_home + QLatin1String("/Library/Caches")).isDir());
-}
-
-TEST_P(KSTTrashTest, RemovePermanentlyTakesFilesLinksAndDeepTrees)
-{
-    const QString precious = m_outside + QLatin1String("/precious");
-    writeFile(precious + QLatin1String("/a.txt"), "a");
-    const QString file = m_home + QLatin1String("/file.txt");
-    const QString link = m_home + QLatin1String("/link");
-    QString deep = m_home + QLatin1String("/deep");
-    const QString deepRoot = deep;
+    // Links inside a deep tree, a link named with a trailing slash and a plain file.
+    const QString tree = m_home + "/Library/Caches/App"_L1;
+    QString deep = tree;
     for (int i = 0; i < 150; ++i)
-        deep += QLatin1String("/d");
-    writeFile(file, "f");
-    writeFile(deep + QLatin1String("/bottom.txt"), "z");
+        deep += "/d"_L1;
+    writeFile(deep + "/bottom.txt"_L1, "z");
+    ASSERT_TRUE(QFile::link(precious, tree + "/link-to-folder"_L1));
+    ASSERT_TRUE(QFile::link(precious, tree + "/d/d/d/link-to-folder"_L1));
+    ASSERT_TRUE(QFile::link(preciousFile, tree + "/link-to-file"_L1));
+    ASSERT_TRUE(QFile::link(u"/nonexistent"_s, tree + "/dangling"_L1));
+    const QString link = m_home + "/link"_L1;
     ASSERT_TRUE(QFile::link(precious, link));
+    const QString file = m_home + "/file.txt"_L1;
+    writeFile(file, "f");
 
-    // The link given with a trailing slash is still the link, not the folder it names.
-    for (const QString &path : QStringList{file, link + QLatin1Char('/'), deepRoot}) {
+    for (const QString &path : QStringList{tree, link + u'/', file}) {
         KSTError error;
         EXPECT_TRUE(KSTTrash::removePermanently(path, &error)) << qPrintable(error.description);
+        EXPECT_FALSE(QFileInfo::exists(path) || isSymlink(path)) << qPrintable(path);
     }
-    EXPECT_EQ(entries(m_home), QStringList());
-    EXPECT_EQ(readAll(precious + QLatin1String("/a.txt")), QByteArray("a"));
+    EXPECT_EQ(entries(precious), (QStringList{u"a.txt"_s, u"deeper"_s}));
+    EXPECT_EQ(readAll(precious + "/deeper/b.txt"_L1), QByteArray("b"));
+    EXPECT_EQ(readAll(preciousFile), QByteArray("p"));
+    EXPECT_EQ(entries(m_home), QStringList{u"Library"_s});
+    EXPECT_TRUE(QFileInfo(m_home + "/Library/Caches"_L1).isDir());
 
     KSTError error;
     EXPECT_FALSE(KSTTrash::removePermanently(file, &error));
-    EXPECT_EQ(error.domain, QStringLiteral("NSCocoaErrorDomain"));
     EXPECT_EQ(error.code, 4);
 }
 
@@ -335,12 +274,12 @@ bool makeUnremovable(const QString &file, const QString &folder, bool on)
 
 TEST_P(KSTTrashTest, RemovePermanentlyRemovesWhatItCanAndNamesTheFailure)
 {
-    const QString victim = m_home + QLatin1String("/victim");
-    const QString stuckFolder = victim + QLatin1String("/stuck");
-    const QString stuck = stuckFolder + QLatin1String("/file");
+    const QString victim = m_home + "/victim"_L1;
+    const QString stuckFolder = victim + "/stuck"_L1;
+    const QString stuck = stuckFolder + "/file"_L1;
     writeFile(stuck, "s");
-    writeFile(victim + QLatin1String("/before/1.txt"), "1");
-    writeFile(victim + QLatin1String("/zafter.txt"), "2");
+    writeFile(victim + "/before/1.txt"_L1, "1");
+    writeFile(victim + "/zafter.txt"_L1, "2");
     if (!makeUnremovable(stuck, stuckFolder, true))
         GTEST_SKIP() << "cannot make an entry unremovable here";
 
@@ -349,75 +288,36 @@ TEST_P(KSTTrashTest, RemovePermanentlyRemovesWhatItCanAndNamesTheFailure)
     makeUnremovable(stuck, stuckFolder, false);
 
     EXPECT_FALSE(removed);
-    EXPECT_EQ(error.domain, QStringLiteral("NSCocoaErrorDomain"));
     EXPECT_EQ(error.code, 513); // NSFileWriteNoPermissionError
-    EXPECT_EQ(error.userInfo.value(QStringLiteral("NSFilePath")).toString(), stuck);
-    EXPECT_TRUE(error.userInfo.value(QStringLiteral("failedPaths")).toStringList().contains(stuck));
-    EXPECT_TRUE(error.description.contains(stuck)) << qPrintable(error.description);
-    EXPECT_EQ(entries(victim), QStringList{QStringLiteral("stuck")});
+    EXPECT_EQ(error.userInfo.value(u"NSFilePath"_s).toString(), stuck);
+    EXPECT_TRUE(error.userInfo.value(u"failedPaths"_s).toStringList().contains(stuck));
+    EXPECT_EQ(entries(victim), QStringList{u"stuck"_s});
     EXPECT_EQ(readAll(stuck), QByteArray("s"));
 }
 #endif
 
-// --- Across file systems -----------------------------------------------------------------
+// --- Across file systems: never a silent copy --------------------------------------------
 
-bool onSeparateWritableVolume(const QString &folder, const QString &comparedWith)
+class KSTMacTrashTest : public KSTTrashTest
 {
-    struct stat a = {};
-    struct stat b = {};
-    return ::stat(QFile::encodeName(folder).constData(), &a) == 0 &&
-           ::access(QFile::encodeName(folder).constData(), W_OK) == 0 &&
-           ::stat(QFile::encodeName(comparedWith).constData(), &b) == 0 && a.st_dev != b.st_dev;
-}
+};
 
-TEST_P(KSTTrashTest, NeverCopiesAcrossFileSystems)
+INSTANTIATE_TEST_SUITE_P(Mac, KSTMacTrashTest, ::testing::Values(KSTLayout::Mac));
+
+TEST_P(KSTMacTrashTest, RefusesAnItemOnAnotherVolume)
 {
-    if (!onSeparateWritableVolume(QStringLiteral("/dev/shm"), m_root.path()))
+    if (!onSeparateWritableVolume(u"/dev/shm"_s, m_root.path()))
         GTEST_SKIP() << "/dev/shm is not a separate, writable file system here";
-
-    const QString topTrash = QStringLiteral("/dev/shm/.Trash-%1").arg(::getuid());
-    const bool topTrashExisted = QFileInfo::exists(topTrash);
-    QTemporaryDir elsewhere(QStringLiteral("/dev/shm/kst-trash-test-XXXXXX"));
+    QTemporaryDir elsewhere(u"/dev/shm/kst-trash-test-XXXXXX"_s);
     ASSERT_TRUE(elsewhere.isValid());
-    const QString item = elsewhere.filePath(QStringLiteral("big file.bin"));
+    const QString item = elsewhere.filePath(u"big file.bin"_s);
     writeFile(item, "on another volume");
-
-    QString resulting;
     KSTError error;
-    const bool moved = KSTTrash::moveToTrash(item, &resulting, &error);
-    if (isMac()) {
-        EXPECT_FALSE(moved);
-        EXPECT_EQ(error.domain, QStringLiteral("NSCocoaErrorDomain"));
-        EXPECT_EQ(error.userInfo.value(QStringLiteral("NSPOSIXErrorCode")).toInt(), EXDEV);
-        EXPECT_TRUE(error.description.contains(QLatin1String("another volume")))
-            << qPrintable(error.description);
-        EXPECT_EQ(readAll(item), QByteArray("on another volume"));
-        EXPECT_EQ(entries(trash()), QStringList());
-    } else {
-        // The volume's own trash, with a path relative to its top directory.
-        ASSERT_TRUE(moved) << qPrintable(error.description);
-        EXPECT_TRUE(resulting.startsWith(topTrash + QLatin1String("/files/")))
-            << qPrintable(resulting);
-        EXPECT_EQ(readAll(resulting), QByteArray("on another volume"));
-        EXPECT_FALSE(QFileInfo::exists(item));
-        EXPECT_EQ(permissions(topTrash), mode_t(0700));
-        const QString name = QFileInfo(resulting).fileName();
-        const QString info =
-            topTrash + QLatin1String("/info/") + name + QLatin1String(".trashinfo");
-        const QString relative = item.mid(QStringLiteral("/dev/shm/").size());
-        const QByteArray expectedLine =
-            "\nPath=" + QFile::encodeName(relative).replace(" ", "%20") + '\n';
-        EXPECT_TRUE(readAll(info).contains(expectedLine)) << readAll(info).constData();
-        EXPECT_EQ(KSTTrash::originalPathForTrashedItem(resulting), item);
-        EXPECT_EQ(entries(trash()), QStringList());
-        QFile::remove(info);
-        QFile::remove(resulting);
-    }
-    if (!topTrashExisted)
-        QDir(topTrash).removeRecursively();
+    EXPECT_FALSE(KSTTrash::moveToTrash(item, nullptr, &error));
+    EXPECT_EQ(error.userInfo.value(u"NSPOSIXErrorCode"_s).toInt(), EXDEV);
+    EXPECT_EQ(readAll(item), QByteArray("on another volume"));
+    EXPECT_EQ(entries(trash()), QStringList());
 }
-
-// --- The freedesktop trash in detail -----------------------------------------------------
 
 class KSTFreedesktopTrashTest : public KSTTrashTest
 {
@@ -426,140 +326,111 @@ class KSTFreedesktopTrashTest : public KSTTrashTest
 INSTANTIATE_TEST_SUITE_P(Linux, KSTFreedesktopTrashTest, ::testing::Values(KSTLayout::Linux));
 
 // An administrator's sticky $topdir/.Trash takes precedence over .Trash-<uid>; one that is
-// not sticky must be ignored.
-TEST_P(KSTFreedesktopTrashTest, UsesTheVolumesSharedTrashOnlyWhenItIsSticky)
+// not sticky must be ignored, or other users could tamper with what is trashed there.
+TEST_P(KSTFreedesktopTrashTest, AnItemOnAnotherVolumeGoesToThatVolumesTrash)
 {
-    const QString shared = QStringLiteral("/dev/shm/.Trash");
-    if (!onSeparateWritableVolume(QStringLiteral("/dev/shm"), m_root.path()) ||
-        QFileInfo::exists(shared) ||
-        QFileInfo::exists(shared + QLatin1Char('-') + QString::number(::getuid())))
+    const QString shared = u"/dev/shm/.Trash"_s;
+    const QString own = shared + u'-' + QString::number(::getuid());
+    if (!onSeparateWritableVolume(u"/dev/shm"_s, m_root.path()) || QFileInfo::exists(shared) ||
+        QFileInfo::exists(own))
         GTEST_SKIP() << "/dev/shm is not a separate, writable, unused file system here";
 
-    const struct
-    {
-        mode_t mode;
-        QString trash;
-    } rows[] = {
-        {01777, shared + QLatin1Char('/') + QString::number(::getuid())},
-        {0777, shared + QLatin1Char('-') + QString::number(::getuid())},
+    const std::pair<mode_t, QString> rows[] = {
+        {01777, shared + u'/' + QString::number(::getuid())},
+        {0777, own},
     };
-    for (const auto &row : rows) {
+    for (const auto &[sharedMode, expectedTrash] : rows) {
         ASSERT_EQ(::mkdir(QFile::encodeName(shared).constData(), 0700), 0);
-        ASSERT_EQ(::chmod(QFile::encodeName(shared).constData(), row.mode), 0);
-        QTemporaryDir elsewhere(QStringLiteral("/dev/shm/kst-trash-test-XXXXXX"));
+        ASSERT_EQ(::chmod(QFile::encodeName(shared).constData(), sharedMode), 0);
+        QTemporaryDir elsewhere(u"/dev/shm/kst-trash-test-XXXXXX"_s);
         ASSERT_TRUE(elsewhere.isValid());
-        const QString item = elsewhere.filePath(QStringLiteral("item.txt"));
+        const QString item = elsewhere.filePath(u"big file.bin"_s);
         writeFile(item, "x");
-        QString resulting;
-        KSTError error;
-        const bool moved = KSTTrash::moveToTrash(item, &resulting, &error);
+        const QString resulting = trashed(item);
+        const QByteArray info = readAll(expectedTrash + "/info/big file.bin.trashinfo"_L1);
+        const QString original = KSTTrash::originalPathForTrashedItem(resulting);
+        const mode_t mode = permissions(expectedTrash);
         QDir(shared).removeRecursively();
-        QDir(shared + QLatin1Char('-') + QString::number(::getuid())).removeRecursively();
-        ASSERT_TRUE(moved) << qPrintable(error.description);
-        EXPECT_EQ(resulting, row.trash + QLatin1String("/files/item.txt")) << qPrintable(resulting);
+        QDir(own).removeRecursively();
+        EXPECT_EQ(resulting, expectedTrash + "/files/big file.bin"_L1);
+        EXPECT_EQ(mode, mode_t(0700));
+        // The recorded path is relative to the volume's top directory.
+        const QByteArray line =
+            "\nPath=" + QFile::encodeName(item.section(u'/', 3)).replace(" ", "%20") + '\n';
+        EXPECT_TRUE(info.contains(line)) << info.data();
+        EXPECT_EQ(original, item);
+        EXPECT_EQ(entries(trash()), QStringList());
     }
 }
 
-TEST_P(KSTFreedesktopTrashTest, WritesAPercentEncodedTrashInfoAndReadsItBack)
+TEST_P(KSTFreedesktopTrashTest, WritesAPercentEncodedTrashInfoAndReadsOriginalPathsBack)
 {
-    const QString item = m_outside + QStringLiteral("/my docs/Grüße über #1%.txt");
-    writeFile(item, "text");
+    const QString folder = m_outside + u"/my docs/Grüße über #1%"_s;
+    writeFile(folder + "/2024/photo.jpg"_L1, "jpg");
     const QDateTime before = QDateTime::currentDateTime().addSecs(-1);
-    QString resulting;
-    ASSERT_TRUE(KSTTrash::moveToTrash(item, &resulting));
+    const QString resulting = trashed(folder);
     const QDateTime after = QDateTime::currentDateTime().addSecs(1);
 
-    EXPECT_EQ(resulting, trash() + QStringLiteral("/Grüße über #1%.txt"));
-    const QString infoPath = QFileInfo(trash()).path() +
-                             QStringLiteral("/info/Grüße über #1%.txt") +
-                             QLatin1String(".trashinfo");
+    EXPECT_EQ(resulting, trash() + u"/Grüße über #1%"_s);
+    const QString infoPath =
+        QFileInfo(trash()).path() + u"/info/Grüße über #1%"_s + ".trashinfo"_L1;
     const QList<QByteArray> lines = readAll(infoPath).split('\n');
     ASSERT_EQ(lines.size(), 4); // three lines and the final newline
     EXPECT_EQ(lines[0], QByteArray("[Trash Info]"));
     EXPECT_EQ(lines[1], "Path=" + QFile::encodeName(m_outside) +
-                            "/my%20docs/Gr%C3%BC%C3%9Fe%20%C3%BCber%20%231%25.txt");
-    ASSERT_TRUE(lines[2].startsWith("DeletionDate="));
-    const QString stamp = QString::fromLatin1(lines[2].mid(13));
-    EXPECT_TRUE(QRegularExpression(QStringLiteral("^\\d{4}-\\d\\d-\\d\\dT\\d\\d:\\d\\d:\\d\\d$"))
+                            "/my%20docs/Gr%C3%BC%C3%9Fe%20%C3%BCber%20%231%25");
+    // Local time, to the second, without a zone.
+    const QString stamp = QString::fromLatin1(lines[2]);
+    ASSERT_TRUE(QRegularExpression(u"^DeletionDate=\\d{4}-\\d\\d-\\d\\dT\\d\\d:\\d\\d:\\d\\d$"_s)
                     .match(stamp)
                     .hasMatch())
         << qPrintable(stamp);
-    const QDateTime deleted = QDateTime::fromString(stamp, Qt::ISODate); // local time
+    const QDateTime deleted = QDateTime::fromString(stamp.mid(13), Qt::ISODate);
     EXPECT_GE(deleted, before.addMSecs(-before.time().msec()));
     EXPECT_LE(deleted, after);
-    EXPECT_EQ(lines[3], QByteArray());
     EXPECT_EQ(permissions(infoPath), mode_t(0600));
 
-    EXPECT_EQ(KSTTrash::originalPathForTrashedItem(resulting), item);
-}
-
-TEST_P(KSTFreedesktopTrashTest, OriginalPathsOfItemsInsideTrashedFolders)
-{
-    const QString folder = m_outside + QLatin1String("/Album");
-    writeFile(folder + QLatin1String("/2024/photo.jpg"), "jpg");
-    QString resulting;
-    ASSERT_TRUE(KSTTrash::moveToTrash(folder, &resulting));
-    const struct
-    {
-        QString trashed;
-        QString original;
-    } rows[] = {
+    const std::pair<QString, QString> rows[] = {
         {resulting, folder},
-        {resulting + QLatin1String("/2024/photo.jpg"), folder + QLatin1String("/2024/photo.jpg")},
-        {trash() + QLatin1String("/never-trashed"), QString()},
-        {m_outside + QLatin1String("/elsewhere"), QString()},
+        {resulting + "/2024/photo.jpg"_L1, folder + "/2024/photo.jpg"_L1},
+        {trash() + "/never-trashed"_L1, QString()},
+        {m_outside + "/elsewhere"_L1, QString()},
     };
-    for (const auto &row : rows)
-        EXPECT_EQ(KSTTrash::originalPathForTrashedItem(row.trashed), row.original)
-            << qPrintable(row.trashed);
-
-    KSTEnvironment mac = KSTEnvironment::current();
-    mac.setLayout(KSTLayout::Mac);
-    KSTScopedEnvironment scope(mac);
-    EXPECT_EQ(KSTTrash::originalPathForTrashedItem(resulting), QString());
+    for (const auto &[path, original] : rows)
+        EXPECT_EQ(KSTTrash::originalPathForTrashedItem(path), original) << qPrintable(path);
 }
 
 TEST_P(KSTFreedesktopTrashTest, NamesHeldByStrayEntriesAreSkippedNotOverwritten)
 {
-    const QString base = QFileInfo(trash()).path();
-    writeFile(trash() + QLatin1String("/note.txt"), "stray file without info");
-    writeFile(base + QLatin1String("/info/note 2.txt.trashinfo"), "[Trash Info]\nPath=/x\n");
-    const QString item = m_outside + QLatin1String("/note.txt");
+    const QString info = QFileInfo(trash()).path() + "/info"_L1;
+    writeFile(trash() + "/note.txt"_L1, "stray file without info");
+    writeFile(info + "/note 2.txt.trashinfo"_L1, "[Trash Info]\nPath=/x\n");
+    const QString item = m_outside + "/note.txt"_L1;
     writeFile(item, "new");
-    QString resulting;
-    ASSERT_TRUE(KSTTrash::moveToTrash(item, &resulting));
-    EXPECT_EQ(resulting, trash() + QLatin1String("/note 3.txt"));
-    EXPECT_EQ(readAll(trash() + QLatin1String("/note.txt")), QByteArray("stray file without info"));
-    EXPECT_EQ(readAll(base + QLatin1String("/info/note 2.txt.trashinfo")),
-              QByteArray("[Trash Info]\nPath=/x\n"));
+    EXPECT_EQ(trashed(item), trash() + "/note 3.txt"_L1);
+    EXPECT_EQ(readAll(trash() + "/note.txt"_L1), QByteArray("stray file without info"));
+    EXPECT_EQ(readAll(info + "/note 2.txt.trashinfo"_L1), QByteArray("[Trash Info]\nPath=/x\n"));
     // The info file the failed attempt reserved for "note.txt" was taken back.
-    EXPECT_EQ(entries(base + QLatin1String("/info")),
-              (QStringList{QStringLiteral("note 2.txt.trashinfo"),
-                           QStringLiteral("note 3.txt.trashinfo")}));
+    EXPECT_EQ(entries(info), (QStringList{u"note 2.txt.trashinfo"_s, u"note 3.txt.trashinfo"_s}));
 }
 
 // Qt 6.4's QFile::moveToTrash puts files/ and info/ into the current directory when
 // ~/.local/share is missing, and calls that success. Ours creates the real trash instead.
 TEST_P(KSTFreedesktopTrashTest, CreatesTheTrashInTheHomeNotInTheCurrentDirectory)
 {
-    ASSERT_FALSE(QFileInfo::exists(m_home + QLatin1String("/.local")));
+    ASSERT_FALSE(QFileInfo::exists(m_home + "/.local"_L1));
     QTemporaryDir workingDirectory;
     ASSERT_TRUE(workingDirectory.isValid());
     const QString previous = QDir::currentPath();
     ASSERT_TRUE(QDir::setCurrent(workingDirectory.path()));
-
-    writeFile(QStringLiteral("relative.txt"), "r");
-    QString resulting;
-    KSTError error;
-    const bool moved = KSTTrash::moveToTrash(QStringLiteral("relative.txt"), &resulting, &error);
+    writeFile(u"relative.txt"_s, "r");
+    const QString resulting = trashed(u"relative.txt"_s);
     QDir::setCurrent(previous);
-
-    ASSERT_TRUE(moved) << qPrintable(error.description);
-    EXPECT_EQ(resulting, m_home + QLatin1String("/.local/share/Trash/files/relative.txt"));
+    EXPECT_EQ(resulting, m_home + "/.local/share/Trash/files/relative.txt"_L1);
     EXPECT_EQ(readAll(resulting), QByteArray("r"));
     EXPECT_EQ(entries(workingDirectory.path()), QStringList());
     EXPECT_EQ(KSTTrash::originalPathForTrashedItem(resulting),
-              QDir(workingDirectory.path()).canonicalPath() + QLatin1String("/relative.txt"));
+              QDir(workingDirectory.path()).canonicalPath() + "/relative.txt"_L1);
 }
 
 TEST_P(KSTFreedesktopTrashTest, TheHostUsersTrashLivesInXdgDataHome)
@@ -569,28 +440,17 @@ TEST_P(KSTFreedesktopTrashTest, TheHostUsersTrashLivesInXdgDataHome)
     KSTEnvironment host = KSTEnvironment::hostDefault();
     host.setLayout(KSTLayout::Linux);
     KSTScopedEnvironment scope(host);
-    EXPECT_EQ(KSTTrash::trashDirectory(),
-              QDir::cleanPath(dataHome) + QLatin1String("/Trash/files"));
+    const QString files = QDir::cleanPath(dataHome) + "/Trash/files"_L1;
+    EXPECT_EQ(KSTTrash::trashDirectory(), files);
 
-    QTemporaryDir workingDirectory;
-    ASSERT_TRUE(workingDirectory.isValid());
-    const QString previous = QDir::currentPath();
-    ASSERT_TRUE(QDir::setCurrent(workingDirectory.path()));
-    const QString item = m_outside + QLatin1String("/host.txt");
+    const QString item = m_outside + "/host.txt"_L1;
     writeFile(item, "h");
-    QString resulting;
-    KSTError error;
-    const bool moved = KSTTrash::moveToTrash(item, &resulting, &error);
-    QDir::setCurrent(previous);
-
-    ASSERT_TRUE(moved) << qPrintable(error.description);
-    EXPECT_TRUE(resulting.startsWith(KSTTrash::trashDirectory() + QLatin1Char('/')));
-    EXPECT_EQ(readAll(resulting), QByteArray("h"));
-    EXPECT_EQ(entries(workingDirectory.path()), QStringList());
+    const QString resulting = trashed(item);
+    EXPECT_EQ(QFileInfo(resulting).path(), files);
     EXPECT_EQ(KSTTrash::originalPathForTrashedItem(resulting), item);
     KSTTrash::removePermanently(resulting);
-    QFile::remove(QDir::cleanPath(dataHome) + QLatin1String("/Trash/info/") +
-                  QFileInfo(resulting).fileName() + QLatin1String(".trashinfo"));
+    QFile::remove(QDir::cleanPath(dataHome) + "/Trash/info/"_L1 + QFileInfo(resulting).fileName() +
+                  ".trashinfo"_L1);
 }
 
 } // namespace
