@@ -87,7 +87,10 @@ QString KSTOverviewEngine::machineTitle()
 QString KSTOverviewEngine::specsLine()
 {
     QStringList parts;
-    parts << macOSVersionLine();
+    // A volume without a version record has no version line; no empty part then.
+    const QString version = macOSVersionLine();
+    if (!version.isEmpty())
+        parts << version;
     parts << KSTSystemInfo::formatBytesShort(KSTHostInfo::current().physicalMemoryBytes()) +
                  QLatin1String(" RAM");
     quint64 capacity = 0;

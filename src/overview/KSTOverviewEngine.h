@@ -52,7 +52,7 @@ public:
 
     /// "<model> · <chip>" when both are known; else the model; else computerName().
     static QString machineTitle();
-    /// The version line, "<memory> RAM", "<capacity> SSD" (when the volume's capacity is
+    /// The version line (when there is one), "<memory> RAM", "<capacity> SSD" (when the volume's capacity is
     /// known; the capacity, not the used space, whatever the disk) and the serial ("Serial
     /// ABCDEFGH…" masked to 8 characters when longer than 8; whole otherwise; left out when
     /// unknown), joined with " · ".

@@ -298,6 +298,7 @@ TEST_F(MacRootOverviewTest, VersionLineComesFromTheVolume)
     // A volume without a version record says nothing; the host's version is not the Mac's.
     QFile::remove(mac.path(QStringLiteral("System/Library/CoreServices/SystemVersion.plist")));
     EXPECT_EQ(Engine::macOSVersionLine(), QString());
+    EXPECT_EQ(Engine::specsLine(), QStringLiteral("8 GB RAM"));
 }
 
 TEST_F(MacRootOverviewTest, DescriptionComesFromTheRecordedProfilerOrFallsBack)
