@@ -1,6 +1,7 @@
 #include "KSTCliCommand.h"
 
 #include "KSTAccessCommand.h"
+#include "KSTOverviewCommand.h"
 
 const QList<KSTCliCommand> &kstCliCommands()
 {
@@ -8,6 +9,11 @@ const QList<KSTCliCommand> &kstCliCommands()
         {QStringLiteral("access"), QStringLiteral("access"),
          QStringLiteral("Full Disk Access state and what Kestrel would ask for"),
          kstRunAccessCommand},
+        {QStringLiteral("overview"), QStringLiteral("overview [--live N]"),
+         QStringLiteral("The machine at a glance: model, version, uptime, storage, memory, "
+                        "processor, network and the largest apps; --live N prints N live samples "
+                        "one second apart"),
+         kstRunOverviewCommand},
     };
     return commands;
 }
