@@ -102,6 +102,27 @@ TEST_F(StorageMetricsTest, DirectorySizeCountsAllocatedBlocksOfWhatMayBeRead)
               expected);
 }
 
+TEST_F(StorageMetricsTest, LargeTreesAreSizedAcrossThreadsWithTheSameTotal)
+{
+    // Enough folders for the walk to bring in helper threads; every file a different size.
+    quint64 expected = 0;
+    int file = 0;
+    for (int a = 0; a < 6; ++a) {
+        for (int b = 0; b < 6; ++b) {
+            for (int c = 0; c < 6; ++c) {
+                const QString folder = QStringLiteral("Wide/%1/%2/%3/").arg(a).arg(b).arg(c);
+                for (int n = 0; n < 3; ++n, ++file)
+                    expected += allocatedBytesOf(mac.writeSizedHomeFile(
+                        folder + QString::number(n), 1 + (file * 7919) % 40'000));
+                mac.writeSizedHomeFile(folder + QLatin1String(".skipped"), 9'000);
+            }
+        }
+    }
+    for (int round = 0; round < 3; ++round)
+        EXPECT_EQ(KSTStorageMetrics::directorySizeAtPath(mac.homePath(QStringLiteral("Wide"))),
+                  expected);
+}
+
 TEST_F(StorageMetricsTest, DirectorySizeIsZeroForWhatIsNotAReadableFolder)
 {
     mac.writeSizedHomeFile(QStringLiteral("Music/Library/song.m4a"), 80'000);
