@@ -161,11 +161,6 @@ TEST_F(LiveMetricsTest, SampleIsDeliveredOnTheMainThread)
     EXPECT_EQ(first->values[2], 0.0);
     EXPECT_TRUE(info.hasCPUBaseline());
     EXPECT_TRUE(info.hasNetworkBaseline());
-
-    // A null handler still samples.
-    setTicks(KSTCpuTickTotals{20, 10, 10, 10});
-    KSTLiveMetrics(info).sampleLiveMetricsWithCompletion(nullptr);
-    ASSERT_TRUE(KSTTestSupport::pumpUntil([&] { return info.cpuLoadPreviousTotals()[0] == 20u; }));
 }
 
 } // namespace
