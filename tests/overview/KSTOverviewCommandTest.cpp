@@ -3,12 +3,12 @@
 // checked for shape and masked.
 #include "KSTFixtureMac.h"
 #include "KSTTestSupport.h"
+#include "KSTToolRunner.h"
 
 #include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QProcess>
 #include <QRegularExpression>
 
 #include <gtest/gtest.h>
@@ -22,16 +22,17 @@ struct ProgramRun
     QString err;
 };
 
+// Through the tool runner rather than QProcess: QProcess starts children in a way that
+// ThreadSanitizer cannot follow, which corrupts its view of the test process.
 ProgramRun runKestrel(const QStringList &arguments)
 {
-    QProcess process;
-    process.start(QStringLiteral(KESTREL_EXECUTABLE), arguments);
+    KSTScopedEnvironment host(KSTEnvironment::hostDefault()); // the program's path as it is
+    const KSTToolResult result = KSTToolRunner::run(QStringLiteral(KESTREL_EXECUTABLE), arguments,
+                                                    KSTToolRunner::Channels::Separate, 120'000);
     ProgramRun run;
-    if (!process.waitForFinished(120'000))
-        return run;
-    run.status = process.exitCode();
-    run.out = QString::fromUtf8(process.readAllStandardOutput());
-    run.err = QString::fromUtf8(process.readAllStandardError());
+    run.status = result.started && !result.timedOut ? result.exitCode : -1;
+    run.out = QString::fromUtf8(result.standardOutput);
+    run.err = QString::fromUtf8(result.standardError);
     return run;
 }
 
