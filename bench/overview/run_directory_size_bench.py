@@ -115,7 +115,7 @@ def main():
     if not os.access(bench, os.X_OK):
         sys.exit(f"{bench} is not built (ninja -C build kst_bench_directory_size)")
     subprocess.run([sys.executable, os.path.join(HERE, "generate_tree.py"), args.tree],
-                   check=True)
+                   check=True, stdout=sys.stderr)
 
     machine = {"processors": os.cpu_count(), "loadBefore": os.getloadavg()}
     trees = [os.path.abspath(args.tree)] + ([] if args.no_usr else ["/usr"])

@@ -8,6 +8,7 @@
 #include <cstring>
 #include <dirent.h>
 #include <fcntl.h>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <sys/stat.h>
@@ -24,7 +25,7 @@ namespace {
 // A walk reads this many folders on the calling thread before it considers helpers: most
 // folders sized (caches, bundles) are small, and starting a thread costs more than reading
 // them.
-constexpr unsigned FoldersBeforeHelpers = 16;
+constexpr unsigned FoldersBeforeHelpers = 4;
 // Helpers start only when at least this many folders are waiting to be read.
 constexpr size_t QueuedFoldersForHelpers = 2;
 constexpr unsigned CancelCheckEveryFolders = 32;
@@ -117,7 +118,7 @@ private:
 class FolderReader
 {
 public:
-    FolderReader() : m_buffer(BufferSize) {}
+    FolderReader() : m_buffer(new char[BufferSize]) {}
 
     template <typename Visit> bool forEachEntry(int fd, Visit &&visit)
     {
@@ -131,14 +132,14 @@ public:
             char d_name[];
         };
         for (;;) {
-            const long read = ::syscall(SYS_getdents64, fd, m_buffer.data(), m_buffer.size());
+            const long read = ::syscall(SYS_getdents64, fd, m_buffer.get(), BufferSize);
             if (read < 0)
                 return false;
             if (read == 0)
                 return true;
             for (long offset = 0; offset < read;) {
                 const auto *entry =
-                    reinterpret_cast<const LinuxDirent64 *>(m_buffer.data() + offset);
+                    reinterpret_cast<const LinuxDirent64 *>(m_buffer.get() + offset);
                 offset += entry->d_reclen;
                 visit(entry->d_name, entry->d_type);
             }
@@ -159,9 +160,10 @@ public:
     }
 
 private:
-    // Large enough for a folder of a few thousand entries in one system call.
-    static constexpr size_t BufferSize = 256 * 1024;
-    std::vector<char> m_buffer;
+    // A folder of about two thousand entries in one system call; left uninitialised, as the
+    // kernel fills it, so a walk of one small folder pays nothing for it.
+    static constexpr size_t BufferSize = 64 * 1024;
+    std::unique_ptr<char[]> m_buffer;
 };
 
 // Reads one folder: adds the blocks of its non-folder entries, queues its sub-folders.

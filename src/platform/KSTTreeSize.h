@@ -11,7 +11,7 @@
 /// The walk reads each folder once with its entries' types (getdents64 into a buffer each
 /// thread keeps, on Linux), stats only what is not a folder (fstatat relative to the open
 /// folder, no path building or allocation per entry), and spreads folders over a few threads.
-/// A small tree (fewer than about 16 folders) is read on the calling thread alone; helpers
+/// A small tree (a handful of folders) is read on the calling thread alone; helpers
 /// join once the tree proves big enough for them to pay. It never follows a symbolic link: a
 /// link counts its own size and is not descended into, and folders are opened with
 /// O_NOFOLLOW.
