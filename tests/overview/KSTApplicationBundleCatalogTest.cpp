@@ -127,46 +127,6 @@ TEST_F(ApplicationBundleCatalogTest, ListIsCachedUntilTheInventoryIsInvalidated)
     EXPECT_EQ(catalog.installedApplicationCount(), 2);
 }
 
-TEST_F(ApplicationBundleCatalogTest, SkipRulesLookAtEveryComponent)
-{
-    const struct
-    {
-        const char *relative;
-        bool skipped;
-    } cases[] = {
-        {"Projects/App.app", false},
-        {"Projects/node_modules/x", true},
-        {"Library", true},
-        {"a/b/DerivedData", true},
-        {"Pods/Foo.app", true},
-        {"repo/.git/objects", true},
-        {"Build", true},
-        {"Builds", false},
-        {"Music/GarageBand", true},
-        {"x/Intermediates/y", true},
-        {".Trash/Old.app", true},
-        {"library", false},
-    };
-    for (const auto &c : cases)
-        EXPECT_EQ(Catalog::shouldSkipDirectoryInUserAppSearch(QString::fromUtf8(c.relative)),
-                  c.skipped)
-            << c.relative;
-}
-
-TEST_F(ApplicationBundleCatalogTest, SearchRootsAreUnderTheRootAndTheHome)
-{
-    EXPECT_EQ(relativeToRoot(Catalog::applicationSearchPaths()),
-              (QStringList{QStringLiteral("Applications"), QStringLiteral("System/Applications"),
-                           inHome(QStringLiteral("Applications"))}));
-    EXPECT_EQ(Catalog::applicationUserFolderSearchRoots().size(), 7);
-    EXPECT_EQ(Catalog::applicationUserFolderSearchRoots().first(),
-              mac.homePath(QStringLiteral("Desktop")));
-    EXPECT_TRUE(Catalog::isPathInsideRealUserHome(mac.home()));
-    EXPECT_TRUE(Catalog::isPathInsideRealUserHome(mac.home() + QLatin1String("/Desktop/../x")));
-    EXPECT_FALSE(Catalog::isPathInsideRealUserHome(mac.home() + QLatin1String("2")));
-    EXPECT_TRUE(Catalog::directoryURLForScanRoot(mac.homePath(QStringLiteral("Music"))).isEmpty());
-}
-
 TEST_F(ApplicationBundleCatalogTest, LargestFirstWithEqualSizesByName)
 {
     add(QStringLiteral("Applications"), QStringLiteral("Beta"), false,

@@ -199,30 +199,6 @@ TEST_F(HostOverviewTest, PrimaryInterfacePrefersEnAndFallsBack)
     }
 }
 
-TEST_F(HostOverviewTest, MemoryFiguresFollowTheUsedFraction)
-{
-    host->with([](Figures &f) { f.usedMemoryBytes = 6 * GiB; });
-    KSTSystemSnapshot snapshot;
-    Engine::populateMemoryMetrics(snapshot);
-    EXPECT_EQ(snapshot.memoryTotalBytes, 16 * GiB);
-    EXPECT_EQ(snapshot.memoryUsedBytes, 6 * GiB);
-    EXPECT_DOUBLE_EQ(snapshot.memoryUsedFraction, 0.375);
-
-    host->with([](Figures &f) { f.physicalMemoryBytes = 0; });
-    Engine::populateMemoryMetrics(snapshot);
-    EXPECT_EQ(snapshot.memoryUsedBytes, 0u);
-    EXPECT_EQ(snapshot.memoryUsedFraction, 0.0);
-}
-
-TEST(MarketingNameTest, OnlyElevenToFifteenHaveNames)
-{
-    const char *names[] = {"", "Big Sur", "Monterey", "Ventura", "Sonoma", "Sequoia", ""};
-    for (qint64 major = 10; major <= 16; ++major)
-        EXPECT_EQ(Engine::macOSMarketingNameForMajorVersion(major),
-                  QString::fromUtf8(names[major - 10]))
-            << major;
-}
-
 TEST(SystemProfilerOutputTest, ReadsKeysFromRecordedReports)
 {
     auto recorded = [](const char *name) {

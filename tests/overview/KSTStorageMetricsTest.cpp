@@ -194,16 +194,6 @@ TEST_F(StorageMetricsTest, BootVolumeUsageAsksAboutTheHomeAndKeepsOutputsWhenUnr
     }
     for (const QString &asked : host->figures().volumeUsagePaths)
         EXPECT_EQ(asked, mac.home());
-
-    KSTSystemSnapshot snapshot;
-    host->with([](KSTFakeHostInfo::Figures &f) { f.volumeUsage = KSTVolumeUsage{0, 0}; });
-    KSTStorageMetrics::populateStorageMetrics(snapshot);
-    EXPECT_EQ(snapshot.storageUsedFraction, 0.0);
-    host->with([](KSTFakeHostInfo::Figures &f) { f.volumeUsage = KSTVolumeUsage{800, 200}; });
-    KSTStorageMetrics::populateStorageMetrics(snapshot);
-    EXPECT_EQ(snapshot.storageTotalBytes, 800u);
-    EXPECT_EQ(snapshot.storageUsedBytes, 600u);
-    EXPECT_DOUBLE_EQ(snapshot.storageUsedFraction, 0.75);
 }
 
 TEST_F(StorageMetricsTest, CategoriesSplitUsedSpaceInFixedOrder)
