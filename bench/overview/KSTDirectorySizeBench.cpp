@@ -25,7 +25,6 @@ int main(int argc, char **argv)
     struct rusage usage = {};
     getrusage(RUSAGE_SELF, &usage);
     std::printf("{\"bytes\": %llu, \"seconds\": %.6f, \"peakRssKiB\": %ld}\n",
-                static_cast<unsigned long long>(bytes), double(nanoseconds) / 1e9,
-                usage.ru_maxrss);
+                static_cast<unsigned long long>(bytes), double(nanoseconds) / 1e9, usage.ru_maxrss);
     return 0;
 }

@@ -52,10 +52,10 @@ public:
 
     /// "<model> · <chip>" when both are known; else the model; else computerName().
     static QString machineTitle();
-    /// The version line (when there is one), "<memory> RAM", "<capacity> SSD" (when the volume's capacity is
-    /// known; the capacity, not the used space, whatever the disk) and the serial ("Serial
-    /// ABCDEFGH…" masked to 8 characters when longer than 8; whole otherwise; left out when
-    /// unknown), joined with " · ".
+    /// The version line (when there is one), "<memory> RAM", "<capacity> SSD" (when the volume's
+    /// capacity is known; the capacity, not the used space, whatever the disk) and the serial
+    /// ("Serial ABCDEFGH…" masked to 8 characters when longer than 8; whole otherwise; left out
+    /// when unknown), joined with " · ".
     static QString specsLine();
     /// "macOS <name> <major>.<minor>" for a macOS version with a marketing name; otherwise
     /// the platform's own version text ("Version 16.0 (Build 25A1)", a Linux PRETTY_NAME),
