@@ -516,18 +516,4 @@ TEST_F(CleanUpScanTest, ACancelledScanReturnsNothing)
     EXPECT_EQ(result, nullptr);
 }
 
-TEST_F(CleanUpScanTest, InstalledIntoTheFrameItDeliversPlaceholderThenSnapshot)
-{
-    KSTCleanUpEngine::install(info);
-    mac.writeSizedHomeFile(QStringLiteral("Library/Logs/app.log"), 4096);
-    QList<KSTSystemInfo::CleanUpSnapshotPtr> delivered;
-    info.fetchCleanUpSnapshotAsync(
-        [&](KSTSystemInfo::CleanUpSnapshotPtr snapshot) { delivered << snapshot; });
-    ASSERT_TRUE(KSTTestSupport::pumpUntil([&] { return delivered.size() == 2; }));
-    EXPECT_TRUE(delivered[0]->isPartial);
-    EXPECT_FALSE(delivered[1]->isPartial);
-    EXPECT_EQ(namesOf(delivered[1]->categories[0].items), QStringList{QStringLiteral("Logs")});
-    EXPECT_EQ(info.cachedCleanUpSnapshotIfComplete(), delivered[1]);
-}
-
 } // namespace

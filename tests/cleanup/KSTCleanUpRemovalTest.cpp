@@ -3,7 +3,6 @@
 // counts and error when moves fail.
 #include "KSTCleanUpRemoval.h"
 
-#include "KSTDispatch.h"
 #include "KSTFixtureMac.h"
 #include "KSTPermissionChecker.h"
 #include "KSTTestSupport.h"
@@ -225,28 +224,6 @@ TEST_F(CleanUpRemovalTest, TheSummaryRowAndEmptyPathsAreSkipped)
     EXPECT_EQ(result.bytesRemoved, 0u);
     EXPECT_FALSE(result.error);
     EXPECT_TRUE(QFileInfo::exists(mac.homePath(QStringLiteral("Downloads/a.download"))));
-}
-
-TEST_F(CleanUpRemovalTest, TheCompletionArrivesOnceOnTheMainThread)
-{
-    const QString file = mac.writeSizedHomeFile(QStringLiteral("Desktop/old.iso"), 4096);
-    QList<KSTCleanUpItem> selection = {itemAt(file)};
-    int calls = 0;
-    bool onMainThread = false;
-    quint64 removed = 0;
-    Removal::removeCleanUpItems(selection, [&](quint64 items, quint64, const auto &error) {
-        ++calls;
-        onMainThread = KSTDispatch::isMainThread();
-        removed = items;
-        EXPECT_FALSE(error);
-    });
-    selection.clear(); // the removal works on its own copy
-    ASSERT_TRUE(KSTTestSupport::pumpUntil([&] { return calls > 0; }));
-    KSTTestSupport::pumpFor(50);
-    EXPECT_EQ(calls, 1);
-    EXPECT_TRUE(onMainThread);
-    EXPECT_EQ(removed, 1u);
-    EXPECT_TRUE(QFileInfo::exists(trash(QStringLiteral("old.iso"))));
 }
 
 } // namespace

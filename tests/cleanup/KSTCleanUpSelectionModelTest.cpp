@@ -2,6 +2,8 @@
 // handed, the confirmation texts, the in-progress flag and the outcome afterwards.
 #include "KSTCleanUpSelectionModel.h"
 
+#include "KSTCleanUpEngine.h"
+#include "KSTDispatch.h"
 #include "KSTFixtureMac.h"
 #include "KSTPermissionChecker.h"
 #include "KSTSystemInfo.h"
@@ -220,13 +222,18 @@ TEST_F(CleanUpSelectionRemovalTest, OneRemovalAtATimeThenTheCacheIsInvalidated)
     ASSERT_TRUE(model.setCategorySelected(0, true));
     ASSERT_TRUE(model.canClean());
     std::optional<KSTCleanUpOutcome> outcome;
-    ASSERT_TRUE(model.startCleaning([&](const KSTCleanUpOutcome &done) { outcome = done; }));
+    bool onMainThread = false;
+    ASSERT_TRUE(model.startCleaning([&](const KSTCleanUpOutcome &done) {
+        outcome = done;
+        onMainThread = KSTDispatch::isMainThread();
+    }));
     EXPECT_TRUE(model.isCleaning());
     EXPECT_FALSE(model.canClean());
     EXPECT_FALSE(model.startCleaning());
     EXPECT_FALSE(model.setItemSelected(0, 0, false));
 
     ASSERT_TRUE(KSTTestSupport::pumpUntil([&] { return outcome.has_value(); }));
+    EXPECT_TRUE(onMainThread);
     EXPECT_FALSE(model.isCleaning());
     EXPECT_EQ(flags, (QList<bool>{true, false}));
     ASSERT_TRUE(signalled);
@@ -241,6 +248,21 @@ TEST_F(CleanUpSelectionRemovalTest, OneRemovalAtATimeThenTheCacheIsInvalidated)
     // The next scan starts afresh, and any scan in flight was cancelled.
     EXPECT_EQ(info.cachedCleanUpSnapshotIfComplete(), nullptr);
     EXPECT_TRUE(info.isCleanUpScanCancelled(generation));
+}
+
+TEST_F(CleanUpSelectionRemovalTest, RefreshShowsThePlaceholderThenTheScan)
+{
+    KSTCleanUpEngine::install(info);
+    mac.writeSizedHomeFile(QStringLiteral("Library/Logs/app.log"), 4096);
+    KSTCleanUpSelectionModel model(info);
+    QList<bool> partial;
+    QObject::connect(&model, &KSTCleanUpSelectionModel::snapshotChanged, &model,
+                     [&] { partial << model.snapshot()->isPartial; });
+    model.refresh();
+    ASSERT_TRUE(KSTTestSupport::pumpUntil([&] { return model.hasCompleteSnapshot(); }));
+    EXPECT_EQ(partial, (QList<bool>{true, false}));
+    EXPECT_TRUE(model.selectItemWithFilePath(mac.homePath(QStringLiteral("Library/Logs"))));
+    EXPECT_EQ(model.confirmationMessage(), QStringLiteral("Clean 4.0 KB?"));
 }
 
 } // namespace
