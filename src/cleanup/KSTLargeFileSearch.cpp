@@ -130,6 +130,9 @@ QStringList KSTLargeFileSearch::largeFilePathsInDirectoryURLOverBytes(quint64 th
 
 QStringList KSTLargeFileSearch::findArgumentsForThreshold(quint64 threshold)
 {
+    // A Mac keeps the user folder at /Users/<login> whatever home was given, so under the mac
+    // layout that path is taken under the analysed root (a mounted or fixture volume); a
+    // Linux machine has no /Users and searches the environment's home instead.
     const KSTEnvironment environment = KSTEnvironment::current();
     QString userFolder;
     if (environment.layout() == KSTLayout::Mac)
