@@ -6,6 +6,7 @@
 #include "KSTPermissionChecker.h"
 #include "KSTTrash.h"
 
+#include <QDir>
 #include <QFileInfo>
 
 namespace Locations = KSTCleanUpLocations;
@@ -42,7 +43,10 @@ KSTCleanUpRemoval::removeCleanUpItemsNow(const QList<KSTCleanUpItem> &items)
         if (item.filePath.isEmpty() || isFailedDownloadsSummaryItem(item) ||
             isMacTrashCleanUpItem(item))
             continue;
-        const quint64 size = itemSizeAtPath(item.filePath);
+        // The root of the volume (the local-snapshots item) can never go to the Trash; sizing
+        // it first would walk the whole disk only to add nothing.
+        const bool isVolumeRoot = QDir::cleanPath(item.filePath) == QLatin1String("/");
+        const quint64 size = isVolumeRoot ? 0 : itemSizeAtPath(item.filePath);
         QString url = Checker::fileURLInGrantedHomeForPath(item.filePath, false);
         if (url.isEmpty())
             url = item.filePath;
