@@ -1,5 +1,6 @@
 // The kestrel executable: with a command it runs the command line; without one it will open
 // the window, and until the window exists it prints the help.
+#include "KSTCleanUpEngine.h"
 #include "KSTCommandLine.h"
 #include "KSTOverviewEngine.h"
 #include "KSTSystemInfo.h"
@@ -17,6 +18,7 @@ int main(int argc, char **argv)
 
     // Engines plug their build routines into the frame before anything may ask for a scan.
     KSTOverviewEngine::install(KSTSystemInfo::shared());
+    KSTCleanUpEngine::install(KSTSystemInfo::shared());
 
     QStringList arguments = QCoreApplication::arguments();
     arguments.removeFirst();

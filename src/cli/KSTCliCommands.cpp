@@ -2,6 +2,7 @@
 
 #include "KSTAccessCommand.h"
 #include "KSTAutoCleanCommand.h"
+#include "KSTCleanUpCommand.h"
 #include "KSTOverviewCommand.h"
 
 const QList<KSTCliCommand> &kstCliCommands()
@@ -20,6 +21,12 @@ const QList<KSTCliCommand> &kstCliCommands()
                         "processor, network and the largest apps; --live N prints N live samples "
                         "one second apart"),
          kstRunOverviewCommand},
+        {QStringLiteral("cleanup"),
+         QStringLiteral("cleanup | cleanup clean [--category TYPE]... [--item PATH]... [--yes]"),
+         QStringLiteral("Reclaimable storage in four categories (systemJunk, trashes, largeFiles, "
+                        "removable) with every item; clean moves the selected categories or items "
+                        "to the Trash (the Mac Trash is emptied for good) after asking"),
+         kstRunCleanUpCommand},
     };
     return commands;
 }

@@ -1,0 +1,473 @@
+#include "KSTCleanUpEngine.h"
+
+#include "KSTCleanUpLocations.h"
+#include "KSTIOSBackupCatalog.h"
+#include "KSTInstallerPackageSearch.h"
+#include "KSTLargeFileSearch.h"
+#include "KSTPermissionChecker.h"
+#include "KSTStorageMetrics.h"
+#include "KSTSystemInfo.h"
+#include "KSTToolRunner.h"
+#include "KSTTreeSize.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <QSet>
+
+#include <algorithm>
+#include <cstdlib>
+
+namespace Locations = KSTCleanUpLocations;
+using Checker = KSTPermissionChecker;
+
+namespace {
+
+const QString SystemJunkType = QStringLiteral("systemJunk");
+const QString TrashesType = QStringLiteral("trashes");
+const QString LargeFilesType = QStringLiteral("largeFiles");
+const QString RemovableType = QStringLiteral("removable");
+
+// Function-local statics: built once, on first use, thread-safely.
+const QSet<QString> &appleCacheFolderNames()
+{
+    static const QSet<QString> names = {QStringLiteral("cloudd"),
+                                        QStringLiteral("cloudkit"),
+                                        QStringLiteral("geoservices"),
+                                        QStringLiteral("icloudmailagent"),
+                                        QStringLiteral("appleaccount"),
+                                        QStringLiteral("passd"),
+                                        QStringLiteral("nsurlsessiond"),
+                                        QStringLiteral("gamekit"),
+                                        QStringLiteral("itunes"),
+                                        QStringLiteral("appstore"),
+                                        QStringLiteral("applemediaservices"),
+                                        QStringLiteral("amsaccountsd"),
+                                        QStringLiteral("cfprefsd"),
+                                        QStringLiteral("knowledge-agent"),
+                                        QStringLiteral("parsecd")};
+    return names;
+}
+
+const QSet<QString> &appleApplicationSupportFolderNames()
+{
+    static const QSet<QString> names = {
+        QStringLiteral("mobilesync"),       QStringLiteral("addressbook"),
+        QStringLiteral("callhistorydb"),    QStringLiteral("facetime"),
+        QStringLiteral("icloud"),           QStringLiteral("knowledge"),
+        QStringLiteral("syncservices"),     QStringLiteral("networkserviceproxy"),
+        QStringLiteral("fileprovider"),     QStringLiteral("clouddocs"),
+        QStringLiteral("identityservices"), QStringLiteral("coredata"),
+        QStringLiteral("assistant"),        QStringLiteral("calendarsync"),
+        QStringLiteral("spotlight"),        QStringLiteral("dock")};
+    return names;
+}
+
+// One per started half mebibyte, at least one: filesAnalyzed is an estimate from sizes.
+quint64 weight(quint64 bytes)
+{
+    return std::max<quint64>(1, bytes / 524288);
+}
+
+QString homePath(const QString &relativePath)
+{
+    return Checker::accessibleUserHomeDirectoryPath() + QLatin1Char('/') + relativePath;
+}
+
+// The file manager's exists test (a final link followed), or the granted-home URL's in a
+// sandbox (@p expectsFolder marks the URL as a folder's).
+bool itemExists(const QString &path, bool expectsFolder, bool *isDirectory)
+{
+    if (Checker::isRunningSandboxed()) {
+        const QString url = Checker::fileURLInGrantedHomeForPath(path, expectsFolder);
+        return Checker::URLExists(url, isDirectory);
+    }
+    const QFileInfo info(path);
+    if (!info.exists())
+        return false;
+    if (isDirectory)
+        *isDirectory = info.isDir();
+    return true;
+}
+
+KSTCleanUpItem fixedLocationItem(const QString &label, const QString &path, quint64 bytes)
+{
+    return {label, KSTCleanUpEngine::shortenHomePath(path), path, bytes, false};
+}
+
+} // namespace
+
+KSTCleanUpEngine::KSTCleanUpEngine(KSTSystemInfo &systemInfo) : m_systemInfo(&systemInfo) {}
+
+void KSTCleanUpEngine::install(KSTSystemInfo &systemInfo)
+{
+    KSTSystemInfo *info = &systemInfo;
+    systemInfo.setCleanUpSnapshotBuilder([info](quint64 generation) {
+        return KSTCleanUpEngine(*info).fetchCleanUpSnapshotWithGeneration(generation);
+    });
+}
+
+bool KSTCleanUpEngine::isCancelled(quint64 generation) const
+{
+    return m_systemInfo->isCleanUpScanCancelled(generation);
+}
+
+std::shared_ptr<KSTCleanUpSnapshot>
+KSTCleanUpEngine::fetchCleanUpSnapshotWithGeneration(quint64 generation) const
+{
+    quint64 filesAnalyzed = 0;
+    KSTCleanUpCategory systemJunk{SystemJunkType,
+                                  QStringLiteral("System Junks"),
+                                  QStringLiteral("Caches · App Support · Logs · Saved App State · "
+                                                 "Snapshots"),
+                                  {},
+                                  QList<KSTCleanUpItem>(),
+                                  0};
+    KSTCleanUpCategory trashes{
+        TrashesType, QStringLiteral("Trashes"), QStringLiteral("Mac Trash + Failed downloads"),
+        {},          QList<KSTCleanUpItem>(),   0};
+    KSTCleanUpCategory largeFiles{LargeFilesType,
+                                  QStringLiteral("Large Files"),
+                                  QStringLiteral("> 50 MB (customizable)"),
+                                  {},
+                                  QList<KSTCleanUpItem>(),
+                                  0};
+    KSTCleanUpCategory removable{RemovableType,
+                                 QStringLiteral("Removable Data"),
+                                 QStringLiteral("iOS Backups · Screenshots · Installers · "
+                                                "Downloads"),
+                                 {},
+                                 std::nullopt,
+                                 0};
+
+    if (!buildSystemJunk(systemJunk, generation, filesAnalyzed) ||
+        !buildTrashes(trashes, generation, filesAnalyzed) ||
+        !buildLargeFiles(largeFiles, generation, filesAnalyzed) ||
+        !buildRemovable(removable, generation))
+        return nullptr;
+
+    auto snapshot = std::make_shared<KSTCleanUpSnapshot>();
+    snapshot->categories = {systemJunk, trashes, largeFiles, removable};
+    for (const KSTCleanUpCategory &category : snapshot->categories)
+        snapshot->totalReclaimableBytes += category.totalBytes;
+    quint64 storageTotal = 0;
+    KSTStorageMetrics::bootVolumeUsageTotal(&storageTotal, nullptr);
+    snapshot->storageTotalBytes = storageTotal;
+    snapshot->filesAnalyzed = std::max<quint64>(1, filesAnalyzed);
+    snapshot->scanDate = QDateTime::currentDateTimeUtc();
+    snapshot->isPartial = false;
+    return snapshot;
+}
+
+bool KSTCleanUpEngine::buildSystemJunk(KSTCleanUpCategory &category, quint64 generation,
+                                       quint64 &filesAnalyzed) const
+{
+    const QList<KSTCleanUpItem> caches =
+        thirdPartyCacheItemsUnderCachesRoot(homePath(Locations::caches), generation);
+    const QList<KSTCleanUpItem> support = thirdPartyApplicationSupportItemsUnderRoot(
+        homePath(Locations::applicationSupport), generation);
+    for (const KSTCleanUpItem &item : caches + support)
+        filesAnalyzed += weight(item.bytes);
+
+    QList<KSTCleanUpItem> fixed;
+    for (const Locations::FixedLocation &location : Locations::systemJunkLocations) {
+        if (isCancelled(generation))
+            return false;
+        const QString path = homePath(location.relativePath);
+        const quint64 size = diskUsageAtPath(path);
+        if (size == 0)
+            continue;
+        fixed << fixedLocationItem(location.label, path, size);
+        filesAnalyzed += weight(size);
+    }
+    if (const quint64 snapshots = localSnapshotBytes(); snapshots != 0) {
+        fixed << KSTCleanUpItem{QStringLiteral("Time Machine Snapshots"), QStringLiteral("/"),
+                                QStringLiteral("/"), snapshots, false};
+        filesAnalyzed += 1;
+    }
+
+    category.allItems = caches + support + fixed;
+    if (!caches.isEmpty())
+        category.items << caches.first();
+    if (!support.isEmpty())
+        category.items << support.first();
+    category.items << fixed;
+    category.totalBytes = totalBytesForItems(*category.allItems);
+    return !isCancelled(generation);
+}
+
+bool KSTCleanUpEngine::buildTrashes(KSTCleanUpCategory &category, quint64 generation,
+                                    quint64 &filesAnalyzed) const
+{
+    quint64 trashBytes = 0;
+    const quint64 trashEntries = trashItemCountAndBytes(&trashBytes);
+    filesAnalyzed += trashEntries;
+    const QList<KSTCleanUpItem> failed = failedDownloadItemsWithGeneration(generation);
+    filesAnalyzed += quint64(failed.size());
+    const quint64 failedBytes = totalBytesForItems(failed);
+
+    QList<KSTCleanUpItem> all;
+    // A Trash of hidden entries only has no visible entry yet still takes space.
+    if (trashBytes != 0 || trashEntries != 0) {
+        const KSTCleanUpItem trash{QStringLiteral("Mac Trash"), Locations::trashDisplayPath,
+                                   homePath(Locations::trash), trashBytes, false};
+        category.items << trash;
+        all << trash;
+    }
+    all << failed;
+    category.allItems = all;
+    if (!failed.isEmpty()) {
+        category.items << KSTCleanUpItem{QStringLiteral("Failed downloads"),
+                                         Locations::downloadsDisplayPath,
+                                         homePath(Locations::downloads + QLatin1Char('/') +
+                                                  Locations::failedDownloadsPreviewName),
+                                         failedBytes, true};
+    }
+    category.totalBytes = failedBytes + trashBytes;
+    return !isCancelled(generation);
+}
+
+bool KSTCleanUpEngine::buildLargeFiles(KSTCleanUpCategory &category, quint64 generation,
+                                       quint64 &filesAnalyzed) const
+{
+    const QList<KSTCleanUpItem> found =
+        KSTLargeFileSearch(*m_systemInfo)
+            .scanLargeFilesOverBytes(LargeFileThresholdBytes, generation);
+    category.allItems = found;
+    category.items = found.size() > LargeFilesCardLimit ? found.first(LargeFilesCardLimit) : found;
+    category.totalBytes = totalBytesForItems(found);
+    filesAnalyzed += quint64(found.size());
+    return !isCancelled(generation);
+}
+
+bool KSTCleanUpEngine::buildRemovable(KSTCleanUpCategory &category, quint64 generation) const
+{
+    category.items = KSTIOSBackupCatalog(*m_systemInfo).iosBackupItemsWithGeneration(generation);
+    for (const Locations::FixedLocation &location : Locations::removableLocations) {
+        if (isCancelled(generation))
+            return false;
+        const quint64 size = Checker::directorySizeAtAccessibleRelativePath(location.relativePath);
+        if (size != 0)
+            category.items << fixedLocationItem(location.label, homePath(location.relativePath),
+                                                size);
+    }
+    // The amount lives inside Downloads, so the folder itself is the item's path: removing
+    // it removes the whole folder, as the Downloads folder item does.
+    if (const quint64 installers = installerPackageBytesInDownloads(generation); installers != 0) {
+        category.items << KSTCleanUpItem{QStringLiteral("Installer Packages"),
+                                         Locations::downloadsDisplayPath,
+                                         homePath(Locations::downloads), installers, false};
+    }
+    category.totalBytes = totalBytesForItems(category.items);
+    return true;
+}
+
+// ---- Other applications' Library folders ----
+
+QList<KSTCleanUpItem>
+KSTCleanUpEngine::thirdPartyCacheItemsUnderCachesRoot(const QString &cachesRoot,
+                                                      quint64 generation) const
+{
+    return thirdPartyLibraryFolderItemsUnderRoot(cachesRoot, QStringLiteral("Caches"),
+                                                 isExcludedAppleCacheFolder, generation);
+}
+
+QList<KSTCleanUpItem>
+KSTCleanUpEngine::thirdPartyApplicationSupportItemsUnderRoot(const QString &root,
+                                                             quint64 generation) const
+{
+    return thirdPartyLibraryFolderItemsUnderRoot(root, QStringLiteral("Application Support"),
+                                                 isExcludedAppleApplicationSupportFolder,
+                                                 generation);
+}
+
+QList<KSTCleanUpItem> KSTCleanUpEngine::thirdPartyLibraryFolderItemsUnderRoot(
+    const QString &root, const QString &namePrefix,
+    const std::function<bool(const QString &)> &isExcludedFolderName, quint64 generation) const
+{
+    QList<KSTCleanUpItem> items;
+    for (const QString &name : directoryEntriesAtPath(root)) {
+        if (isCancelled(generation))
+            break;
+        if (name.startsWith(QLatin1Char('.')) || isExcludedFolderName(name))
+            continue;
+        const QString path = root + QLatin1Char('/') + name;
+        bool isDirectory = false;
+        if (!itemExists(path, true, &isDirectory) || !isDirectory)
+            continue;
+        const quint64 size = diskUsageAtPath(path);
+        if (size == 0)
+            continue;
+        items << KSTCleanUpItem{namePrefix + QLatin1String(". ") + name, QString(), path, size,
+                                true};
+    }
+    sortByBytesThenName(items);
+    return items;
+}
+
+bool KSTCleanUpEngine::isExcludedAppleLibraryFolderName(const QString &name)
+{
+    if (name.isEmpty())
+        return true;
+    const QString lower = name.toLower();
+    return lower.contains(QLatin1String("com.apple.")) ||
+           lower.startsWith(QLatin1String("com.apple")) || lower.startsWith(QLatin1String("apple"));
+}
+
+bool KSTCleanUpEngine::isExcludedAppleCacheFolder(const QString &name)
+{
+    return isExcludedAppleLibraryFolderName(name) ||
+           appleCacheFolderNames().contains(name.toLower());
+}
+
+bool KSTCleanUpEngine::isExcludedAppleApplicationSupportFolder(const QString &name)
+{
+    return isExcludedAppleLibraryFolderName(name) ||
+           appleApplicationSupportFolderNames().contains(name.toLower());
+}
+
+// ---- Trashes ----
+
+quint64 KSTCleanUpEngine::trashItemCountAndBytes(quint64 *bytes)
+{
+    const QString trash = homePath(Locations::trash);
+    const std::optional<QStringList> entries = Checker::directoryContentsAtAccessiblePath(trash);
+    if (bytes) {
+        // The Trash's size counts its hidden entries too (Finder's .DS_Store, trashed dot
+        // files), unlike every other accessible size; the privacy rule still applies.
+        *bytes = 0;
+        const QString url = Checker::accessibleURLForPath(trash, true);
+        bool isDirectory = false;
+        if (!url.isEmpty() && Checker::URLExists(url, &isDirectory) && isDirectory) {
+            KSTTreeSize::Options options = Checker::accessibleTreeSizeOptions();
+            options.skipHidden = false;
+            *bytes = KSTTreeSize::allocatedBytes(QDir::cleanPath(url), options);
+        }
+    }
+    return entries ? quint64(entries->size()) : 0;
+}
+
+QList<KSTCleanUpItem> KSTCleanUpEngine::failedDownloadItemsWithGeneration(quint64 generation) const
+{
+    if (Checker::isRunningSandboxed() &&
+        Checker::directoryURLInGrantedHomeWithRelativePath(Locations::downloads).isEmpty())
+        return {};
+    const QString folder = homePath(Locations::downloads);
+    const std::optional<QStringList> entries = Checker::directoryContentsAtAccessiblePath(folder);
+    if (!entries)
+        return {};
+    QList<KSTCleanUpItem> items;
+    for (const QString &name : *entries) {
+        if (isCancelled(generation))
+            break;
+        const QString path = folder + QLatin1Char('/') + name;
+        if (!itemExists(path, false, nullptr))
+            continue;
+        // "Movie.mp4.download" is one; "file.DOWNLOAD" is not.
+        if (QFileInfo(name).suffix() != Locations::failedDownloadExtension)
+            continue;
+        items << KSTCleanUpItem{name, shortenHomePath(path), path,
+                                Checker::fileSizeAtAccessiblePath(path), true};
+    }
+    sortByBytesThenName(items);
+    return items;
+}
+
+// ---- Removable Data ----
+
+quint64 KSTCleanUpEngine::installerPackageBytesInDownloads(quint64 generation) const
+{
+    const QString folder = homePath(Locations::downloads);
+    if (Checker::isRunningSandboxed()) {
+        if (Checker::directoryURLInGrantedHomeWithRelativePath(Locations::downloads).isEmpty())
+            return 0;
+        return installerPackageBytesInFolder(folder, generation);
+    }
+    return KSTInstallerPackageSearch::totalBytesInScope(
+        folder, InstallerPackageResultCap, [this, generation] { return isCancelled(generation); });
+}
+
+quint64 KSTCleanUpEngine::installerPackageBytesInFolder(const QString &folder,
+                                                        quint64 generation) const
+{
+    const std::optional<QStringList> entries = Checker::directoryContentsAtAccessiblePath(folder);
+    if (!entries)
+        return 0;
+    quint64 total = 0;
+    for (const QString &name : *entries) {
+        if (isCancelled(generation))
+            break;
+        const QString extension = QFileInfo(name).suffix().toLower();
+        if (extension == QLatin1String("dmg") || extension == QLatin1String("pkg"))
+            total += Checker::fileSizeAtAccessiblePath(folder + QLatin1Char('/') + name);
+    }
+    return total;
+}
+
+// ---- System Junks ----
+
+quint64 KSTCleanUpEngine::localSnapshotBytes()
+{
+    const QByteArray output = KSTToolRunner::pipeOpen(Locations::localSnapshotsShellLine,
+                                                      {Locations::tmutilTool, Locations::wcTool});
+    const qint64 lines = lineCountFromOutput(output);
+    return lines < 1 ? 0 : quint64(lines) * LocalSnapshotEstimateBytes;
+}
+
+qint64 KSTCleanUpEngine::lineCountFromOutput(const QByteArray &output)
+{
+    // One line of at most 63 characters, read as strtoll reads it: leading blanks (wc pads
+    // its count), an optional sign, digits up to the first other character.
+    QByteArray line = output.left(63);
+    const qsizetype newline = line.indexOf('\n');
+    if (newline >= 0)
+        line.truncate(newline + 1);
+    return std::strtoll(line.constData(), nullptr, 10);
+}
+
+// ---- Sizing and paths ----
+
+quint64 KSTCleanUpEngine::diskUsageAtPath(const QString &path)
+{
+    return Checker::fileSizeAtAccessiblePath(path);
+}
+
+quint64 KSTCleanUpEngine::fileSizeAtPath(const QString &path)
+{
+    return Checker::fileSizeAtAccessiblePath(path);
+}
+
+quint64 KSTCleanUpEngine::folderSizeAtPath(const QString &path)
+{
+    return diskUsageAtPath(path);
+}
+
+quint64 KSTCleanUpEngine::totalBytesForItems(const QList<KSTCleanUpItem> &items)
+{
+    quint64 total = 0;
+    for (const KSTCleanUpItem &item : items)
+        total += item.bytes;
+    return total;
+}
+
+QString KSTCleanUpEngine::shortenHomePath(const QString &path)
+{
+    const QString home = Checker::accessibleUserHomeDirectoryPath();
+    if (home.isEmpty() || !path.startsWith(home))
+        return path;
+    return QLatin1Char('~') + path.mid(home.size());
+}
+
+QStringList KSTCleanUpEngine::directoryEntriesAtPath(const QString &path)
+{
+    return KSTStorageMetrics::directoryEntriesAtPath(path);
+}
+
+void KSTCleanUpEngine::sortByBytesThenName(QList<KSTCleanUpItem> &items)
+{
+    std::stable_sort(items.begin(), items.end(),
+                     [](const KSTCleanUpItem &a, const KSTCleanUpItem &b) {
+                         if (a.bytes != b.bytes)
+                             return a.bytes > b.bytes;
+                         return a.name < b.name;
+                     });
+}

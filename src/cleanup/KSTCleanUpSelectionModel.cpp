@@ -1,0 +1,271 @@
+#include "KSTCleanUpSelectionModel.h"
+
+#include "KSTCleanUpRemoval.h"
+#include "KSTSystemInfo.h"
+
+#include <algorithm>
+
+KSTCleanUpOutcome KSTCleanUpOutcome::fromResult(quint64 itemsRemoved, quint64 bytesRemoved,
+                                                const std::optional<KSTError> &error)
+{
+    KSTCleanUpOutcome outcome;
+    outcome.itemsRemoved = itemsRemoved;
+    outcome.bytesRemoved = bytesRemoved;
+    outcome.error = error;
+    if (itemsRemoved == 0) {
+        outcome.alert = Alert::Failed;
+        outcome.message = QStringLiteral("Clean failed");
+        outcome.informativeText = error && !error->description.isEmpty()
+                                      ? error->description
+                                      : QStringLiteral("Could not remove the selected items.");
+    } else if (error) {
+        outcome.alert = Alert::PartlyCleaned;
+        outcome.message = QStringLiteral("Cleaned %1 item(s)").arg(itemsRemoved);
+        outcome.informativeText = error->description;
+    }
+    return outcome;
+}
+
+KSTCleanUpSelectionModel::KSTCleanUpSelectionModel(KSTSystemInfo &systemInfo, QObject *parent)
+    : QObject(parent), m_systemInfo(&systemInfo),
+      m_self(std::make_shared<KSTCleanUpSelectionModel *>(this))
+{
+}
+
+KSTCleanUpSelectionModel::~KSTCleanUpSelectionModel() = default;
+
+// ---- Snapshot ----
+
+void KSTCleanUpSelectionModel::refresh()
+{
+    std::weak_ptr<KSTCleanUpSelectionModel *> self = m_self;
+    m_systemInfo->fetchCleanUpSnapshotAsync([self](KSTSystemInfo::CleanUpSnapshotPtr snapshot) {
+        if (const auto model = self.lock())
+            (*model)->setSnapshot(std::move(snapshot));
+    });
+}
+
+void KSTCleanUpSelectionModel::setSnapshot(std::shared_ptr<const KSTCleanUpSnapshot> snapshot)
+{
+    m_snapshot = std::move(snapshot);
+    const bool hadSelection = !m_selected.isEmpty();
+    m_selected.clear();
+    Q_EMIT snapshotChanged();
+    if (hadSelection)
+        Q_EMIT selectionChanged();
+}
+
+bool KSTCleanUpSelectionModel::hasCompleteSnapshot() const
+{
+    return m_snapshot && !m_snapshot->isPartial;
+}
+
+qsizetype KSTCleanUpSelectionModel::categoryCount() const
+{
+    return m_snapshot ? m_snapshot->categories.size() : 0;
+}
+
+qsizetype KSTCleanUpSelectionModel::indexOfCategoryType(const QString &categoryType) const
+{
+    for (qsizetype index = 0; index < categoryCount(); ++index) {
+        if (m_snapshot->categories.at(index).categoryType == categoryType)
+            return index;
+    }
+    return -1;
+}
+
+QList<KSTCleanUpItem> KSTCleanUpSelectionModel::reviewItems(qsizetype category) const
+{
+    if (category < 0 || category >= categoryCount())
+        return {};
+    return m_snapshot->categories.at(category).reviewItems();
+}
+
+// ---- Selection ----
+
+bool KSTCleanUpSelectionModel::isSelectable(const KSTCleanUpItem &item)
+{
+    return item.bytes != 0;
+}
+
+bool KSTCleanUpSelectionModel::setItemSelected(qsizetype category, qsizetype index, bool selected)
+{
+    if (m_cleaning)
+        return false;
+    const QList<KSTCleanUpItem> items = reviewItems(category);
+    if (index < 0 || index >= items.size() || !isSelectable(items.at(index)))
+        return false;
+    const Key key(category, index);
+    if (m_selected.contains(key) == selected)
+        return true;
+    if (selected)
+        m_selected.insert(key);
+    else
+        m_selected.remove(key);
+    Q_EMIT selectionChanged();
+    return true;
+}
+
+bool KSTCleanUpSelectionModel::isItemSelected(qsizetype category, qsizetype index) const
+{
+    return m_selected.contains(Key(category, index));
+}
+
+bool KSTCleanUpSelectionModel::setCategorySelected(qsizetype category, bool selected)
+{
+    if (m_cleaning || category < 0 || category >= categoryCount())
+        return false;
+    const QList<KSTCleanUpItem> items = reviewItems(category);
+    bool changed = false;
+    for (qsizetype index = 0; index < items.size(); ++index) {
+        const Key key(category, index);
+        if (!isSelectable(items.at(index)) || m_selected.contains(key) == selected)
+            continue;
+        if (selected)
+            m_selected.insert(key);
+        else
+            m_selected.remove(key);
+        changed = true;
+    }
+    if (changed)
+        Q_EMIT selectionChanged();
+    return true;
+}
+
+bool KSTCleanUpSelectionModel::selectItemWithFilePath(const QString &filePath)
+{
+    for (qsizetype category = 0; category < categoryCount(); ++category) {
+        const QList<KSTCleanUpItem> items = reviewItems(category);
+        for (qsizetype index = 0; index < items.size(); ++index) {
+            if (items.at(index).filePath == filePath && isSelectable(items.at(index)))
+                return setItemSelected(category, index, true);
+        }
+    }
+    return false;
+}
+
+void KSTCleanUpSelectionModel::clearSelection()
+{
+    if (m_cleaning || m_selected.isEmpty())
+        return;
+    m_selected.clear();
+    Q_EMIT selectionChanged();
+}
+
+QList<KSTCleanUpItem> KSTCleanUpSelectionModel::selectedItems() const
+{
+    QList<KSTCleanUpItem> selection;
+    for (qsizetype category = 0; category < categoryCount(); ++category) {
+        const KSTCleanUpCategory &record = m_snapshot->categories.at(category);
+        const QList<KSTCleanUpItem> items = record.reviewItems();
+        for (qsizetype index = 0; index < items.size(); ++index) {
+            if (!m_selected.contains(Key(category, index)))
+                continue;
+            const KSTCleanUpItem &item = items.at(index);
+            if (!KSTCleanUpRemoval::isFailedDownloadsSummaryItem(item)) {
+                selection << item;
+                continue;
+            }
+            // The summary row stands for the failed downloads listed with it.
+            for (const KSTCleanUpItem &download : record.allItems.value_or(record.items)) {
+                if (!KSTCleanUpRemoval::isFailedDownloadsSummaryItem(download) &&
+                    !KSTCleanUpRemoval::isMacTrashCleanUpItem(download) && isSelectable(download))
+                    selection << download;
+            }
+        }
+    }
+    return selection;
+}
+
+QList<KSTCleanUpItem> KSTCleanUpSelectionModel::itemsToRemove() const
+{
+    return reducedSelection(selectedItems());
+}
+
+quint64 KSTCleanUpSelectionModel::selectedBytes() const
+{
+    quint64 total = 0;
+    for (const KSTCleanUpItem &item : itemsToRemove())
+        total += item.bytes;
+    return total;
+}
+
+QList<KSTCleanUpItem> KSTCleanUpSelectionModel::reducedSelection(QList<KSTCleanUpItem> items)
+{
+    std::stable_sort(items.begin(), items.end(),
+                     [](const KSTCleanUpItem &a, const KSTCleanUpItem &b) {
+                         return a.filePath.size() < b.filePath.size();
+                     });
+    QList<KSTCleanUpItem> kept;
+    for (const KSTCleanUpItem &item : items) {
+        if (item.filePath.isEmpty())
+            continue;
+        const bool covered =
+            std::any_of(kept.cbegin(), kept.cend(), [&item](const KSTCleanUpItem &earlier) {
+                return item.filePath == earlier.filePath ||
+                       item.filePath.startsWith(earlier.filePath + QLatin1Char('/'));
+            });
+        if (!covered)
+            kept << item;
+    }
+    return kept;
+}
+
+// ---- Confirmation and removal ----
+
+QString KSTCleanUpSelectionModel::confirmationMessage() const
+{
+    return QStringLiteral("Clean %1?").arg(KSTSystemInfo::formatBytesShort(selectedBytes()));
+}
+
+QString KSTCleanUpSelectionModel::confirmationInformativeText() const
+{
+    return QStringLiteral("%1 selected item(s) will be moved to the Trash or permanently removed "
+                          "from the Mac Trash.")
+        .arg(itemsToRemove().size());
+}
+
+bool KSTCleanUpSelectionModel::canClean() const
+{
+    return !m_cleaning && !itemsToRemove().isEmpty();
+}
+
+bool KSTCleanUpSelectionModel::startCleaning(
+    std::function<void(const KSTCleanUpOutcome &)> finished)
+{
+    const QList<KSTCleanUpItem> items = itemsToRemove();
+    if (m_cleaning || items.isEmpty())
+        return false;
+    m_cleaning = true;
+    Q_EMIT cleaningChanged(true);
+    std::weak_ptr<KSTCleanUpSelectionModel *> self = m_self;
+    KSTSystemInfo *systemInfo = m_systemInfo;
+    KSTCleanUpRemoval::removeCleanUpItems(items, [self, systemInfo, finished = std::move(finished)](
+                                                     quint64 itemsRemoved, quint64 bytesRemoved,
+                                                     const std::optional<KSTError> &error) {
+        const KSTCleanUpOutcome outcome =
+            KSTCleanUpOutcome::fromResult(itemsRemoved, bytesRemoved, error);
+        const auto model = self.lock();
+        if (!model) {
+            // The screen is gone, but what it removed must not stay cached.
+            systemInfo->invalidateCleanUpCache();
+            if (finished)
+                finished(outcome);
+            return;
+        }
+        (*model)->finishCleaning(outcome, finished);
+    });
+    return true;
+}
+
+void KSTCleanUpSelectionModel::finishCleaning(
+    const KSTCleanUpOutcome &outcome,
+    const std::function<void(const KSTCleanUpOutcome &)> &finished)
+{
+    m_cleaning = false;
+    m_systemInfo->invalidateCleanUpCache();
+    Q_EMIT cleaningChanged(false);
+    Q_EMIT cleanFinished(outcome);
+    if (finished)
+        finished(outcome);
+}

@@ -1,0 +1,168 @@
+#include "KSTLargeFileSearch.h"
+
+#include "KSTCleanUpEngine.h"
+#include "KSTCleanUpLocations.h"
+#include "KSTEnvironment.h"
+#include "KSTPermissionChecker.h"
+#include "KSTSystemInfo.h"
+#include "KSTToolRunner.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+
+#include <dirent.h>
+#include <sys/stat.h>
+
+namespace Locations = KSTCleanUpLocations;
+using Checker = KSTPermissionChecker;
+
+KSTLargeFileSearch::KSTLargeFileSearch(KSTSystemInfo &systemInfo) : m_systemInfo(&systemInfo) {}
+
+bool KSTLargeFileSearch::isCancelled(quint64 generation) const
+{
+    return m_systemInfo->isCleanUpScanCancelled(generation);
+}
+
+QList<KSTCleanUpItem> KSTLargeFileSearch::scanLargeFilesOverBytes(quint64 threshold,
+                                                                  quint64 generation) const
+{
+    QList<KSTCleanUpItem> items;
+    for (const QString &path : largeFilePathsOverBytes(threshold, generation)) {
+        if (isCancelled(generation))
+            break;
+        const quint64 size = Checker::fileSizeAtAccessiblePath(path);
+        if (size < threshold)
+            continue;
+        items << KSTCleanUpItem{QFileInfo(path).fileName(), KSTCleanUpEngine::shortenHomePath(path),
+                                path, size, true};
+    }
+    KSTCleanUpEngine::sortByBytesThenName(items);
+    return items;
+}
+
+QList<KSTCleanUpItem> KSTLargeFileSearch::largeFilesOverBytes(quint64 threshold, qsizetype limit,
+                                                              quint64 generation) const
+{
+    const QList<KSTCleanUpItem> items = scanLargeFilesOverBytes(threshold, generation);
+    return items.size() > limit ? items.first(std::max<qsizetype>(0, limit)) : items;
+}
+
+quint64 KSTLargeFileSearch::largeFilesTotalBytesOver(quint64 threshold, quint64 generation) const
+{
+    return KSTCleanUpEngine::totalBytesForItems(scanLargeFilesOverBytes(threshold, generation));
+}
+
+QStringList KSTLargeFileSearch::largeFilePathsOverBytes(quint64 threshold, quint64 generation) const
+{
+    if (Checker::isRunningSandboxed()) {
+        const QString home = Checker::grantedHomeFolderURL();
+        if (home.isEmpty())
+            return {};
+        return largeFilePathsInHomeOverBytes(threshold, home, generation);
+    }
+    const KSTToolResult result =
+        KSTToolRunner::run(Locations::findTool, findArgumentsForThreshold(threshold),
+                           KSTToolRunner::Channels::Separate, FindTimeoutMs);
+    // A find that met one unreadable folder exits with 1 although it printed everything
+    // else; the whole output is dropped then, as the Mac build does.
+    if (!result.succeeded())
+        return {};
+    return pathsFromFindOutput(result.standardOutput,
+                               [this, generation] { return isCancelled(generation); });
+}
+
+QStringList KSTLargeFileSearch::largeFilePathsInHomeOverBytes(quint64 threshold,
+                                                              const QString &homeURL,
+                                                              quint64 generation) const
+{
+    Q_UNUSED(homeURL) // the granted home is where the relative folders resolve
+    QStringList paths;
+    for (const QString &relative : Locations::sandboxedLargeFileFolders) {
+        if (isCancelled(generation))
+            break;
+        const QString folder = Checker::directoryURLInGrantedHomeWithRelativePath(relative);
+        bool isDirectory = false;
+        if (folder.isEmpty() || !Checker::URLExists(folder, &isDirectory) || !isDirectory)
+            continue;
+        paths << largeFilePathsInDirectoryURLOverBytes(threshold, folder, generation);
+    }
+    return paths;
+}
+
+QStringList KSTLargeFileSearch::largeFilePathsInDirectoryURLOverBytes(quint64 threshold,
+                                                                      const QString &directoryURL,
+                                                                      quint64 generation) const
+{
+    QStringList paths;
+    QStringList pending = {QDir::cleanPath(directoryURL)};
+    while (!pending.isEmpty()) {
+        const QString folder = pending.takeLast();
+        DIR *dir = ::opendir(QFile::encodeName(folder).constData());
+        if (!dir)
+            continue;
+        QStringList subfolders;
+        while (const dirent *entry = ::readdir(dir)) {
+            if (isCancelled(generation)) {
+                ::closedir(dir);
+                return paths;
+            }
+            if (entry->d_name[0] == '.') // hidden entries, "." and ".."
+                continue;
+            const QString path = folder + QLatin1Char('/') + QFile::decodeName(entry->d_name);
+            if (Checker::shouldSkipPrivacyProtectedPath(path))
+                continue;
+            struct stat info;
+            if (::lstat(QFile::encodeName(path).constData(), &info) != 0)
+                continue;
+            if (S_ISDIR(info.st_mode))
+                subfolders << path;
+            else if (quint64(info.st_size) >= threshold)
+                paths << path;
+        }
+        ::closedir(dir);
+        // Depth first, in listing order.
+        for (qsizetype index = subfolders.size() - 1; index >= 0; --index)
+            pending << subfolders.at(index);
+    }
+    return paths;
+}
+
+QStringList KSTLargeFileSearch::findArgumentsForThreshold(quint64 threshold)
+{
+    // A Mac keeps the user folder at /Users/<login> whatever home was given, so under the mac
+    // layout that path is taken under the analysed root (a mounted or fixture volume); a
+    // Linux machine has no /Users and searches the environment's home instead.
+    const KSTEnvironment environment = KSTEnvironment::current();
+    QString userFolder;
+    if (environment.layout() == KSTLayout::Mac)
+        userFolder = environment.systemPath(Locations::usersFolder + QLatin1Char('/') +
+                                            environment.loginName());
+    else
+        userFolder = environment.home();
+    const quint64 mebibytes = std::max<quint64>(1, threshold / 1048576);
+    return {userFolder,
+            QStringLiteral("-path"),
+            userFolder + QLatin1Char('/') + Locations::library,
+            QStringLiteral("-prune"),
+            QStringLiteral("-o"),
+            QStringLiteral("-type"),
+            QStringLiteral("f"),
+            QStringLiteral("-size"),
+            QLatin1Char('+') + QString::number(mebibytes) + QLatin1Char('M'),
+            QStringLiteral("-print")};
+}
+
+QStringList KSTLargeFileSearch::pathsFromFindOutput(const QByteArray &output,
+                                                    const std::function<bool()> &isCancelled)
+{
+    QStringList paths;
+    for (const QString &line : QString::fromUtf8(output).split(QLatin1Char('\n'))) {
+        if (isCancelled && isCancelled())
+            break;
+        const QString path = line.trimmed();
+        if (!path.isEmpty())
+            paths << path;
+    }
+    return paths;
+}

@@ -1,0 +1,73 @@
+#pragma once
+
+#include "KSTCleanUpSnapshot.h"
+
+#include <QByteArray>
+#include <QList>
+#include <QString>
+#include <QStringList>
+
+#include <functional>
+
+class KSTSystemInfo;
+
+/// The Large Files of a clean-up scan: files of at least a threshold size in the analysed
+/// user's folder, outside its Library.
+///
+/// Outside a sandbox the search is delegated to find(1), run as <root>/usr/bin/find with ten
+/// fixed arguments (findArgumentsForThreshold()); its output is used only when it exits with
+/// status 0, so a find that met an unreadable folder (status 1) yields nothing at all. In a
+/// sandbox seven home subfolders are walked instead (hidden entries skipped, no link
+/// followed, privacy-protected places not entered). Each candidate is then sized with
+/// KSTPermissionChecker::fileSizeAtAccessiblePath() (a file's length, so a sparse file counts
+/// its logical size) and kept when it reaches the threshold.
+///
+/// Cancellation (KSTSystemInfo::isCleanUpScanCancelled()) is checked per output line, per
+/// walked entry and per sized path; the search then returns what it has.
+/// Thread safety: blocking; any thread but the main one.
+class KSTLargeFileSearch
+{
+public:
+    /// Works for @p systemInfo, which must outlive this object.
+    explicit KSTLargeFileSearch(KSTSystemInfo &systemInfo);
+
+    /// find(1) gets this long before it is stopped (and its output is dropped): a whole
+    /// home on a slow disk takes minutes, but a hung volume must not hold the scan forever.
+    static constexpr int FindTimeoutMs = 20 * 60 * 1000;
+
+    /// Items (name the file name, display path shortened, nameOnlyInList) of every candidate
+    /// of at least @p threshold bytes, largest first, equal sizes by name.
+    QList<KSTCleanUpItem> scanLargeFilesOverBytes(quint64 threshold, quint64 generation) const;
+    /// The first @p limit items of scanLargeFilesOverBytes() (all when fewer).
+    QList<KSTCleanUpItem> largeFilesOverBytes(quint64 threshold, qsizetype limit,
+                                              quint64 generation) const;
+    /// The byte total of scanLargeFilesOverBytes().
+    quint64 largeFilesTotalBytesOver(quint64 threshold, quint64 generation) const;
+
+    /// Candidate paths: find's output outside a sandbox; in a sandbox, the walk of the
+    /// granted home's subfolders (nothing without a granted home).
+    QStringList largeFilePathsOverBytes(quint64 threshold, quint64 generation) const;
+    /// The sandbox walk over the fixed home subfolders of @p homeURL that exist as folders.
+    QStringList largeFilePathsInHomeOverBytes(quint64 threshold, const QString &homeURL,
+                                              quint64 generation) const;
+    /// Every non-folder below @p directoryURL whose own size (a link's, not its target's)
+    /// is at least @p threshold.
+    QStringList largeFilePathsInDirectoryURLOverBytes(quint64 threshold,
+                                                      const QString &directoryURL,
+                                                      quint64 generation) const;
+
+    /// The ten arguments: user folder, "-path", its Library, "-prune", "-o", "-type", "f",
+    /// "-size", "+<N>M" with N = threshold / 1 MiB (at least 1), "-print". The user folder is
+    /// /Users/<login> under the root with the mac layout (where a Mac volume keeps it,
+    /// whatever home was given), the environment's home with the linux layout.
+    static QStringList findArgumentsForThreshold(quint64 threshold);
+    /// find's output as paths: UTF-8, one per line, trimmed, empty lines dropped; stops (with
+    /// what it has) when @p isCancelled answers true.
+    static QStringList pathsFromFindOutput(const QByteArray &output,
+                                           const std::function<bool()> &isCancelled);
+
+private:
+    bool isCancelled(quint64 generation) const;
+
+    KSTSystemInfo *m_systemInfo;
+};

@@ -1,0 +1,236 @@
+#include "KSTCleanUpCommand.h"
+
+#include "KSTCleanUpSelectionModel.h"
+#include "KSTDispatch.h"
+#include "KSTSystemInfo.h"
+
+#include <QJsonArray>
+#include <QJsonObject>
+
+#include <cstdio>
+
+namespace {
+
+// A scan walks the whole home and runs find over it; on a large disk that takes minutes,
+// but an answer that never comes (no builder installed) must not hang the command for ever.
+constexpr int ScanTimeoutMs = 30 * 60 * 1000;
+constexpr int RemovalTimeoutMs = 60 * 60 * 1000;
+
+const QStringList CategoryTypes = {QStringLiteral("systemJunk"), QStringLiteral("trashes"),
+                                   QStringLiteral("largeFiles"), QStringLiteral("removable")};
+
+QJsonValue bytesValue(quint64 bytes)
+{
+    return QJsonValue(qint64(bytes));
+}
+
+QJsonArray itemsJson(const QList<KSTCleanUpItem> &items)
+{
+    QJsonArray array;
+    for (const KSTCleanUpItem &item : items)
+        array.append(QJsonObject{{QStringLiteral("name"), item.name},
+                                 {QStringLiteral("displayPath"), item.displayPath},
+                                 {QStringLiteral("filePath"), item.filePath},
+                                 {QStringLiteral("bytes"), bytesValue(item.bytes)},
+                                 {QStringLiteral("nameOnlyInList"), item.nameOnlyInList}});
+    return array;
+}
+
+QJsonObject snapshotJson(const KSTCleanUpSnapshot &snapshot)
+{
+    QJsonArray categories;
+    for (const KSTCleanUpCategory &category : snapshot.categories)
+        categories.append(QJsonObject{
+            {QStringLiteral("categoryType"), category.categoryType},
+            {QStringLiteral("name"), category.name},
+            {QStringLiteral("categoryDescription"), category.categoryDescription},
+            {QStringLiteral("items"), itemsJson(category.items)},
+            {QStringLiteral("allItems"),
+             category.allItems ? QJsonValue(itemsJson(*category.allItems)) : QJsonValue()},
+            {QStringLiteral("totalBytes"), bytesValue(category.totalBytes)}});
+    return QJsonObject{
+        {QStringLiteral("categories"), categories},
+        {QStringLiteral("totalReclaimableBytes"), bytesValue(snapshot.totalReclaimableBytes)},
+        {QStringLiteral("storageTotalBytes"), bytesValue(snapshot.storageTotalBytes)},
+        {QStringLiteral("filesAnalyzed"), bytesValue(snapshot.filesAnalyzed)},
+        {QStringLiteral("scanDate"), snapshot.scanDate.toString(Qt::ISODateWithMs)},
+        {QStringLiteral("isPartial"), snapshot.isPartial},
+    };
+}
+
+void printSummary(QTextStream &out, const KSTCleanUpSnapshot &snapshot)
+{
+    using Info = KSTSystemInfo;
+    out << Info::formatBytesShort(snapshot.totalReclaimableBytes) << " reclaimable of "
+        << Info::formatBytesShort(snapshot.storageTotalBytes) << " · "
+        << Info::formatCount(snapshot.filesAnalyzed) << " files analyzed\n";
+    for (const KSTCleanUpCategory &category : snapshot.categories) {
+        out << '\n'
+            << category.name.leftJustified(40) << ' '
+            << Info::formatBytesShort(category.totalBytes).rightJustified(9) << "  ("
+            << category.categoryType << ")\n"
+            << category.categoryDescription << '\n';
+        const QList<KSTCleanUpItem> items = category.reviewItems();
+        if (items.isEmpty())
+            out << "  nothing found\n";
+        for (const KSTCleanUpItem &item : items)
+            out << "  " << item.name.leftJustified(38) << ' '
+                << Info::formatBytesShort(item.bytes).rightJustified(9) << "  " << item.filePath
+                << '\n';
+    }
+}
+
+// Waits for the complete snapshot; the placeholder that arrives first is passed over.
+KSTSystemInfo::CleanUpSnapshotPtr scan()
+{
+    KSTSystemInfo::CleanUpSnapshotPtr complete;
+    KSTSystemInfo::shared().fetchCleanUpSnapshotAsync(
+        [&complete](KSTSystemInfo::CleanUpSnapshotPtr snapshot) {
+            if (snapshot && !snapshot->isPartial)
+                complete = snapshot;
+        });
+    KSTDispatch::runMainLoopUntil([&complete] { return complete != nullptr; }, ScanTimeoutMs);
+    return complete;
+}
+
+int scanDidNotArrive(KSTCliContext &context)
+{
+    return context.failure({QStringLiteral("KSTSystemInfo"),
+                            1,
+                            QStringLiteral("The clean-up scan did not finish."),
+                            {}});
+}
+
+int runSnapshot(KSTCliContext &context)
+{
+    const KSTSystemInfo::CleanUpSnapshotPtr snapshot = scan();
+    if (!snapshot)
+        return scanDidNotArrive(context);
+    if (context.json())
+        context.printJson(snapshotJson(*snapshot));
+    else
+        printSummary(context.out(), *snapshot);
+    return KSTCliContext::Success;
+}
+
+bool confirmed()
+{
+    char buffer[256] = {};
+    if (!std::fgets(buffer, sizeof buffer, stdin))
+        return false;
+    const QString answer = QString::fromLocal8Bit(buffer).trimmed().toLower();
+    return answer == QLatin1String("y") || answer == QLatin1String("yes");
+}
+
+void printOutcome(KSTCliContext &context, const KSTCleanUpOutcome &outcome)
+{
+    if (context.json()) {
+        QJsonValue error;
+        if (outcome.error)
+            error = QJsonObject{{QStringLiteral("domain"), outcome.error->domain},
+                                {QStringLiteral("code"), outcome.error->code},
+                                {QStringLiteral("description"), outcome.error->description}};
+        context.printJson(
+            QJsonObject{{QStringLiteral("itemsRemoved"), bytesValue(outcome.itemsRemoved)},
+                        {QStringLiteral("bytesRemoved"), bytesValue(outcome.bytesRemoved)},
+                        {QStringLiteral("error"), error}});
+        return;
+    }
+    QTextStream &out = context.out();
+    out << "Removed " << outcome.itemsRemoved << " item(s), "
+        << KSTSystemInfo::formatBytesShort(outcome.bytesRemoved) << " (" << outcome.bytesRemoved
+        << " bytes)\n";
+    if (outcome.alert == KSTCleanUpOutcome::Alert::PartlyCleaned)
+        out << outcome.message << ": " << outcome.informativeText << '\n';
+    out.flush();
+}
+
+int runClean(KSTCliContext &context)
+{
+    bool categoriesOk = true;
+    bool itemsOk = true;
+    const QStringList categories =
+        context.takeRepeatedOption(QStringLiteral("--category"), &categoriesOk);
+    const QStringList paths = context.takeRepeatedOption(QStringLiteral("--item"), &itemsOk);
+    const bool yes = context.takeFlag(QStringLiteral("--yes"));
+    if (!categoriesOk)
+        return context.usageError(QStringLiteral("--category needs a category type"));
+    if (!itemsOk)
+        return context.usageError(QStringLiteral("--item needs a path"));
+    if (!context.arguments().isEmpty())
+        return context.usageError(QStringLiteral("cleanup clean takes no argument '%1'")
+                                      .arg(context.arguments().first()));
+    if (categories.isEmpty() && paths.isEmpty())
+        return context.usageError(
+            QStringLiteral("cleanup clean needs --category TYPE or --item PATH"));
+    for (const QString &type : categories) {
+        if (!CategoryTypes.contains(type))
+            return context.usageError(QStringLiteral("unknown category '%1' (one of %2)")
+                                          .arg(type, CategoryTypes.join(QStringLiteral(", "))));
+    }
+
+    const KSTSystemInfo::CleanUpSnapshotPtr snapshot = scan();
+    if (!snapshot)
+        return scanDidNotArrive(context);
+    KSTCleanUpSelectionModel model(KSTSystemInfo::shared());
+    model.setSnapshot(snapshot);
+    for (const QString &type : categories)
+        model.setCategorySelected(model.indexOfCategoryType(type), true);
+    for (const QString &path : paths) {
+        if (!model.selectItemWithFilePath(path))
+            return context.usageError(
+                QStringLiteral("no clean-up item has the path '%1' (see 'kestrel cleanup')")
+                    .arg(path));
+    }
+    if (!model.canClean()) {
+        context.err() << "kestrel: nothing to clean: the selection holds no item with a size\n";
+        context.err().flush();
+        return KSTCliContext::Failure;
+    }
+
+    // With --json the document alone goes to standard output.
+    QTextStream &talk = context.json() ? context.err() : context.out();
+    talk << model.confirmationMessage() << '\n' << model.confirmationInformativeText() << '\n';
+    if (!yes) {
+        talk << "Clean? [y/N] ";
+        talk.flush();
+        if (!confirmed()) {
+            talk << "Cancelled.\n";
+            talk.flush();
+            return KSTCliContext::Failure;
+        }
+    }
+    talk.flush();
+
+    std::optional<KSTCleanUpOutcome> outcome;
+    model.startCleaning([&outcome](const KSTCleanUpOutcome &finished) { outcome = finished; });
+    if (!KSTDispatch::runMainLoopUntil([&outcome] { return outcome.has_value(); },
+                                       RemovalTimeoutMs))
+        return context.failure({QStringLiteral("KSTSystemInfo"),
+                                2,
+                                QStringLiteral("The removal did not finish."),
+                                {}});
+    printOutcome(context, *outcome);
+    if (outcome->itemsRemoved != 0)
+        return KSTCliContext::Success;
+    if (outcome->error)
+        return context.failure(*outcome->error);
+    context.err() << "kestrel: " << outcome->message << ": " << outcome->informativeText << '\n';
+    context.err().flush();
+    return KSTCliContext::Failure;
+}
+
+} // namespace
+
+int kstRunCleanUpCommand(KSTCliContext &context)
+{
+    if (!context.arguments().isEmpty() && context.arguments().first() == QLatin1String("clean")) {
+        KSTCliContext clean(context.arguments().mid(1), context.json(), context.out(),
+                            context.err());
+        return runClean(clean);
+    }
+    if (!context.arguments().isEmpty())
+        return context.usageError(
+            QStringLiteral("cleanup takes no argument '%1'").arg(context.arguments().first()));
+    return runSnapshot(context);
+}

@@ -1,0 +1,268 @@
+// The Clean Up screen's contract without widgets: what the user may tick, what a removal is
+// handed, the confirmation texts, the in-progress flag and the outcome afterwards.
+#include "KSTCleanUpSelectionModel.h"
+
+#include "KSTCleanUpEngine.h"
+#include "KSTDispatch.h"
+#include "KSTFixtureMac.h"
+#include "KSTPermissionChecker.h"
+#include "KSTSystemInfo.h"
+#include "KSTTestSupport.h"
+
+#include <QFileInfo>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+constexpr quint64 GiB = 1024ull * 1024 * 1024;
+const QString Home = QStringLiteral("/Users/alice");
+
+KSTCleanUpItem item(const QString &name, const QString &path, quint64 bytes)
+{
+    return {name, {}, path, bytes, true};
+}
+
+QStringList pathsOf(const QList<KSTCleanUpItem> &items)
+{
+    QStringList paths;
+    for (const KSTCleanUpItem &item : items)
+        paths << item.filePath;
+    return paths;
+}
+
+// Four categories as the scan makes them, with a summary row the review list also shows.
+std::shared_ptr<KSTCleanUpSnapshot> handMadeSnapshot()
+{
+    auto snapshot = std::make_shared<KSTCleanUpSnapshot>();
+    KSTCleanUpCategory junk{QStringLiteral("systemJunk"),
+                            QStringLiteral("System Junks"),
+                            {},
+                            {},
+                            QList<KSTCleanUpItem>{
+                                item(QStringLiteral("Caches. a"), Home + "/Library/Caches/a", GiB),
+                                item(QStringLiteral("Logs"), Home + "/Library/Logs", 0),
+                            },
+                            GiB};
+    const KSTCleanUpItem summary = item(QStringLiteral("Failed downloads"),
+                                        Home + "/Downloads/.kst-failed-downloads-preview", 300);
+    KSTCleanUpCategory trashes{
+        QStringLiteral("trashes"),
+        QStringLiteral("Trashes"),
+        {},
+        {},
+        QList<KSTCleanUpItem>{
+            item(QStringLiteral("Mac Trash"), Home + "/.Trash", 100), summary,
+            item(QStringLiteral("a.download"), Home + "/Downloads/a.download", 300),
+            item(QStringLiteral("b.download"), Home + "/Downloads/b.download", 0)},
+        400};
+    KSTCleanUpCategory large{QStringLiteral("largeFiles"),
+                             QStringLiteral("Large Files"),
+                             {},
+                             {},
+                             QList<KSTCleanUpItem>{},
+                             0};
+    KSTCleanUpCategory removable{
+        QStringLiteral("removable"),
+        QStringLiteral("Removable Data"),
+        {},
+        {item(QStringLiteral("Downloads folder"), Home + "/Downloads", 2 * GiB),
+         item(QStringLiteral("Installer Packages"), Home + "/Downloads", GiB)},
+        std::nullopt,
+        3 * GiB};
+    snapshot->categories = {junk, trashes, large, removable};
+    return snapshot;
+}
+
+TEST(CleanUpSelectionTest, ReductionPassesAFolderOrAPathOnlyOnce)
+{
+    const struct
+    {
+        const char *name;
+        QStringList paths;
+        QStringList kept;
+    } cases[] = {
+        {"a folder and something inside it",
+         {Home + "/Downloads/a.download", Home + "/Downloads"},
+         {Home + "/Downloads"}},
+        {"the same path twice", {Home + "/Downloads", Home + "/Downloads"}, {Home + "/Downloads"}},
+        {"a sibling sharing a prefix",
+         {Home + "/Downloads2", Home + "/Downloads"},
+         {Home + "/Downloads", Home + "/Downloads2"}},
+        {"an empty path", {QString(), Home + "/a"}, {Home + "/a"}},
+        {"shortest first",
+         {Home + "/ccc", Home + "/b", Home + "/aa"},
+         {Home + "/b", Home + "/aa", Home + "/ccc"}},
+        {"the Trash and its contents", {Home + "/.Trash/x", Home + "/.Trash"}, {Home + "/.Trash"}},
+    };
+    for (const auto &c : cases) {
+        QList<KSTCleanUpItem> items;
+        for (const QString &path : c.paths)
+            items << item(QStringLiteral("x"), path, 1);
+        EXPECT_EQ(pathsOf(KSTCleanUpSelectionModel::reducedSelection(items)), c.kept) << c.name;
+    }
+}
+
+TEST(CleanUpSelectionTest, SelectionComesFromReviewItemsWithASize)
+{
+    KSTSystemInfo info;
+    KSTCleanUpSelectionModel model(info);
+    model.setSnapshot(handMadeSnapshot());
+    ASSERT_EQ(model.categoryCount(), 4);
+    EXPECT_EQ(model.indexOfCategoryType(QStringLiteral("removable")), 3);
+    EXPECT_EQ(model.indexOfCategoryType(QStringLiteral("nonsense")), -1);
+
+    // Zero-byte items cannot be ticked, one by one or with their category.
+    EXPECT_FALSE(model.setItemSelected(0, 1, true));
+    EXPECT_FALSE(model.setItemSelected(0, 7, true));
+    EXPECT_TRUE(model.setCategorySelected(0, true));
+    EXPECT_EQ(pathsOf(model.selectedItems()), QStringList{Home + "/Library/Caches/a"});
+
+    // The summary row stands for every failed download of its category that has a size.
+    model.clearSelection();
+    EXPECT_TRUE(model.setItemSelected(1, 1, true));
+    EXPECT_EQ(pathsOf(model.itemsToRemove()), QStringList{Home + "/Downloads/a.download"});
+
+    // The Downloads folder and the Installer Packages are one path; a download inside it
+    // goes with the folder.
+    EXPECT_TRUE(model.setCategorySelected(3, true));
+    EXPECT_EQ(pathsOf(model.itemsToRemove()), QStringList{Home + "/Downloads"});
+    EXPECT_EQ(model.selectedBytes(), 2 * GiB);
+    EXPECT_EQ(model.confirmationMessage(), QStringLiteral("Clean 2 GB?"));
+    EXPECT_EQ(model.confirmationInformativeText(),
+              QStringLiteral("1 selected item(s) will be moved to the Trash or permanently "
+                             "removed from the Mac Trash."));
+
+    model.clearSelection();
+    EXPECT_TRUE(model.selectItemWithFilePath(Home + "/.Trash"));
+    EXPECT_TRUE(model.selectItemWithFilePath(Home + "/Library/Caches/a"));
+    EXPECT_FALSE(model.selectItemWithFilePath(Home + "/Library/Logs")); // 0 bytes
+    EXPECT_FALSE(model.selectItemWithFilePath(Home + "/nowhere"));
+    EXPECT_EQ(model.confirmationMessage(), QStringLiteral("Clean 1 GB?"));
+    EXPECT_EQ(model.confirmationInformativeText(),
+              QStringLiteral("2 selected item(s) will be moved to the Trash or permanently "
+                             "removed from the Mac Trash."));
+
+    // A new snapshot has new items: the selection starts again.
+    model.setSnapshot(handMadeSnapshot());
+    EXPECT_TRUE(model.itemsToRemove().isEmpty());
+    EXPECT_FALSE(model.canClean());
+}
+
+TEST(CleanUpSelectionTest, OutcomeAlertsFollowWhatWasRemoved)
+{
+    const KSTError error{QStringLiteral("NSCocoaErrorDomain"),
+                         513,
+                         QStringLiteral("Could not move “x” to the Trash"),
+                         {}};
+    const struct
+    {
+        quint64 items;
+        std::optional<KSTError> error;
+        KSTCleanUpOutcome::Alert alert;
+        const char *message;
+        QString informative;
+    } cases[] = {
+        {0, std::nullopt, KSTCleanUpOutcome::Alert::Failed, "Clean failed",
+         QStringLiteral("Could not remove the selected items.")},
+        {0, error, KSTCleanUpOutcome::Alert::Failed, "Clean failed", error.description},
+        {3, error, KSTCleanUpOutcome::Alert::PartlyCleaned, "Cleaned 3 item(s)", error.description},
+        {3, std::nullopt, KSTCleanUpOutcome::Alert::None, "", QString()},
+    };
+    for (const auto &c : cases) {
+        const KSTCleanUpOutcome outcome = KSTCleanUpOutcome::fromResult(c.items, 42, c.error);
+        EXPECT_EQ(outcome.alert, c.alert) << c.message;
+        EXPECT_EQ(outcome.message, QString::fromUtf8(c.message));
+        EXPECT_EQ(outcome.informativeText, c.informative);
+        EXPECT_EQ(outcome.itemsRemoved, c.items);
+        EXPECT_EQ(outcome.bytesRemoved, 42u);
+    }
+}
+
+class CleanUpSelectionRemovalTest : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        ASSERT_TRUE(mac.isValid());
+        mac.activate();
+        KSTPermissionChecker::resetForTesting();
+    }
+    void TearDown() override { KSTPermissionChecker::resetForTesting(); }
+
+    KSTFixtureMac mac;
+    KSTSystemInfo info;
+};
+
+TEST_F(CleanUpSelectionRemovalTest, OneRemovalAtATimeThenTheCacheIsInvalidated)
+{
+    const QString file = mac.writeSizedHomeFile(QStringLiteral("Desktop/old.iso"), 4096);
+    auto snapshot = std::make_shared<KSTCleanUpSnapshot>();
+    snapshot->categories = {
+        {QStringLiteral("largeFiles"),
+         QStringLiteral("Large Files"),
+         {},
+         {},
+         QList<KSTCleanUpItem>{item(QStringLiteral("old.iso"), file, 4096),
+                               item(QStringLiteral("gone.iso"), file + "-gone", 4096)},
+         8192}};
+    info.setCachedCleanUpSnapshot(snapshot);
+    const quint64 generation = info.cleanUpScanGeneration();
+
+    KSTCleanUpSelectionModel model(info);
+    model.setSnapshot(snapshot);
+    QList<bool> flags;
+    QObject::connect(&model, &KSTCleanUpSelectionModel::cleaningChanged, &model,
+                     [&flags](bool cleaning) { flags << cleaning; });
+    std::optional<KSTCleanUpOutcome> signalled;
+    QObject::connect(&model, &KSTCleanUpSelectionModel::cleanFinished, &model,
+                     [&signalled](const KSTCleanUpOutcome &outcome) { signalled = outcome; });
+
+    EXPECT_FALSE(model.startCleaning()); // nothing selected
+    ASSERT_TRUE(model.setCategorySelected(0, true));
+    ASSERT_TRUE(model.canClean());
+    std::optional<KSTCleanUpOutcome> outcome;
+    bool onMainThread = false;
+    ASSERT_TRUE(model.startCleaning([&](const KSTCleanUpOutcome &done) {
+        outcome = done;
+        onMainThread = KSTDispatch::isMainThread();
+    }));
+    EXPECT_TRUE(model.isCleaning());
+    EXPECT_FALSE(model.canClean());
+    EXPECT_FALSE(model.startCleaning());
+    EXPECT_FALSE(model.setItemSelected(0, 0, false));
+
+    ASSERT_TRUE(KSTTestSupport::pumpUntil([&] { return outcome.has_value(); }));
+    EXPECT_TRUE(onMainThread);
+    EXPECT_FALSE(model.isCleaning());
+    EXPECT_EQ(flags, (QList<bool>{true, false}));
+    ASSERT_TRUE(signalled);
+    EXPECT_EQ(signalled->itemsRemoved, 1u);
+    EXPECT_EQ(outcome->itemsRemoved, 1u);
+    EXPECT_EQ(outcome->bytesRemoved, 4096u);
+    EXPECT_EQ(outcome->alert, KSTCleanUpOutcome::Alert::PartlyCleaned);
+    EXPECT_EQ(outcome->message, QStringLiteral("Cleaned 1 item(s)"));
+    EXPECT_TRUE(outcome->informativeText.contains(QLatin1String("old.iso-gone")))
+        << outcome->informativeText.toStdString();
+    EXPECT_TRUE(QFileInfo::exists(mac.homePath(QStringLiteral(".Trash/old.iso"))));
+    // The next scan starts afresh, and any scan in flight was cancelled.
+    EXPECT_EQ(info.cachedCleanUpSnapshotIfComplete(), nullptr);
+    EXPECT_TRUE(info.isCleanUpScanCancelled(generation));
+}
+
+TEST_F(CleanUpSelectionRemovalTest, RefreshShowsThePlaceholderThenTheScan)
+{
+    KSTCleanUpEngine::install(info);
+    mac.writeSizedHomeFile(QStringLiteral("Library/Logs/app.log"), 4096);
+    KSTCleanUpSelectionModel model(info);
+    QList<bool> partial;
+    QObject::connect(&model, &KSTCleanUpSelectionModel::snapshotChanged, &model,
+                     [&] { partial << model.snapshot()->isPartial; });
+    model.refresh();
+    ASSERT_TRUE(KSTTestSupport::pumpUntil([&] { return model.hasCompleteSnapshot(); }));
+    EXPECT_EQ(partial, (QList<bool>{true, false}));
+    EXPECT_TRUE(model.selectItemWithFilePath(mac.homePath(QStringLiteral("Library/Logs"))));
+    EXPECT_EQ(model.confirmationMessage(), QStringLiteral("Clean 4.0 KB?"));
+}
+
+} // namespace
