@@ -11,11 +11,6 @@ const QList<KSTCliCommand> &kstCliCommands()
         {QStringLiteral("access"), QStringLiteral("access"),
          QStringLiteral("Full Disk Access state and what Kestrel would ask for"),
          kstRunAccessCommand},
-        {QStringLiteral("autoclean"),
-         QStringLiteral("autoclean [on|off | rule TYPE on|off | whitelist add|remove PATH | run]"),
-         QStringLiteral("automatic clean-up: show the state, switch automation or a rule (TYPE "
-                        "0-5), keep the never-touch list, or run the enabled rules once"),
-         kstRunAutoCleanCommand},
         {QStringLiteral("overview"), QStringLiteral("overview [--live N]"),
          QStringLiteral("The machine at a glance: model, version, uptime, storage, memory, "
                         "processor, network and the largest apps; --live N prints N live samples "
@@ -27,6 +22,11 @@ const QList<KSTCliCommand> &kstCliCommands()
                         "removable) with every item; clean moves the selected categories or items "
                         "to the Trash (the Mac Trash is emptied for good) after asking"),
          kstRunCleanUpCommand},
+        {QStringLiteral("autoclean"),
+         QStringLiteral("autoclean [on|off | rule TYPE on|off | whitelist add|remove PATH | run]"),
+         QStringLiteral("automatic clean-up: show the state, switch automation or a rule (TYPE "
+                        "0-5), keep the never-touch list, or run the enabled rules once"),
+         kstRunAutoCleanCommand},
     };
     return commands;
 }
