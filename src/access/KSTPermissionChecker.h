@@ -1,5 +1,7 @@
 #pragma once
 
+#include "KSTTreeSize.h"
+
 #include <QString>
 #include <QStringList>
 #include <QVariantMap>
@@ -178,6 +180,11 @@ public:
     /// The Music folder of the home and everything in it, and any photo or music library
     /// package, in any letter case.
     static bool shouldSkipPrivacyProtectedPath(const QString &path);
+    /// The rules of a deep folder walk that reads only what may be read: hidden entries
+    /// skipped, and the places shouldSkipPrivacyProtectedPath() names skipped with their
+    /// contents (the home's Music folder by its standardised path, library packages by
+    /// extension). Walks of standardised folder paths match the rule exactly.
+    static KSTTreeSize::Options accessibleTreeSizeOptions();
 
     /// Forgets every cached answer and the home grant; for tests switching machines.
     static void resetForTesting();

@@ -63,6 +63,15 @@ bool KSTPermissionChecker::shouldSkipPrivacyProtectedPath(const QString &path)
     return privacyProtectedExtensions().contains(extension);
 }
 
+KSTTreeSize::Options KSTPermissionChecker::accessibleTreeSizeOptions()
+{
+    KSTTreeSize::Options options;
+    options.skipHidden = true;
+    options.excludedFolders = {homeMusicFolder()};
+    options.excludedExtensions = privacyProtectedExtensions();
+    return options;
+}
+
 QString KSTPermissionChecker::accessibleUserHomeDirectoryPath()
 {
     const QString granted = grantedHomeFolderURL();
@@ -214,11 +223,7 @@ quint64 KSTPermissionChecker::fileSizeAtAccessiblePath(const QString &path)
         return lstatPath(path, info) ? static_cast<quint64>(info.st_size) : 0;
     }
 
-    KSTTreeSize::Options options;
-    options.skipHidden = true;
-    options.excludedFolders = {homeMusicFolder()};
-    options.excludedExtensions = privacyProtectedExtensions();
-    return KSTTreeSize::allocatedBytes(directoryURL, options);
+    return KSTTreeSize::allocatedBytes(standardized(directoryURL), accessibleTreeSizeOptions());
 }
 
 quint64 KSTPermissionChecker::directorySizeAtAccessibleRelativePath(const QString &relativePath)

@@ -15,7 +15,19 @@
 #include <unistd.h>
 #include <vector>
 
+#ifdef __linux__
+#include <sys/syscall.h>
+#endif
+
 namespace {
+
+// A walk reads this many folders on the calling thread before it considers helpers: most
+// folders sized (caches, bundles) are small, and starting a thread costs more than reading
+// them.
+constexpr unsigned FoldersBeforeHelpers = 16;
+// Helpers start only when at least this many folders are waiting to be read.
+constexpr size_t QueuedFoldersForHelpers = 2;
+constexpr unsigned CancelCheckEveryFolders = 32;
 
 struct Rules
 {
@@ -85,6 +97,12 @@ public:
         m_wake.notify_all();
     }
 
+    size_t queued()
+    {
+        std::lock_guard lock(m_mutex);
+        return m_folders.size();
+    }
+
 private:
     std::mutex m_mutex;
     std::condition_variable m_wake;
@@ -93,35 +111,81 @@ private:
     bool m_stopped = false;
 };
 
+// The entries of one open folder: name and type as the listing reports them. On Linux the
+// folder is read with getdents64 straight into a buffer the reader keeps for the whole walk
+// (no DIR stream allocated per folder); elsewhere through readdir.
+class FolderReader
+{
+public:
+    FolderReader() : m_buffer(BufferSize) {}
+
+    template <typename Visit> bool forEachEntry(int fd, Visit &&visit)
+    {
+#ifdef __linux__
+        struct LinuxDirent64
+        {
+            ino64_t d_ino;
+            off64_t d_off;
+            unsigned short d_reclen;
+            unsigned char d_type;
+            char d_name[];
+        };
+        for (;;) {
+            const long read = ::syscall(SYS_getdents64, fd, m_buffer.data(), m_buffer.size());
+            if (read < 0)
+                return false;
+            if (read == 0)
+                return true;
+            for (long offset = 0; offset < read;) {
+                const auto *entry =
+                    reinterpret_cast<const LinuxDirent64 *>(m_buffer.data() + offset);
+                offset += entry->d_reclen;
+                visit(entry->d_name, entry->d_type);
+            }
+        }
+#else
+        const int streamFd = ::dup(fd);
+        DIR *dir = streamFd < 0 ? nullptr : ::fdopendir(streamFd);
+        if (!dir) {
+            if (streamFd >= 0)
+                ::close(streamFd);
+            return false;
+        }
+        while (const dirent *entry = ::readdir(dir))
+            visit(entry->d_name, entry->d_type);
+        ::closedir(dir);
+        return true;
+#endif
+    }
+
+private:
+    // Large enough for a folder of a few thousand entries in one system call.
+    static constexpr size_t BufferSize = 256 * 1024;
+    std::vector<char> m_buffer;
+};
+
 // Reads one folder: adds the blocks of its non-folder entries, queues its sub-folders.
-quint64 readFolder(const std::string &path, const Rules &rules, WorkList &work)
+quint64 readFolder(const std::string &path, const Rules &rules, WorkList &work,
+                   FolderReader &reader, std::string &child)
 {
     const int fd = ::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
     if (fd < 0)
         return 0;
-    DIR *dir = ::fdopendir(fd);
-    if (!dir) {
-        ::close(fd);
-        return 0;
-    }
     quint64 total = 0;
-    std::string child;
-    while (const dirent *entry = ::readdir(dir)) {
-        const char *name = entry->d_name;
+    reader.forEachEntry(fd, [&](const char *name, unsigned char type) {
         if (name[0] == '.' && (name[1] == '\0' || (name[1] == '.' && name[2] == '\0')))
-            continue;
+            return;
         if (rules.skipHidden && name[0] == '.')
-            continue;
+            return;
         const size_t length = std::strlen(name);
         if (hasExcludedExtension(name, length, rules))
-            continue;
+            return;
 
-        unsigned char type = entry->d_type;
         struct stat info;
         bool haveInfo = false;
         if (type == DT_UNKNOWN) {
             if (::fstatat(fd, name, &info, AT_SYMLINK_NOFOLLOW) != 0)
-                continue;
+                return;
             haveInfo = true;
             type = S_ISDIR(info.st_mode) ? DT_DIR : DT_REG;
         }
@@ -132,13 +196,13 @@ quint64 readFolder(const std::string &path, const Rules &rules, WorkList &work)
             child.append(name, length);
             if (!isExcludedFolder(child, rules))
                 work.push(child);
-            continue;
+            return;
         }
         if (!haveInfo && ::fstatat(fd, name, &info, AT_SYMLINK_NOFOLLOW) != 0)
-            continue;
+            return;
         total += static_cast<quint64>(info.st_blocks) * 512u;
-    }
-    ::closedir(dir);
+    });
+    ::close(fd);
     return total;
 }
 
@@ -169,35 +233,51 @@ quint64 KSTTreeSize::allocatedBytes(const QString &folder, const Options &option
     WorkList work;
     work.push(root);
     std::atomic<quint64> total{0};
-    std::atomic<bool> cancelled{false};
     std::mutex cancelMutex; // the caller's predicate need not be thread-safe
+    std::vector<std::thread> helpers;
 
-    auto worker = [&] {
+    // Polls the caller's predicate now and then; a true answer stops every thread.
+    auto checkCancelled = [&](unsigned folders) {
+        if (!options.isCancelled || folders % CancelCheckEveryFolders != 0)
+            return;
+        std::lock_guard lock(cancelMutex);
+        if (options.isCancelled())
+            work.stop();
+    };
+    auto helper = [&] {
+        FolderReader reader;
+        std::string path;
+        std::string child;
         quint64 local = 0;
         unsigned folders = 0;
-        std::string path;
         while (work.pop(path)) {
-            local += readFolder(path, rules, work);
+            local += readFolder(path, rules, work, reader, child);
             work.finishOne();
-            if (options.isCancelled && (++folders & 31u) == 0) {
-                std::lock_guard lock(cancelMutex);
-                if (options.isCancelled()) {
-                    cancelled = true;
-                    work.stop();
-                }
-            }
+            checkCancelled(++folders);
         }
         total += local;
     };
 
-    std::vector<std::thread> helpers;
-    helpers.reserve(static_cast<size_t>(threadCount - 1));
-    for (int index = 1; index < threadCount; ++index)
-        helpers.emplace_back(worker);
-    worker();
-    for (std::thread &helper : helpers)
-        helper.join();
-    return total.load();
+    // The calling thread walks too, and brings in helpers once the tree proves big enough.
+    FolderReader reader;
+    std::string path;
+    std::string child;
+    quint64 local = 0;
+    unsigned folders = 0;
+    while (work.pop(path)) {
+        local += readFolder(path, rules, work, reader, child);
+        work.finishOne();
+        checkCancelled(++folders);
+        if (helpers.empty() && threadCount > 1 && folders >= FoldersBeforeHelpers &&
+            work.queued() >= QueuedFoldersForHelpers) {
+            helpers.reserve(static_cast<size_t>(threadCount - 1));
+            for (int index = 1; index < threadCount; ++index)
+                helpers.emplace_back(helper);
+        }
+    }
+    for (std::thread &thread : helpers)
+        thread.join();
+    return total.load() + local;
 }
 
 quint64 KSTTreeSize::allocatedBytesOfItem(const QString &path, const Options &options)

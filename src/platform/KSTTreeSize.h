@@ -8,10 +8,13 @@
 /// Sums the allocated size of everything below a folder: the hot path of the Overview, Clean
 /// Up and App Manage.
 ///
-/// The walk reads each folder once with its entries' types, stats only what is not a folder
-/// (fstatat relative to the open folder, no path building per entry), and spreads folders
-/// over a few threads. It never follows a symbolic link: a link counts its own size and is
-/// not descended into, and folders are opened with O_NOFOLLOW.
+/// The walk reads each folder once with its entries' types (getdents64 into a buffer each
+/// thread keeps, on Linux), stats only what is not a folder (fstatat relative to the open
+/// folder, no path building or allocation per entry), and spreads folders over a few threads.
+/// A small tree (fewer than about 16 folders) is read on the calling thread alone; helpers
+/// join once the tree proves big enough for them to pay. It never follows a symbolic link: a
+/// link counts its own size and is not descended into, and folders are opened with
+/// O_NOFOLLOW.
 ///
 /// What counts, to match the file manager's "total allocated size" enumeration: every entry
 /// that is not a folder adds its allocated size (st_blocks × 512); folders themselves add
@@ -31,7 +34,8 @@ public:
         QByteArrayList excludedExtensions;
         /// Polled now and then; returning true stops the walk (the sum so far is returned).
         std::function<bool()> isCancelled;
-        /// Threads to use; 0 chooses from the processor count.
+        /// Threads to use at most (the calling thread included); 0 chooses from the processor
+        /// count (up to 4).
         int threads = 0;
     };
 

@@ -1,0 +1,186 @@
+#include "KSTOverviewCommand.h"
+
+#include "KSTDispatch.h"
+#include "KSTLiveMetrics.h"
+#include "KSTSystemInfo.h"
+
+#include <QJsonArray>
+#include <QJsonObject>
+
+namespace {
+
+// A fetch sizes every application bundle; on a large disk that takes minutes, but an
+// answer that never comes (no builder installed) must not hang the command for ever.
+constexpr int SnapshotTimeoutMs = 30 * 60 * 1000;
+constexpr int LiveSampleTimeoutMs = 60 * 1000;
+constexpr int LiveSampleIntervalMs = 1000;
+
+QJsonValue bytesValue(quint64 bytes)
+{
+    return QJsonValue(qint64(bytes));
+}
+
+QJsonObject snapshotJson(const KSTSystemSnapshot &snapshot)
+{
+    QJsonArray categories;
+    for (const KSTStorageCategory &category : snapshot.storageCategories)
+        categories.append(QJsonObject{{QStringLiteral("name"), category.name},
+                                      {QStringLiteral("bytes"), bytesValue(category.bytes)},
+                                      {QStringLiteral("colorKey"), category.colorKey}});
+    QJsonArray apps;
+    for (const KSTAppUsageInfo &app : snapshot.topApps)
+        apps.append(QJsonObject{{QStringLiteral("name"), app.name},
+                                {QStringLiteral("bundlePath"), app.bundlePath},
+                                {QStringLiteral("sizeBytes"), bytesValue(app.sizeBytes)},
+                                {QStringLiteral("cpuUsage"), app.cpuUsage}});
+    return QJsonObject{
+        {QStringLiteral("machineTitle"), snapshot.machineTitle},
+        {QStringLiteral("specsLine"), snapshot.specsLine},
+        {QStringLiteral("macOSVersionLine"), snapshot.macOSVersionLine},
+        {QStringLiteral("uptimeText"), snapshot.uptimeText},
+        {QStringLiteral("batteryText"),
+         snapshot.batteryText ? QJsonValue(*snapshot.batteryText) : QJsonValue()},
+        {QStringLiteral("hasBattery"), snapshot.hasBattery},
+        {QStringLiteral("storageTotalBytes"), bytesValue(snapshot.storageTotalBytes)},
+        {QStringLiteral("storageUsedBytes"), bytesValue(snapshot.storageUsedBytes)},
+        {QStringLiteral("storageUsedFraction"), snapshot.storageUsedFraction},
+        {QStringLiteral("memoryTotalBytes"), bytesValue(snapshot.memoryTotalBytes)},
+        {QStringLiteral("memoryUsedBytes"), bytesValue(snapshot.memoryUsedBytes)},
+        {QStringLiteral("memoryUsedFraction"), snapshot.memoryUsedFraction},
+        {QStringLiteral("cpuUsageFraction"), snapshot.cpuUsageFraction},
+        {QStringLiteral("cpuCoreCount"), snapshot.cpuCoreCount},
+        {QStringLiteral("networkInterfaceName"), snapshot.networkInterfaceName},
+        {QStringLiteral("networkDownloadMBps"), snapshot.networkDownloadMBps},
+        {QStringLiteral("networkUploadMBps"), snapshot.networkUploadMBps},
+        {QStringLiteral("networkActivityFraction"), snapshot.networkActivityFraction},
+        {QStringLiteral("storageCategories"), categories},
+        {QStringLiteral("topApps"), apps},
+        {QStringLiteral("installedAppCount"), snapshot.installedAppCount},
+    };
+}
+
+QString percent(double fraction)
+{
+    return QString::number(fraction * 100.0, 'f', 0) + QLatin1Char('%');
+}
+
+void printSummary(QTextStream &out, const KSTSystemSnapshot &snapshot)
+{
+    using Info = KSTSystemInfo;
+    out << snapshot.machineTitle << '\n' << snapshot.specsLine << '\n';
+    out << snapshot.uptimeText << QStringLiteral(" · ")
+        << snapshot.batteryText.value_or(QStringLiteral("No battery")) << "\n\n";
+    out << "Storage       " << Info::formatBytesShort(snapshot.storageUsedBytes) << " of "
+        << Info::formatBytesShort(snapshot.storageTotalBytes) << " used ("
+        << percent(snapshot.storageUsedFraction) << ")\n";
+    for (const KSTStorageCategory &category : snapshot.storageCategories)
+        out << "  " << category.name.leftJustified(16) << Info::formatBytesShort(category.bytes)
+            << '\n';
+    out << "Memory        " << Info::formatBytesShort(snapshot.memoryUsedBytes) << " of "
+        << Info::formatBytesShort(snapshot.memoryTotalBytes) << " used ("
+        << percent(snapshot.memoryUsedFraction) << ")\n";
+    out << "Processor     " << snapshot.cpuCoreCount << " logical processors, "
+        << percent(snapshot.cpuUsageFraction) << " busy\n";
+    out << "Network       " << snapshot.networkInterfaceName << "\n\n";
+    out << "Applications  " << Info::formatCount(quint64(snapshot.installedAppCount))
+        << " installed";
+    if (snapshot.topApps.isEmpty()) {
+        out << '\n';
+        return;
+    }
+    out << "; the largest:\n";
+    for (const KSTAppUsageInfo &app : snapshot.topApps)
+        out << "  " << app.name.leftJustified(24) << ' '
+            << Info::formatBytesShort(app.sizeBytes).rightJustified(8) << "  " << app.bundlePath
+            << '\n';
+}
+
+int runSnapshot(KSTCliContext &context)
+{
+    KSTSystemInfo::SystemSnapshotPtr snapshot;
+    KSTSystemInfo::shared().fetchSnapshotAsync(
+        [&snapshot](KSTSystemInfo::SystemSnapshotPtr delivered) { snapshot = delivered; });
+    if (!KSTDispatch::runMainLoopUntil([&snapshot] { return snapshot != nullptr; },
+                                       SnapshotTimeoutMs))
+        return context.failure({QStringLiteral("KSTSystemInfo"),
+                                1,
+                                QStringLiteral("The overview did not arrive."),
+                                {}});
+    if (context.json())
+        context.printJson(snapshotJson(*snapshot));
+    else
+        printSummary(context.out(), *snapshot);
+    return KSTCliContext::Success;
+}
+
+struct LiveSample
+{
+    double processor = 0;
+    double memory = 0;
+    double download = 0;
+    double upload = 0;
+    double activity = 0;
+};
+
+int runLive(KSTCliContext &context, int count)
+{
+    const KSTLiveMetrics live(KSTSystemInfo::shared());
+    QJsonArray samples;
+    QTextStream &out = context.out();
+    for (int index = 0; index < count; ++index) {
+        if (index > 0)
+            KSTDispatch::runMainLoopUntil([] { return false; }, LiveSampleIntervalMs);
+        std::optional<LiveSample> sample;
+        live.sampleLiveMetricsWithCompletion([&sample](double processor, double memory,
+                                                       double download, double upload,
+                                                       double activity) {
+            sample = LiveSample{processor, memory, download, upload, activity};
+        });
+        if (!KSTDispatch::runMainLoopUntil([&sample] { return sample.has_value(); },
+                                           LiveSampleTimeoutMs))
+            return context.failure({QStringLiteral("KSTSystemInfo"),
+                                    2,
+                                    QStringLiteral("A live sample did not arrive."),
+                                    {}});
+        if (context.json()) {
+            samples.append(
+                QJsonObject{{QStringLiteral("cpuUsageFraction"), sample->processor},
+                            {QStringLiteral("memoryUsedFraction"), sample->memory},
+                            {QStringLiteral("networkDownloadMBps"), sample->download},
+                            {QStringLiteral("networkUploadMBps"), sample->upload},
+                            {QStringLiteral("networkActivityFraction"), sample->activity}});
+            continue;
+        }
+        out << "Processor " << percent(sample->processor).rightJustified(4) << "   Memory "
+            << percent(sample->memory).rightJustified(4) << "   Download "
+            << KSTSystemInfo::formatThroughput(sample->download).rightJustified(10) << "   Upload "
+            << KSTSystemInfo::formatThroughput(sample->upload).rightJustified(10) << "   Activity "
+            << percent(sample->activity).rightJustified(4) << (index == 0 ? "   (baseline)" : "")
+            << '\n';
+        out.flush();
+    }
+    if (context.json())
+        context.printJson(samples);
+    return KSTCliContext::Success;
+}
+
+} // namespace
+
+int kstRunOverviewCommand(KSTCliContext &context)
+{
+    bool ok = true;
+    const std::optional<QString> live = context.takeOption(QStringLiteral("--live"), &ok);
+    if (!ok)
+        return context.usageError(QStringLiteral("--live needs a number of samples"));
+    if (!context.arguments().isEmpty())
+        return context.usageError(
+            QStringLiteral("overview takes no argument '%1'").arg(context.arguments().first()));
+    if (!live)
+        return runSnapshot(context);
+    bool isNumber = false;
+    const int count = live->toInt(&isNumber);
+    if (!isNumber || count < 1)
+        return context.usageError(
+            QStringLiteral("--live needs a positive number of samples, not '%1'").arg(*live));
+    return runLive(context, count);
+}
