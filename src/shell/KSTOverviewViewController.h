@@ -41,6 +41,8 @@ public:
     void refreshSnapshot();
 
     bool isLiveSamplingActive() const { return m_liveTimer.isActive(); }
+    /// Samples every @p milliseconds instead of LiveSampleIntervalMs (tests).
+    void setLiveSampleInterval(int milliseconds) { m_liveTimer.setInterval(milliseconds); }
     /// Live samples applied so far.
     int liveSampleCount() const { return m_liveSampleCount; }
 
