@@ -247,11 +247,20 @@ bool KSTOverviewViewController::isContentReady() const
 
 void KSTOverviewViewController::refreshSnapshot()
 {
+    // A new fetch would supersede one under way, whose minutes of sizing would be lost; only
+    // a fetch the service has since dropped (an invalidated cache) is replaced.
+    if (m_fetchInFlight && m_systemInfo.overviewFetchGeneration() == m_fetchGeneration)
+        return;
+    m_fetchInFlight = true;
     QPointer<KSTOverviewViewController> self(this);
     m_systemInfo.fetchSnapshotAsync([self](KSTSystemInfo::SystemSnapshotPtr snapshot) {
-        if (self && snapshot)
+        if (!self)
+            return;
+        self->m_fetchInFlight = false;
+        if (snapshot)
             self->applySnapshot(snapshot);
     });
+    m_fetchGeneration = m_systemInfo.overviewFetchGeneration();
 }
 
 void KSTOverviewViewController::showEvent(QShowEvent *event)

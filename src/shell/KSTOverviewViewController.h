@@ -37,7 +37,8 @@ public:
     /// baselines).
     bool isContentReady() const override;
 
-    /// Asks the service for the snapshot again.
+    /// Asks the service for the snapshot (the cached one comes at once), unless a fetch this
+    /// screen started is still under way.
     void refreshSnapshot();
 
     bool isLiveSamplingActive() const { return m_liveTimer.isActive(); }
@@ -81,6 +82,8 @@ private:
     KSTShellEngines::LiveSampler m_liveSampler;
     KSTSystemInfo::SystemSnapshotPtr m_snapshot;
     QTimer m_liveTimer;
+    bool m_fetchInFlight = false;
+    quint64 m_fetchGeneration = 0;
     bool m_sampleInFlight = false;
     bool m_hasLiveFigures = false;
     bool m_hasSampleAfterSnapshot = false;

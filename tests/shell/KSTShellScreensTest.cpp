@@ -17,6 +17,9 @@
 #include <QPushButton>
 #include <QTest>
 
+#include <chrono>
+#include <thread>
+
 namespace {
 
 using ScreensTest = ShellTest;
@@ -87,6 +90,34 @@ TEST_F(ScreensTest, OverviewSamplesLiveFiguresOnlyWhileShown)
     controller->showSection(0);
     EXPECT_TRUE(overview->isLiveSamplingActive());
     EXPECT_TRUE(KSTTestSupport::pumpUntil([&] { return samples > asked + 1; }));
+}
+
+TEST_F(ScreensTest, OverviewDoesNotRestartASnapshotStillBeingComputed)
+{
+    grantFullDiskAccess();
+    std::atomic<bool> release{false};
+    systemInfo.setOverviewSnapshotBuilder([this, &release] {
+        ++fetches;
+        while (!release)
+            std::this_thread::sleep_for(std::chrono::milliseconds(2));
+        return std::make_shared<KSTSystemSnapshot>(snapshot);
+    });
+    auto controller = makeShownWindow();
+    KSTOverviewViewController *overview = overviewOf(*controller);
+    overview->setLiveSampleInterval(20);
+    for (int visit = 0; visit < 3; ++visit) {
+        controller->showSection(3);
+        controller->showSection(0);
+    }
+    release = true;
+    ASSERT_TRUE(KSTTestSupport::pumpUntil([overview] { return overview->isContentReady(); }));
+    EXPECT_EQ(fetches, 1);
+
+    // A dropped cache is computed again on the next visit.
+    systemInfo.invalidateOverviewCache();
+    controller->showSection(3);
+    controller->showSection(0);
+    EXPECT_TRUE(KSTTestSupport::pumpUntil([this] { return fetches == 2; }));
 }
 
 TEST_F(ScreensTest, AutoCleanSwitchesReachTheManagerAndItsStateComesBack)
