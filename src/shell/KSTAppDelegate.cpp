@@ -27,10 +27,8 @@ KSTAppDelegate::KSTAppDelegate(const KSTShellEngines &engines, QObject *parent)
 
 KSTAppDelegate::~KSTAppDelegate()
 {
-    m_windowController.reset();
-    // A menu bar that never went into a window (the Mac's global one) is ours to delete.
-    if (m_menuBar && !m_menuBar->parent())
-        delete m_menuBar;
+    m_windowController.reset(); // takes a menu bar it was given with it
+    delete m_menuBar.data();
 }
 
 void KSTAppDelegate::applicationWillFinishLaunching()

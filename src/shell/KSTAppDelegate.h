@@ -2,13 +2,14 @@
 
 #include "KSTShellEngines.h"
 
+#include <QMenuBar>
 #include <QObject>
+#include <QPointer>
 #include <QUrl>
 
 #include <memory>
 
 class KSTMainWindowController;
-class QMenuBar;
 
 /// The application's start-up and its menu.
 ///
@@ -56,6 +57,7 @@ private:
 
     KSTShellEngines m_engines;
     std::unique_ptr<KSTMainWindowController> m_windowController;
-    QMenuBar *m_menuBar = nullptr;
+    // Owned by the window once it takes it; ours while it is the global menu bar.
+    QPointer<QMenuBar> m_menuBar;
     bool m_menuBarInWindow = true;
 };

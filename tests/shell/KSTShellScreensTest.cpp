@@ -60,6 +60,35 @@ TEST_F(ScreensTest, OverviewShowsTheEngineSnapshotAndItsShortcutsOpenTools)
     EXPECT_EQ(controller->currentShell()->toolbarTitle(), QStringLiteral("Automatic Clean Up"));
 }
 
+TEST_F(ScreensTest, OverviewShowsBatteryAndVersionOnlyWhereTheyAddSomething)
+{
+    grantFullDiskAccess();
+    auto controller = makeShownWindow();
+    KSTOverviewViewController *overview = overviewOf(*controller);
+    overview->setLiveSampleInterval(20);
+    ASSERT_TRUE(KSTTestSupport::pumpUntil([overview] { return overview->isContentReady(); }));
+    const auto shown = [overview](const QString &text) {
+        for (const QLabel *label : overview->findChildren<QLabel *>()) {
+            if (label->text() == text)
+                return label->isVisibleTo(overview);
+        }
+        return false;
+    };
+    // No battery; the version line is already the start of the specifications line.
+    EXPECT_TRUE(shown(snapshot.specsLine));
+    EXPECT_FALSE(shown(snapshot.macOSVersionLine));
+    EXPECT_FALSE(shown(QStringLiteral("Battery 80% · Charging")));
+
+    snapshot.hasBattery = true;
+    snapshot.batteryText = QStringLiteral("Battery 80% · Charging");
+    snapshot.specsLine = QStringLiteral("16 GB RAM · 512 GB SSD");
+    systemInfo.invalidateOverviewCache();
+    controller->showSection(3);
+    controller->showSection(0);
+    ASSERT_TRUE(KSTTestSupport::pumpUntil([&] { return shown(*snapshot.batteryText); }));
+    EXPECT_TRUE(shown(snapshot.macOSVersionLine));
+}
+
 TEST_F(ScreensTest, OverviewSamplesLiveFiguresOnlyWhileShown)
 {
     grantFullDiskAccess();
