@@ -12,8 +12,8 @@ QString KSTStyle::fontFamily()
 #ifdef Q_OS_MACOS
     return QApplication::font().family();
 #else
-    // The Mac's system face is not available elsewhere; Inter has the same metrics family,
-    // so screens laid out for the Mac keep their proportions.
+    // The Mac's system face exists only there; Inter (installed by scripts/setup) is close to
+    // it in proportions, so screens laid out for the Mac keep their look.
     static const QString family = QFontDatabase::families().contains(QStringLiteral("Inter"))
                                       ? QStringLiteral("Inter")
                                       : QApplication::font().family();

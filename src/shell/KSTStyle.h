@@ -30,8 +30,8 @@ public:
     static constexpr const char *SecondaryButton = "secondaryButton";
     static constexpr const char *PlainButton = "plain";
 
-    /// The family the window uses: the platform's own, except where the bundled Inter is
-    /// installed and the platform's default is a generic desktop face.
+    /// The family the window uses: the platform's own on the Mac; elsewhere Inter when it is
+    /// installed, else the desktop's default.
     static QString fontFamily();
     static QFont font(int pixelSize, QFont::Weight weight = QFont::Normal);
 
