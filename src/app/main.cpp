@@ -19,14 +19,18 @@
 
 namespace {
 
+// Engines plug their build routines into the frame before anything may ask for a scan, on the
+// command line and in the window alike.
+void installEngines()
+{
+    KSTOverviewEngine::install(KSTSystemInfo::shared());
+}
+
 int runCommandLine(int &argc, char **argv, const QStringList &arguments)
 {
     QCoreApplication application(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("Kestrel"));
     QCoreApplication::setApplicationVersion(QStringLiteral(KESTREL_VERSION));
-
-    // Engines plug their build routines into the frame before anything may ask for a scan.
-    KSTOverviewEngine::install(KSTSystemInfo::shared());
 
     QTextStream out(stdout);
     QTextStream err(stderr);
@@ -68,6 +72,8 @@ int usageError(const QString &message)
 
 int main(int argc, char **argv)
 {
+    installEngines();
+
     QStringList arguments;
     for (int index = 1; index < argc; ++index)
         arguments << QString::fromLocal8Bit(argv[index]);

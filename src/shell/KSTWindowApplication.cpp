@@ -2,11 +2,9 @@
 
 #include "KSTAppDelegate.h"
 #include "KSTMainWindowController.h"
-#include "KSTOverviewEngine.h"
 #include "KSTPalette.h"
 #include "KSTPermissionChecker.h"
 #include "KSTScreenshotTaker.h"
-#include "KSTSystemInfo.h"
 
 #include <QApplication>
 #include <QTimer>
@@ -24,8 +22,6 @@ int KSTWindowApplication::run(int &argc, char **argv, const KSTWindowOptions &op
     QApplication::setStyle(QStringLiteral("Fusion"));
 #endif
 
-    // Engines plug their build routines into the frame before anything may ask for a scan.
-    KSTOverviewEngine::install(KSTSystemInfo::shared());
     if (options.appearance)
         KSTPalette::setAppearance(*options.appearance);
 

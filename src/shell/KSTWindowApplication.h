@@ -5,8 +5,9 @@
 /// Kestrel with its window: creates the QApplication, starts the application delegate and
 /// runs until the window closes, or, with --screenshot, until the picture is saved.
 ///
-/// The machine environment must be current before run() (main() sets it from the global
-/// options). For a screenshot the caller selects the off-screen platform beforehand.
+/// Before run(), the caller installs the engines' build routines into KSTSystemInfo::shared()
+/// and makes the machine environment current (main() does both). For a screenshot it selects
+/// the off-screen platform beforehand.
 class KSTWindowApplication
 {
 public:
