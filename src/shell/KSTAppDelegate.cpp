@@ -4,7 +4,6 @@
 #include "KSTAutoCleanManager.h"
 #include "KSTMainWindowController.h"
 #include "KSTPermissionChecker.h"
-#include "KSTStyle.h"
 #include "KSTSymbolImage.h"
 
 #include <QApplication>
@@ -43,7 +42,6 @@ void KSTAppDelegate::applicationDidFinishLaunching()
     m_engines.autoCleanManager->applyAutomationConfiguration();
     QApplication::setWindowIcon(KSTSymbolImage::applicationIcon());
     QGuiApplication::setQuitOnLastWindowClosed(applicationShouldTerminateAfterLastWindowClosed());
-    KSTStyle::applyToApplication();
     buildMenu();
     m_windowController = std::make_unique<KSTMainWindowController>(m_engines);
 #ifndef Q_OS_MACOS

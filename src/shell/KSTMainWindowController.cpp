@@ -60,6 +60,7 @@ void KSTMainWindowController::setupUI()
     if (m_didSetupUI)
         return;
     m_didSetupUI = true;
+    KSTStyle::applyToApplication();
 
     auto *central = new QWidget(m_window.get());
     auto *layout = new QHBoxLayout(central);
