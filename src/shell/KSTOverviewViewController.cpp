@@ -266,11 +266,12 @@ void KSTOverviewViewController::refreshSnapshot()
 void KSTOverviewViewController::showEvent(QShowEvent *event)
 {
     KSTToolScreen::showEvent(event);
-    refreshSnapshot();
+    // The live figures first: they take milliseconds, the snapshot may take minutes.
     if (!m_liveTimer.isActive()) {
         m_liveTimer.start();
         takeLiveSample();
     }
+    refreshSnapshot();
 }
 
 void KSTOverviewViewController::hideEvent(QHideEvent *event)
