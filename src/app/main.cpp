@@ -1,28 +1,105 @@
-// The kestrel executable: with a command it runs the command line; without one it will open
-// the window, and until the window exists it prints the help.
+// The kestrel executable: with a command it runs the command line; without one it opens the
+// window, or saves a picture of it (--screenshot). On a machine without a display it prints
+// the overview instead and says how to see the window.
+//
+// Everything is decided before a Qt application object exists: the command line needs only
+// a QCoreApplication, and a screenshot must choose the off-screen platform before the
+// QApplication is created.
 #include "KSTCleanUpEngine.h"
 #include "KSTCommandLine.h"
+#include "KSTEnvironment.h"
 #include "KSTOverviewEngine.h"
 #include "KSTSystemInfo.h"
+#include "KSTWindowApplication.h"
+#include "KSTWindowOptions.h"
 
 #include <QCoreApplication>
 #include <QTextStream>
 
 #include <cstdio>
 
-int main(int argc, char **argv)
+namespace {
+
+// Engines plug their build routines into the frame before anything may ask for a scan, on the
+// command line and in the window alike.
+void installEngines()
+{
+    KSTOverviewEngine::install(KSTSystemInfo::shared());
+    KSTCleanUpEngine::install(KSTSystemInfo::shared());
+}
+
+int runCommandLine(int &argc, char **argv, const QStringList &arguments)
 {
     QCoreApplication application(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("Kestrel"));
     QCoreApplication::setApplicationVersion(QStringLiteral(KESTREL_VERSION));
 
-    // Engines plug their build routines into the frame before anything may ask for a scan.
-    KSTOverviewEngine::install(KSTSystemInfo::shared());
-    KSTCleanUpEngine::install(KSTSystemInfo::shared());
-
-    QStringList arguments = QCoreApplication::arguments();
-    arguments.removeFirst();
     QTextStream out(stdout);
     QTextStream err(stderr);
     return KSTCommandLine::run(arguments, out, err);
+}
+
+bool hasDisplay()
+{
+#ifdef Q_OS_MACOS
+    return true;
+#else
+    // A platform chosen explicitly (offscreen, vnc, …) is the caller's decision.
+    return !qEnvironmentVariableIsEmpty("DISPLAY") ||
+           !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY") ||
+           !qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM");
+#endif
+}
+
+int printOverviewInstead(int &argc, char **argv, QStringList arguments)
+{
+    arguments << QStringLiteral("overview");
+    const int status = runCommandLine(argc, argv, arguments);
+    QTextStream(stderr) << "\n"
+                           "This machine has no display (neither DISPLAY nor WAYLAND_DISPLAY is\n"
+                           "set), so Kestrel printed its overview instead of opening the window.\n"
+                           "To see the window, run Kestrel in a desktop session, run it on a\n"
+                           "virtual display with `xvfb-run ./scripts/run`, or save a picture of\n"
+                           "it with `./scripts/run --screenshot kestrel.png [--section N]`.\n";
+    return status;
+}
+
+int usageError(const QString &message)
+{
+    QTextStream(stderr) << "kestrel: " << message << "\nRun 'kestrel --help' for usage.\n";
+    return 2;
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    installEngines();
+
+    QStringList arguments;
+    for (int index = 1; index < argc; ++index)
+        arguments << QString::fromLocal8Bit(argv[index]);
+
+    QStringList globalArguments = arguments;
+    QString windowError;
+    const KSTWindowOptions window = KSTWindowOptions::take(globalArguments, &windowError);
+    // A command keeps the command line exactly as it was, window options or not.
+    if (KSTCommandLine::wantsCommandLine(globalArguments))
+        return runCommandLine(argc, argv, arguments);
+    if (!windowError.isEmpty())
+        return usageError(windowError);
+
+    QString environmentError;
+    const std::optional<KSTEnvironment> environment =
+        KSTCommandLine::environmentFromArguments(globalArguments, &environmentError);
+    if (!environment)
+        return usageError(environmentError);
+
+    if (!window.isScreenshot() && !hasDisplay())
+        return printOverviewInstead(argc, argv, globalArguments);
+
+    KSTEnvironment::setCurrent(*environment);
+    if (window.isScreenshot())
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    return KSTWindowApplication::run(argc, argv, window);
 }

@@ -37,6 +37,19 @@ KSTAutoCleanRuleDefinition ruleWithType(quint64 ruleType, const QString &symbol,
     return KSTAutoCleanRuleDefinition{ruleType, symbol, title, detail, schedule, false};
 }
 
+// A copy with a buffer of its own, for lists that leave the state lock. Qt shares a copied
+// list's buffer and decides whether a later write must copy it first with a relaxed read of
+// the reference count, which orders nothing against another thread's last read of the shared
+// buffer; a list read on the work queue while the main thread changes ours must not share it.
+template <typename T> QList<T> ownCopy(const QList<T> &list)
+{
+    QList<T> copy;
+    copy.reserve(list.size());
+    for (const T &item : list)
+        copy.append(item);
+    return copy;
+}
+
 } // namespace
 
 // Everything saveState() writes, copied under the state lock so the file work runs without it.
@@ -111,8 +124,8 @@ QDateTime KSTAutoCleanManager::now() const
 KSTAutoCleanManager::Snapshot KSTAutoCleanManager::snapshot() const
 {
     std::lock_guard lock(m_stateMutex);
-    return Snapshot{m_automationEnabled,     m_rules,       m_bytesSavedThisMonth,
-                    m_filesRemovedThisMonth, m_lastRunDate, m_whitelistPaths};
+    return Snapshot{m_automationEnabled,     ownCopy(m_rules), m_bytesSavedThisMonth,
+                    m_filesRemovedThisMonth, m_lastRunDate,    ownCopy(m_whitelistPaths)};
 }
 
 // ---- State -----------------------------------------------------------------------------
@@ -144,13 +157,13 @@ bool KSTAutoCleanManager::isRuleEnabledAtIndex(qsizetype index) const
 QList<KSTAutoCleanRuleDefinition> KSTAutoCleanManager::rules() const
 {
     std::lock_guard lock(m_stateMutex);
-    return m_rules;
+    return ownCopy(m_rules);
 }
 
 QStringList KSTAutoCleanManager::whitelistPaths() const
 {
     std::lock_guard lock(m_stateMutex);
-    return m_whitelistPaths;
+    return ownCopy(m_whitelistPaths);
 }
 
 quint64 KSTAutoCleanManager::bytesSavedThisMonth() const

@@ -96,11 +96,30 @@ QString KSTCommandLine::helpText()
         "  --help, -h            show this help\n"
         "  --version             show the version\n"
         "\n"
+        "Window options (without a command):\n"
+        "  --screenshot FILE     save a PNG picture of the window instead of opening it\n"
+        "  --section N           the tool to show: 0 Mac Overview, 1 Mac Reporter, 2 Clean Up,\n"
+        "                        3 Duplicate Files, 4 Auto Clean, 5 App Manage, 6 Utilities\n"
+        "  --size WxH            the window's size (default 1280x800, at least 960x600)\n"
+        "  --appearance MODE     light or dark (default: the system's)\n"
+        "\n"
         "Commands:\n");
     for (const KSTCliCommand &command : kstCliCommands())
         text += QStringLiteral("  %1\n      %2\n").arg(command.synopsis, command.summary);
     text += QStringLiteral("\nExit status: 0 done, 1 the operation failed, 2 bad usage.\n");
     return text;
+}
+
+std::optional<KSTEnvironment> KSTCommandLine::environmentFromArguments(const QStringList &arguments,
+                                                                       QString *error)
+{
+    const GlobalOptions options = parseGlobalOptions(arguments);
+    if (!options.error.isEmpty()) {
+        if (error)
+            *error = options.error;
+        return std::nullopt;
+    }
+    return KSTEnvironment::fromOptions(options.environment, error);
 }
 
 bool KSTCommandLine::wantsCommandLine(const QStringList &arguments)

@@ -1,7 +1,11 @@
 #pragma once
 
+#include "KSTEnvironment.h"
+
 #include <QStringList>
 #include <QTextStream>
+
+#include <optional>
 
 /// The `kestrel` command line: global options, then a command and its arguments.
 ///
@@ -18,6 +22,12 @@ public:
     /// True when @p arguments name a command, or ask for help or the version (as opposed to
     /// opening the window).
     static bool wantsCommandLine(const QStringList &arguments);
+
+    /// The machine environment the global options in @p arguments describe (what a command
+    /// would run against); nothing, with @p error set, on bad input. For the window, which
+    /// takes the same --root, --home, --user and --layout.
+    static std::optional<KSTEnvironment> environmentFromArguments(const QStringList &arguments,
+                                                                  QString *error);
 
     static QString helpText();
 };

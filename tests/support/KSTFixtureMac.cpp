@@ -106,6 +106,12 @@ KSTFixtureMac::KSTFixtureMac(const QString &login)
 
 KSTFixtureMac::~KSTFixtureMac() = default;
 
+QString KSTFixtureMac::keep()
+{
+    m_root->setAutoRemove(false);
+    return root();
+}
+
 bool KSTFixtureMac::isValid() const
 {
     return m_root && m_root->isValid();

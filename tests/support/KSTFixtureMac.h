@@ -85,6 +85,10 @@ public:
     /// Makes environment() current until the fixture is destroyed.
     void activate();
 
+    /// Leaves the machine on disk when the fixture is destroyed (for tools that build one
+    /// for a person to look at); returns its root.
+    QString keep();
+
     /// Adds another user folder under Users; returns its home.
     QString addUser(const QString &login);
 

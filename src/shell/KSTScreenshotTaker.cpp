@@ -1,0 +1,68 @@
+#include "KSTScreenshotTaker.h"
+
+#include "KSTContentShellViewController.h"
+#include "KSTMainWindowController.h"
+#include "KSTSidebarViewController.h"
+#include "KSTToolScreen.h"
+
+#include <QMainWindow>
+#include <QPixmap>
+#include <QTextStream>
+
+#include <cstdio>
+
+namespace {
+
+// Lets layouts and the last repaints settle between the data's arrival and the picture.
+constexpr int SettleMs = 200;
+
+} // namespace
+
+KSTScreenshotTaker::KSTScreenshotTaker(KSTMainWindowController &controller, const QString &path,
+                                       int section, const QSize &size, int timeoutMs,
+                                       QObject *parent)
+    : QObject(parent), m_controller(controller), m_path(path), m_section(section), m_size(size)
+{
+    m_timeout.setSingleShot(true);
+    m_timeout.setInterval(timeoutMs);
+    connect(&m_timeout, &QTimer::timeout, this, [this] { capture(true); });
+}
+
+void KSTScreenshotTaker::start()
+{
+    m_controller.window()->resize(m_size);
+    m_controller.sidebar()->selectSection(m_section);
+    m_controller.showSection(m_section);
+    auto *screen = qobject_cast<KSTToolScreen *>(m_controller.currentShell()->childController());
+    if (!screen || screen->isContentReady()) {
+        QTimer::singleShot(SettleMs, this, [this] { capture(false); });
+        return;
+    }
+    connect(screen, &KSTToolScreen::contentReady, this,
+            [this] { QTimer::singleShot(SettleMs, this, [this] { capture(false); }); });
+    m_timeout.start();
+}
+
+void KSTScreenshotTaker::capture(bool timedOut)
+{
+    if (m_done)
+        return;
+    m_done = true;
+    m_timeout.stop();
+    QTextStream err(stderr);
+    const QPixmap picture = m_controller.window()->grab();
+    if (!picture.save(m_path, "PNG")) {
+        err << "kestrel: could not save the screenshot to " << m_path << '\n';
+        Q_EMIT finished(1);
+        return;
+    }
+    if (timedOut) {
+        err << "kestrel: the screen's data did not arrive in time; " << m_path
+            << " shows it still waiting\n";
+        Q_EMIT finished(1);
+        return;
+    }
+    QTextStream(stdout) << "Saved " << m_path << " (" << picture.width() << "x" << picture.height()
+                        << ")\n";
+    Q_EMIT finished(0);
+}

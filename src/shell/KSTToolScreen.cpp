@@ -1,0 +1,3 @@
+#include "KSTToolScreen.h"
+
+KSTToolScreen::KSTToolScreen(QWidget *parent) : QWidget(parent) {}

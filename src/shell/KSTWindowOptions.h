@@ -1,0 +1,34 @@
+#pragma once
+
+#include "KSTPalette.h"
+
+#include <QSize>
+#include <QString>
+#include <QStringList>
+
+#include <optional>
+
+/// The options of `kestrel` that concern the window rather than a command:
+/// --screenshot FILE [--section N] [--size WxH] [--appearance light|dark].
+///
+/// Parsed before any Qt application object exists, so that main() can choose the platform
+/// (a screenshot renders off-screen) before it creates one.
+class KSTWindowOptions
+{
+public:
+    /// Where to save a picture of the window; empty: open the window for the user.
+    QString screenshotPath;
+    int section = 0;
+    QSize size{1280, 800};
+    /// Light or dark regardless of the system; nothing follows the system.
+    std::optional<KSTPalette::Appearance> appearance;
+    /// Whether any of the options was given.
+    bool given = false;
+
+    bool isScreenshot() const { return !screenshotPath.isEmpty(); }
+
+    /// Takes the window options ("--section 4" or "--section=4") out of @p arguments and
+    /// leaves the rest. On a bad value returns what it parsed and sets @p error to a sentence.
+    /// --section, --size and --appearance without --screenshot are an error too.
+    static KSTWindowOptions take(QStringList &arguments, QString *error);
+};

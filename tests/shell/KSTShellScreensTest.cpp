@@ -1,0 +1,216 @@
+// The Overview and Auto Clean screens inside the window: what they show of their engines, the
+// live sampling of the Overview, and the choices they pass back.
+#include "KSTShellTestFixture.h"
+
+#include "KSTAutoCleanRuleRow.h"
+#include "KSTAutoCleanViewController.h"
+#include "KSTContentShellViewController.h"
+#include "KSTGaugeView.h"
+#include "KSTLargestAppsView.h"
+#include "KSTNavRowView.h"
+#include "KSTNeverTouchListView.h"
+#include "KSTOverviewViewController.h"
+#include "KSTSidebarViewController.h"
+#include "KSTToggleSwitch.h"
+
+#include <QLabel>
+#include <QPushButton>
+#include <QTest>
+
+#include <chrono>
+#include <thread>
+
+namespace {
+
+using ScreensTest = ShellTest;
+
+KSTOverviewViewController *overviewOf(const KSTMainWindowController &controller)
+{
+    return qobject_cast<KSTOverviewViewController *>(controller.viewControllerForSection(0));
+}
+
+KSTAutoCleanViewController *autoCleanOf(const KSTMainWindowController &controller)
+{
+    return qobject_cast<KSTAutoCleanViewController *>(controller.viewControllerForSection(4));
+}
+
+TEST_F(ScreensTest, OverviewShowsTheEngineSnapshotAndItsShortcutsOpenTools)
+{
+    grantFullDiskAccess();
+    auto controller = makeShownWindow();
+    KSTOverviewViewController *overview = overviewOf(*controller);
+    ASSERT_NE(overview, nullptr);
+    overview->setLiveSampleInterval(20);
+    ASSERT_TRUE(KSTTestSupport::pumpUntil([overview] { return overview->isContentReady(); }));
+    EXPECT_EQ(overview->machineTitleText(), QStringLiteral("MacBook Air · Apple M2"));
+    EXPECT_EQ(overview->uptimeText(), QStringLiteral("Uptime 2d 5h"));
+    EXPECT_EQ(overview->largestApps()->shownNames(), QStringList({"Xcode", "Logic Pro"}));
+    EXPECT_EQ(overview->largestApps()->installedCountText(),
+              QStringLiteral("42 applications installed"));
+    const auto *storage = overview->findChild<QLabel *>(QStringLiteral("storageSummary"));
+    ASSERT_NE(storage, nullptr);
+    EXPECT_EQ(storage->text(), QStringLiteral("200 GB of 512 GB used"));
+
+    auto *shortcut = overview->findChild<QPushButton *>(QStringLiteral("shortcut4"));
+    ASSERT_NE(shortcut, nullptr);
+    QTest::mouseClick(shortcut, Qt::LeftButton);
+    KSTTestSupport::pumpFor(10);
+    EXPECT_EQ(controller->currentSection(), 4);
+    EXPECT_EQ(controller->sidebar()->selectedSection(), 4);
+    EXPECT_EQ(controller->currentShell()->toolbarTitle(), QStringLiteral("Automatic Clean Up"));
+}
+
+TEST_F(ScreensTest, OverviewShowsBatteryAndVersionOnlyWhereTheyAddSomething)
+{
+    grantFullDiskAccess();
+    auto controller = makeShownWindow();
+    KSTOverviewViewController *overview = overviewOf(*controller);
+    overview->setLiveSampleInterval(20);
+    ASSERT_TRUE(KSTTestSupport::pumpUntil([overview] { return overview->isContentReady(); }));
+    const auto shown = [overview](const QString &text) {
+        for (const QLabel *label : overview->findChildren<QLabel *>()) {
+            if (label->text() == text)
+                return label->isVisibleTo(overview);
+        }
+        return false;
+    };
+    // No battery; the version line is already the start of the specifications line.
+    EXPECT_TRUE(shown(snapshot.specsLine));
+    EXPECT_FALSE(shown(snapshot.macOSVersionLine));
+    EXPECT_FALSE(shown(QStringLiteral("Battery 80% · Charging")));
+
+    snapshot.hasBattery = true;
+    snapshot.batteryText = QStringLiteral("Battery 80% · Charging");
+    snapshot.specsLine = QStringLiteral("16 GB RAM · 512 GB SSD");
+    systemInfo.invalidateOverviewCache();
+    controller->showSection(3);
+    controller->showSection(0);
+    ASSERT_TRUE(KSTTestSupport::pumpUntil([&] { return shown(*snapshot.batteryText); }));
+    EXPECT_TRUE(shown(snapshot.macOSVersionLine));
+}
+
+TEST_F(ScreensTest, OverviewSamplesLiveFiguresOnlyWhileShown)
+{
+    grantFullDiskAccess();
+    auto controller = makeShownWindow();
+    KSTOverviewViewController *overview = overviewOf(*controller);
+    overview->setLiveSampleInterval(20);
+    ASSERT_TRUE(KSTTestSupport::pumpUntil([overview] { return overview->isContentReady(); }));
+    EXPECT_TRUE(overview->isLiveSamplingActive());
+
+    // Figures move with every sample.
+    const int first = overview->liveSampleCount();
+    const QString download = overview->downloadText();
+    const double memory = overview->memoryGauge()->fraction();
+    ASSERT_TRUE(KSTTestSupport::pumpUntil(
+        [overview, first] { return overview->liveSampleCount() >= first + 2; }));
+    EXPECT_NE(overview->downloadText(), download);
+    EXPECT_GT(overview->memoryGauge()->fraction(), memory);
+
+    // Another tool: the Overview is hidden and no sample is asked for any more.
+    controller->showSection(3);
+    KSTTestSupport::pumpFor(30); // a sample already under way may still land
+    EXPECT_FALSE(overview->isLiveSamplingActive());
+    const int asked = samples;
+    KSTTestSupport::pumpFor(200);
+    EXPECT_EQ(samples, asked);
+
+    // Back again: sampling resumes.
+    controller->showSection(0);
+    EXPECT_TRUE(overview->isLiveSamplingActive());
+    EXPECT_TRUE(KSTTestSupport::pumpUntil([&] { return samples > asked + 1; }));
+}
+
+TEST_F(ScreensTest, OverviewDoesNotRestartASnapshotStillBeingComputed)
+{
+    grantFullDiskAccess();
+    std::atomic<bool> release{false};
+    systemInfo.setOverviewSnapshotBuilder([this, &release] {
+        ++fetches;
+        while (!release)
+            std::this_thread::sleep_for(std::chrono::milliseconds(2));
+        return std::make_shared<KSTSystemSnapshot>(snapshot);
+    });
+    auto controller = makeShownWindow();
+    KSTOverviewViewController *overview = overviewOf(*controller);
+    overview->setLiveSampleInterval(20);
+    for (int visit = 0; visit < 3; ++visit) {
+        controller->showSection(3);
+        controller->showSection(0);
+    }
+    release = true;
+    ASSERT_TRUE(KSTTestSupport::pumpUntil([overview] { return overview->isContentReady(); }));
+    EXPECT_EQ(fetches, 1);
+
+    // A dropped cache is computed again on the next visit.
+    systemInfo.invalidateOverviewCache();
+    controller->showSection(3);
+    controller->showSection(0);
+    EXPECT_TRUE(KSTTestSupport::pumpUntil([this] { return fetches == 2; }));
+}
+
+TEST_F(ScreensTest, AutoCleanSwitchesReachTheManagerAndItsStateComesBack)
+{
+    grantFullDiskAccess();
+    auto controller = makeShownWindow();
+    controller->showSection(4);
+    KSTAutoCleanViewController *screen = autoCleanOf(*controller);
+    ASSERT_NE(screen, nullptr);
+    ASSERT_EQ(screen->ruleRows().size(), 6);
+    EXPECT_EQ(screen->ruleRows().at(1)->titleText(), QStringLiteral("Trash"));
+    EXPECT_EQ(screen->ruleRows().at(0)->scheduleText(), QStringLiteral("Daily · 03:00"));
+    EXPECT_EQ(screen->lastRunText(), QStringLiteral("Not yet"));
+
+    QTest::mouseClick(screen->masterSwitch(), Qt::LeftButton);
+    EXPECT_TRUE(manager->automationEnabled());
+    EXPECT_EQ(screen->statusText(), QStringLiteral("On · turn on a rule below for it to run"));
+
+    QTest::mouseClick(screen->ruleRows().at(3)->toggle(), Qt::LeftButton);
+    EXPECT_TRUE(manager->isRuleEnabledAtIndex(3));
+    EXPECT_TRUE(manager->isAutomationActive());
+    EXPECT_EQ(screen->statusText(), QStringLiteral("On · enabled rules run every hour"));
+    const KSTNavRowView *badge = controller->sidebar()->autoCleanRow();
+    EXPECT_TRUE(KSTTestSupport::pumpUntil([badge] { return badge->isBadgeVisible(); }));
+
+    // A change made elsewhere (the manager itself) shows up through its notification.
+    manager->setRuleEnabled(false, 3);
+    EXPECT_TRUE(KSTTestSupport::pumpUntil(
+        [screen] { return !screen->ruleRows().at(3)->toggle()->isChecked(); }));
+    manager->setAutomationEnabled(false);
+    manager->waitUntilIdle();
+}
+
+TEST_F(ScreensTest, NeverTouchListAddsFromThePickerExplainsRefusalsAndRemoves)
+{
+    grantFullDiskAccess();
+    mac.makeHomeDirectory(QStringLiteral("Documents/Taxes"));
+    auto controller = makeShownWindow();
+    controller->showSection(4);
+    KSTAutoCleanViewController *screen = autoCleanOf(*controller);
+    KSTNeverTouchListView *list = screen->neverTouchList();
+    QString picked = mac.homePath(QStringLiteral("Documents/Taxes"));
+    screen->setFolderPicker([&picked](QWidget *) { return picked; });
+
+    QTest::mouseClick(list->addButton(), Qt::LeftButton);
+    EXPECT_EQ(manager->whitelistPaths(), QStringList({"~/Documents/Taxes"}));
+    EXPECT_EQ(list->paths(), QStringList({"~/Documents/Taxes"}));
+    EXPECT_TRUE(list->notice().isEmpty());
+
+    QTest::mouseClick(list->addButton(), Qt::LeftButton);
+    EXPECT_EQ(list->notice(), QStringLiteral("~/Documents/Taxes is already on the list."));
+    picked = mac.homePath(QStringLiteral("Gone"));
+    QTest::mouseClick(list->addButton(), Qt::LeftButton);
+    EXPECT_EQ(list->notice(), QStringLiteral("~/Gone could not be added: it no longer exists."));
+    picked.clear(); // the dialog was cancelled
+    QTest::mouseClick(list->addButton(), Qt::LeftButton);
+    EXPECT_EQ(manager->whitelistPaths().size(), 1);
+
+    QPushButton *remove = list->removeButtonForPath(QStringLiteral("~/Documents/Taxes"));
+    ASSERT_NE(remove, nullptr);
+    QTest::mouseClick(remove, Qt::LeftButton);
+    EXPECT_TRUE(manager->whitelistPaths().isEmpty());
+    EXPECT_TRUE(list->paths().isEmpty());
+    EXPECT_TRUE(list->notice().isEmpty());
+}
+
+} // namespace

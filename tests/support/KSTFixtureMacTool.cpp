@@ -1,0 +1,143 @@
+// kst_fixture_mac: builds a small but lived-in Mac under a temporary folder and prints its
+// root, for screenshots and for trying the program by hand (`kestrel --root ROOT …`).
+//
+//   kst_fixture_mac [--no-full-disk-access] [--autoclean-history]
+//
+// The machine: the recorded MacBook Pro (Apple M3) system_profiler, macOS Sonoma 14.5, one
+// user "alice" with applications of different sizes, documents, movies and pictures, old
+// downloads and logs, and a Trash with a few items. Kestrel has Full Disk Access on it unless
+// --no-full-disk-access is given. --autoclean-history lets the real Auto Clean engine run
+// three rules once on the machine (Downloads older than 30 days, the Trash, logs older than
+// 7 days) with a never-touch list, then switches automation off again, so that the month's
+// totals and the last run are real; it writes the Auto Clean preferences of the current
+// settings folder ($XDG_CONFIG_HOME), which the caller points at a scratch place.
+// The folder is left on disk; remove it when done.
+#include "KSTApplicationInfo.h"
+#include "KSTAutoCleanManager.h"
+#include "KSTFixtureMac.h"
+#include "KSTPermissionChecker.h"
+#include "KSTTestSupport.h"
+
+#include <QCoreApplication>
+#include <QDateTime>
+#include <QTextStream>
+
+namespace {
+
+constexpr qint64 MB = 1024 * 1024;
+
+void addApplications(KSTFixtureMac &mac)
+{
+    const struct
+    {
+        const char *name;
+        const char *identifier;
+        const char *location;
+        qint64 megabytes;
+    } apps[] = {
+        {"Xcode", "com.apple.dt.Xcode", "Applications", 96},
+        {"Final Cut Pro", "com.apple.FinalCut", "Applications", 64},
+        {"Logic Pro", "com.apple.logic10", "Applications", 52},
+        {"Microsoft Word", "com.microsoft.Word", "Applications", 38},
+        {"Visual Studio Code", "com.microsoft.VSCode", "Applications", 27},
+        {"Slack", "com.tinyspeck.slackmacgap", "Applications", 21},
+        {"Pixelmator Pro", "com.pixelmatorteam.pixelmator.x", "Applications", 17},
+        {"Safari", "com.apple.Safari", "System/Applications", 9},
+        {"Notes", "com.apple.Notes", "System/Applications", 4},
+        {"Calendar", "com.apple.iCal", "System/Applications", 3},
+    };
+    for (const auto &app : apps) {
+        KSTFixtureMac::App bundle;
+        bundle.name = QLatin1String(app.name);
+        bundle.bundleIdentifier = QLatin1String(app.identifier);
+        bundle.location = QLatin1String(app.location);
+        bundle.resourceBytes = app.megabytes * MB;
+        mac.addApp(bundle);
+    }
+}
+
+void addHomeContents(KSTFixtureMac &mac)
+{
+    const QDateTime now = QDateTime::currentDateTime();
+    mac.writeSizedHomeFile(QStringLiteral("Documents/Quarterly Report.pdf"), 6 * MB);
+    mac.writeSizedHomeFile(QStringLiteral("Documents/Thesis Draft.pages"), 11 * MB);
+    mac.writeSizedHomeFile(QStringLiteral("Documents/Taxes/2024 Return.pdf"), 3 * MB);
+    mac.writeSizedHomeFile(QStringLiteral("Movies/Holiday 2024.mov"), 58 * MB);
+    mac.writeSizedHomeFile(QStringLiteral("Movies/Screen Recording.mov"), 14 * MB);
+    mac.writeSizedHomeFile(QStringLiteral("Pictures/Exports/Coast.heic"), 9 * MB);
+    mac.writeSizedHomeFile(QStringLiteral("Pictures/Exports/Harbour.heic"), 8 * MB);
+    mac.makeHomeDirectory(QStringLiteral("Desktop"));
+    mac.makeHomeDirectory(QStringLiteral("Music"));
+
+    // Old and recent downloads, logs and a Trash, for Auto Clean to find.
+    mac.writeSizedHomeFile(QStringLiteral("Downloads/Installer-2023.dmg"), 24 * MB,
+                           now.addDays(-95));
+    mac.writeSizedHomeFile(QStringLiteral("Downloads/Conference Slides.key"), 7 * MB,
+                           now.addDays(-41));
+    mac.writeSizedHomeFile(QStringLiteral("Downloads/Keep/Warranty.pdf"), 1 * MB,
+                           now.addDays(-200));
+    mac.writeSizedHomeFile(QStringLiteral("Downloads/Invoice March.pdf"), 1 * MB, now.addDays(-3));
+    mac.writeSizedHomeFile(QStringLiteral("Library/Logs/DiagnosticReports/old.crash"), 2 * MB,
+                           now.addDays(-20));
+    mac.writeSizedHomeFile(QStringLiteral("Library/Logs/sync.log"), 3 * MB, now.addDays(-12));
+    mac.writeSizedHomeFile(QStringLiteral("Library/Logs/today.log"), 1 * MB, now);
+    mac.writeSizedHomeFile(QStringLiteral(".Trash/Old Project.zip"), 12 * MB, now.addDays(-5));
+    mac.writeSizedHomeFile(QStringLiteral(".Trash/Untitled.txt"), 4096, now.addDays(-2));
+}
+
+// The real engine, run once on this machine; returns false when it reported nothing.
+bool runAutoCleanOnce(KSTFixtureMac &mac)
+{
+    KSTAutoCleanManager::Options options;
+    KSTAutoCleanManager manager(options);
+    manager.addWhitelistPath(mac.homePath(QStringLiteral("Downloads/Keep")));
+    manager.addWhitelistPath(mac.homePath(QStringLiteral("Documents/Taxes")));
+    for (qsizetype rule : {0, 1, 4})
+        manager.setRuleEnabled(true, rule);
+    manager.setAutomationEnabled(true); // active: runs the enabled rules at once
+    manager.waitUntilIdle();
+    // Stored as off, the rules, totals and list survive the next start as they are.
+    manager.setAutomationEnabled(false);
+    manager.waitUntilIdle();
+    KSTTestSupport::pumpFor(50);
+    return manager.filesRemovedThisMonth() > 0;
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    QCoreApplication application(argc, argv);
+    const QStringList arguments = QCoreApplication::arguments().mid(1);
+    QTextStream err(stderr);
+    for (const QString &argument : arguments) {
+        if (argument != QLatin1String("--no-full-disk-access") &&
+            argument != QLatin1String("--autoclean-history")) {
+            err << "usage: kst_fixture_mac [--no-full-disk-access] [--autoclean-history]\n";
+            return 2;
+        }
+    }
+
+    KSTFixtureMac mac;
+    if (!mac.isValid()) {
+        err << "kst_fixture_mac: could not create a temporary folder\n";
+        return 1;
+    }
+    mac.addRecordedTool(QStringLiteral("/usr/sbin/system_profiler"),
+                        QStringLiteral("system_profiler-SPHardware.apple-M3-Mac15,3.txt"));
+    addApplications(mac);
+    addHomeContents(mac);
+    if (!arguments.contains(QLatin1String("--no-full-disk-access"))) {
+        mac.writePrivacyDatabase({{KSTApplicationInfo::bundleIdentifier(), 2}});
+    }
+    if (arguments.contains(QLatin1String("--autoclean-history"))) {
+        mac.activate();
+        KSTPermissionChecker::resetForTesting();
+        if (!runAutoCleanOnce(mac)) {
+            err << "kst_fixture_mac: Auto Clean removed nothing\n";
+            return 1;
+        }
+    }
+    QTextStream(stdout) << mac.keep() << '\n';
+    return 0;
+}
