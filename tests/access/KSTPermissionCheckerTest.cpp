@@ -2,7 +2,7 @@
 #include "KSTPermissionChecker.h"
 
 #include "KSTApplicationInfo.h"
-#include "KSTFixtureMac.h"
+#include "KSTMachineTest.h"
 #include "KSTNotificationCenter.h"
 #include "KSTPreferences.h"
 #include "KSTTestSupport.h"
@@ -19,17 +19,14 @@ using Row = KSTFixtureMac::PrivacyRow;
 
 namespace {
 
-class PermissionCheckerTest : public ::testing::Test
+class PermissionCheckerTest : public KSTMachineTest
 {
 protected:
     void SetUp() override
     {
-        ASSERT_TRUE(mac.isValid());
-        mac.activate();
+        KSTMachineTest::SetUp();
         KSTPreferences::standard()->clear();
-        Checker::resetForTesting();
     }
-    void TearDown() override { Checker::resetForTesting(); }
 
     // Counts folder-access notifications delivered to the main thread.
     void watchNotifications()
@@ -39,7 +36,6 @@ protected:
             [this](const KSTNotification &) { ++notifications; });
     }
 
-    KSTFixtureMac mac;
     QObject observerContext;
     int notifications = 0;
 };

@@ -1,8 +1,7 @@
 #pragma once
 
 #include "KSTAutoCleanManager.h"
-#include "KSTFixtureMac.h"
-#include "KSTPermissionChecker.h"
+#include "KSTMachineTest.h"
 #include "KSTPreferences.h"
 #include "KSTTestSupport.h"
 
@@ -15,16 +14,14 @@
 
 // A fixture Mac made current, a settings suite of the test's own (emptied first) and a fixed
 // "now" in whole seconds, so ages can be set to the second.
-class AutoCleanTest : public ::testing::Test
+class AutoCleanTest : public KSTMachineTest
 {
 protected:
     static inline const QString Suite = QStringLiteral("com.kestrel.autoclean.test");
 
     void SetUp() override
     {
-        ASSERT_TRUE(mac.isValid());
-        mac.activate();
-        KSTPermissionChecker::resetForTesting();
+        KSTMachineTest::SetUp();
         KSTPreferences::suite(Suite)->clear();
         // Deliver what earlier tests' managers left on the main queue, so a notification
         // of a manager since destroyed (whose address may be reused) is not counted here.
@@ -55,5 +52,4 @@ protected:
     }
 
     const QDateTime now = QDateTime::fromSecsSinceEpoch(QDateTime::currentSecsSinceEpoch());
-    KSTFixtureMac mac;
 };

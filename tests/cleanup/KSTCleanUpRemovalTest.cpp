@@ -3,10 +3,8 @@
 // counts and error when moves fail.
 #include "KSTCleanUpRemoval.h"
 
-#include "KSTFixtureMac.h"
-#include "KSTPermissionChecker.h"
+#include "KSTMachineTest.h"
 #include "KSTTestSupport.h"
-#include "KSTTrash.h"
 
 #include <QDir>
 #include <QFile>
@@ -14,11 +12,9 @@
 
 #include <gtest/gtest.h>
 
-#include <sys/stat.h>
+using Removal = KSTCleanUpRemoval;
 
 namespace {
-
-using Removal = KSTCleanUpRemoval;
 
 QByteArray contentsOf(const QString &path)
 {
@@ -26,35 +22,23 @@ QByteArray contentsOf(const QString &path)
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
-bool existsAsLink(const QString &path)
-{
-    struct stat info;
-    return ::lstat(QFile::encodeName(path).constData(), &info) == 0 && S_ISLNK(info.st_mode);
-}
-
 KSTCleanUpItem itemAt(const QString &path, const QString &name = QStringLiteral("item"))
 {
     return {name, {}, path, 1, true};
 }
 
-class CleanUpRemovalTest : public ::testing::Test
+class CleanUpRemovalTest : public KSTMachineTest
 {
 protected:
-    void SetUp() override
-    {
-        ASSERT_TRUE(mac.isValid());
-        mac.activate();
-        KSTPermissionChecker::resetForTesting();
-    }
-    void TearDown() override { KSTPermissionChecker::resetForTesting(); }
-
     QString trash(const QString &name = {}) const
     {
-        return mac.homePath(name.isEmpty() ? QStringLiteral(".Trash")
-                                           : QLatin1String(".Trash/") + name);
+        return mac.homePath(name.isEmpty() ? QStringLiteral(".Trash") : ".Trash/" + name);
     }
-
-    KSTFixtureMac mac;
+    QStringList trashEntries() const
+    {
+        return QDir(trash()).entryList(QDir::AllEntries | QDir::Hidden | QDir::System |
+                                       QDir::NoDotAndDotDot);
+    }
 };
 
 TEST_F(CleanUpRemovalTest, MacTrashItemsAreRecognisedByNameOrPath)
@@ -65,7 +49,6 @@ TEST_F(CleanUpRemovalTest, MacTrashItemsAreRecognisedByNameOrPath)
         const char *path;
         bool isMacTrash;
     } cases[] = {
-        {"Mac Trash", "/Users/alice/.Trash", true},
         {"Mac Trash", "/anything/else", true},
         {"Mac Trash", "", true},
         {"Old stuff", "/Volumes/Backup/.Trash", true},
@@ -75,9 +58,7 @@ TEST_F(CleanUpRemovalTest, MacTrashItemsAreRecognisedByNameOrPath)
         {"Time Machine Snapshots", "/", false},
     };
     for (const auto &c : cases)
-        EXPECT_EQ(Removal::isMacTrashCleanUpItem(
-                      {QString::fromUtf8(c.name), {}, QString::fromUtf8(c.path), 0, false}),
-                  c.isMacTrash)
+        EXPECT_EQ(Removal::isMacTrashCleanUpItem({c.name, {}, c.path, 0, false}), c.isMacTrash)
             << c.name << " " << c.path;
 }
 
@@ -86,35 +67,30 @@ TEST_F(CleanUpRemovalTest, EmptyingTheMacTrashKeepsFinderRecordsAndNeverFollowsL
     const QByteArray finderRecords = contentsOf(
         KSTTestSupport::recordedMacFile(QStringLiteral("DS_Store.Trash.NOdoff-gitPractice.bin")));
     ASSERT_FALSE(finderRecords.isEmpty());
-    mac.writeHomeFile(QStringLiteral(".Trash/.DS_Store"), finderRecords);
-    mac.writeSizedHomeFile(QStringLiteral(".Trash/old.txt"), 4096);
-    mac.writeSizedHomeFile(QStringLiteral(".Trash/Project/src/main.c"), 8192);
-    mac.writeHomeFile(QStringLiteral(".Trash/.hidden-config"), "x=1\n");
-    const QString target = mac.writeHomeFile(QStringLiteral("Documents/keep.txt"), "keep me");
-    mac.writeHomeFile(QStringLiteral("Documents/Kept/inner.txt"), "keep me too");
-    mac.makeSymlink(QStringLiteral("Users/alice/.Trash/file-link"), target);
-    mac.makeSymlink(QStringLiteral("Users/alice/.Trash/folder-link"),
-                    mac.homePath(QStringLiteral("Documents/Kept")));
+    mac.writeHomeFile(".Trash/.DS_Store", finderRecords);
+    mac.writeSizedHomeFile(".Trash/old.txt", 4096);
+    mac.writeSizedHomeFile(".Trash/Project/src/main.c", 8192);
+    mac.writeHomeFile(".Trash/.hidden-config", "x=1\n");
+    const QString target = mac.writeHomeFile("Documents/keep.txt", "keep me");
+    const QString inner = mac.writeHomeFile("Documents/Kept/inner.txt", "keep me too");
+    mac.makeSymlink("Users/alice/.Trash/file-link", target);
+    mac.makeSymlink("Users/alice/.Trash/folder-link", mac.homePath("Documents/Kept"));
 
-    ASSERT_TRUE(existsAsLink(trash(QStringLiteral("folder-link"))));
     quint64 expectedBytes = 0;
     for (const char *entry : {"old.txt", "Project", "file-link", "folder-link", ".hidden-config"})
-        expectedBytes += Removal::itemSizeAtPath(trash(QLatin1String(entry)));
+        expectedBytes += Removal::itemSizeAtPath(trash(entry));
     // A link is sized as itself, never as what it points to.
-    EXPECT_EQ(Removal::itemSizeAtPath(trash(QStringLiteral("file-link"))), quint64(target.size()));
+    EXPECT_EQ(Removal::itemSizeAtPath(trash("file-link")), quint64(target.size()));
 
     quint64 bytes = 10;
     quint64 items = 1;
     EXPECT_TRUE(Removal::emptyMacTrashBytesRemoved(&bytes, &items));
     EXPECT_EQ(items, 1u + 5u);
     EXPECT_EQ(bytes, 10u + expectedBytes);
-    EXPECT_EQ(QDir(trash()).entryList(QDir::AllEntries | QDir::Hidden | QDir::System |
-                                      QDir::NoDotAndDotDot),
-              QStringList{QStringLiteral(".DS_Store")});
-    EXPECT_EQ(contentsOf(trash(QStringLiteral(".DS_Store"))), finderRecords);
+    EXPECT_EQ(trashEntries(), QStringList{".DS_Store"});
+    EXPECT_EQ(contentsOf(trash(".DS_Store")), finderRecords);
     EXPECT_EQ(contentsOf(target), QByteArray("keep me"));
-    EXPECT_EQ(contentsOf(mac.homePath(QStringLiteral("Documents/Kept/inner.txt"))),
-              QByteArray("keep me too"));
+    EXPECT_EQ(contentsOf(inner), QByteArray("keep me too"));
 
     // Nothing left to delete: false, and the counters are untouched.
     EXPECT_FALSE(Removal::emptyMacTrashBytesRemoved(&bytes, &items));
@@ -125,71 +101,34 @@ TEST_F(CleanUpRemovalTest, EmptyingTheMacTrashKeepsFinderRecordsAndNeverFollowsL
 TEST_F(CleanUpRemovalTest, ItemsGoToTheMacTrashAndCanBePutBack)
 {
     const QString cache =
-        mac.writeSizedHomeFile(QStringLiteral("Library/Caches/org.example.tool/blob"), 8192);
-    const QString download = mac.writeHomeFile(QStringLiteral("Downloads/a.download"), "part");
-    const QString big = mac.writeSizedHomeFile(QStringLiteral("big.iso"), 4096);
-    mac.writeSizedHomeFile(QStringLiteral(".Trash/old.txt"), 4096);
-    const QList<KSTCleanUpItem> selection = {
-        itemAt(QFileInfo(cache).path()),
-        itemAt(download),
-        itemAt(big),
-        {QStringLiteral("Mac Trash"), {}, trash(), 4096, false}};
-    const quint64 expectedBytes = Removal::itemSizeAtPath(QFileInfo(cache).path()) +
+        QFileInfo(mac.writeSizedHomeFile("Library/Caches/org.example.tool/blob", 8192)).path();
+    const QString download = mac.writeHomeFile("Downloads/a.download", "part");
+    const QString big = mac.writeSizedHomeFile("big.iso", 4096);
+    mac.writeSizedHomeFile(".Trash/old.txt", 4096);
+    const quint64 expectedBytes = Removal::itemSizeAtPath(cache) +
                                   Removal::itemSizeAtPath(download) + Removal::itemSizeAtPath(big) +
-                                  Removal::itemSizeAtPath(trash(QStringLiteral("old.txt")));
+                                  Removal::itemSizeAtPath(trash("old.txt"));
 
-    const Removal::Result result = Removal::removeCleanUpItemsNow(selection);
+    const Removal::Result result = Removal::removeCleanUpItemsNow(
+        {itemAt(cache), itemAt(download), itemAt(big), {"Mac Trash", {}, trash(), 4096, false}});
     EXPECT_EQ(result.itemsRemoved, 4u);
     EXPECT_EQ(result.bytesRemoved, expectedBytes);
     EXPECT_FALSE(result.error) << result.error->description.toStdString();
     // The Trash was emptied before the moves, so what was moved is all there.
-    EXPECT_FALSE(QFileInfo::exists(trash(QStringLiteral("old.txt"))));
-    for (const QString &original : {QFileInfo(cache).path(), download, big}) {
-        const QString trashed = trash(QFileInfo(original).fileName());
+    EXPECT_EQ(trashEntries(), (QStringList{"a.download", "big.iso", "org.example.tool"}));
+    for (const QString &original : {cache, download, big}) {
         EXPECT_FALSE(QFileInfo::exists(original)) << original.toStdString();
-        ASSERT_TRUE(QFileInfo::exists(trashed)) << trashed.toStdString();
-        ASSERT_TRUE(QFile::rename(trashed, original)); // put back
+        ASSERT_TRUE(QFile::rename(trash(QFileInfo(original).fileName()), original)); // put back
     }
     EXPECT_EQ(contentsOf(download), QByteArray("part"));
-    EXPECT_EQ(QFileInfo(cache).size(), 8192);
-}
-
-TEST_F(CleanUpRemovalTest, UnderTheLinuxLayoutItemsGoToTheFreedesktopTrash)
-{
-    KSTEnvironment linux = mac.environment();
-    linux.setLayout(KSTLayout::Linux);
-    KSTScopedEnvironment layout(linux);
-    const QString download = mac.writeHomeFile(QStringLiteral("Downloads/b c.download"), "part");
-    const QString folder = mac.homePath(QStringLiteral("Library/Caches/org.example.tool"));
-    mac.writeHomeFile(QStringLiteral("Library/Caches/org.example.tool/blob"), "cached");
-
-    const Removal::Result result =
-        Removal::removeCleanUpItemsNow({itemAt(download), itemAt(folder)});
-    EXPECT_EQ(result.itemsRemoved, 2u);
-    EXPECT_FALSE(result.error);
-
-    const QString trashFolder = mac.homePath(QStringLiteral(".local/share/Trash"));
-    for (const QString &original : {download, folder}) {
-        const QString name = QFileInfo(original).fileName();
-        const QString trashed = trashFolder + QLatin1String("/files/") + name;
-        ASSERT_TRUE(QFileInfo::exists(trashed)) << trashed.toStdString();
-        EXPECT_FALSE(QFileInfo::exists(original));
-        const QByteArray info =
-            contentsOf(trashFolder + QLatin1String("/info/") + name + QLatin1String(".trashinfo"));
-        EXPECT_TRUE(info.startsWith("[Trash Info]\nPath=")) << info.constData();
-        EXPECT_TRUE(info.contains("\nDeletionDate=")) << info.constData();
-        EXPECT_EQ(KSTTrash::originalPathForTrashedItem(trashed), original);
-        ASSERT_TRUE(QFile::rename(trashed, original)); // put back
-    }
-    EXPECT_EQ(contentsOf(download), QByteArray("part"));
-    EXPECT_EQ(contentsOf(folder + QLatin1String("/blob")), QByteArray("cached"));
+    EXPECT_EQ(QFileInfo(cache + "/blob").size(), 8192);
 }
 
 TEST_F(CleanUpRemovalTest, FailedMovesReportTheLastErrorAndCountNothing)
 {
-    const QString first = mac.homePath(QStringLiteral("Downloads/gone-first.dmg"));
-    const QString second = mac.homePath(QStringLiteral("Downloads/gone-second.dmg"));
-    const QString real = mac.writeSizedHomeFile(QStringLiteral("Downloads/real.dmg"), 4096);
+    const QString first = mac.homePath("Downloads/gone-first.dmg");
+    const QString second = mac.homePath("Downloads/gone-second.dmg");
+    const QString real = mac.writeSizedHomeFile("Downloads/real.dmg", 4096);
     EXPECT_EQ(Removal::itemSizeAtPath(first), 0u);
 
     const Removal::Result result =
@@ -197,15 +136,13 @@ TEST_F(CleanUpRemovalTest, FailedMovesReportTheLastErrorAndCountNothing)
     EXPECT_EQ(result.itemsRemoved, 1u);
     EXPECT_EQ(result.bytesRemoved, 4096u);
     ASSERT_TRUE(result.error);
-    EXPECT_EQ(result.error->userInfo.value(QStringLiteral("NSFilePath")).toString(), second);
-    EXPECT_TRUE(result.error->description.contains(QLatin1String("gone-second.dmg")))
+    EXPECT_EQ(result.error->userInfo.value("NSFilePath").toString(), second);
+    EXPECT_TRUE(result.error->description.contains("gone-second.dmg"))
         << result.error->description.toStdString();
-    EXPECT_FALSE(result.error->domain.isEmpty());
 
     // "/" (the Time Machine Snapshots item) is refused like any failing move.
-    const Removal::Result root = Removal::removeCleanUpItemsNow(
-        {{QStringLiteral("Time Machine Snapshots"), QStringLiteral("/"), QStringLiteral("/"),
-          6442450944u, false}});
+    const Removal::Result root =
+        Removal::removeCleanUpItemsNow({{"Time Machine Snapshots", "/", "/", 6442450944u, false}});
     EXPECT_EQ(root.itemsRemoved, 0u);
     EXPECT_EQ(root.bytesRemoved, 0u);
     EXPECT_TRUE(root.error);
@@ -214,16 +151,15 @@ TEST_F(CleanUpRemovalTest, FailedMovesReportTheLastErrorAndCountNothing)
 
 TEST_F(CleanUpRemovalTest, TheSummaryRowAndEmptyPathsAreSkipped)
 {
-    mac.writeHomeFile(QStringLiteral("Downloads/a.download"), "part");
-    const KSTCleanUpItem summary{
-        QStringLiteral("Failed downloads"), QStringLiteral("~/Downloads"),
-        mac.homePath(QStringLiteral("Downloads/.kst-failed-downloads-preview")), 4, true};
+    const QString download = mac.writeHomeFile("Downloads/a.download", "part");
+    const KSTCleanUpItem summary{"Failed downloads", "~/Downloads",
+                                 mac.homePath("Downloads/.kst-failed-downloads-preview"), 4, true};
     const Removal::Result result =
-        Removal::removeCleanUpItemsNow({summary, {QStringLiteral("Nothing"), {}, {}, 5, false}});
+        Removal::removeCleanUpItemsNow({summary, {"Nothing", {}, {}, 5, false}});
     EXPECT_EQ(result.itemsRemoved, 0u);
     EXPECT_EQ(result.bytesRemoved, 0u);
     EXPECT_FALSE(result.error);
-    EXPECT_TRUE(QFileInfo::exists(mac.homePath(QStringLiteral("Downloads/a.download"))));
+    EXPECT_TRUE(QFileInfo::exists(download));
 }
 
 } // namespace

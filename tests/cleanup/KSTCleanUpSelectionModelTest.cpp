@@ -4,14 +4,15 @@
 
 #include "KSTCleanUpEngine.h"
 #include "KSTDispatch.h"
-#include "KSTFixtureMac.h"
-#include "KSTPermissionChecker.h"
+#include "KSTMachineTest.h"
 #include "KSTSystemInfo.h"
 #include "KSTTestSupport.h"
 
 #include <QFileInfo>
 
 #include <gtest/gtest.h>
+
+using Model = KSTCleanUpSelectionModel;
 
 namespace {
 
@@ -31,46 +32,30 @@ QStringList pathsOf(const QList<KSTCleanUpItem> &items)
     return paths;
 }
 
+QString informative(int items)
+{
+    return QStringLiteral("%1 selected item(s) will be moved to the Trash or permanently removed "
+                          "from the Mac Trash.")
+        .arg(items);
+}
+
 // Four categories as the scan makes them, with a summary row the review list also shows.
 std::shared_ptr<KSTCleanUpSnapshot> handMadeSnapshot()
 {
     auto snapshot = std::make_shared<KSTCleanUpSnapshot>();
-    KSTCleanUpCategory junk{QStringLiteral("systemJunk"),
-                            QStringLiteral("System Junks"),
-                            {},
-                            {},
-                            QList<KSTCleanUpItem>{
-                                item(QStringLiteral("Caches. a"), Home + "/Library/Caches/a", GiB),
-                                item(QStringLiteral("Logs"), Home + "/Library/Logs", 0),
-                            },
-                            GiB};
-    const KSTCleanUpItem summary = item(QStringLiteral("Failed downloads"),
-                                        Home + "/Downloads/.kst-failed-downloads-preview", 300);
-    KSTCleanUpCategory trashes{
-        QStringLiteral("trashes"),
-        QStringLiteral("Trashes"),
-        {},
-        {},
-        QList<KSTCleanUpItem>{
-            item(QStringLiteral("Mac Trash"), Home + "/.Trash", 100), summary,
-            item(QStringLiteral("a.download"), Home + "/Downloads/a.download", 300),
-            item(QStringLiteral("b.download"), Home + "/Downloads/b.download", 0)},
-        400};
-    KSTCleanUpCategory large{QStringLiteral("largeFiles"),
-                             QStringLiteral("Large Files"),
-                             {},
-                             {},
-                             QList<KSTCleanUpItem>{},
-                             0};
-    KSTCleanUpCategory removable{
-        QStringLiteral("removable"),
-        QStringLiteral("Removable Data"),
-        {},
-        {item(QStringLiteral("Downloads folder"), Home + "/Downloads", 2 * GiB),
-         item(QStringLiteral("Installer Packages"), Home + "/Downloads", GiB)},
-        std::nullopt,
-        3 * GiB};
-    snapshot->categories = {junk, trashes, large, removable};
+    const QList<KSTCleanUpItem> junk = {item("Caches. a", Home + "/Library/Caches/a", GiB),
+                                        item("Logs", Home + "/Library/Logs", 0)};
+    const QList<KSTCleanUpItem> trashes = {
+        item("Mac Trash", Home + "/.Trash", 100),
+        item("Failed downloads", Home + "/Downloads/.kst-failed-downloads-preview", 300),
+        item("a.download", Home + "/Downloads/a.download", 300),
+        item("b.download", Home + "/Downloads/b.download", 0)};
+    const QList<KSTCleanUpItem> removable = {item("Downloads folder", Home + "/Downloads", 2 * GiB),
+                                             item("Installer Packages", Home + "/Downloads", GiB)};
+    snapshot->categories = {{"systemJunk", "System Junks", {}, {}, junk, GiB},
+                            {"trashes", "Trashes", {}, {}, trashes, 400},
+                            {"largeFiles", "Large Files", {}, {}, QList<KSTCleanUpItem>(), 0},
+                            {"removable", "Removable Data", {}, removable, std::nullopt, 3 * GiB}};
     return snapshot;
 }
 
@@ -98,19 +83,19 @@ TEST(CleanUpSelectionTest, ReductionPassesAFolderOrAPathOnlyOnce)
     for (const auto &c : cases) {
         QList<KSTCleanUpItem> items;
         for (const QString &path : c.paths)
-            items << item(QStringLiteral("x"), path, 1);
-        EXPECT_EQ(pathsOf(KSTCleanUpSelectionModel::reducedSelection(items)), c.kept) << c.name;
+            items << item("x", path, 1);
+        EXPECT_EQ(pathsOf(Model::reducedSelection(items)), c.kept) << c.name;
     }
 }
 
 TEST(CleanUpSelectionTest, SelectionComesFromReviewItemsWithASize)
 {
     KSTSystemInfo info;
-    KSTCleanUpSelectionModel model(info);
+    Model model(info);
     model.setSnapshot(handMadeSnapshot());
     ASSERT_EQ(model.categoryCount(), 4);
-    EXPECT_EQ(model.indexOfCategoryType(QStringLiteral("removable")), 3);
-    EXPECT_EQ(model.indexOfCategoryType(QStringLiteral("nonsense")), -1);
+    EXPECT_EQ(model.indexOfCategoryType("removable"), 3);
+    EXPECT_EQ(model.indexOfCategoryType("nonsense"), -1);
 
     // Zero-byte items cannot be ticked, one by one or with their category.
     EXPECT_FALSE(model.setItemSelected(0, 1, true));
@@ -129,9 +114,7 @@ TEST(CleanUpSelectionTest, SelectionComesFromReviewItemsWithASize)
     EXPECT_EQ(pathsOf(model.itemsToRemove()), QStringList{Home + "/Downloads"});
     EXPECT_EQ(model.selectedBytes(), 2 * GiB);
     EXPECT_EQ(model.confirmationMessage(), QStringLiteral("Clean 2 GB?"));
-    EXPECT_EQ(model.confirmationInformativeText(),
-              QStringLiteral("1 selected item(s) will be moved to the Trash or permanently "
-                             "removed from the Mac Trash."));
+    EXPECT_EQ(model.confirmationInformativeText(), informative(1));
 
     model.clearSelection();
     EXPECT_TRUE(model.selectItemWithFilePath(Home + "/.Trash"));
@@ -139,9 +122,7 @@ TEST(CleanUpSelectionTest, SelectionComesFromReviewItemsWithASize)
     EXPECT_FALSE(model.selectItemWithFilePath(Home + "/Library/Logs")); // 0 bytes
     EXPECT_FALSE(model.selectItemWithFilePath(Home + "/nowhere"));
     EXPECT_EQ(model.confirmationMessage(), QStringLiteral("Clean 1 GB?"));
-    EXPECT_EQ(model.confirmationInformativeText(),
-              QStringLiteral("2 selected item(s) will be moved to the Trash or permanently "
-                             "removed from the Mac Trash."));
+    EXPECT_EQ(model.confirmationInformativeText(), informative(2));
 
     // A new snapshot has new items: the selection starts again.
     model.setSnapshot(handMadeSnapshot());
@@ -151,23 +132,20 @@ TEST(CleanUpSelectionTest, SelectionComesFromReviewItemsWithASize)
 
 TEST(CleanUpSelectionTest, OutcomeAlertsFollowWhatWasRemoved)
 {
-    const KSTError error{QStringLiteral("NSCocoaErrorDomain"),
-                         513,
-                         QStringLiteral("Could not move “x” to the Trash"),
-                         {}};
+    const KSTError error{"NSCocoaErrorDomain", 513, "Could not move “x” to the Trash", {}};
+    using Alert = KSTCleanUpOutcome::Alert;
     const struct
     {
         quint64 items;
         std::optional<KSTError> error;
-        KSTCleanUpOutcome::Alert alert;
+        Alert alert;
         const char *message;
         QString informative;
     } cases[] = {
-        {0, std::nullopt, KSTCleanUpOutcome::Alert::Failed, "Clean failed",
-         QStringLiteral("Could not remove the selected items.")},
-        {0, error, KSTCleanUpOutcome::Alert::Failed, "Clean failed", error.description},
-        {3, error, KSTCleanUpOutcome::Alert::PartlyCleaned, "Cleaned 3 item(s)", error.description},
-        {3, std::nullopt, KSTCleanUpOutcome::Alert::None, "", QString()},
+        {0, std::nullopt, Alert::Failed, "Clean failed", "Could not remove the selected items."},
+        {0, error, Alert::Failed, "Clean failed", error.description},
+        {3, error, Alert::PartlyCleaned, "Cleaned 3 item(s)", error.description},
+        {3, std::nullopt, Alert::None, "", QString()},
     };
     for (const auto &c : cases) {
         const KSTCleanUpOutcome outcome = KSTCleanUpOutcome::fromResult(c.items, 42, c.error);
@@ -179,43 +157,33 @@ TEST(CleanUpSelectionTest, OutcomeAlertsFollowWhatWasRemoved)
     }
 }
 
-class CleanUpSelectionRemovalTest : public ::testing::Test
+class CleanUpSelectionRemovalTest : public KSTMachineTest
 {
 protected:
-    void SetUp() override
-    {
-        ASSERT_TRUE(mac.isValid());
-        mac.activate();
-        KSTPermissionChecker::resetForTesting();
-    }
-    void TearDown() override { KSTPermissionChecker::resetForTesting(); }
-
-    KSTFixtureMac mac;
     KSTSystemInfo info;
 };
 
 TEST_F(CleanUpSelectionRemovalTest, OneRemovalAtATimeThenTheCacheIsInvalidated)
 {
-    const QString file = mac.writeSizedHomeFile(QStringLiteral("Desktop/old.iso"), 4096);
+    const QString file = mac.writeSizedHomeFile("Desktop/old.iso", 4096);
     auto snapshot = std::make_shared<KSTCleanUpSnapshot>();
     snapshot->categories = {
-        {QStringLiteral("largeFiles"),
-         QStringLiteral("Large Files"),
+        {"largeFiles",
+         "Large Files",
          {},
          {},
-         QList<KSTCleanUpItem>{item(QStringLiteral("old.iso"), file, 4096),
-                               item(QStringLiteral("gone.iso"), file + "-gone", 4096)},
+         QList<KSTCleanUpItem>{item("old.iso", file, 4096), item("gone.iso", file + "-gone", 4096)},
          8192}};
     info.setCachedCleanUpSnapshot(snapshot);
     const quint64 generation = info.cleanUpScanGeneration();
 
-    KSTCleanUpSelectionModel model(info);
+    Model model(info);
     model.setSnapshot(snapshot);
     QList<bool> flags;
-    QObject::connect(&model, &KSTCleanUpSelectionModel::cleaningChanged, &model,
+    QObject::connect(&model, &Model::cleaningChanged, &model,
                      [&flags](bool cleaning) { flags << cleaning; });
     std::optional<KSTCleanUpOutcome> signalled;
-    QObject::connect(&model, &KSTCleanUpSelectionModel::cleanFinished, &model,
+    QObject::connect(&model, &Model::cleanFinished, &model,
                      [&signalled](const KSTCleanUpOutcome &outcome) { signalled = outcome; });
 
     EXPECT_FALSE(model.startCleaning()); // nothing selected
@@ -241,10 +209,9 @@ TEST_F(CleanUpSelectionRemovalTest, OneRemovalAtATimeThenTheCacheIsInvalidated)
     EXPECT_EQ(outcome->itemsRemoved, 1u);
     EXPECT_EQ(outcome->bytesRemoved, 4096u);
     EXPECT_EQ(outcome->alert, KSTCleanUpOutcome::Alert::PartlyCleaned);
-    EXPECT_EQ(outcome->message, QStringLiteral("Cleaned 1 item(s)"));
-    EXPECT_TRUE(outcome->informativeText.contains(QLatin1String("old.iso-gone")))
+    EXPECT_TRUE(outcome->informativeText.contains("old.iso-gone"))
         << outcome->informativeText.toStdString();
-    EXPECT_TRUE(QFileInfo::exists(mac.homePath(QStringLiteral(".Trash/old.iso"))));
+    EXPECT_TRUE(QFileInfo::exists(mac.homePath(".Trash/old.iso")));
     // The next scan starts afresh, and any scan in flight was cancelled.
     EXPECT_EQ(info.cachedCleanUpSnapshotIfComplete(), nullptr);
     EXPECT_TRUE(info.isCleanUpScanCancelled(generation));
@@ -253,15 +220,15 @@ TEST_F(CleanUpSelectionRemovalTest, OneRemovalAtATimeThenTheCacheIsInvalidated)
 TEST_F(CleanUpSelectionRemovalTest, RefreshShowsThePlaceholderThenTheScan)
 {
     KSTCleanUpEngine::install(info);
-    mac.writeSizedHomeFile(QStringLiteral("Library/Logs/app.log"), 4096);
-    KSTCleanUpSelectionModel model(info);
+    mac.writeSizedHomeFile("Library/Logs/app.log", 4096);
+    Model model(info);
     QList<bool> partial;
-    QObject::connect(&model, &KSTCleanUpSelectionModel::snapshotChanged, &model,
+    QObject::connect(&model, &Model::snapshotChanged, &model,
                      [&] { partial << model.snapshot()->isPartial; });
     model.refresh();
     ASSERT_TRUE(KSTTestSupport::pumpUntil([&] { return model.hasCompleteSnapshot(); }));
     EXPECT_EQ(partial, (QList<bool>{true, false}));
-    EXPECT_TRUE(model.selectItemWithFilePath(mac.homePath(QStringLiteral("Library/Logs"))));
+    EXPECT_TRUE(model.selectItemWithFilePath(mac.homePath("Library/Logs")));
     EXPECT_EQ(model.confirmationMessage(), QStringLiteral("Clean 4.0 KB?"));
 }
 

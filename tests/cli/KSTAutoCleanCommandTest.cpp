@@ -3,8 +3,8 @@
 #include "KSTCommandLine.h"
 
 #include "KSTAutoCleanManager.h"
-#include "KSTFixtureMac.h"
-#include "KSTPermissionChecker.h"
+#include "KSTCommandLineRun.h"
+#include "KSTMachineTest.h"
 
 #include <QFileInfo>
 #include <QJsonArray>
@@ -15,22 +15,13 @@
 
 namespace {
 
-struct CliRun
-{
-    int status = -1;
-    QString out;
-    QString err;
-};
-
-class AutoCleanCommandTest : public ::testing::Test
+// Every run restores the environment it found: this machine, never the real home.
+class AutoCleanCommandTest : public KSTMachineTest
 {
 protected:
     void SetUp() override
     {
-        ASSERT_TRUE(mac.isValid());
-        // Every run restores the environment it found: this machine, never the real home.
-        mac.activate();
-        KSTPermissionChecker::resetForTesting();
+        KSTMachineTest::SetUp();
         // The manager outlives each test: start every test from the switches off and an
         // empty never-touch list (the totals and date of earlier tests remain).
         KSTAutoCleanManager &manager = KSTAutoCleanManager::shared();
@@ -46,38 +37,21 @@ protected:
         // The manager outlives the test: leave it without a timer that could fire later.
         KSTAutoCleanManager::shared().setAutomationEnabled(false);
         KSTAutoCleanManager::shared().waitUntilIdle();
+        KSTMachineTest::TearDown();
     }
 
-    CliRun kestrel(QStringList arguments)
+    KSTProgramRun kestrel(const QStringList &arguments)
     {
-        arguments.prepend(mac.root());
-        arguments.prepend(QStringLiteral("--root"));
-        KSTScopedEnvironment keep(KSTEnvironment::current());
-        CliRun run;
-        QTextStream out(&run.out);
-        QTextStream err(&run.err);
-        run.status = KSTCommandLine::run(arguments, out, err);
-        out.flush();
-        err.flush();
-        return run;
+        return runKestrelInProcess(QStringList{QStringLiteral("--root"), mac.root()} + arguments);
     }
-
-    static QJsonObject json(const CliRun &run)
-    {
-        QJsonParseError error;
-        const QJsonDocument document = QJsonDocument::fromJson(run.out.toUtf8(), &error);
-        EXPECT_EQ(error.error, QJsonParseError::NoError) << run.out.toStdString();
-        return document.object();
-    }
+    static QJsonObject json(const KSTProgramRun &run) { return run.json().object(); }
 
     QDateTime daysAgo(int days) const { return QDateTime::currentDateTime().addDays(-days); }
-
-    KSTFixtureMac mac;
 };
 
 TEST_F(AutoCleanCommandTest, ShowsChangesAndRunsTheRules)
 {
-    const CliRun initial = kestrel({"autoclean", "--json"});
+    const KSTProgramRun initial = kestrel({"autoclean", "--json"});
     ASSERT_EQ(initial.status, 0) << initial.err.toStdString();
     QJsonObject state = json(initial);
     for (const char *key : {"automationEnabled", "isAutomationActive", "enabledRuleCount",
@@ -99,7 +73,7 @@ TEST_F(AutoCleanCommandTest, ShowsChangesAndRunsTheRules)
     const QString kept = mac.writeHomeFile("Downloads/Keep/plan.txt", "x", daysAgo(60));
     KSTFixtureMac::setModified(QFileInfo(kept).path(), daysAgo(60));
     EXPECT_EQ(kestrel({"autoclean", "whitelist", "add", "~/Downloads/Keep"}).status, 0);
-    const CliRun again = kestrel({"autoclean", "whitelist", "add", "~/Downloads/Keep/"});
+    const KSTProgramRun again = kestrel({"autoclean", "whitelist", "add", "~/Downloads/Keep/"});
     EXPECT_EQ(again.status, 1);
     EXPECT_TRUE(again.err.contains("already on the never-touch list")) << again.err.toStdString();
 
@@ -109,18 +83,18 @@ TEST_F(AutoCleanCommandTest, ShowsChangesAndRunsTheRules)
     EXPECT_TRUE(state.value("automationEnabled").toBool());
     EXPECT_FALSE(state.value("isAutomationActive").toBool());
     EXPECT_TRUE(QFileInfo::exists(old));
-    const CliRun ruleOn = kestrel({"autoclean", "rule", "0", "on"});
+    const KSTProgramRun ruleOn = kestrel({"autoclean", "rule", "0", "on"});
     EXPECT_EQ(ruleOn.status, 0);
     EXPECT_TRUE(ruleOn.out.contains("on, active")) << ruleOn.out.toStdString();
     EXPECT_FALSE(QFileInfo::exists(old));
     EXPECT_TRUE(QFileInfo::exists(kept));
 
     mac.writeSizedHomeFile("Downloads/older.iso", 2500, daysAgo(50));
-    const CliRun run = kestrel({"autoclean", "run", "--json"});
+    const KSTProgramRun run = kestrel({"autoclean", "run", "--json"});
     EXPECT_EQ(run.status, 0);
     EXPECT_EQ(json(run),
               (QJsonObject{{"rulesActed", 1}, {"bytesRemoved", 2500}, {"filesRemoved", 1}}));
-    const CliRun idle = kestrel({"autoclean", "run"});
+    const KSTProgramRun idle = kestrel({"autoclean", "run"});
     EXPECT_TRUE(idle.out.contains("Rules acted:   0")) << idle.out.toStdString();
 
     state = json(kestrel({"autoclean", "off", "--json"}));
@@ -140,7 +114,7 @@ TEST_F(AutoCleanCommandTest, BadUsageIsRefusedWithStatusTwo)
     const bool automationBefore = KSTAutoCleanManager::shared().automationEnabled();
     const qsizetype rulesBefore = KSTAutoCleanManager::shared().enabledRuleCount();
     for (const QStringList &arguments : bad) {
-        const CliRun run = kestrel(arguments);
+        const KSTProgramRun run = kestrel(arguments);
         EXPECT_EQ(run.status, 2) << arguments.join(' ').toStdString();
         EXPECT_TRUE(run.out.isEmpty()) << arguments.join(' ').toStdString();
     }

@@ -3,9 +3,8 @@
 #include "KSTCommandLine.h"
 
 #include "KSTApplicationInfo.h"
-#include "KSTEnvironment.h"
+#include "KSTCommandLineRun.h"
 #include "KSTFixtureMac.h"
-#include "KSTPermissionChecker.h"
 #include "KSTPreferences.h"
 
 #include <QJsonArray>
@@ -16,43 +15,14 @@
 
 namespace {
 
-struct CliRun
-{
-    int status = -1;
-    QString out;
-    QString err;
-};
-
-CliRun runKestrel(const QStringList &arguments)
-{
-    // Each run chooses its machine; keep the test process's own environment afterwards.
-    KSTScopedEnvironment keep(KSTEnvironment::current());
-    KSTPermissionChecker::resetForTesting();
-    CliRun run;
-    QTextStream out(&run.out);
-    QTextStream err(&run.err);
-    run.status = KSTCommandLine::run(arguments, out, err);
-    out.flush();
-    err.flush();
-    return run;
-}
-
-QJsonObject jsonOf(const CliRun &run)
-{
-    QJsonParseError error;
-    const QJsonDocument document = QJsonDocument::fromJson(run.out.toUtf8(), &error);
-    EXPECT_EQ(error.error, QJsonParseError::NoError) << run.out.toStdString();
-    return document.object();
-}
-
 TEST(CommandLineTest, HelpVersionAndUsageErrors)
 {
-    const CliRun help = runKestrel({QStringLiteral("--help")});
+    const KSTProgramRun help = runKestrelInProcess({QStringLiteral("--help")});
     EXPECT_EQ(help.status, 0);
     EXPECT_TRUE(help.out.contains(QLatin1String("--root DIR")));
     EXPECT_TRUE(help.out.contains(QLatin1String("access")));
 
-    const CliRun version = runKestrel({QStringLiteral("--version")});
+    const KSTProgramRun version = runKestrelInProcess({QStringLiteral("--version")});
     EXPECT_EQ(version.status, 0);
     EXPECT_EQ(version.out.trimmed(), QStringLiteral("kestrel " KESTREL_VERSION));
 
@@ -70,7 +40,7 @@ TEST(CommandLineTest, HelpVersionAndUsageErrors)
         {{QStringLiteral("access"), QStringLiteral("extra")}, "no arguments"},
     };
     for (const auto &c : bad) {
-        const CliRun run = runKestrel(c.arguments);
+        const KSTProgramRun run = runKestrelInProcess(c.arguments);
         EXPECT_EQ(run.status, 2) << c.arguments.join(' ').toStdString();
         EXPECT_TRUE(run.err.contains(QLatin1String(c.mentions))) << run.err.toStdString();
         EXPECT_TRUE(run.out.isEmpty());
@@ -81,17 +51,18 @@ TEST(CommandLineTest, SeveralUsersNeedAChoice)
 {
     KSTFixtureMac mac;
     mac.addUser(QStringLiteral("bob"));
-    const CliRun ambiguous =
-        runKestrel({QStringLiteral("--root"), mac.root(), QStringLiteral("access")});
+    const KSTProgramRun ambiguous =
+        runKestrelInProcess({QStringLiteral("--root"), mac.root(), QStringLiteral("access")});
     EXPECT_EQ(ambiguous.status, 2);
     EXPECT_TRUE(ambiguous.err.contains(QLatin1String("--user")));
 
-    const CliRun chosen =
-        runKestrel({QStringLiteral("--root"), mac.root(), QStringLiteral("--user"),
-                    QStringLiteral("bob"), QStringLiteral("access"), QStringLiteral("--json")});
+    const KSTProgramRun chosen = runKestrelInProcess(
+        {QStringLiteral("--root"), mac.root(), QStringLiteral("--user"), QStringLiteral("bob"),
+         QStringLiteral("access"), QStringLiteral("--json")});
     EXPECT_EQ(chosen.status, 0);
-    EXPECT_EQ(jsonOf(chosen).value(QStringLiteral("accessibleUserHomeDirectoryPath")).toString(),
-              mac.root() + QStringLiteral("/Users/bob"));
+    EXPECT_EQ(
+        chosen.json().object().value(QStringLiteral("accessibleUserHomeDirectoryPath")).toString(),
+        mac.root() + QStringLiteral("/Users/bob"));
 }
 
 struct AccessCase
@@ -122,10 +93,10 @@ TEST_P(AccessCommandTest, JsonForEachPrivacyDatabase)
     }
 
     // Global options after the command work as well as before it.
-    const CliRun run = runKestrel(
+    const KSTProgramRun run = runKestrelInProcess(
         {QStringLiteral("--root"), mac.root(), QStringLiteral("access"), QStringLiteral("--json")});
     ASSERT_EQ(run.status, 0) << run.err.toStdString();
-    const QJsonObject json = jsonOf(run);
+    const QJsonObject json = run.json().object();
     EXPECT_EQ(json.keys(),
               (QStringList{"accessibleUserHomeDirectoryPath", "fullDiskAccessClientIdentifiers",
                            "fullDiskAccessReminderMessage", "fullDiskAccessReminderTitle",
@@ -156,7 +127,8 @@ INSTANTIATE_TEST_SUITE_P(
 TEST(CommandLineTest, ReadableAccessSummary)
 {
     KSTFixtureMac mac;
-    const CliRun run = runKestrel({QStringLiteral("access"), QStringLiteral("--root"), mac.root()});
+    const KSTProgramRun run =
+        runKestrelInProcess({QStringLiteral("access"), QStringLiteral("--root"), mac.root()});
     EXPECT_EQ(run.status, 0);
     EXPECT_TRUE(run.out.startsWith(QLatin1String("Full Disk Access: not granted (status 1")))
         << run.out.toStdString();
@@ -166,11 +138,11 @@ TEST(CommandLineTest, ReadableAccessSummary)
 TEST(CommandLineTest, LinuxLayoutHasNothingToGrant)
 {
     KSTFixtureMac mac;
-    const CliRun run =
-        runKestrel({QStringLiteral("--root"), mac.root(), QStringLiteral("--layout"),
-                    QStringLiteral("linux"), QStringLiteral("--json"), QStringLiteral("access")});
+    const KSTProgramRun run = runKestrelInProcess(
+        {QStringLiteral("--root"), mac.root(), QStringLiteral("--layout"), QStringLiteral("linux"),
+         QStringLiteral("--json"), QStringLiteral("access")});
     ASSERT_EQ(run.status, 0);
-    const QJsonObject json = jsonOf(run);
+    const QJsonObject json = run.json().object();
     EXPECT_TRUE(json.value(QStringLiteral("hasFullDiskAccess")).toBool());
     EXPECT_EQ(json.value(QStringLiteral("fullDiskAccessStatus")).toInt(), 0);
 }

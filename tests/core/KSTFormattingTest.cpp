@@ -1,13 +1,20 @@
+// Every size, rate, count, duration and date format at the boundaries where its form changes.
 #include "KSTSystemInfo.h"
 
 #include <QLocale>
 
 #include <gtest/gtest.h>
 
-#include <cstdint>
 #include <limits>
 
+using Info = KSTSystemInfo;
+
 namespace {
+
+constexpr quint64 KiB = 1024;
+constexpr quint64 MiB = KiB * KiB;
+constexpr quint64 GiB = MiB * KiB;
+constexpr quint64 TiB = GiB * KiB;
 
 struct BytesCase
 {
@@ -23,20 +30,15 @@ class FormatBytesTest : public ::testing::TestWithParam<BytesCase>
 TEST_P(FormatBytesTest, FullAndShortForms)
 {
     const BytesCase &c = GetParam();
-    EXPECT_EQ(KSTSystemInfo::formatBytes(c.bytes), QString::fromUtf8(c.full)) << c.bytes;
-    EXPECT_EQ(KSTSystemInfo::formatBytesShort(c.bytes), QString::fromUtf8(c.shortForm)) << c.bytes;
+    EXPECT_EQ(Info::formatBytes(c.bytes), QString::fromUtf8(c.full)) << c.bytes;
+    EXPECT_EQ(Info::formatBytesShort(c.bytes), QString::fromUtf8(c.shortForm)) << c.bytes;
 }
-
-constexpr quint64 KiB = 1024;
-constexpr quint64 MiB = KiB * KiB;
-constexpr quint64 GiB = MiB * KiB;
-constexpr quint64 TiB = GiB * KiB;
 
 INSTANTIATE_TEST_SUITE_P(
     Boundaries, FormatBytesTest,
     ::testing::Values(BytesCase{0, "0 B", "0 B"}, BytesCase{1, "1.0 B", "1.0 B"},
-                      BytesCase{512, "512.0 B", "512.0 B"}, BytesCase{1023, "1023.0 B", "1023.0 B"},
-                      BytesCase{1024, "1.0 KB", "1.0 KB"}, BytesCase{1536, "1.5 KB", "1.5 KB"},
+                      BytesCase{1023, "1023.0 B", "1023.0 B"}, BytesCase{1024, "1.0 KB", "1.0 KB"},
+                      BytesCase{1536, "1.5 KB", "1.5 KB"},
                       BytesCase{MiB - 1, "1024.0 KB", "1024.0 KB"}, BytesCase{MiB, "1 MB", "1 MB"},
                       BytesCase{MiB + MiB / 2, "2 MB", "2 MB"}, // %.0f rounds half to even
                       BytesCase{GiB - 1, "1024 MB", "1024 MB"},
@@ -45,155 +47,139 @@ INSTANTIATE_TEST_SUITE_P(
                       BytesCase{TiB * 3 / 2, "2 TB", "1.5 TB"},
                       BytesCase{TiB * 2048, "2048 TB", "2048.0 TB"}));
 
-TEST(FormatSignedBytesShortTest, SignAndMagnitude)
+TEST(FormatTest, SignedBytesThroughputAndCounts)
 {
     const QString minus(QChar(0x2212));
-    EXPECT_EQ(KSTSystemInfo::formatSignedBytesShort(0), QStringLiteral("0 B"));
-    EXPECT_EQ(KSTSystemInfo::formatSignedBytesShort(-1), minus + QStringLiteral("1.0 B"));
-    EXPECT_EQ(KSTSystemInfo::formatSignedBytesShort(3 * GiB), QStringLiteral("+3 GB"));
-    EXPECT_EQ(KSTSystemInfo::formatSignedBytesShort(-512 * qint64(MiB)),
-              minus + QStringLiteral("512 MB"));
-    // The most negative value has no positive counterpart; it must not overflow.
-    EXPECT_EQ(KSTSystemInfo::formatSignedBytesShort(std::numeric_limits<qint64>::min()),
-              minus + QStringLiteral("8388608.0 TB"));
-}
+    const struct
+    {
+        QString actual;
+        QString expected;
+    } cases[] = {
+        {Info::formatSignedBytesShort(0), "0 B"},
+        {Info::formatSignedBytesShort(-1), minus + "1.0 B"},
+        {Info::formatSignedBytesShort(3 * GiB), "+3 GB"},
+        {Info::formatSignedBytesShort(-512 * qint64(MiB)), minus + "512 MB"},
+        // The most negative value has no positive counterpart; it must not overflow.
+        {Info::formatSignedBytesShort(std::numeric_limits<qint64>::min()), minus + "8388608.0 TB"},
+        {Info::formatThroughput(0), "0 KB/s"},
+        {Info::formatThroughput(0.5), "512 KB/s"},
+        {Info::formatThroughput(1), "1.0 MB/s"},
+        {Info::formatThroughput(1023.96), "1024.0 MB/s"},
+        {Info::formatThroughput(1024), "1.0 GB/s"},
+        {Info::formatThroughput(3072), "3.0 GB/s"},
+    };
+    for (const auto &c : cases)
+        EXPECT_EQ(c.actual, c.expected);
 
-TEST(FormatThroughputTest, UnitThresholds)
-{
-    EXPECT_EQ(KSTSystemInfo::formatThroughput(0), QStringLiteral("0 KB/s"));
-    EXPECT_EQ(KSTSystemInfo::formatThroughput(0.5), QStringLiteral("512 KB/s"));
-    EXPECT_EQ(KSTSystemInfo::formatThroughput(1), QStringLiteral("1.0 MB/s"));
-    EXPECT_EQ(KSTSystemInfo::formatThroughput(1023.96), QStringLiteral("1024.0 MB/s"));
-    EXPECT_EQ(KSTSystemInfo::formatThroughput(1024), QStringLiteral("1.0 GB/s"));
-    EXPECT_EQ(KSTSystemInfo::formatThroughput(3072), QStringLiteral("3.0 GB/s"));
-}
-
-TEST(FormatCountTest, GroupsDigitsWithTheUserLocale)
-{
+    // Counts group their digits as the user's locale does.
     const QLocale previous;
     QLocale::setDefault(QLocale(QLocale::English, QLocale::UnitedStates));
-    EXPECT_EQ(KSTSystemInfo::formatCount(12345), QStringLiteral("12,345"));
-    EXPECT_EQ(KSTSystemInfo::formatCount(0), QStringLiteral("0"));
+    EXPECT_EQ(Info::formatCount(12345), QStringLiteral("12,345"));
     QLocale::setDefault(QLocale(QLocale::German, QLocale::Germany));
-    EXPECT_EQ(KSTSystemInfo::formatCount(1234567), QStringLiteral("1.234.567"));
+    EXPECT_EQ(Info::formatCount(1234567), QStringLiteral("1.234.567"));
     QLocale::setDefault(previous);
 }
 
-struct DurationCase
+TEST(FormatTest, DurationsAndUsage)
 {
-    double seconds;
-    const char *expected;
-};
+    const std::pair<double, const char *> durations[] = {
+        {0, "0 sec"},       {59.4, "59 sec"}, {59.6, "60 sec"}, {60, "1 min"},
+        {3599, "60 min"},   {3600, "1h"},     {3659, "1h"},     {3660, "1h 1m"},
+        {86399, "23h 59m"}, {86400, "1d 0h"}, {90000, "1d 1h"}, {90061, "1d 1h"},
+    };
+    for (const auto &[seconds, text] : durations)
+        EXPECT_EQ(Info::formatDuration(seconds), QString::fromUtf8(text)) << seconds;
 
-class FormatDurationTest : public ::testing::TestWithParam<DurationCase>
-{
-};
-
-TEST_P(FormatDurationTest, Forms)
-{
-    EXPECT_EQ(KSTSystemInfo::formatDuration(GetParam().seconds),
-              QString::fromUtf8(GetParam().expected))
-        << GetParam().seconds;
+    const std::pair<double, const char *> usage[] = {
+        {0, "Less than 1 minute"},
+        {29.9, "Less than 1 minute"},
+        {30, "1 minute"},
+        {89, "1 minute"},
+        {90, "2 minutes"},
+        {59 * 60, "59 minutes"},
+        {60 * 60, "1 hour"},
+        {61 * 60, "1 hour 1 minute"},
+        {150 * 60, "2 hours 30 minutes"},
+        {86400, "1 day"},
+        {1500 * 60, "1 day 1 hour"},
+        {3 * 86400 + 7200 + 300, "3 days 2 hours"},
+    };
+    for (const auto &[seconds, text] : usage)
+        EXPECT_EQ(Info::formatApproximateUsageDuration(seconds), QString::fromUtf8(text))
+            << seconds;
 }
 
-INSTANTIATE_TEST_SUITE_P(Boundaries, FormatDurationTest,
-                         ::testing::Values(DurationCase{0, "0 sec"}, DurationCase{59.4, "59 sec"},
-                                           DurationCase{59.6, "60 sec"}, DurationCase{60, "1 min"},
-                                           DurationCase{3599, "60 min"}, DurationCase{3600, "1h"},
-                                           DurationCase{3659, "1h"}, DurationCase{3660, "1h 1m"},
-                                           DurationCase{86399, "23h 59m"},
-                                           DurationCase{86400, "1d 0h"},
-                                           DurationCase{90000, "1d 1h"},
-                                           DurationCase{90061, "1d 1h"}));
-
-class FormatUsageTest : public ::testing::TestWithParam<DurationCase>
-{
-};
-
-TEST_P(FormatUsageTest, Forms)
-{
-    EXPECT_EQ(KSTSystemInfo::formatApproximateUsageDuration(GetParam().seconds),
-              QString::fromUtf8(GetParam().expected))
-        << GetParam().seconds;
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Boundaries, FormatUsageTest,
-    ::testing::Values(DurationCase{0, "Less than 1 minute"},
-                      DurationCase{29.9, "Less than 1 minute"}, DurationCase{30, "1 minute"},
-                      DurationCase{89, "1 minute"}, DurationCase{90, "2 minutes"},
-                      DurationCase{59 * 60, "59 minutes"}, DurationCase{60 * 60, "1 hour"},
-                      DurationCase{61 * 60, "1 hour 1 minute"},
-                      DurationCase{150 * 60, "2 hours 30 minutes"}, DurationCase{86400, "1 day"},
-                      DurationCase{1500 * 60, "1 day 1 hour"},
-                      DurationCase{3 * 86400 + 7200 + 300, "3 days 2 hours"}));
-
-TEST(FormatRelativeScanTimeTest, AgesFromNow)
+TEST(FormatTest, RelativeScanTimeAgesFromNow)
 {
     const QDateTime now = QDateTime::currentDateTimeUtc();
-    EXPECT_EQ(KSTSystemInfo::formatRelativeScanTime(std::nullopt), QStringLiteral("just now"));
-    EXPECT_EQ(KSTSystemInfo::formatRelativeScanTime(now.addSecs(-30)), QStringLiteral("just now"));
-    EXPECT_EQ(KSTSystemInfo::formatRelativeScanTime(now.addSecs(3600)), QStringLiteral("just now"));
-    EXPECT_EQ(KSTSystemInfo::formatRelativeScanTime(now.addSecs(-90)), QStringLiteral("2 min ago"));
-    EXPECT_EQ(KSTSystemInfo::formatRelativeScanTime(now.addSecs(-3 * 3600 - 60)),
-              QStringLiteral("3 hr ago"));
-    EXPECT_EQ(KSTSystemInfo::formatRelativeScanTime(now.addSecs(-4 * 86400)),
-              QStringLiteral("4 days ago"));
+    const struct
+    {
+        std::optional<QDateTime> scan;
+        const char *text;
+    } cases[] = {
+        {std::nullopt, "just now"},
+        {now.addSecs(-30), "just now"},
+        {now.addSecs(3600), "just now"},
+        {now.addSecs(-90), "2 min ago"},
+        {now.addSecs(-3 * 3600 - 60), "3 hr ago"},
+        {now.addSecs(-4 * 86400), "4 days ago"},
+    };
+    for (const auto &c : cases)
+        EXPECT_EQ(Info::formatRelativeScanTime(c.scan), QString::fromUtf8(c.text)) << c.text;
 }
 
-TEST(FormatAppManageDatesTest, InstalledDateIsEnglishWhateverTheLocale)
+TEST(FormatTest, AppManageDates)
 {
+    // The installed date is English whatever the locale.
     const QLocale previous;
     QLocale::setDefault(QLocale(QLocale::French, QLocale::France));
-    const QDateTime date(QDate(2024, 3, 4), QTime(12, 0));
-    EXPECT_EQ(KSTSystemInfo::formatAppManageInstalledDate(date), QStringLiteral("Mar 04, 2024"));
-    EXPECT_EQ(KSTSystemInfo::formatAppManageInstalledDate(std::nullopt), QString(QChar(0x2014)));
+    EXPECT_EQ(Info::formatAppManageInstalledDate(QDateTime(QDate(2024, 3, 4), QTime(12, 0))),
+              QStringLiteral("Mar 04, 2024"));
     QLocale::setDefault(previous);
-}
-
-TEST(FormatAppManageDatesTest, LastOpenedForms)
-{
+    EXPECT_EQ(Info::formatAppManageInstalledDate(std::nullopt), QString(QChar(0x2014)));
     const QDateTime now = QDateTime::currentDateTime();
-    EXPECT_EQ(KSTSystemInfo::formatAppManageLastOpened(std::nullopt), QStringLiteral("Never"));
-    EXPECT_EQ(KSTSystemInfo::formatAppManageLastOpened(now.addDays(-1)),
-              QStringLiteral("Yesterday"));
-    EXPECT_EQ(KSTSystemInfo::formatAppManageLastOpened(now.addDays(-2)),
-              QStringLiteral("2 days ago"));
-    EXPECT_EQ(KSTSystemInfo::formatAppManageLastOpened(now.addSecs(-7 * 86400)),
-              QStringLiteral("1 week ago"));
-    EXPECT_EQ(KSTSystemInfo::formatAppManageLastOpened(now.addDays(-10)),
-              QStringLiteral("1 week ago"));
-    EXPECT_EQ(KSTSystemInfo::formatAppManageLastOpened(now.addDays(-16)),
-              QStringLiteral("2 weeks ago"));
-    EXPECT_EQ(KSTSystemInfo::formatAppManageLastOpened(now.addDays(-30)),
-              QStringLiteral("1 month ago"));
-    const QDateTime old = now.addDays(-40);
-    EXPECT_EQ(KSTSystemInfo::formatAppManageLastOpened(old),
-              KSTSystemInfo::formatAppManageInstalledDate(old));
+    const struct
+    {
+        std::optional<QDateTime> opened;
+        QString text;
+    } cases[] = {
+        {std::nullopt, "Never"},
+        {now.addDays(-1), "Yesterday"},
+        {now.addDays(-2), "2 days ago"},
+        {now.addSecs(-7 * 86400), "1 week ago"},
+        {now.addDays(-10), "1 week ago"},
+        {now.addDays(-16), "2 weeks ago"},
+        {now.addDays(-30), "1 month ago"},
+        {now.addDays(-40), Info::formatAppManageInstalledDate(now.addDays(-40))},
+    };
+    for (const auto &c : cases)
+        EXPECT_EQ(Info::formatAppManageLastOpened(c.opened), c.text);
+
+    // Today shows the time of day. Late at night "a minute ago" may fall on yesterday, so the
+    // current moment is used; the minute may turn meanwhile.
+    const QString today = Info::formatAppManageLastOpened(now);
+    EXPECT_TRUE(today.endsWith(now.toString(QStringLiteral(", HH:mm"))) ||
+                today.endsWith(now.addSecs(-60).toString(QStringLiteral(", HH:mm"))))
+        << today.toStdString();
 }
 
-TEST(FormatAppManageDatesTest, TodayShowsTheTimeOfDay)
+TEST(FormatTest, SourceLabelsFallBackToDirect)
 {
-    const QDateTime now = QDateTime::currentDateTime();
-    // Late at night "a minute ago" may fall on yesterday; use the current moment.
-    const QString text = KSTSystemInfo::formatAppManageLastOpened(now);
-    EXPECT_TRUE(text.endsWith(now.toString(QStringLiteral(", HH:mm"))) ||
-                text.endsWith(now.addSecs(-60).toString(QStringLiteral(", HH:mm"))))
-        << text.toStdString();
-}
-
-TEST(SourceLabelTest, KnownAndUnknownCodes)
-{
-    EXPECT_EQ(KSTSystemInfo::sourceLabelForInstalledAppSource(0), QStringLiteral("App Store"));
-    EXPECT_EQ(KSTSystemInfo::sourceLabelForInstalledAppSource(1), QStringLiteral("Direct"));
-    EXPECT_EQ(KSTSystemInfo::sourceLabelForInstalledAppSource(2), QStringLiteral("System"));
-    EXPECT_EQ(KSTSystemInfo::sourceLabelForInstalledAppSource(7), QStringLiteral("Direct"));
-    EXPECT_EQ(KSTSystemInfo::detailSourceLabelForInstalledAppSource(0),
-              QStringLiteral("Mac App Store"));
-    EXPECT_EQ(KSTSystemInfo::detailSourceLabelForInstalledAppSource(2),
-              QStringLiteral("macOS System"));
-    EXPECT_EQ(KSTSystemInfo::detailSourceLabelForInstalledAppSource(-1),
-              QStringLiteral("Direct Download"));
+    const struct
+    {
+        int source;
+        const char *label;
+        const char *detail;
+    } cases[] = {
+        {0, "App Store", "Mac App Store"}, {1, "Direct", "Direct Download"},
+        {2, "System", "macOS System"},     {7, "Direct", "Direct Download"},
+        {-1, "Direct", "Direct Download"},
+    };
+    for (const auto &c : cases) {
+        EXPECT_EQ(Info::sourceLabelForInstalledAppSource(c.source), QString::fromUtf8(c.label));
+        EXPECT_EQ(Info::detailSourceLabelForInstalledAppSource(c.source),
+                  QString::fromUtf8(c.detail));
+    }
 }
 
 } // namespace

@@ -2,126 +2,86 @@
 // what counts as a bundle, the cache, and the largest-first list.
 #include "KSTApplicationBundleCatalog.h"
 
-#include "KSTFixtureMac.h"
-#include "KSTPermissionChecker.h"
+#include "KSTMachineTest.h"
 #include "KSTSystemInfo.h"
 
 #include <QDir>
-#include <QFile>
 
 #include <gtest/gtest.h>
 
 using Catalog = KSTApplicationBundleCatalog;
-using App = KSTFixtureMac::App;
 
 namespace {
 
-class ApplicationBundleCatalogTest : public ::testing::Test
+class ApplicationBundleCatalogTest : public KSTMachineTest
 {
 protected:
-    void SetUp() override
+    // Adds "<folder>/<name>.app" (folder relative to the root); returns that relative path.
+    QString add(const QString &folder, const QString &name,
+                const QVariant &identifier = QStringLiteral("com.example.app"), qint64 bytes = 0)
     {
-        ASSERT_TRUE(mac.isValid());
-        mac.activate();
-        KSTPermissionChecker::resetForTesting();
-    }
-
-    // Adds "<location>/<name>.app"; returns its path relative to the root.
-    QString add(const QString &location, const QString &name, bool inHome = false,
-                const QVariant &identifier = QStringLiteral("com.example.app"),
-                qint64 resourceBytes = 0)
-    {
-        App app;
+        KSTFixtureMac::App app;
         app.name = name;
-        app.location = location;
-        app.inHome = inHome;
-        app.resourceBytes = resourceBytes;
+        app.location = folder;
+        app.resourceBytes = bytes;
         if (identifier.typeId() == QMetaType::QString)
             app.bundleIdentifier = identifier.toString();
         else
             app.extraInfo.insert(QStringLiteral("CFBundleIdentifier"), identifier);
-        return QDir(mac.root()).relativeFilePath(mac.addApp(app));
+        return relative(mac.addApp(app));
     }
-    QString inHome(const QString &relative) const
-    {
-        return QStringLiteral("Users/") + mac.login() + QLatin1Char('/') + relative;
-    }
-    QStringList relativeToRoot(const QStringList &paths) const
-    {
-        QStringList relative;
-        for (const QString &path : paths)
-            relative << QDir(mac.root()).relativeFilePath(path);
-        return relative;
-    }
+    QString relative(const QString &path) const { return QDir(mac.root()).relativeFilePath(path); }
 
-    KSTFixtureMac mac;
     KSTSystemInfo info;
 };
 
 TEST_F(ApplicationBundleCatalogTest, FindsBundlesWhereTheyAreAndSkipsTheRest)
 {
-    const QString twelve = QStringLiteral("Downloads/1/2/3/4/5/6/7/8/9/10/11");
-    add(QStringLiteral("Applications"), QStringLiteral("Safari"));
-    add(QStringLiteral("Applications/Utilities"), QStringLiteral("Terminal"));
-    add(QStringLiteral("Applications/a/b/c"), QStringLiteral("Deep"));
-    add(QStringLiteral("Applications"), QStringLiteral("Outer"));
-    const QString upper = mac.path(add(QStringLiteral("Applications"), QStringLiteral("Upper")));
-    ASSERT_TRUE(QDir().rename(upper, upper.chopped(4) + QLatin1String(".APP")));
-    add(QStringLiteral("System/Applications"), QStringLiteral("Notes"));
-    add(QStringLiteral("Applications"), QStringLiteral("Tool"), true);
-    add(QStringLiteral("Desktop"), QStringLiteral("Dropped"), true);
-    add(twelve, QStringLiteral("Twelve"), true);
-    add(QStringLiteral("Developer/Tools"), QStringLiteral("Helper"), true);
-    // Not bundles, too deep, or in places never searched.
-    add(QStringLiteral("Applications/a/b/c/d"), QStringLiteral("TooDeep"));
-    add(QStringLiteral("Applications"), QStringLiteral("NoIdentifier"), false, QString());
-    add(QStringLiteral("Applications"), QStringLiteral("NumericIdentifier"), false, 42);
-    add(QStringLiteral("Applications/Outer.app/Contents/Helpers"), QStringLiteral("Inner"));
-    add(QStringLiteral("Applications/.hidden"), QStringLiteral("Hidden"));
-    add(twelve + QStringLiteral("/12"), QStringLiteral("Thirteen"), true);
-    add(QStringLiteral("Documents/web/node_modules/electron/dist"), QStringLiteral("Electron"),
-        true);
-    add(QStringLiteral("Documents/Build/Products"), QStringLiteral("Built"), true);
-    add(QStringLiteral("Developer/X/DerivedData"), QStringLiteral("Derived"), true);
-    add(QStringLiteral("Developer/Pods"), QStringLiteral("Pod"), true);
-    add(QStringLiteral("Downloads/Intermediates"), QStringLiteral("Partial"), true);
-    add(QStringLiteral("Library/Application Support"), QStringLiteral("Support"), true);
-    add(QStringLiteral("Music"), QStringLiteral("Mixer"), true);
-    add(QStringLiteral("Movies/Old.photoslibrary"), QStringLiteral("Viewer"), true);
+    const QString home = QStringLiteral("Users/alice/");
+    const QString twelve = home + "Downloads/1/2/3/4/5/6/7/8/9/10/11";
+    // Found, in walk order: sorted within a root, roots in search order.
+    QStringList found = {add("Applications", "Outer"), add("Applications", "Safari"),
+                         add("Applications", "Upper")};
+    ASSERT_TRUE(QDir(mac.root()).rename(found.last(), "Applications/Upper.APP"));
+    found.last() = "Applications/Upper.APP";
+    found << add("Applications/Utilities", "Terminal") << add("Applications/a/b/c", "Deep")
+          << add("System/Applications", "Notes") << add(home + "Applications", "Tool")
+          << add(home + "Desktop", "Dropped") << add(twelve, "Twelve")
+          << add(home + "Developer/Tools", "Helper");
+    // Not bundles, too deep, inside a bundle, or in places never searched.
+    add("Applications/a/b/c/d", "TooDeep");
+    add("Applications", "NoIdentifier", QString());
+    add("Applications", "NumericIdentifier", 42);
+    add("Applications/Outer.app/Contents/Helpers", "Inner");
+    add("Applications/.hidden", "Hidden");
+    add(twelve + "/12", "Thirteen");
+    for (const char *skipped :
+         {"Documents/web/node_modules/electron/dist", "Documents/Build/Products",
+          "Developer/X/DerivedData", "Developer/Pods", "Downloads/Intermediates",
+          "Library/Application Support", "Music", "Movies/Old.photoslibrary"})
+        add(home + skipped, "Skipped");
     // Links are never followed, not even to a real bundle.
-    const QString elsewhere = add(QStringLiteral("Elsewhere"), QStringLiteral("Linked"));
-    mac.makeSymlink(inHome(QStringLiteral("Desktop/shortcut")),
-                    mac.path(QStringLiteral("Elsewhere")));
-    mac.makeSymlink(inHome(QStringLiteral("Desktop/Linked.app")), mac.path(elsewhere));
-    mac.writeFile(QStringLiteral("Applications/Plain.app"), "not a folder");
+    const QString elsewhere = add("Elsewhere", "Linked");
+    mac.makeSymlink(home + "Desktop/shortcut", mac.path("Elsewhere"));
+    mac.makeSymlink(home + "Desktop/Linked.app", mac.path(elsewhere));
+    mac.writeFile("Applications/Plain.app", "not a folder");
 
-    // Sorted walk order within a root, roots in search order; the helper inside Outer.app
-    // stays inside it.
     const Catalog catalog(info);
-    EXPECT_EQ(relativeToRoot(catalog.applicationBundlePaths()),
-              (QStringList{
-                  QStringLiteral("Applications/Outer.app"),
-                  QStringLiteral("Applications/Safari.app"),
-                  QStringLiteral("Applications/Upper.APP"),
-                  QStringLiteral("Applications/Utilities/Terminal.app"),
-                  QStringLiteral("Applications/a/b/c/Deep.app"),
-                  QStringLiteral("System/Applications/Notes.app"),
-                  inHome(QStringLiteral("Applications/Tool.app")),
-                  inHome(QStringLiteral("Desktop/Dropped.app")),
-                  inHome(QStringLiteral("Downloads/1/2/3/4/5/6/7/8/9/10/11/Twelve.app")),
-                  inHome(QStringLiteral("Developer/Tools/Helper.app")),
-              }));
+    QStringList listed;
+    for (const QString &path : catalog.applicationBundlePaths())
+        listed << relative(path);
+    EXPECT_EQ(listed, found);
     EXPECT_EQ(catalog.installedApplicationCount(), 10);
 }
 
 TEST_F(ApplicationBundleCatalogTest, ListIsCachedUntilTheInventoryIsInvalidated)
 {
-    add(QStringLiteral("Applications"), QStringLiteral("First"));
+    add("Applications", "First");
     const Catalog catalog(info);
     EXPECT_EQ(catalog.installedApplicationCount(), 1);
     EXPECT_EQ(info.cachedApplicationBundlePaths(), catalog.applicationBundlePaths());
 
-    add(QStringLiteral("Applications"), QStringLiteral("Second"));
+    add("Applications", "Second");
     EXPECT_EQ(catalog.installedApplicationCount(), 1);
     info.invalidateAppInventoryCache();
     EXPECT_EQ(catalog.installedApplicationCount(), 2);
@@ -129,36 +89,28 @@ TEST_F(ApplicationBundleCatalogTest, ListIsCachedUntilTheInventoryIsInvalidated)
 
 TEST_F(ApplicationBundleCatalogTest, LargestFirstWithEqualSizesByName)
 {
-    add(QStringLiteral("Applications"), QStringLiteral("Beta"), false,
-        QStringLiteral("com.example.beta"), 200'000);
-    add(QStringLiteral("Applications"), QStringLiteral("Alpha"), false,
-        QStringLiteral("com.example.alpha"), 200'000);
-    add(QStringLiteral("Applications"), QStringLiteral("Huge"), false,
-        QStringLiteral("com.example.huge"), 900'000);
-    add(QStringLiteral("Applications"), QStringLiteral("small"), false,
-        QStringLiteral("com.example.small"), 0);
-    add(QStringLiteral("Downloads"), QStringLiteral("Alpha"), true,
-        QStringLiteral("com.example.alpha"), 200'000);
+    add("Applications", "Beta", "com.example.beta", 200'000);
+    add("Applications", "Alpha", "com.example.alpha", 200'000);
+    add("Applications", "Huge", "com.example.huge", 900'000);
+    add("Applications", "small", "com.example.small", 0);
+    add("Users/alice/Downloads", "Alpha", "com.example.alpha", 200'000);
 
     const Catalog catalog(info);
     const QList<KSTAppUsageInfo> all = catalog.topApplicationsBySize(10);
-    ASSERT_EQ(all.size(), 5);
     QStringList order;
-    for (const KSTAppUsageInfo &app : all) {
-        order << QDir(mac.root()).relativeFilePath(app.bundlePath);
-        EXPECT_EQ(app.cpuUsage, 0.0);
-    }
-    ASSERT_EQ(all[1].sizeBytes, all[3].sizeBytes);
-    EXPECT_EQ(order, (QStringList{QStringLiteral("Applications/Huge.app"),
-                                  QStringLiteral("Applications/Alpha.app"),
-                                  inHome(QStringLiteral("Downloads/Alpha.app")),
-                                  QStringLiteral("Applications/Beta.app"),
-                                  QStringLiteral("Applications/small.app")}));
+    for (const KSTAppUsageInfo &app : all)
+        order << relative(app.bundlePath);
+    EXPECT_EQ(order, (QStringList{"Applications/Huge.app", "Applications/Alpha.app",
+                                  "Users/alice/Downloads/Alpha.app", "Applications/Beta.app",
+                                  "Applications/small.app"}));
+    ASSERT_EQ(all.size(), 5);
+    EXPECT_EQ(all[1].sizeBytes, all[3].sizeBytes);
     EXPECT_EQ(all[0].name, QStringLiteral("Huge"));
     EXPECT_GT(all[0].sizeBytes, 900'000u);
 
-    EXPECT_EQ(catalog.topApplicationsBySize(2).size(), 2);
-    EXPECT_EQ(catalog.topApplicationsBySize(2).last().bundlePath, all[1].bundlePath);
+    const QList<KSTAppUsageInfo> two = catalog.topApplicationsBySize(2);
+    ASSERT_EQ(two.size(), 2);
+    EXPECT_EQ(two.last().bundlePath, all[1].bundlePath);
     EXPECT_TRUE(catalog.topApplicationsBySize(0).isEmpty());
 }
 

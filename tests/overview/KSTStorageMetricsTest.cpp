@@ -3,17 +3,17 @@
 #include "KSTStorageMetrics.h"
 
 #include "KSTFakeHostInfo.h"
-#include "KSTFixtureMac.h"
-#include "KSTPermissionChecker.h"
+#include "KSTMachineTest.h"
 #include "KSTTestSupport.h"
 
 #include <QFile>
 
 #include <gtest/gtest.h>
 
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
+
+using Metrics = KSTStorageMetrics;
 
 namespace {
 
@@ -25,155 +25,107 @@ quint64 allocatedBytesOf(const QString &path)
     return quint64(info.st_blocks) * 512u;
 }
 
-class StorageMetricsTest : public ::testing::Test
-{
-protected:
-    void SetUp() override
-    {
-        ASSERT_TRUE(mac.isValid());
-        mac.activate();
-        KSTPermissionChecker::resetForTesting();
-    }
-    void TearDown() override { KSTPermissionChecker::resetForTesting(); }
-
-    KSTFixtureMac mac;
-};
-
-// One entry of a tree to size: how it is made and whether its blocks count.
-struct TreeEntry
-{
-    enum Kind { File, HardLink, Symlink, Sparse };
-    const char *path; // home-relative
-    Kind kind;
-    qint64 bytes;       // File, Sparse: apparent size
-    const char *target; // HardLink: home-relative file; Symlink: as written
-    bool counted;
-};
+using StorageMetricsTest = KSTMachineTest;
 
 TEST_F(StorageMetricsTest, DirectorySizeCountsAllocatedBlocksOfWhatMayBeRead)
 {
-    const QString outside = mac.makeDirectory(QStringLiteral("Outside"));
-    KSTTestSupport::writeFile(outside + QLatin1String("/big.bin"), QByteArray(300'000, 'x'));
-
-    const TreeEntry entries[] = {
-        {"Tree/a.bin", TreeEntry::File, 10'000, nullptr, true},
-        {"Tree/sub/deeper/b.bin", TreeEntry::File, 70'000, nullptr, true},
-        {"Tree/sub/odd name é.bin", TreeEntry::File, 5'000, nullptr, true},
-        {"Tree/sub/a-again.bin", TreeEntry::HardLink, 0, "Tree/a.bin", true},
-        {"Tree/sparse.bin", TreeEntry::Sparse, 50'000'000, nullptr, true},
-        {"Tree/.hidden.bin", TreeEntry::File, 40'000, nullptr, false},
-        {"Tree/.git/objects/pack.bin", TreeEntry::File, 40'000, nullptr, false},
-        {"Tree/Photos Library.photoslibrary/master.jpg", TreeEntry::File, 40'000, nullptr, false},
-        {"Tree/Old.MusicLibrary", TreeEntry::File, 40'000, nullptr, false},
-        {"Tree/outside-link", TreeEntry::Symlink, 0, "../../../Outside", true},
-        {"Tree/sub/dangling", TreeEntry::Symlink, 0, "/no/such/place", true},
+    KSTTestSupport::writeFile(mac.path("Outside/big.bin"), QByteArray(300'000, 'x'));
+    enum Kind { File, HardLink, Symlink, Sparse };
+    const struct
+    {
+        const char *path; // home-relative
+        Kind kind;
+        qint64 bytes;       // File, Sparse: apparent size
+        const char *target; // HardLink: home-relative file; Symlink: as written
+        bool counted;
+    } entries[] = {
+        {"Tree/a.bin", File, 10'000, nullptr, true},
+        {"Tree/sub/deeper/b.bin", File, 70'000, nullptr, true},
+        {"Tree/sub/odd name é.bin", File, 5'000, nullptr, true},
+        {"Tree/sub/a-again.bin", HardLink, 0, "Tree/a.bin", true},
+        {"Tree/sparse.bin", Sparse, 50'000'000, nullptr, true},
+        {"Tree/.hidden.bin", File, 40'000, nullptr, false},
+        {"Tree/.git/objects/pack.bin", File, 40'000, nullptr, false},
+        {"Tree/Photos Library.photoslibrary/master.jpg", File, 40'000, nullptr, false},
+        {"Tree/Old.MusicLibrary", File, 40'000, nullptr, false},
+        {"Tree/outside-link", Symlink, 0, "../../../Outside", true},
+        {"Tree/sub/dangling", Symlink, 0, "/no/such/place", true},
     };
     quint64 expected = 0;
-    for (const TreeEntry &entry : entries) {
+    for (const auto &entry : entries) {
         const QString path = mac.homePath(QString::fromUtf8(entry.path));
-        switch (entry.kind) {
-        case TreeEntry::File:
+        if (entry.kind == File) {
             mac.writeSizedHomeFile(QString::fromUtf8(entry.path), entry.bytes);
-            break;
-        case TreeEntry::HardLink:
-            ASSERT_EQ(::link(QFile::encodeName(mac.homePath(QLatin1String(entry.target))),
-                             QFile::encodeName(path)),
-                      0);
-            break;
-        case TreeEntry::Symlink:
-            ASSERT_TRUE(QFile::link(QLatin1String(entry.target), path));
-            break;
-        case TreeEntry::Sparse: {
+        } else if (entry.kind == HardLink) {
+            ASSERT_EQ(
+                ::link(QFile::encodeName(mac.homePath(entry.target)), QFile::encodeName(path)), 0);
+        } else if (entry.kind == Symlink) {
+            ASSERT_TRUE(QFile::link(entry.target, path));
+        } else {
             KSTTestSupport::writeFile(path, QByteArray(4096, 's'));
             ASSERT_EQ(::truncate(QFile::encodeName(path).constData(), entry.bytes), 0);
-            break;
-        }
         }
         if (entry.counted)
             expected += allocatedBytesOf(path);
     }
-    ASSERT_GT(expected, 0u);
-    ASSERT_LT(allocatedBytesOf(mac.homePath(QStringLiteral("Tree/sparse.bin"))), 1'000'000u);
+    ASSERT_LT(allocatedBytesOf(mac.homePath("Tree/sparse.bin")), 1'000'000u);
 
-    EXPECT_EQ(KSTStorageMetrics::directorySizeAtPath(mac.homePath(QStringLiteral("Tree"))),
-              expected);
+    EXPECT_EQ(Metrics::directorySizeAtPath(mac.homePath("Tree")), expected);
     // The same folder spelt untidily is the same folder.
-    EXPECT_EQ(KSTStorageMetrics::directorySizeAtPath(mac.home() + QLatin1String("//Tree/./")),
-              expected);
+    EXPECT_EQ(Metrics::directorySizeAtPath(mac.home() + "//Tree/./"), expected);
 }
 
 TEST_F(StorageMetricsTest, LargeTreesAreSizedAcrossThreadsWithTheSameTotal)
 {
     // Enough folders for the walk to bring in helper threads; every file a different size.
     quint64 expected = 0;
-    int file = 0;
-    for (int a = 0; a < 6; ++a) {
-        for (int b = 0; b < 6; ++b) {
-            for (int c = 0; c < 6; ++c) {
-                const QString folder = QStringLiteral("Wide/%1/%2/%3/").arg(a).arg(b).arg(c);
-                for (int n = 0; n < 3; ++n, ++file)
-                    expected += allocatedBytesOf(mac.writeSizedHomeFile(
-                        folder + QString::number(n), 1 + (file * 7919) % 40'000));
-                mac.writeSizedHomeFile(folder + QLatin1String(".skipped"), 9'000);
-            }
-        }
+    for (int file = 0; file < 6 * 6 * 6 * 3; ++file) {
+        const int folder = file / 3;
+        const QString path =
+            QStringLiteral("Wide/%1/%2/%3/").arg(folder / 36).arg(folder / 6 % 6).arg(folder % 6);
+        expected += allocatedBytesOf(
+            mac.writeSizedHomeFile(path + QString::number(file % 3), 1 + (file * 7919) % 40'000));
+        if (file % 3 == 0)
+            mac.writeSizedHomeFile(path + ".skipped", 9'000);
     }
     for (int round = 0; round < 3; ++round)
-        EXPECT_EQ(KSTStorageMetrics::directorySizeAtPath(mac.homePath(QStringLiteral("Wide"))),
-                  expected);
+        EXPECT_EQ(Metrics::directorySizeAtPath(mac.homePath("Wide")), expected);
 }
 
-TEST_F(StorageMetricsTest, DirectorySizeIsZeroForWhatIsNotAReadableFolder)
+TEST_F(StorageMetricsTest, WhatIsNotAReadableFolderHasNoSizeAndNoEntries)
 {
-    mac.writeSizedHomeFile(QStringLiteral("Music/Library/song.m4a"), 80'000);
-    mac.writeSizedHomeFile(QStringLiteral("Pictures/Photos Library.photoslibrary/a.jpg"), 80'000);
-    mac.writeSizedHomeFile(QStringLiteral("Documents/report.pdf"), 80'000);
-    mac.makeSymlink(QStringLiteral("Linked"), mac.homePath(QStringLiteral("Documents")));
+    mac.writeSizedHomeFile("Music/Library/song.m4a", 80'000);
+    mac.writeSizedHomeFile("Pictures/Photos Library.photoslibrary/a.jpg", 80'000);
+    const QString report = mac.writeSizedHomeFile("Documents/report.pdf", 80'000);
+    mac.makeSymlink("Linked", mac.homePath("Documents"));
 
-    const QString cases[] = {
-        QString(),
-        mac.homePath(QStringLiteral("Music")),
-        mac.homePath(QStringLiteral("Music/Library")),
-        mac.homePath(QStringLiteral("Pictures/Photos Library.photoslibrary")),
-        mac.homePath(QStringLiteral("Pictures/PHOTOS.PhotosLibrary")),
-        mac.homePath(QStringLiteral("Documents/report.pdf")), // a file, not a folder
-        mac.path(QStringLiteral("Linked")),                   // a link to a folder
-        mac.homePath(QStringLiteral("Nowhere")),
-    };
-    for (const QString &path : cases)
-        EXPECT_EQ(KSTStorageMetrics::directorySizeAtPath(path), 0u) << path.toStdString();
-
+    for (const QString &path :
+         {QString(), mac.homePath("Music"), mac.homePath("Music/Library"),
+          mac.homePath("Pictures/Photos Library.photoslibrary"),
+          mac.homePath("Pictures/PHOTOS.PhotosLibrary"), report, mac.homePath("Nowhere")}) {
+        EXPECT_EQ(Metrics::directorySizeAtPath(path), 0u) << path.toStdString();
+        EXPECT_TRUE(Metrics::directoryEntriesAtPath(path).isEmpty()) << path.toStdString();
+    }
+    // A link to a folder is not followed.
+    EXPECT_EQ(Metrics::directorySizeAtPath(mac.path("Linked")), 0u);
     // The home itself: Documents counts, the Music folder and the photo library do not.
-    EXPECT_EQ(KSTStorageMetrics::directorySizeAtPath(mac.home()),
-              allocatedBytesOf(mac.homePath(QStringLiteral("Documents/report.pdf"))));
+    EXPECT_EQ(Metrics::directorySizeAtPath(mac.home()), allocatedBytesOf(report));
 }
 
-TEST_F(StorageMetricsTest, DirectoryEntriesListEverythingButProtectedPlaces)
+TEST_F(StorageMetricsTest, DirectoryEntriesListEverythingInByteOrder)
 {
-    const QString folder = mac.makeHomeDirectory(QStringLiteral("Library/Caches"));
     for (const char *name : {"com.zeta.app", ".hidden", "Caches Folder", "com.alpha.app"})
-        mac.makeHomeDirectory(QLatin1String("Library/Caches/") + QLatin1String(name));
-    mac.writeHomeFile(QStringLiteral("Library/Caches/file.db"), "x");
-    mac.writeHomeFile(QStringLiteral("Music/track.mp3"), "x");
-
-    EXPECT_EQ(KSTStorageMetrics::directoryEntriesAtPath(folder),
-              (QStringList{QStringLiteral(".hidden"), QStringLiteral("Caches Folder"),
-                           QStringLiteral("com.alpha.app"), QStringLiteral("com.zeta.app"),
-                           QStringLiteral("file.db")}));
-    EXPECT_TRUE(KSTStorageMetrics::directoryEntriesAtPath(QString()).isEmpty());
-    EXPECT_TRUE(
-        KSTStorageMetrics::directoryEntriesAtPath(mac.homePath(QStringLiteral("Music"))).isEmpty());
-    EXPECT_TRUE(
-        KSTStorageMetrics::directoryEntriesAtPath(mac.homePath(QStringLiteral("Gone"))).isEmpty());
-    EXPECT_TRUE(KSTStorageMetrics::directoryEntriesAtPath(
-                    mac.homePath(QStringLiteral("Library/Caches/file.db")))
-                    .isEmpty());
+        mac.makeHomeDirectory(QLatin1String("Library/Caches/") + name);
+    mac.writeHomeFile("Library/Caches/file.db", "x");
+    EXPECT_EQ(
+        Metrics::directoryEntriesAtPath(mac.homePath("Library/Caches")),
+        (QStringList{".hidden", "Caches Folder", "com.alpha.app", "com.zeta.app", "file.db"}));
 }
 
 TEST_F(StorageMetricsTest, BootVolumeUsageAsksAboutTheHomeAndKeepsOutputsWhenUnreadable)
 {
     KSTScopedFakeHost host;
-    struct
+    const struct
     {
         std::optional<KSTVolumeUsage> usage;
         quint64 total;
@@ -187,47 +139,32 @@ TEST_F(StorageMetricsTest, BootVolumeUsageAsksAboutTheHomeAndKeepsOutputsWhenUnr
         host->with([&](KSTFakeHostInfo::Figures &f) { f.volumeUsage = c.usage; });
         quint64 total = 7;
         quint64 used = 9;
-        KSTStorageMetrics::bootVolumeUsageTotal(&total, &used);
+        Metrics::bootVolumeUsageTotal(&total, &used);
         EXPECT_EQ(total, c.total);
         EXPECT_EQ(used, c.used);
-        KSTStorageMetrics::bootVolumeUsageTotal(nullptr, nullptr); // either may be left out
+        Metrics::bootVolumeUsageTotal(nullptr, nullptr); // either may be left out
     }
-    for (const QString &asked : host->figures().volumeUsagePaths)
-        EXPECT_EQ(asked, mac.home());
+    EXPECT_EQ(host->figures().volumeUsagePaths, QStringList(6, mac.home()));
 }
 
 TEST_F(StorageMetricsTest, CategoriesSplitUsedSpaceInFixedOrder)
 {
-    KSTFixtureMac::App safari;
-    safari.name = QStringLiteral("Safari");
-    safari.bundleIdentifier = QStringLiteral("com.apple.Safari");
-    safari.resourceBytes = 200'000;
-    const QString systemApp = mac.addApp(safari);
-    KSTFixtureMac::App notes = safari;
-    notes.name = QStringLiteral("Notes");
-    notes.location = QStringLiteral("System/Applications");
-    notes.resourceBytes = 30'000;
-    mac.addApp(notes);
-    KSTFixtureMac::App tool = safari;
-    tool.name = QStringLiteral("Tool");
-    tool.inHome = true;
-    tool.resourceBytes = 10'000;
-    mac.addApp(tool);
-    mac.writeSizedHomeFile(QStringLiteral("Movies/clip.mov"), 400'000);
-    mac.writeSizedHomeFile(QStringLiteral("Pictures/photo.jpg"), 120'000);
-    mac.writeSizedHomeFile(QStringLiteral("Music/song.m4a"), 900'000); // never counted
-    mac.writeSizedHomeFile(QStringLiteral("Documents/thesis.pdf"), 60'000);
-
-    using Metrics = KSTStorageMetrics;
-    const quint64 apps =
-        Metrics::directorySizeAtPath(mac.path(QStringLiteral("Applications"))) +
-        Metrics::directorySizeAtPath(mac.path(QStringLiteral("System/Applications"))) +
-        Metrics::directorySizeAtPath(mac.homePath(QStringLiteral("Applications")));
-    ASSERT_GT(Metrics::directorySizeAtPath(systemApp), 200'000u);
-    const quint64 media = allocatedBytesOf(mac.homePath(QStringLiteral("Movies/clip.mov"))) +
-                          allocatedBytesOf(mac.homePath(QStringLiteral("Pictures/photo.jpg")));
+    quint64 apps = 0;
+    for (const char *folder : {"Applications", "System/Applications", "Users/alice/Applications"}) {
+        KSTFixtureMac::App app;
+        app.name = QStringLiteral("App");
+        app.bundleIdentifier = QStringLiteral("com.example.app");
+        app.location = QLatin1String(folder);
+        app.resourceBytes = 100'000;
+        mac.addApp(app);
+        apps += Metrics::directorySizeAtPath(mac.path(folder));
+    }
+    ASSERT_GT(apps, 300'000u);
+    const quint64 media = allocatedBytesOf(mac.writeSizedHomeFile("Movies/clip.mov", 400'000)) +
+                          allocatedBytesOf(mac.writeSizedHomeFile("Pictures/photo.jpg", 120'000));
+    mac.writeSizedHomeFile("Music/song.m4a", 900'000); // never counted
     const quint64 documents =
-        allocatedBytesOf(mac.homePath(QStringLiteral("Documents/thesis.pdf")));
+        allocatedBytesOf(mac.writeSizedHomeFile("Documents/thesis.pdf", 60'000));
 
     const struct
     {
@@ -239,22 +176,16 @@ TEST_F(StorageMetricsTest, CategoriesSplitUsedSpaceInFixedOrder)
         {1'000, 0}, // used smaller than what was measured
     };
     for (const auto &c : cases) {
-        const QList<KSTStorageCategory> categories =
-            Metrics::storageCategoriesForUsedBytes(c.used, 123);
-        ASSERT_EQ(categories.size(), 4);
-        const QStringList names = {categories[0].name, categories[1].name, categories[2].name,
-                                   categories[3].name};
-        const QStringList colours = {categories[0].colorKey, categories[1].colorKey,
-                                     categories[2].colorKey, categories[3].colorKey};
-        EXPECT_EQ(names,
-                  (QStringList{QStringLiteral("Apps"), QStringLiteral("Media"),
-                               QStringLiteral("Documents"), QStringLiteral("System & Other")}));
-        EXPECT_EQ(colours, (QStringList{QStringLiteral("blue"), QStringLiteral("purple"),
-                                        QStringLiteral("emerald"), QStringLiteral("zinc")}));
-        EXPECT_EQ(categories[0].bytes, apps);
-        EXPECT_EQ(categories[1].bytes, media);
-        EXPECT_EQ(categories[2].bytes, documents);
-        EXPECT_EQ(categories[3].bytes, c.other) << c.used;
+        QStringList categories;
+        for (const KSTStorageCategory &category : Metrics::storageCategoriesForUsedBytes(c.used, 1))
+            categories << QStringLiteral("%1 %2 %3")
+                              .arg(category.name, category.colorKey)
+                              .arg(category.bytes);
+        EXPECT_EQ(categories, (QStringList{QStringLiteral("Apps blue %1").arg(apps),
+                                           QStringLiteral("Media purple %1").arg(media),
+                                           QStringLiteral("Documents emerald %1").arg(documents),
+                                           QStringLiteral("System & Other zinc %1").arg(c.other)}))
+            << c.used;
     }
 }
 

@@ -6,10 +6,21 @@
 #include <QEventLoop>
 #include <QFile>
 #include <QFileInfo>
+#include <QJsonParseError>
 #include <QThread>
+
+#include <gtest/gtest.h>
 
 #include <fcntl.h>
 #include <sys/stat.h>
+
+QJsonDocument KSTProgramRun::json() const
+{
+    QJsonParseError error;
+    const QJsonDocument document = QJsonDocument::fromJson(out.toUtf8(), &error);
+    EXPECT_EQ(error.error, QJsonParseError::NoError) << out.toStdString();
+    return document;
+}
 
 namespace KSTTestSupport {
 

@@ -1,8 +1,20 @@
 #pragma once
 
+#include <QJsonDocument>
 #include <QString>
 
 #include <functional>
+
+/// What one run of the `kestrel` program returned and wrote.
+struct KSTProgramRun
+{
+    int status = -1; ///< the exit status; -1 when the program did not run to its end
+    QString out;
+    QString err;
+
+    /// Standard output as one JSON document; a failure of the test when it is not one.
+    QJsonDocument json() const;
+};
 
 /// Helpers every test executable shares.
 namespace KSTTestSupport {

@@ -1,0 +1,38 @@
+#pragma once
+
+#include "KSTCleanUpSnapshot.h"
+
+#include <QStringList>
+
+#include <ostream>
+
+// Clean-up items compare field by field and print whole in failure messages, so a test states
+// the item it expects in one line.
+inline bool operator==(const KSTCleanUpItem &a, const KSTCleanUpItem &b)
+{
+    return a.name == b.name && a.displayPath == b.displayPath && a.filePath == b.filePath &&
+           a.bytes == b.bytes && a.nameOnlyInList == b.nameOnlyInList;
+}
+
+inline void PrintTo(const KSTCleanUpItem &item, std::ostream *stream)
+{
+    *stream << '{' << item.name.toStdString() << ", " << item.displayPath.toStdString() << ", "
+            << item.filePath.toStdString() << ", " << item.bytes
+            << (item.nameOnlyInList ? ", name only}" : "}");
+}
+
+inline QStringList namesOf(const QList<KSTCleanUpItem> &items)
+{
+    QStringList names;
+    for (const KSTCleanUpItem &item : items)
+        names << item.name;
+    return names;
+}
+
+inline quint64 bytesOf(const QList<KSTCleanUpItem> &items)
+{
+    quint64 total = 0;
+    for (const KSTCleanUpItem &item : items)
+        total += item.bytes;
+    return total;
+}
