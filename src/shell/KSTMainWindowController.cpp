@@ -1,5 +1,6 @@
 #include "KSTMainWindowController.h"
 
+#include "KSTCleanUpViewController.h"
 #include "KSTContentShellViewController.h"
 #include "KSTFullDiskAccessViewController.h"
 #include "KSTNotificationCenter.h"
@@ -85,6 +86,10 @@ void KSTMainWindowController::setupUI()
         if (auto *overview = qobject_cast<KSTOverviewViewController *>(screen)) {
             connect(overview, &KSTOverviewViewController::didRequestSection, this,
                     &KSTMainWindowController::overviewDidRequestSection);
+        }
+        if (auto *cleanUp = qobject_cast<KSTCleanUpViewController *>(screen)) {
+            connect(cleanUp, &KSTCleanUpViewController::didRequestFullDiskAccessSettings, this,
+                    [this] { openFullDiskAccessSettingsForSection(KSTSectionCatalog::CleanUp); });
         }
         screen->hide();
         m_screenControllers << screen;
@@ -241,7 +246,12 @@ void KSTMainWindowController::overviewDidRequestSection(int section)
 void KSTMainWindowController::fullDiskAccessViewControllerDidChooseOpenSettings(
     KSTFullDiskAccessViewController *screen)
 {
-    m_pendingPermissionSection = screen->targetSection();
+    openFullDiskAccessSettingsForSection(screen->targetSection());
+}
+
+void KSTMainWindowController::openFullDiskAccessSettingsForSection(int section)
+{
+    m_pendingPermissionSection = section;
     m_waitingForFullDiskAccessGrant = true;
     if (KSTPermissionChecker::isRunningSandboxed()) {
         QPointer<KSTMainWindowController> self(this);

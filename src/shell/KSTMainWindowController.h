@@ -66,6 +66,10 @@ public:
     void overviewDidRequestSection(int section);
     void fullDiskAccessViewControllerDidChooseOpenSettings(KSTFullDiskAccessViewController *screen);
     void fullDiskAccessViewControllerDidChooseRemindLater(KSTFullDiskAccessViewController *screen);
+    /// Opens the Full Disk Access settings (in a sandboxed build: asks for the home folder)
+    /// and waits for the grant, after which @p section is shown again. The permission screen
+    /// and the Clean Up screen's reminder both come here.
+    void openFullDiskAccessSettingsForSection(int section);
     void folderAccessStatusDidChange();
     /// Refreshes the access status, then handleFolderAccessGrantedIfNeeded().
     void applicationDidBecomeActive();

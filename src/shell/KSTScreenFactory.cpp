@@ -1,6 +1,7 @@
 #include "KSTScreenFactory.h"
 
 #include "KSTAutoCleanViewController.h"
+#include "KSTCleanUpViewController.h"
 #include "KSTOverviewViewController.h"
 #include "KSTSectionCatalog.h"
 #include "KSTUnavailableViewController.h"
@@ -11,10 +12,11 @@ KSTToolScreen *KSTScreenFactory::makeScreenForSection(int section, const KSTShel
     switch (section) {
     case KSTSectionCatalog::Overview:
         return new KSTOverviewViewController(*engines.systemInfo, engines.liveSampler, parent);
+    case KSTSectionCatalog::CleanUp:
+        return new KSTCleanUpViewController(*engines.systemInfo, parent);
     case KSTSectionCatalog::AutoClean:
         return new KSTAutoCleanViewController(*engines.autoCleanManager, parent);
     case KSTSectionCatalog::Reporter:
-    case KSTSectionCatalog::CleanUp:
     case KSTSectionCatalog::Duplicates:
     case KSTSectionCatalog::AppManage:
     case KSTSectionCatalog::Utilities:

@@ -38,6 +38,11 @@ QString KSTStyle::applicationStyleSheet()
     const QString accent = P::css(P::accent());
     QColor accentPressed = P::accent().darker(115);
     QColor track = P::trackFill();
+    // A primary button that cannot be used yet keeps its place but fades, as the Mac's do.
+    QColor disabledAccent = P::accent();
+    disabledAccent.setAlpha(P::isDark() ? 90 : 110);
+    QColor disabledText(Qt::white);
+    disabledText.setAlpha(P::isDark() ? 140 : 220);
 
     QString sheet;
     sheet += QStringLiteral("QWidget { color: %1; }\n").arg(primary);
@@ -67,14 +72,17 @@ QString KSTStyle::applicationStyleSheet()
                  "QPushButton[kstRole=\"%1\"] { background: %2; color: white; border: none; "
                  "font-weight: 600; }\n"
                  "QPushButton[kstRole=\"%1\"]:pressed { background: %3; }\n"
+                 "QPushButton[kstRole=\"%1\"]:disabled { background: %10; color: %11; }\n"
                  "QPushButton[kstRole=\"%4\"] { background: %5; color: %6; border: 1px solid "
                  "%7; font-weight: 500; }\n"
                  "QPushButton[kstRole=\"%4\"]:hover { background: %8; }\n"
+                 "QPushButton[kstRole=\"%4\"]:disabled { color: %12; }\n"
                  "QPushButton[kstRole=\"%9\"] { background: transparent; color: %2; border: none; "
                  "padding: 4px 6px; font-weight: 500; }\n")
                  .arg(QLatin1String(PrimaryButton), accent, P::css(accentPressed),
                       QLatin1String(SecondaryButton), P::css(P::cardBackground()), primary,
-                      P::css(P::separator()), P::css(P::hoverFill()), QLatin1String(PlainButton));
+                      P::css(P::separator()), P::css(P::hoverFill()), QLatin1String(PlainButton),
+                      P::css(disabledAccent), P::css(disabledText), tertiary);
     sheet += QStringLiteral(
                  "QScrollArea, QScrollArea > QWidget > QWidget { background: transparent; "
                  "border: none; }\n"

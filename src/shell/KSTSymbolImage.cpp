@@ -47,6 +47,13 @@ const QList<std::pair<QString, QString>> &symbolTable()
         {QStringLiteral("folder"), QStringLiteral("folder")},
         {QStringLiteral("xmark"), QStringLiteral("x")},
         {QStringLiteral("calendar"), QStringLiteral("calendar")},
+        // Clean Up
+        {QStringLiteral("folder.badge.gearshape"), QStringLiteral("folder-cog")},
+        {QStringLiteral("square.stack.3d.up.fill"), QStringLiteral("layers")},
+        {QStringLiteral("shippingbox.fill"), QStringLiteral("package-open")},
+        {QStringLiteral("checkmark"), QStringLiteral("check")},
+        {QStringLiteral("minus"), QStringLiteral("minus")},
+        {QStringLiteral("chevron.down"), QStringLiteral("chevron-down")},
     };
     return table;
 }

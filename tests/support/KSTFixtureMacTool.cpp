@@ -5,7 +5,9 @@
 //
 // The machine: the recorded MacBook Pro (Apple M3) system_profiler, macOS Sonoma 14.5, one
 // user "alice" with applications of different sizes, documents, movies and pictures, old
-// downloads and logs, and a Trash with a few items. Kestrel has Full Disk Access on it unless
+// downloads and logs, a Trash with a few items, and what Clean Up looks for (caches and
+// support folders of other applications, an interrupted download, installers, screenshots,
+// an iPhone backup and large sparse files). Kestrel has Full Disk Access on it unless
 // --no-full-disk-access is given. --autoclean-history lets the real Auto Clean engine run
 // three rules once on the machine (Downloads older than 30 days, the Trash, logs older than
 // 7 days) with a never-touch list, then switches automation off again, so that the month's
@@ -20,6 +22,7 @@
 
 #include <QCoreApplication>
 #include <QDateTime>
+#include <QFile>
 #include <QTextStream>
 
 namespace {
@@ -85,6 +88,93 @@ void addHomeContents(KSTFixtureMac &mac)
     mac.writeSizedHomeFile(QStringLiteral(".Trash/Untitled.txt"), 4096, now.addDays(-2));
 }
 
+// A sparse file of @p bytes: the large-file search goes by length, so it costs no disk.
+bool writeSparseHomeFile(KSTFixtureMac &mac, const QString &homeRelative, qint64 bytes,
+                         const QDateTime &modified)
+{
+    const QString path = mac.writeHomeFile(homeRelative, "\0");
+    QFile file(path);
+    if (!file.open(QIODevice::ReadWrite) || !file.resize(bytes))
+        return false;
+    file.close();
+    return KSTFixtureMac::setModified(path, modified);
+}
+
+// What Clean Up finds on a Mac in use: other applications' caches and support folders (and
+// Apple's, which it leaves out), saved window state, a Trash with Finder's .DS_Store, an
+// interrupted download beside an empty one, installers, screenshots, an iPhone backup with
+// a real Info.plist, and large files (sparse) outside Library, found through find.
+bool addCleanUpHome(KSTFixtureMac &mac)
+{
+    const QDateTime now = QDateTime::currentDateTime();
+    const struct
+    {
+        const char *path;
+        qint64 kilobytes;
+    } files[] = {
+        {"Library/Caches/com.spotify.client/Data/0a/4f1c2e.file", 46 * 1024},
+        {"Library/Caches/Google/Chrome/Default/Cache/Cache_Data/data_1", 31 * 1024},
+        {"Library/Caches/com.tinyspeck.slackmacgap/Cache.db", 18 * 1024},
+        {"Library/Caches/org.mozilla.firefox/Profiles/cache2/entries/8C1A", 12 * 1024},
+        {"Library/Caches/com.microsoft.VSCode.ShipIt/update.zip", 9 * 1024},
+        {"Library/Caches/com.pixelmatorteam.pixelmator.x/thumbnails.db", 3 * 1024},
+        {"Library/Caches/com.apple.Safari/Cache.db", 7 * 1024},
+        {"Library/Caches/CloudKit/records.db", 2 * 1024},
+        {"Library/Application Support/Slack/IndexedDB/data.ldb", 27 * 1024},
+        {"Library/Application Support/Code/CachedData/index.bin", 15 * 1024},
+        {"Library/Application Support/zoom.us/data/zoomus.enc.db", 8 * 1024},
+        {"Library/Application Support/AddressBook/AddressBook-v22.abcddb", 2 * 1024},
+        {"Library/Application Support/MobileSync/Backup/00008110-001A2D3C4E5F6789/Manifest.db",
+         38 * 1024},
+        {"Library/Saved Application State/com.microsoft.Word.savedState/data.data", 1536},
+        {"Library/Saved Application State/com.apple.Safari.savedState/windows.plist", 512},
+        {"Pictures/Screenshots/Screenshot 2024-06-03 at 09.41.12.png", 2400},
+        {"Pictures/Screenshots/Screenshot 2024-06-11 at 16.02.55.png", 1900},
+        {"Pictures/Screenshots/Screenshot 2024-06-12 at 11.18.40.png", 3100},
+        {"Downloads/zoomusInstallerFull.pkg", 14 * 1024},
+        {"Downloads/Firefox 127.0.dmg", 19 * 1024},
+        {"Downloads/Xcode_15.4.xip.download/Xcode_15.4.xip", 21 * 1024},
+    };
+    for (const auto &file : files)
+        mac.writeSizedHomeFile(QLatin1String(file.path), file.kilobytes * 1024, now.addDays(-3));
+    // Safari gave up on this one before a byte arrived: listed, but nothing to tick.
+    mac.makeHomeDirectory(QStringLiteral("Downloads/photos-export.zip.download"));
+
+    QFile backupInfo(KSTTestSupport::recordedMacFile(
+        QStringLiteral("iOS-backup-Info.plist.iPhone9,3-iOS14.3.mvt.bplist")));
+    QFile finderInfo(
+        KSTTestSupport::recordedMacFile(QStringLiteral("DS_Store.Trash.NOdoff-gitPractice.bin")));
+    if (!backupInfo.open(QIODevice::ReadOnly) || !finderInfo.open(QIODevice::ReadOnly))
+        return false;
+    mac.writeHomeFile(
+        QStringLiteral(
+            "Library/Application Support/MobileSync/Backup/00008110-001A2D3C4E5F6789/Info.plist"),
+        backupInfo.readAll(), now.addDays(-16));
+    mac.writeHomeFile(QStringLiteral(".Trash/.DS_Store"), finderInfo.readAll());
+    mac.writeSizedHomeFile(QStringLiteral(".Trash/Screen Recording 2024-05-02.mov"), 9 * MB,
+                           now.addDays(-9));
+
+    const struct
+    {
+        const char *path;
+        qint64 megabytes;
+    } large[] = {
+        {"Desktop/ubuntu-24.04-desktop-amd64.iso", 5944},
+        {"Movies/Family Reunion 4K.mov", 3270},
+        {"Documents/Archive 2019.zip", 1410},
+        {"Documents/Parallels/Windows 11 Disk.hdd", 2210},
+        {"Movies/Drone Footage/DJI_0042.MP4", 612},
+    };
+    for (const auto &file : large) {
+        if (!writeSparseHomeFile(mac, QLatin1String(file.path), file.megabytes * MB,
+                                 now.addDays(-120)))
+            return false;
+    }
+    // The large-file search runs find from under the analysed root, as it would on a Mac.
+    mac.linkHostTool(QStringLiteral("/usr/bin/find"));
+    return true;
+}
+
 // The real engine, run once on this machine; returns false when it reported nothing.
 bool runAutoCleanOnce(KSTFixtureMac &mac)
 {
@@ -127,6 +217,10 @@ int main(int argc, char **argv)
                         QStringLiteral("system_profiler-SPHardware.apple-M3-Mac15,3.txt"));
     addApplications(mac);
     addHomeContents(mac);
+    if (!addCleanUpHome(mac)) {
+        err << "kst_fixture_mac: could not write the Clean Up home\n";
+        return 1;
+    }
     if (!arguments.contains(QLatin1String("--no-full-disk-access"))) {
         mac.writePrivacyDatabase({{KSTApplicationInfo::bundleIdentifier(), 2}});
     }
