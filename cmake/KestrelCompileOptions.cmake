@@ -21,7 +21,9 @@ elseif(KESTREL_SANITIZE STREQUAL "thread")
 elseif(NOT KESTREL_SANITIZE STREQUAL "none")
     message(FATAL_ERROR "KESTREL_SANITIZE must be none, address or thread")
 endif()
+# The debug information comes from the build type (Debug or RelWithDebInfo), so a CI build
+# can ask for line tables only.
 if(_kst_san)
-    target_compile_options(kestrel_options INTERFACE ${_kst_san} -g)
+    target_compile_options(kestrel_options INTERFACE ${_kst_san})
     target_link_options(kestrel_options INTERFACE ${_kst_san})
 endif()
