@@ -28,13 +28,8 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
+using KSTTestSupport::readFile;
 using KSTTestSupport::writeFile;
-
-QByteArray readAll(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
 
 bool isSymlink(const QString &path)
 {
@@ -141,7 +136,7 @@ TEST_P(KSTTrashTest, NumbersNamesThatAreTakenAndKeepsEveryItemWhole)
         EXPECT_EQ(resulting, trash() + u'/' + QString::fromUtf8(row.lastName));
         // The last one is whole: its own content, not an earlier item's.
         const QString file = row.directory ? resulting + "/inside.txt"_L1 : resulting;
-        EXPECT_EQ(readAll(file), QByteArray::number(folder)) << row.name;
+        EXPECT_EQ(readFile(file), QByteArray::number(folder)) << row.name;
     }
     // Created private.
     EXPECT_EQ(permissions(trash()), mode_t(0700));
@@ -165,8 +160,8 @@ TEST_P(KSTTrashTest, MovesALinkAsALinkAndLeavesItsTargetAlone)
     for (const QString &link : QStringList{links + "/to-file"_L1, links + "/to-folder/"_L1})
         EXPECT_TRUE(isSymlink(trashed(link))) << qPrintable(link);
     EXPECT_EQ(entries(links), QStringList());
-    EXPECT_EQ(readAll(target), QByteArray("keep me"));
-    EXPECT_EQ(readAll(targetFolder + "/inside.txt"_L1), QByteArray("keep me too"));
+    EXPECT_EQ(readFile(target), QByteArray("keep me"));
+    EXPECT_EQ(readFile(targetFolder + "/inside.txt"_L1), QByteArray("keep me too"));
 }
 
 TEST_P(KSTTrashTest, AMissingItemIsAnErrorAndChangesNothing)
@@ -204,7 +199,7 @@ TEST_P(KSTTrashTest, ConcurrentMovesOfTheSameNameNeverOverwriteEachOther)
         thread.join();
 
     for (int i = 0; i < Items; ++i)
-        EXPECT_EQ(readAll(results[size_t(i)]), QByteArray::number(i))
+        EXPECT_EQ(readFile(results[size_t(i)]), QByteArray::number(i))
             << qPrintable(results[size_t(i)]);
     EXPECT_EQ(QSet<QString>(results.begin(), results.end()).size(), Items);
     EXPECT_EQ(entries(trash()).size(), Items);
@@ -244,8 +239,8 @@ TEST_P(KSTTrashTest, RemovePermanentlyNeverFollowsALink)
         EXPECT_FALSE(QFileInfo::exists(path) || isSymlink(path)) << qPrintable(path);
     }
     EXPECT_EQ(entries(precious), (QStringList{u"a.txt"_s, u"deeper"_s}));
-    EXPECT_EQ(readAll(precious + "/deeper/b.txt"_L1), QByteArray("b"));
-    EXPECT_EQ(readAll(preciousFile), QByteArray("p"));
+    EXPECT_EQ(readFile(precious + "/deeper/b.txt"_L1), QByteArray("b"));
+    EXPECT_EQ(readFile(preciousFile), QByteArray("p"));
     EXPECT_EQ(entries(m_home), QStringList{u"Library"_s});
     EXPECT_TRUE(QFileInfo(m_home + "/Library/Caches"_L1).isDir());
 
@@ -292,7 +287,7 @@ TEST_P(KSTTrashTest, RemovePermanentlyRemovesWhatItCanAndNamesTheFailure)
     EXPECT_EQ(error.userInfo.value(u"NSFilePath"_s).toString(), stuck);
     EXPECT_TRUE(error.userInfo.value(u"failedPaths"_s).toStringList().contains(stuck));
     EXPECT_EQ(entries(victim), QStringList{u"stuck"_s});
-    EXPECT_EQ(readAll(stuck), QByteArray("s"));
+    EXPECT_EQ(readFile(stuck), QByteArray("s"));
 }
 #endif
 
@@ -315,7 +310,7 @@ TEST_P(KSTMacTrashTest, RefusesAnItemOnAnotherVolume)
     KSTError error;
     EXPECT_FALSE(KSTTrash::moveToTrash(item, nullptr, &error));
     EXPECT_EQ(error.userInfo.value(u"NSPOSIXErrorCode"_s).toInt(), EXDEV);
-    EXPECT_EQ(readAll(item), QByteArray("on another volume"));
+    EXPECT_EQ(readFile(item), QByteArray("on another volume"));
     EXPECT_EQ(entries(trash()), QStringList());
 }
 
@@ -347,7 +342,7 @@ TEST_P(KSTFreedesktopTrashTest, AnItemOnAnotherVolumeGoesToThatVolumesTrash)
         const QString item = elsewhere.filePath(u"big file.bin"_s);
         writeFile(item, "x");
         const QString resulting = trashed(item);
-        const QByteArray info = readAll(expectedTrash + "/info/big file.bin.trashinfo"_L1);
+        const QByteArray info = readFile(expectedTrash + "/info/big file.bin.trashinfo"_L1);
         const QString original = KSTTrash::originalPathForTrashedItem(resulting);
         const mode_t mode = permissions(expectedTrash);
         QDir(shared).removeRecursively();
@@ -374,7 +369,7 @@ TEST_P(KSTFreedesktopTrashTest, WritesAPercentEncodedTrashInfoAndReadsOriginalPa
     EXPECT_EQ(resulting, trash() + u"/Grüße über #1%"_s);
     const QString infoPath =
         QFileInfo(trash()).path() + u"/info/Grüße über #1%"_s + ".trashinfo"_L1;
-    const QList<QByteArray> lines = readAll(infoPath).split('\n');
+    const QList<QByteArray> lines = readFile(infoPath).split('\n');
     ASSERT_EQ(lines.size(), 4); // three lines and the final newline
     EXPECT_EQ(lines[0], QByteArray("[Trash Info]"));
     EXPECT_EQ(lines[1], "Path=" + QFile::encodeName(m_outside) +
@@ -408,8 +403,8 @@ TEST_P(KSTFreedesktopTrashTest, NamesHeldByStrayEntriesAreSkippedNotOverwritten)
     const QString item = m_outside + "/note.txt"_L1;
     writeFile(item, "new");
     EXPECT_EQ(trashed(item), trash() + "/note 3.txt"_L1);
-    EXPECT_EQ(readAll(trash() + "/note.txt"_L1), QByteArray("stray file without info"));
-    EXPECT_EQ(readAll(info + "/note 2.txt.trashinfo"_L1), QByteArray("[Trash Info]\nPath=/x\n"));
+    EXPECT_EQ(readFile(trash() + "/note.txt"_L1), QByteArray("stray file without info"));
+    EXPECT_EQ(readFile(info + "/note 2.txt.trashinfo"_L1), QByteArray("[Trash Info]\nPath=/x\n"));
     // The info file the failed attempt reserved for "note.txt" was taken back.
     EXPECT_EQ(entries(info), (QStringList{u"note 2.txt.trashinfo"_s, u"note 3.txt.trashinfo"_s}));
 }
@@ -427,7 +422,7 @@ TEST_P(KSTFreedesktopTrashTest, CreatesTheTrashInTheHomeNotInTheCurrentDirectory
     const QString resulting = trashed(u"relative.txt"_s);
     QDir::setCurrent(previous);
     EXPECT_EQ(resulting, m_home + "/.local/share/Trash/files/relative.txt"_L1);
-    EXPECT_EQ(readAll(resulting), QByteArray("r"));
+    EXPECT_EQ(readFile(resulting), QByteArray("r"));
     EXPECT_EQ(entries(workingDirectory.path()), QStringList());
     EXPECT_EQ(KSTTrash::originalPathForTrashedItem(resulting),
               QDir(workingDirectory.path()).canonicalPath() + "/relative.txt"_L1);

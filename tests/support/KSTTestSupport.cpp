@@ -61,6 +61,12 @@ bool writeFile(const QString &path, const QByteArray &contents)
     return file.write(contents) == contents.size();
 }
 
+QByteArray readFile(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
 bool setModificationTime(const QString &path, qint64 secondsSinceEpoch)
 {
     timespec times[2];

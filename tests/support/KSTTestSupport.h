@@ -35,6 +35,9 @@ QString recordedMacFile(const QString &name);
 /// Writes @p contents to @p path, creating parent folders; false on failure.
 bool writeFile(const QString &path, const QByteArray &contents);
 
+/// The whole contents of @p path; empty when it cannot be read.
+QByteArray readFile(const QString &path);
+
 /// Sets the modification (and access) time of @p path, without following a link.
 bool setModificationTime(const QString &path, qint64 secondsSinceEpoch);
 
