@@ -145,25 +145,6 @@ TEST_P(KSTTrashTest, NumbersNamesThatAreTakenAndKeepsEveryItemWhole)
     }
 }
 
-TEST_P(KSTTrashTest, MovesALinkAsALinkAndLeavesItsTargetAlone)
-{
-    const QString target = m_outside + "/precious.txt"_L1;
-    const QString targetFolder = m_outside + "/precious folder"_L1;
-    writeFile(target, "keep me");
-    writeFile(targetFolder + "/inside.txt"_L1, "keep me too");
-    const QString links = m_outside + "/links"_L1;
-    ASSERT_TRUE(QDir().mkpath(links));
-    ASSERT_TRUE(QFile::link(target, links + "/to-file"_L1));
-    ASSERT_TRUE(QFile::link(targetFolder, links + "/to-folder"_L1));
-
-    // A trailing slash would make the kernel follow the link; the link is still what moves.
-    for (const QString &link : QStringList{links + "/to-file"_L1, links + "/to-folder/"_L1})
-        EXPECT_TRUE(isSymlink(trashed(link))) << qPrintable(link);
-    EXPECT_EQ(entries(links), QStringList());
-    EXPECT_EQ(readFile(target), QByteArray("keep me"));
-    EXPECT_EQ(readFile(targetFolder + "/inside.txt"_L1), QByteArray("keep me too"));
-}
-
 TEST_P(KSTTrashTest, AMissingItemIsAnErrorAndChangesNothing)
 {
     QString resulting = u"unchanged"_s;
@@ -208,9 +189,9 @@ TEST_P(KSTTrashTest, ConcurrentMovesOfTheSameNameNeverOverwriteEachOther)
     }
 }
 
-// --- Deleting for good -------------------------------------------------------------------
+// --- Links: moved or deleted as links, never followed -----------------------------------
 
-TEST_P(KSTTrashTest, RemovePermanentlyNeverFollowsALink)
+TEST_P(KSTTrashTest, LinksAreMovedOrRemovedAsLinksAndTheirTargetsSurvive)
 {
     const QString precious = m_outside + "/precious"_L1;
     writeFile(precious + "/a.txt"_L1, "a");
@@ -218,7 +199,17 @@ TEST_P(KSTTrashTest, RemovePermanentlyNeverFollowsALink)
     const QString preciousFile = m_outside + "/precious.txt"_L1;
     writeFile(preciousFile, "p");
 
-    // Links inside a deep tree, a link named with a trailing slash and a plain file.
+    // A trailing slash would make the kernel follow the link; the link is still what moves.
+    const QString links = m_outside + "/links"_L1;
+    ASSERT_TRUE(QDir().mkpath(links));
+    ASSERT_TRUE(QFile::link(preciousFile, links + "/to-file"_L1));
+    ASSERT_TRUE(QFile::link(precious, links + "/to-folder"_L1));
+    for (const QString &link : QStringList{links + "/to-file"_L1, links + "/to-folder/"_L1})
+        EXPECT_TRUE(isSymlink(trashed(link))) << qPrintable(link);
+    EXPECT_EQ(entries(links), QStringList());
+
+    // Deleted for good: links inside a deep tree, a link named with a trailing slash and a
+    // plain file.
     const QString tree = m_home + "/Library/Caches/App"_L1;
     QString deep = tree;
     for (int i = 0; i < 150; ++i)
@@ -239,9 +230,10 @@ TEST_P(KSTTrashTest, RemovePermanentlyNeverFollowsALink)
         EXPECT_FALSE(QFileInfo::exists(path) || isSymlink(path)) << qPrintable(path);
     }
     EXPECT_EQ(entries(precious), (QStringList{u"a.txt"_s, u"deeper"_s}));
+    EXPECT_EQ(readFile(precious + "/a.txt"_L1), QByteArray("a"));
     EXPECT_EQ(readFile(precious + "/deeper/b.txt"_L1), QByteArray("b"));
     EXPECT_EQ(readFile(preciousFile), QByteArray("p"));
-    EXPECT_EQ(entries(m_home), QStringList{u"Library"_s});
+    EXPECT_EQ(entries(m_home), (QStringList{isMac() ? u".Trash"_s : u".local"_s, u"Library"_s}));
     EXPECT_TRUE(QFileInfo(m_home + "/Library/Caches"_L1).isDir());
 
     KSTError error;
