@@ -67,6 +67,13 @@ QByteArray readFile(const QString &path)
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
+quint64 allocatedBytesOf(const QString &path)
+{
+    struct stat info;
+    return ::lstat(QFile::encodeName(path).constData(), &info) == 0 ? quint64(info.st_blocks) * 512u
+                                                                    : 0;
+}
+
 bool setModificationTime(const QString &path, qint64 secondsSinceEpoch)
 {
     timespec times[2];
