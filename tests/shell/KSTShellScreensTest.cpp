@@ -50,8 +50,8 @@ TEST_F(ScreensTest, OverviewShowsTheEngineSnapshotAndItsShortcutsOpenTools)
     ASSERT_NE(storage, nullptr);
     EXPECT_EQ(storage->text(), QStringLiteral("200 GB of 512 GB used"));
 
-    // Battery and version only where they add something: here no battery, and the version
-    // line is already the start of the specifications line.
+    // Battery and version only where they add something: here no battery, and the machine
+    // summary line already begins with the version.
     const auto shown = [overview](const QString &text) {
         for (const QLabel *label : overview->findChildren<QLabel *>()) {
             if (label->text() == text)
