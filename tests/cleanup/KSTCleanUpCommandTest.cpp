@@ -16,13 +16,7 @@
 namespace {
 
 constexpr qint64 MiB = 1024 * 1024;
-
-QByteArray contentsOf(const QString &path)
-{
-    QFile file(path);
-    EXPECT_TRUE(file.open(QIODevice::ReadOnly)) << path.toStdString();
-    return file.readAll();
-}
+using KSTTestSupport::readFile;
 
 class CleanUpCommandTest : public ::testing::Test
 {
@@ -37,12 +31,12 @@ protected:
               "Library/Logs/app.log", ".Trash/old.txt", "Downloads/movie.mp4.download",
               "Downloads/report.pdf", "Pictures/Screenshots/shot.png"})
             mac.writeSizedHomeFile(file, 4096);
-        mac.writeHomeFile(".Trash/.DS_Store", contentsOf(KSTTestSupport::recordedMacFile(
+        mac.writeHomeFile(".Trash/.DS_Store", readFile(KSTTestSupport::recordedMacFile(
                                                   "DS_Store.Trash.NOdoff-gitPractice.bin")));
         KSTFixtureMac::setModified(
             mac.writeHomeFile(
                 "Library/Application Support/MobileSync/Backup/00008030-AAAA/Info.plist",
-                contentsOf(KSTTestSupport::recordedMacFile(
+                readFile(KSTTestSupport::recordedMacFile(
                     "iOS-backup-Info.plist.iPhone9,3-iOS14.3.mvt.bplist"))),
             QDateTime(QDate(2021, 12, 3), QTime(19, 33), Qt::UTC));
         for (const auto &[file, bytes] :
@@ -90,7 +84,7 @@ protected:
 
     static QByteArray golden(const char *name)
     {
-        return contentsOf(KSTTestSupport::testDataPath(QLatin1String("cleanup/") + name));
+        return readFile(KSTTestSupport::testDataPath(QLatin1String("cleanup/") + name));
     }
 
     KSTFixtureMac mac;

@@ -15,8 +15,6 @@
 
 #include <gtest/gtest.h>
 
-#include <sys/stat.h>
-
 #include <thread>
 
 using Engine = KSTCleanUpEngine;
@@ -28,19 +26,12 @@ constexpr quint64 MiB = 1024 * 1024;
 const QString Find = QStringLiteral("/usr/bin/find");
 const QString Backups = QStringLiteral("Library/Application Support/MobileSync/Backup/");
 
-quint64 allocatedBytesOf(const QString &path)
-{
-    struct stat info;
-    return ::lstat(QFile::encodeName(path).constData(), &info) == 0 ? quint64(info.st_blocks) * 512u
-                                                                    : 0;
-}
+using KSTTestSupport::allocatedBytesOf;
 
 QByteArray recordedBackupInfo()
 {
-    QFile recorded(KSTTestSupport::recordedMacFile(
+    return KSTTestSupport::readFile(KSTTestSupport::recordedMacFile(
         QStringLiteral("iOS-backup-Info.plist.iPhone9,3-iOS14.3.mvt.bplist")));
-    EXPECT_TRUE(recorded.open(QIODevice::ReadOnly));
-    return recorded.readAll();
 }
 
 class CleanUpScanTest : public KSTMachineTest

@@ -16,11 +16,7 @@ using Removal = KSTCleanUpRemoval;
 
 namespace {
 
-QByteArray contentsOf(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
+using KSTTestSupport::readFile;
 
 KSTCleanUpItem itemAt(const QString &path, const QString &name = QStringLiteral("item"))
 {
@@ -64,7 +60,7 @@ TEST_F(CleanUpRemovalTest, MacTrashItemsAreRecognisedByNameOrPath)
 
 TEST_F(CleanUpRemovalTest, EmptyingTheMacTrashKeepsFinderRecordsAndNeverFollowsLinks)
 {
-    const QByteArray finderRecords = contentsOf(
+    const QByteArray finderRecords = readFile(
         KSTTestSupport::recordedMacFile(QStringLiteral("DS_Store.Trash.NOdoff-gitPractice.bin")));
     ASSERT_FALSE(finderRecords.isEmpty());
     mac.writeHomeFile(".Trash/.DS_Store", finderRecords);
@@ -88,9 +84,9 @@ TEST_F(CleanUpRemovalTest, EmptyingTheMacTrashKeepsFinderRecordsAndNeverFollowsL
     EXPECT_EQ(items, 1u + 5u);
     EXPECT_EQ(bytes, 10u + expectedBytes);
     EXPECT_EQ(trashEntries(), QStringList{".DS_Store"});
-    EXPECT_EQ(contentsOf(trash(".DS_Store")), finderRecords);
-    EXPECT_EQ(contentsOf(target), QByteArray("keep me"));
-    EXPECT_EQ(contentsOf(inner), QByteArray("keep me too"));
+    EXPECT_EQ(readFile(trash(".DS_Store")), finderRecords);
+    EXPECT_EQ(readFile(target), QByteArray("keep me"));
+    EXPECT_EQ(readFile(inner), QByteArray("keep me too"));
 
     // Nothing left to delete: false, and the counters are untouched.
     EXPECT_FALSE(Removal::emptyMacTrashBytesRemoved(&bytes, &items));
@@ -120,7 +116,7 @@ TEST_F(CleanUpRemovalTest, ItemsGoToTheMacTrashAndCanBePutBack)
         EXPECT_FALSE(QFileInfo::exists(original)) << original.toStdString();
         ASSERT_TRUE(QFile::rename(trash(QFileInfo(original).fileName()), original)); // put back
     }
-    EXPECT_EQ(contentsOf(download), QByteArray("part"));
+    EXPECT_EQ(readFile(download), QByteArray("part"));
     EXPECT_EQ(QFileInfo(cache + "/blob").size(), 8192);
 }
 

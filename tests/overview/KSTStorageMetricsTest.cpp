@@ -10,20 +10,13 @@
 
 #include <gtest/gtest.h>
 
-#include <sys/stat.h>
 #include <unistd.h>
 
 using Metrics = KSTStorageMetrics;
 
 namespace {
 
-quint64 allocatedBytesOf(const QString &path)
-{
-    struct stat info;
-    if (::lstat(QFile::encodeName(path).constData(), &info) != 0)
-        return 0;
-    return quint64(info.st_blocks) * 512u;
-}
+using KSTTestSupport::allocatedBytesOf;
 
 using StorageMetricsTest = KSTMachineTest;
 

@@ -304,56 +304,45 @@ TEST(KSTDispatchGroupTest, WaitJoinsWorkSpreadOverQueuesPoolsAndManualPieces)
     worker.join();
 }
 
-TEST(KSTDispatchGroupTest, NotifyMainRunsOnTheMainThreadOnceAllWorkHasLeft)
+TEST(KSTDispatchGroupTest, NotifyMainRunsOnTheMainThreadOnceAllWorkHasLeftEvenWithoutTheGroup)
 {
-    KSTDispatchGroup group;
+    KSTDispatchQueue queue(u"com.kestrel.test.group.notify"_s);
     Gate gate;
     std::atomic<int> finished{0};
-    for (int index = 0; index < 20; ++index) {
-        group.async(index % 2 ? KSTQualityOfService::Utility : KSTQualityOfService::UserInitiated,
-                    [&] {
-                        gate.wait();
-                        finished.fetch_add(1);
-                    });
-    }
     std::vector<int> seenByNotifications;
     bool notifiedOffMain = false;
-    for (int copy = 0; copy < 2; ++copy) {
-        group.notifyMain([&] {
-            notifiedOffMain |= !KSTDispatch::isMainThread();
-            seenByNotifications.push_back(finished.load());
-        });
-    }
+    {
+        KSTDispatchGroup group;
+        bool idleNotified = false;
+        group.notifyMain([&] { idleNotified = true; });
+        EXPECT_FALSE(idleNotified) << "must not run inside notifyMain()";
+        EXPECT_TRUE(pumpUntil([&] { return idleNotified; }));
+
+        const auto work = [&] {
+            gate.wait();
+            finished.fetch_add(1);
+        };
+        for (int index = 0; index < 20; ++index) {
+            if (index % 3 == 0)
+                group.async(queue, work);
+            else
+                group.async(index % 3 == 1 ? KSTQualityOfService::Utility
+                                           : KSTQualityOfService::UserInitiated,
+                            work);
+        }
+        for (int copy = 0; copy < 2; ++copy) {
+            group.notifyMain([&] {
+                notifiedOffMain |= !KSTDispatch::isMainThread();
+                seenByNotifications.push_back(finished.load());
+            });
+        }
+    } // the group object goes; its work and pending notifications do not
     pumpFor(20);
     EXPECT_TRUE(seenByNotifications.empty()) << "notified while work was outstanding";
     gate.open();
     ASSERT_TRUE(pumpUntil([&] { return seenByNotifications.size() == 2; }));
     EXPECT_EQ(seenByNotifications, (std::vector<int>{20, 20}));
     EXPECT_FALSE(notifiedOffMain);
-
-    bool idleNotified = false;
-    group.notifyMain([&] { idleNotified = true; });
-    EXPECT_FALSE(idleNotified) << "must not run inside notifyMain()";
-    EXPECT_TRUE(pumpUntil([&] { return idleNotified; }));
-}
-
-TEST(KSTDispatchGroupTest, OutlivesItsObjectUntilTheWorkEnds)
-{
-    KSTDispatchQueue queue(u"com.kestrel.test.group.outlive"_s);
-    Gate gate;
-    bool worked = false;
-    bool notified = false;
-    {
-        KSTDispatchGroup group;
-        group.async(queue, [&] {
-            gate.wait();
-            worked = true;
-        });
-        group.notifyMain([&] { notified = true; });
-    }
-    gate.open();
-    ASSERT_TRUE(pumpUntil([&] { return notified; }));
-    EXPECT_TRUE(worked);
 }
 
 // ---- Timers -----------------------------------------------------------------------------

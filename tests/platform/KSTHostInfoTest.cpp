@@ -10,6 +10,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <sstream>
 #include <thread>
@@ -148,7 +149,7 @@ struct DamagedMachine
 {
     const char *name;
     std::vector<std::pair<const char *, QByteArray>> files;
-    const char *expected;
+    const char *differences; ///< lines of describe() other than a machine with nothing readable
 };
 
 void PrintTo(const DamagedMachine &machine, std::ostream *out)
@@ -156,13 +157,29 @@ void PrintTo(const DamagedMachine &machine, std::ostream *out)
     *out << machine.name;
 }
 
+// What describe() gives for a machine where nothing can be read, with each line of
+// @p differences in place of the line of the same key (the text up to its first '='); lines
+// without a key, the interfaces, come at the end.
+std::string nothingReadableExcept(const char *differences)
+{
+    QStringList lines{u"model= serial= cpu= x1"_s, u"os= 0.0.0 name= host="_s,
+                      u"ticks= memory=0 used=- boot=-"_s, u"counts=unreadable"_s, u"power="_s};
+    for (const QString &line : QString::fromUtf8(differences).split(u'\n', Qt::SkipEmptyParts)) {
+        const QString key = line.left(line.indexOf(u'=') + 1);
+        const auto same = std::find_if(lines.begin(), lines.end(), [&](const QString &blank) {
+            return !key.isEmpty() && blank.startsWith(key);
+        });
+        if (same != lines.end())
+            *same = line;
+        else
+            lines.append(line);
+    }
+    return str(lines.join(u'\n'));
+}
+
 const DamagedMachine damagedMachines[] = {
     // No power supply class at all is a machine without a battery: an empty list.
-    {"NothingRecorded", {}, R"(model= serial= cpu= x1
-os= 0.0.0 name= host=
-ticks= memory=0 used=- boot=-
-counts=unreadable
-power=)"},
+    {"NothingRecorded", {}, ""},
     // The net folder lists, but an interface with an unreadable counter has no counts.
     {"GarbageNumbers",
      {{"proc/stat", "cpu  12 x 3 4 5\ncpu0 12 x 3 4 5\nbtime soon\n"},
@@ -170,28 +187,15 @@ power=)"},
       {"proc/cpuinfo", QByteArray("\x00\xff\xfe:::\n\n", 7)},
       {"sys/class/net/eth0/statistics/rx_bytes", "n/a\n"},
       {"sys/class/net/eth0/statistics/tx_bytes", "12\n"}},
-     R"(model= serial= cpu= x1
-os= 0.0.0 name= host=
-ticks= memory=0 used=- boot=-
-counts=
-power=
-link eth0 'Ethernet')"},
+     "counts=\nlink eth0 'Ethernet'"},
     // Before 2.6 the cpu line stops after idle; before 3.14 there is no MemAvailable.
     {"OldKernelFormats",
      {{"proc/stat", "cpu  100 5 50 1000\ncpu0 100 5 50 1000\n"},
       {"proc/meminfo", "MemTotal:  2048 kB\nMemFree:  1024 kB\n"}},
-     R"(model= serial= cpu= x1
-os= 0.0.0 name= host=
-ticks=100 50 1000 5 memory=2097152 used=- boot=-
-counts=unreadable
-power=)"},
+     "ticks=100 50 1000 5 memory=2097152 used=- boot=-"},
     {"InconsistentMemoryAndShortCpuLine",
      {{"proc/stat", "cpu  1 2 3\n"}, {"proc/meminfo", "MemTotal: 10 kB\nMemAvailable: 20 kB\n"}},
-     R"(model= serial= cpu= x1
-os= 0.0.0 name= host=
-ticks= memory=10240 used=- boot=-
-counts=unreadable
-power=)"},
+     "ticks= memory=10240 used=- boot=-"},
     // Without a flags file, loopback is known by its name.
     {"SparseBatteryAndInterfaces",
      {{"sys/class/power_supply/CMB0/type", "Battery\n"},
@@ -201,10 +205,7 @@ power=)"},
       {"sys/class/net/lo/statistics/tx_bytes", "7\n"},
       {"sys/class/net/wlan1/wireless/.keep", ""},
       {"sys/class/net/wlan1/flags", "0x1002\n"}},
-     R"(model= serial= cpu= x1
-os= 0.0.0 name= host=
-ticks= memory=0 used=- boot=-
-counts= lo(loopback) 18446744073709551615/7
+     R"(counts= lo(loopback) 18446744073709551615/7
 power= Is Charging=false; Name=CMB0; Type=InternalBattery;
 link lo ''
 link wlan1 'Wi-Fi')"},
@@ -214,23 +215,13 @@ link wlan1 'Wi-Fi')"},
       {"etc/os-release", "NAME='Arch Linux'\nBUILD_ID=rolling\nVERSION_ID=rolling\n"},
       {"etc/machine-info", "PRETTY_HOSTNAME=\"  \"\n"},
       {"etc/hostname", "archbox\n"}},
-     R"(model= serial= cpu= x1
-os=Arch Linux 0.0.0 name=archbox host=archbox
-ticks= memory=0 used=- boot=-
-counts=unreadable
-power=)"},
-    {"EmptyOsRelease", {{"etc/os-release", "# nothing but a comment\n"}}, R"(model= serial= cpu= x1
-os=Linux 0.0.0 name= host=
-ticks= memory=0 used=- boot=-
-counts=unreadable
-power=)"},
+     "os=Arch Linux 0.0.0 name=archbox host=archbox"},
+    {"EmptyOsRelease",
+     {{"etc/os-release", "# nothing but a comment\n"}},
+     "os=Linux 0.0.0 name= host="},
     {"ThreePartVersion",
      {{"etc/os-release", "PRETTY_NAME=\"Alpine Linux v3.18\"\nVERSION_ID=3.18.4\n"}},
-     R"(model= serial= cpu= x1
-os=Alpine Linux v3.18 3.18.4 name= host=
-ticks= memory=0 used=- boot=-
-counts=unreadable
-power=)"},
+     "os=Alpine Linux v3.18 3.18.4 name= host="},
 };
 
 class KSTLinuxHostInfoDamagedTest : public ::testing::TestWithParam<DamagedMachine>
@@ -244,7 +235,7 @@ TEST_P(KSTLinuxHostInfoDamagedTest, DegradesWithoutInventing)
     for (const auto &[path, contents] : GetParam().files)
         ASSERT_TRUE(KSTTestSupport::writeFile(root.filePath(QString::fromLatin1(path)), contents));
     KSTLinuxHostInfo host = hostInfoUnder(root.path());
-    EXPECT_EQ(describe(host), GetParam().expected);
+    EXPECT_EQ(describe(host), nothingReadableExcept(GetParam().differences));
 }
 
 INSTANTIATE_TEST_SUITE_P(Inputs, KSTLinuxHostInfoDamagedTest, ::testing::ValuesIn(damagedMachines),

@@ -24,26 +24,21 @@ namespace {
 class ScopedEnvironment
 {
 public:
-    ScopedEnvironment(const char *name, std::optional<QByteArray> value) : m_name(name)
+    ScopedEnvironment(const char *name, const std::optional<QByteArray> &value)
+        : m_name(name),
+          m_saved(qEnvironmentVariableIsSet(name) ? std::optional(qgetenv(name)) : std::nullopt)
     {
-        if (qEnvironmentVariableIsSet(name))
-            m_saved = qgetenv(name);
-        if (value)
-            qputenv(name, *value);
-        else
-            qunsetenv(name);
+        set(value);
     }
-    ~ScopedEnvironment()
-    {
-        if (m_saved)
-            qputenv(m_name, *m_saved);
-        else
-            qunsetenv(m_name);
-    }
-    ScopedEnvironment(const ScopedEnvironment &) = delete;
-    ScopedEnvironment &operator=(const ScopedEnvironment &) = delete;
+    ~ScopedEnvironment() { set(m_saved); }
+    Q_DISABLE_COPY_MOVE(ScopedEnvironment)
 
 private:
+    void set(const std::optional<QByteArray> &value) const
+    {
+        value ? qputenv(m_name, *value) : qunsetenv(m_name);
+    }
+
     const char *m_name;
     std::optional<QByteArray> m_saved;
 };

@@ -4,7 +4,6 @@
 
 #include <QDateTime>
 #include <QDir>
-#include <QFile>
 #include <QTemporaryDir>
 #include <QUrl>
 
@@ -16,15 +15,11 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-QByteArray readAll(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
+using KSTTestSupport::readFile;
 
 QString macFile(const char *name)
 {
-    return KSTTestSupport::testDataPath(u"macos/"_s + QLatin1String(name));
+    return KSTTestSupport::recordedMacFile(QLatin1String(name));
 }
 
 QString plistFile(const char *name)
@@ -203,7 +198,7 @@ TEST(KSTPropertyList, MalformedInputGivesAnInvalidValueAndAReason)
         {"text", "hello, world"},
         {"magic only", "bplist00"},
         {"unclosed xml", "<?xml version=\"1.0\"?><plist><dict><key>a</key><string>b</string>"},
-        {"truncated xml", readAll(macFile("Info.plist.Safari.xml")).left(5000)},
+        {"truncated xml", readFile(macFile("Info.plist.Safari.xml")).left(5000)},
         {"zeros", QByteArray(4096, '\0')},
         {"nested deeper than any real list", nested(5000)},
     };
@@ -221,7 +216,7 @@ TEST(KSTPropertyList, SurvivesEveryTruncationAndSingleByteCorruption)
 {
     for (const char *file : {"kMDItemWhereFroms.TorBrowser-6.0.5.bplist",
                              "iOS-backup-Info.plist.iPhone9,3-iOS14.3.mvt.bplist"}) {
-        const QByteArray original = readAll(macFile(file));
+        const QByteArray original = readFile(macFile(file));
         ASSERT_FALSE(original.isEmpty()) << file;
         for (qsizetype i = 0; i < original.size(); ++i) {
             QByteArray corrupted = original;
@@ -265,7 +260,7 @@ TEST(KSTPropertyList, WriteXmlFileReplacesTheFileWholeOrNotAtAll)
     QString error;
     ASSERT_TRUE(KSTPropertyList::writeXmlFile(target, first, &error)) << qPrintable(error);
     ASSERT_TRUE(KSTPropertyList::writeXmlFile(target, second, &error)) << qPrintable(error);
-    EXPECT_TRUE(readAll(target).startsWith("<?xml"));
+    EXPECT_TRUE(readFile(target).startsWith("<?xml"));
     EXPECT_EQ(KSTPropertyList::readDictionary(target), second);
 
     // A parent that is a regular file cannot hold anything (root ignores permissions, this

@@ -15,11 +15,7 @@ using StepResult = KSTSqliteStatement::StepResult;
 
 namespace {
 
-QByteArray readAll(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
+using KSTTestSupport::readFile;
 
 // Builds the database with the C API directly, so the wrapper is checked against SQLite
 // itself rather than against its own writes.
@@ -91,7 +87,7 @@ TEST_F(KSTSqliteDatabaseTest, BoundValuesAreNeitherSqlNorMangled)
 
 TEST_F(KSTSqliteDatabaseTest, NeverWrites)
 {
-    const QByteArray before = readAll(m_path);
+    const QByteArray before = readFile(m_path);
     {
         KSTSqliteDatabase db(m_path);
         ASSERT_TRUE(db.isOpen());
@@ -105,7 +101,7 @@ TEST_F(KSTSqliteDatabaseTest, NeverWrites)
             EXPECT_FALSE(db.lastError().isEmpty());
         }
     }
-    EXPECT_EQ(readAll(m_path), before);
+    EXPECT_EQ(readFile(m_path), before);
 }
 
 TEST_F(KSTSqliteDatabaseTest, MissingOrFakeFilesFailCleanlyAndAreNotCreated)

@@ -28,13 +28,8 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
+using KSTTestSupport::readFile;
 using KSTTestSupport::writeFile;
-
-QByteArray readAll(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
 
 bool isSymlink(const QString &path)
 {
@@ -141,32 +136,13 @@ TEST_P(KSTTrashTest, NumbersNamesThatAreTakenAndKeepsEveryItemWhole)
         EXPECT_EQ(resulting, trash() + u'/' + QString::fromUtf8(row.lastName));
         // The last one is whole: its own content, not an earlier item's.
         const QString file = row.directory ? resulting + "/inside.txt"_L1 : resulting;
-        EXPECT_EQ(readAll(file), QByteArray::number(folder)) << row.name;
+        EXPECT_EQ(readFile(file), QByteArray::number(folder)) << row.name;
     }
     // Created private.
     EXPECT_EQ(permissions(trash()), mode_t(0700));
     if (!isMac()) {
         EXPECT_EQ(permissions(QFileInfo(trash()).path() + "/info"_L1), mode_t(0700));
     }
-}
-
-TEST_P(KSTTrashTest, MovesALinkAsALinkAndLeavesItsTargetAlone)
-{
-    const QString target = m_outside + "/precious.txt"_L1;
-    const QString targetFolder = m_outside + "/precious folder"_L1;
-    writeFile(target, "keep me");
-    writeFile(targetFolder + "/inside.txt"_L1, "keep me too");
-    const QString links = m_outside + "/links"_L1;
-    ASSERT_TRUE(QDir().mkpath(links));
-    ASSERT_TRUE(QFile::link(target, links + "/to-file"_L1));
-    ASSERT_TRUE(QFile::link(targetFolder, links + "/to-folder"_L1));
-
-    // A trailing slash would make the kernel follow the link; the link is still what moves.
-    for (const QString &link : QStringList{links + "/to-file"_L1, links + "/to-folder/"_L1})
-        EXPECT_TRUE(isSymlink(trashed(link))) << qPrintable(link);
-    EXPECT_EQ(entries(links), QStringList());
-    EXPECT_EQ(readAll(target), QByteArray("keep me"));
-    EXPECT_EQ(readAll(targetFolder + "/inside.txt"_L1), QByteArray("keep me too"));
 }
 
 TEST_P(KSTTrashTest, AMissingItemIsAnErrorAndChangesNothing)
@@ -204,7 +180,7 @@ TEST_P(KSTTrashTest, ConcurrentMovesOfTheSameNameNeverOverwriteEachOther)
         thread.join();
 
     for (int i = 0; i < Items; ++i)
-        EXPECT_EQ(readAll(results[size_t(i)]), QByteArray::number(i))
+        EXPECT_EQ(readFile(results[size_t(i)]), QByteArray::number(i))
             << qPrintable(results[size_t(i)]);
     EXPECT_EQ(QSet<QString>(results.begin(), results.end()).size(), Items);
     EXPECT_EQ(entries(trash()).size(), Items);
@@ -213,9 +189,9 @@ TEST_P(KSTTrashTest, ConcurrentMovesOfTheSameNameNeverOverwriteEachOther)
     }
 }
 
-// --- Deleting for good -------------------------------------------------------------------
+// --- Links: moved or deleted as links, never followed -----------------------------------
 
-TEST_P(KSTTrashTest, RemovePermanentlyNeverFollowsALink)
+TEST_P(KSTTrashTest, LinksAreMovedOrRemovedAsLinksAndTheirTargetsSurvive)
 {
     const QString precious = m_outside + "/precious"_L1;
     writeFile(precious + "/a.txt"_L1, "a");
@@ -223,7 +199,17 @@ TEST_P(KSTTrashTest, RemovePermanentlyNeverFollowsALink)
     const QString preciousFile = m_outside + "/precious.txt"_L1;
     writeFile(preciousFile, "p");
 
-    // Links inside a deep tree, a link named with a trailing slash and a plain file.
+    // A trailing slash would make the kernel follow the link; the link is still what moves.
+    const QString links = m_outside + "/links"_L1;
+    ASSERT_TRUE(QDir().mkpath(links));
+    ASSERT_TRUE(QFile::link(preciousFile, links + "/to-file"_L1));
+    ASSERT_TRUE(QFile::link(precious, links + "/to-folder"_L1));
+    for (const QString &link : QStringList{links + "/to-file"_L1, links + "/to-folder/"_L1})
+        EXPECT_TRUE(isSymlink(trashed(link))) << qPrintable(link);
+    EXPECT_EQ(entries(links), QStringList());
+
+    // Deleted for good: links inside a deep tree, a link named with a trailing slash and a
+    // plain file.
     const QString tree = m_home + "/Library/Caches/App"_L1;
     QString deep = tree;
     for (int i = 0; i < 150; ++i)
@@ -244,9 +230,10 @@ TEST_P(KSTTrashTest, RemovePermanentlyNeverFollowsALink)
         EXPECT_FALSE(QFileInfo::exists(path) || isSymlink(path)) << qPrintable(path);
     }
     EXPECT_EQ(entries(precious), (QStringList{u"a.txt"_s, u"deeper"_s}));
-    EXPECT_EQ(readAll(precious + "/deeper/b.txt"_L1), QByteArray("b"));
-    EXPECT_EQ(readAll(preciousFile), QByteArray("p"));
-    EXPECT_EQ(entries(m_home), QStringList{u"Library"_s});
+    EXPECT_EQ(readFile(precious + "/a.txt"_L1), QByteArray("a"));
+    EXPECT_EQ(readFile(precious + "/deeper/b.txt"_L1), QByteArray("b"));
+    EXPECT_EQ(readFile(preciousFile), QByteArray("p"));
+    EXPECT_EQ(entries(m_home), (QStringList{isMac() ? u".Trash"_s : u".local"_s, u"Library"_s}));
     EXPECT_TRUE(QFileInfo(m_home + "/Library/Caches"_L1).isDir());
 
     KSTError error;
@@ -292,7 +279,7 @@ TEST_P(KSTTrashTest, RemovePermanentlyRemovesWhatItCanAndNamesTheFailure)
     EXPECT_EQ(error.userInfo.value(u"NSFilePath"_s).toString(), stuck);
     EXPECT_TRUE(error.userInfo.value(u"failedPaths"_s).toStringList().contains(stuck));
     EXPECT_EQ(entries(victim), QStringList{u"stuck"_s});
-    EXPECT_EQ(readAll(stuck), QByteArray("s"));
+    EXPECT_EQ(readFile(stuck), QByteArray("s"));
 }
 #endif
 
@@ -315,7 +302,7 @@ TEST_P(KSTMacTrashTest, RefusesAnItemOnAnotherVolume)
     KSTError error;
     EXPECT_FALSE(KSTTrash::moveToTrash(item, nullptr, &error));
     EXPECT_EQ(error.userInfo.value(u"NSPOSIXErrorCode"_s).toInt(), EXDEV);
-    EXPECT_EQ(readAll(item), QByteArray("on another volume"));
+    EXPECT_EQ(readFile(item), QByteArray("on another volume"));
     EXPECT_EQ(entries(trash()), QStringList());
 }
 
@@ -347,7 +334,7 @@ TEST_P(KSTFreedesktopTrashTest, AnItemOnAnotherVolumeGoesToThatVolumesTrash)
         const QString item = elsewhere.filePath(u"big file.bin"_s);
         writeFile(item, "x");
         const QString resulting = trashed(item);
-        const QByteArray info = readAll(expectedTrash + "/info/big file.bin.trashinfo"_L1);
+        const QByteArray info = readFile(expectedTrash + "/info/big file.bin.trashinfo"_L1);
         const QString original = KSTTrash::originalPathForTrashedItem(resulting);
         const mode_t mode = permissions(expectedTrash);
         QDir(shared).removeRecursively();
@@ -374,7 +361,7 @@ TEST_P(KSTFreedesktopTrashTest, WritesAPercentEncodedTrashInfoAndReadsOriginalPa
     EXPECT_EQ(resulting, trash() + u"/Grüße über #1%"_s);
     const QString infoPath =
         QFileInfo(trash()).path() + u"/info/Grüße über #1%"_s + ".trashinfo"_L1;
-    const QList<QByteArray> lines = readAll(infoPath).split('\n');
+    const QList<QByteArray> lines = readFile(infoPath).split('\n');
     ASSERT_EQ(lines.size(), 4); // three lines and the final newline
     EXPECT_EQ(lines[0], QByteArray("[Trash Info]"));
     EXPECT_EQ(lines[1], "Path=" + QFile::encodeName(m_outside) +
@@ -408,8 +395,8 @@ TEST_P(KSTFreedesktopTrashTest, NamesHeldByStrayEntriesAreSkippedNotOverwritten)
     const QString item = m_outside + "/note.txt"_L1;
     writeFile(item, "new");
     EXPECT_EQ(trashed(item), trash() + "/note 3.txt"_L1);
-    EXPECT_EQ(readAll(trash() + "/note.txt"_L1), QByteArray("stray file without info"));
-    EXPECT_EQ(readAll(info + "/note 2.txt.trashinfo"_L1), QByteArray("[Trash Info]\nPath=/x\n"));
+    EXPECT_EQ(readFile(trash() + "/note.txt"_L1), QByteArray("stray file without info"));
+    EXPECT_EQ(readFile(info + "/note 2.txt.trashinfo"_L1), QByteArray("[Trash Info]\nPath=/x\n"));
     // The info file the failed attempt reserved for "note.txt" was taken back.
     EXPECT_EQ(entries(info), (QStringList{u"note 2.txt.trashinfo"_s, u"note 3.txt.trashinfo"_s}));
 }
@@ -427,7 +414,7 @@ TEST_P(KSTFreedesktopTrashTest, CreatesTheTrashInTheHomeNotInTheCurrentDirectory
     const QString resulting = trashed(u"relative.txt"_s);
     QDir::setCurrent(previous);
     EXPECT_EQ(resulting, m_home + "/.local/share/Trash/files/relative.txt"_L1);
-    EXPECT_EQ(readAll(resulting), QByteArray("r"));
+    EXPECT_EQ(readFile(resulting), QByteArray("r"));
     EXPECT_EQ(entries(workingDirectory.path()), QStringList());
     EXPECT_EQ(KSTTrash::originalPathForTrashedItem(resulting),
               QDir(workingDirectory.path()).canonicalPath() + "/relative.txt"_L1);

@@ -3,9 +3,8 @@
 #include "KSTApplicationInfo.h"
 #include "KSTAutoCleanManager.h"
 #include "KSTDispatch.h"
-#include "KSTFixtureMac.h"
+#include "KSTMachineTest.h"
 #include "KSTMainWindowController.h"
-#include "KSTPermissionChecker.h"
 #include "KSTPreferences.h"
 #include "KSTShellEngines.h"
 #include "KSTSystemInfo.h"
@@ -20,18 +19,16 @@
 // preferences, and engines of the test's own: a service whose Overview builder hands out a
 // known snapshot, an Auto Clean manager with its own suite, and a live sampler that counts
 // its samples and reports figures that change with every sample.
-class ShellTest : public ::testing::Test
+class ShellTest : public KSTMachineTest
 {
 protected:
     static inline const QString Suite = QStringLiteral("com.kestrel.autoclean.shelltest");
 
     void SetUp() override
     {
-        ASSERT_TRUE(mac.isValid());
-        mac.activate();
+        KSTMachineTest::SetUp();
         KSTPreferences::standard()->clear();
         KSTPreferences::suite(Suite)->clear();
-        KSTPermissionChecker::resetForTesting();
         // Deliver what earlier tests left on the main queue before this one counts anything.
         KSTTestSupport::pumpFor(20);
 
@@ -64,8 +61,6 @@ protected:
         manager = std::make_unique<KSTAutoCleanManager>(options);
     }
 
-    void TearDown() override { KSTPermissionChecker::resetForTesting(); }
-
     void grantFullDiskAccess()
     {
         mac.writePrivacyDatabase({{KSTApplicationInfo::bundleIdentifier(), 2}});
@@ -93,7 +88,6 @@ protected:
         return controller;
     }
 
-    KSTFixtureMac mac;
     KSTSystemSnapshot snapshot; // written before the builder is installed, then only read
     KSTSystemInfo systemInfo;
     std::unique_ptr<KSTAutoCleanManager> manager;

@@ -14,13 +14,7 @@
 
 namespace {
 
-QByteArray readAll(const QString &path)
-{
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
-        return {};
-    return file.readAll();
-}
+using KSTTestSupport::readFile;
 
 QString shellQuote(const QString &text)
 {
@@ -32,7 +26,7 @@ QString shellQuote(const QString &text)
 // The CREATE TABLE text real Macs store, from the recorded schema file.
 QString accessTableSchema(KSTFixtureMac::PrivacySchema schema)
 {
-    const QString recorded = QString::fromUtf8(readAll(KSTTestSupport::recordedMacFile(
+    const QString recorded = QString::fromUtf8(readFile(KSTTestSupport::recordedMacFile(
         QStringLiteral("TCC.db.access-schema.by-macos-version.sql"))));
     const char *marker = nullptr;
     switch (schema) {
@@ -75,11 +69,11 @@ Slice sliceFor(const QString &architecture)
 {
     if (architecture == QLatin1String("arm64"))
         return {0x0100000c, 0,
-                readAll(KSTTestSupport::recordedMacFile(
+                readFile(KSTTestSupport::recordedMacFile(
                     QStringLiteral("macho-mach_header_64+loadcmds.fsevents-2.2.2.arm64.bin")))};
     if (architecture == QLatin1String("x86_64"))
         return {0x01000007, 3,
-                readAll(KSTTestSupport::recordedMacFile(
+                readFile(KSTTestSupport::recordedMacFile(
                     QStringLiteral("macho-mach_header_64+loadcmds.fsevents-2.2.2.x86_64.bin")))};
     if (architecture == QLatin1String("arm64e"))
         return {0x0100000c, 2, syntheticHeader(0xfeedfacfu, 0x0100000c, 2)};
@@ -368,7 +362,7 @@ QString KSTFixtureMac::addTool(const QString &toolPath, const QByteArray &standa
 QString KSTFixtureMac::addRecordedTool(const QString &toolPath, const QString &recordedName,
                                        int exitCode)
 {
-    return addTool(toolPath, readAll(KSTTestSupport::recordedMacFile(recordedName)), exitCode);
+    return addTool(toolPath, readFile(KSTTestSupport::recordedMacFile(recordedName)), exitCode);
 }
 
 QString KSTFixtureMac::linkHostTool(const QString &toolPath)
@@ -381,7 +375,7 @@ QString KSTFixtureMac::linkHostTool(const QString &toolPath)
 
 QStringList KSTFixtureMac::toolCalls(const QString &toolPath) const
 {
-    const QString log = QString::fromUtf8(readAll(root() + toolPath + QLatin1String(".calls")));
+    const QString log = QString::fromUtf8(readFile(root() + toolPath + QLatin1String(".calls")));
     QStringList calls = log.split(QLatin1Char('\n'));
     if (!calls.isEmpty() && calls.last().isEmpty())
         calls.removeLast();

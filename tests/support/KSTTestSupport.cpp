@@ -61,6 +61,19 @@ bool writeFile(const QString &path, const QByteArray &contents)
     return file.write(contents) == contents.size();
 }
 
+QByteArray readFile(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+quint64 allocatedBytesOf(const QString &path)
+{
+    struct stat info;
+    return ::lstat(QFile::encodeName(path).constData(), &info) == 0 ? quint64(info.st_blocks) * 512u
+                                                                    : 0;
+}
+
 bool setModificationTime(const QString &path, qint64 secondsSinceEpoch)
 {
     timespec times[2];

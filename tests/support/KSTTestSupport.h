@@ -35,6 +35,12 @@ QString recordedMacFile(const QString &name);
 /// Writes @p contents to @p path, creating parent folders; false on failure.
 bool writeFile(const QString &path, const QByteArray &contents);
 
+/// The whole contents of @p path; empty when it cannot be read.
+QByteArray readFile(const QString &path);
+
+/// The bytes the blocks of @p path occupy (the link itself for a link); 0 when it is missing.
+quint64 allocatedBytesOf(const QString &path);
+
 /// Sets the modification (and access) time of @p path, without following a link.
 bool setModificationTime(const QString &path, qint64 secondsSinceEpoch);
 
