@@ -246,7 +246,8 @@ quint64 KSTTreeSize::allocatedBytes(const QString &folder, const Options &option
         if (options.isCancelled())
             work.stop();
     };
-    auto helper = [&] {
+    // Every thread walks the same way; after each folder, @p afterFolder may bring in help.
+    auto walk = [&](const auto &afterFolder) {
         FolderReader reader;
         std::string path;
         std::string child;
@@ -256,30 +257,23 @@ quint64 KSTTreeSize::allocatedBytes(const QString &folder, const Options &option
             local += readFolder(path, rules, work, reader, child);
             work.finishOne();
             checkCancelled(++folders);
+            afterFolder(folders);
         }
         total += local;
     };
 
     // The calling thread walks too, and brings in helpers once the tree proves big enough.
-    FolderReader reader;
-    std::string path;
-    std::string child;
-    quint64 local = 0;
-    unsigned folders = 0;
-    while (work.pop(path)) {
-        local += readFolder(path, rules, work, reader, child);
-        work.finishOne();
-        checkCancelled(++folders);
+    walk([&](unsigned folders) {
         if (helpers.empty() && threadCount > 1 && folders >= FoldersBeforeHelpers &&
             work.queued() >= QueuedFoldersForHelpers) {
             helpers.reserve(static_cast<size_t>(threadCount - 1));
             for (int index = 1; index < threadCount; ++index)
-                helpers.emplace_back(helper);
+                helpers.emplace_back([&walk] { walk([](unsigned) {}); });
         }
-    }
+    });
     for (std::thread &thread : helpers)
         thread.join();
-    return total.load() + local;
+    return total.load();
 }
 
 quint64 KSTTreeSize::allocatedBytesOfItem(const QString &path, const Options &options)
