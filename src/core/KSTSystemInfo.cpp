@@ -111,6 +111,9 @@ void KSTSystemInfo::setDuplicateScanRoutine(DuplicateScanRoutine routine)
 
 // ---- Properties ----
 
+// A comma inside a macro argument would split it.
+using CpuTotals = std::array<quint32, 4>;
+
 #define KST_LOCKED_PROPERTY(Type, getter, setter, member)                                          \
     Type KSTSystemInfo::getter() const                                                             \
     {                                                                                              \
@@ -149,56 +152,16 @@ KST_LOCKED_PROPERTY(quint64, previousNetworkOutputBytes, setPreviousNetworkOutpu
                     m_previousNetworkOutputBytes)
 KST_LOCKED_PROPERTY(double, previousNetworkSampleTime, setPreviousNetworkSampleTime,
                     m_previousNetworkSampleTime)
+KST_LOCKED_PROPERTY(QDateTime, cachedReporterSnapshotDate, setCachedReporterSnapshotDate,
+                    m_cachedReporterSnapshotDate)
+KST_LOCKED_PROPERTY(QDateTime, cachedCleanUpSnapshotDate, setCachedCleanUpSnapshotDate,
+                    m_cachedCleanUpSnapshotDate)
+KST_LOCKED_PROPERTY(QStringList, cachedApplicationBundlePaths, setCachedApplicationBundlePaths,
+                    m_cachedApplicationBundlePaths)
+KST_LOCKED_PROPERTY(CpuTotals, cpuLoadPreviousTotals, setCpuLoadPreviousTotals,
+                    m_cpuLoadPreviousTotals)
 
 #undef KST_LOCKED_PROPERTY
-
-QDateTime KSTSystemInfo::cachedReporterSnapshotDate() const
-{
-    Lock lock(m_monitor);
-    return m_cachedReporterSnapshotDate;
-}
-
-void KSTSystemInfo::setCachedReporterSnapshotDate(const QDateTime &date)
-{
-    Lock lock(m_monitor);
-    m_cachedReporterSnapshotDate = date;
-}
-
-QDateTime KSTSystemInfo::cachedCleanUpSnapshotDate() const
-{
-    Lock lock(m_monitor);
-    return m_cachedCleanUpSnapshotDate;
-}
-
-void KSTSystemInfo::setCachedCleanUpSnapshotDate(const QDateTime &date)
-{
-    Lock lock(m_monitor);
-    m_cachedCleanUpSnapshotDate = date;
-}
-
-QStringList KSTSystemInfo::cachedApplicationBundlePaths() const
-{
-    Lock lock(m_monitor);
-    return m_cachedApplicationBundlePaths;
-}
-
-void KSTSystemInfo::setCachedApplicationBundlePaths(const QStringList &paths)
-{
-    Lock lock(m_monitor);
-    m_cachedApplicationBundlePaths = paths;
-}
-
-std::array<quint32, 4> KSTSystemInfo::cpuLoadPreviousTotals() const
-{
-    Lock lock(m_monitor);
-    return m_cpuLoadPreviousTotals;
-}
-
-void KSTSystemInfo::setCpuLoadPreviousTotals(const std::array<quint32, 4> &totals)
-{
-    Lock lock(m_monitor);
-    m_cpuLoadPreviousTotals = totals;
-}
 
 quint64 KSTSystemInfo::duplicateScanGeneration() const
 {

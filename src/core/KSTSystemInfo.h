@@ -219,21 +219,21 @@ public:
     ReporterSnapshotPtr cachedReporterSnapshot() const;
     void setCachedReporterSnapshot(ReporterSnapshotPtr snapshot);
     QDateTime cachedReporterSnapshotDate() const;
-    void setCachedReporterSnapshotDate(const QDateTime &date);
+    void setCachedReporterSnapshotDate(QDateTime date);
 
     quint64 cleanUpScanGeneration() const;
     void setCleanUpScanGeneration(quint64 generation);
     CleanUpSnapshotPtr cachedCleanUpSnapshot() const;
     void setCachedCleanUpSnapshot(CleanUpSnapshotPtr snapshot);
     QDateTime cachedCleanUpSnapshotDate() const;
-    void setCachedCleanUpSnapshotDate(const QDateTime &date);
+    void setCachedCleanUpSnapshotDate(QDateTime date);
 
     quint64 appInventoryScanGeneration() const;
     void setAppInventoryScanGeneration(quint64 generation);
     AppInventorySnapshotPtr cachedAppInventorySnapshot() const;
     void setCachedAppInventorySnapshot(AppInventorySnapshotPtr snapshot);
     QStringList cachedApplicationBundlePaths() const;
-    void setCachedApplicationBundlePaths(const QStringList &paths);
+    void setCachedApplicationBundlePaths(QStringList paths);
     std::shared_ptr<const KSTRelatedPathScanIndex> cachedRelatedPathScanIndex() const;
     void setCachedRelatedPathScanIndex(std::shared_ptr<const KSTRelatedPathScanIndex> index);
 
@@ -243,7 +243,7 @@ public:
     // ---- Live-sampling state of the Overview (under the lock) ----
 
     std::array<quint32, 4> cpuLoadPreviousTotals() const;
-    void setCpuLoadPreviousTotals(const std::array<quint32, 4> &totals);
+    void setCpuLoadPreviousTotals(std::array<quint32, 4> totals);
     bool hasCPUBaseline() const;
     void setHasCPUBaseline(bool has);
     bool hasNetworkBaseline() const;
