@@ -7,11 +7,17 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QJsonArray>
 #include <QJsonObject>
 #include <QProcess>
 #include <QRegularExpression>
 
+#include <QTemporaryDir>
+
 #include <gtest/gtest.h>
+
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -52,14 +58,20 @@ protected:
 
     // The program in a process of its own (this executable is apart from the scans' tests:
     // ThreadSanitizer cannot follow QProcess's children), answering @p input when asked.
-    KSTProgramRun run(const QStringList &arguments, const QByteArray &input = {})
+    // @p program, when given, runs Kestrel on the command line that follows it.
+    KSTProgramRun run(const QStringList &arguments, const QByteArray &input = {},
+                      const QStringList &program = {},
+                      const QProcessEnvironment &extra = QProcessEnvironment())
     {
         QProcess process;
         // Backup names carry a local time.
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
         environment.insert("TZ", "UTC");
+        environment.insert(extra);
         process.setProcessEnvironment(environment);
-        process.start(KESTREL_EXECUTABLE, QStringList{"--root", mac.root()} + arguments);
+        QStringList command = program;
+        command << KESTREL_EXECUTABLE << "--root" << mac.root() << arguments;
+        process.start(command.takeFirst(), command);
         process.write(input);
         process.closeWriteChannel();
         if (!process.waitForFinished(120'000))
@@ -170,6 +182,66 @@ TEST_F(CleanUpCommandTest, UnknownSelectionsAreUsageErrors)
         EXPECT_TRUE(result.out.isEmpty()) << result.out.toStdString();
     }
     EXPECT_TRUE(QFileInfo::exists(mac.homePath(".Trash/old.txt")));
+}
+
+TEST_F(CleanUpCommandTest, UnreadableFoldersContributeNothingAndTheScanGoesOn)
+{
+    const QString partial = mac.homePath("Library/Caches/com.example.partial");
+    const QString readable =
+        mac.writeSizedHomeFile("Library/Caches/com.example.partial/a.bin", 8192);
+    mac.writeSizedHomeFile("Library/Caches/com.example.partial/locked/secret.bin", 4096);
+    mac.writeSizedHomeFile("Library/Caches/com.example.locked/secret.bin", 4096);
+    mac.writeSizedHomeFile("Documents/Private/secret.bin", 4096);
+    const QStringList locked = {partial + "/locked",
+                                mac.homePath("Library/Caches/com.example.locked"),
+                                mac.homePath("Documents/Private")};
+    const auto lock = [&locked](mode_t mode) {
+        for (const QString &folder : locked)
+            ASSERT_EQ(::chmod(QFile::encodeName(folder).constData(), mode), 0);
+    };
+    lock(0);
+
+    // Root reads everything, so the scan then runs as nobody, owning the fixture and its
+    // settings folder.
+    QStringList program;
+    QProcessEnvironment settings;
+    QTemporaryDir xdg;
+    if (::geteuid() == 0) {
+        if (!QFileInfo::exists("/usr/bin/setpriv"))
+            GTEST_SKIP() << "running as root without setpriv to drop to another user";
+        ASSERT_TRUE(xdg.isValid());
+        for (const QString &owned : {mac.root(), xdg.path()})
+            ASSERT_EQ(QProcess::execute("chown", {"-R", "-h", "65534:65534", owned}), 0);
+        program = QStringList{"setpriv", "--reuid=65534", "--regid=65534", "--clear-groups", "--"};
+        for (const char *name : {"XDG_CONFIG_HOME", "XDG_DATA_HOME", "XDG_CACHE_HOME"})
+            settings.insert(name, xdg.path());
+    }
+    const KSTProgramRun scan = run({"--json", "cleanup"}, {}, program, settings);
+    lock(0700);
+    ASSERT_EQ(scan.status, 0) << scan.err.toStdString();
+
+    QMap<QString, qint64> junk;
+    qsizetype largeFiles = -1;
+    for (const QJsonValue &category : scan.json().object().value("categories").toArray()) {
+        const QJsonObject object = category.toObject();
+        const QJsonArray items = object.value("allItems").isArray()
+                                     ? object.value("allItems").toArray()
+                                     : object.value("items").toArray();
+        if (object.value("categoryType") == "systemJunk") {
+            for (const QJsonValue &item : items)
+                junk.insert(item.toObject().value("name").toString(),
+                            item.toObject().value("bytes").toInteger());
+        } else if (object.value("categoryType") == "largeFiles") {
+            largeFiles = items.size();
+        }
+    }
+    // What could be read is counted; a folder that could not be read at all is not listed.
+    EXPECT_EQ(junk.value("Caches. com.example.partial"),
+              qint64(KSTTestSupport::allocatedBytesOf(readable)));
+    EXPECT_FALSE(junk.contains("Caches. com.example.locked"));
+    EXPECT_TRUE(junk.contains("Caches. org.example.tool"));
+    // find stopped at Documents/Private with status 1, so its whole answer was dropped.
+    EXPECT_EQ(largeFiles, 0);
 }
 
 } // namespace
