@@ -2,6 +2,7 @@
 
 #include "KSTCliCommand.h"
 #include "KSTEnvironment.h"
+#include "KSTOptionArgument.h"
 
 #include <QCoreApplication>
 
@@ -25,20 +26,13 @@ GlobalOptions parseGlobalOptions(const QStringList &arguments)
                                 QStringLiteral("--user"), QStringLiteral("--layout")};
     for (qsizetype index = 0; index < arguments.size(); ++index) {
         const QString &argument = arguments.at(index);
-        QString name = argument;
-        std::optional<QString> value;
-        const qsizetype equals = argument.indexOf(QLatin1Char('='));
-        if (argument.startsWith(QLatin1String("--")) && equals > 0) {
-            name = argument.left(equals);
-            value = argument.mid(equals + 1);
-        }
+        const KSTOptionArgument option = KSTOptionArgument::split(argument);
+        const QString &name = option.name;
         if (valued.contains(name)) {
+            const std::optional<QString> value = option.valueOrNext(arguments, index);
             if (!value) {
-                if (index + 1 >= arguments.size()) {
-                    options.error = QStringLiteral("%1 needs a value").arg(name);
-                    return options;
-                }
-                value = arguments.at(++index);
+                options.error = QStringLiteral("%1 needs a value").arg(name);
+                return options;
             }
             if (name == QLatin1String("--root")) {
                 options.environment.root = *value;

@@ -1,5 +1,6 @@
 #include "KSTWindowOptions.h"
 
+#include "KSTOptionArgument.h"
 #include "KSTSectionCatalog.h"
 
 #include <QRegularExpression>
@@ -27,24 +28,17 @@ KSTWindowOptions KSTWindowOptions::take(QStringList &arguments, QString *error)
     QStringList rest;
     for (qsizetype index = 0; index < arguments.size(); ++index) {
         const QString &argument = arguments.at(index);
-        QString name = argument;
-        std::optional<QString> value;
-        const qsizetype equals = argument.indexOf(QLatin1Char('='));
-        if (argument.startsWith(QLatin1String("--")) && equals > 0) {
-            name = argument.left(equals);
-            value = argument.mid(equals + 1);
-        }
+        const KSTOptionArgument option = KSTOptionArgument::split(argument);
+        const QString &name = option.name;
         if (!windowOptionNames().contains(name)) {
             rest << argument;
             continue;
         }
         options.given = true;
+        const std::optional<QString> value = option.valueOrNext(arguments, index);
         if (!value) {
-            if (index + 1 >= arguments.size()) {
-                fail(QStringLiteral("%1 needs a value").arg(name));
-                continue;
-            }
-            value = arguments.at(++index);
+            fail(QStringLiteral("%1 needs a value").arg(name));
+            continue;
         }
         if (name == QLatin1String("--screenshot")) {
             options.screenshotPath = *value;
