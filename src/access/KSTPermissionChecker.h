@@ -180,6 +180,11 @@ public:
     /// The Music folder of the home and everything in it, and any photo or music library
     /// package, in any letter case.
     static bool shouldSkipPrivacyProtectedPath(const QString &path);
+    /// shouldSkipPrivacyProtectedPath() for @p path or any folder above it: true for
+    /// anything inside a photo or music library package too.
+    static bool liesInPrivacyProtectedPlace(const QString &path);
+    /// The extensions of the protected library packages, lower case, without the dot.
+    static const QByteArrayList &privacyProtectedExtensions();
     /// The rules of a deep folder walk that reads only what may be read: hidden entries
     /// skipped, and the places shouldSkipPrivacyProtectedPath() names skipped with their
     /// contents (the home's Music folder by its standardised path, library packages by

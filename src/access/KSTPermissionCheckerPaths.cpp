@@ -2,6 +2,8 @@
 // so that the privacy rule and (in a sandboxed build) the home grant apply everywhere.
 #include "KSTPermissionChecker.h"
 
+#include "KSTFileName.h"
+#include "KSTNoFollowPath.h"
 #include "KSTPropertyList.h"
 #include "KSTTreeSize.h"
 
@@ -25,13 +27,6 @@ const QStringList &sandboxReadableApplicationRoots()
     return roots;
 }
 
-const QByteArrayList &privacyProtectedExtensions()
-{
-    static const QByteArrayList extensions = {"photoslibrary", "musiclibrary", "ituneslibrary",
-                                              "photolibrary"};
-    return extensions;
-}
-
 QString homeMusicFolder()
 {
     QString home = standardized(KSTPermissionChecker::realUserHomeDirectoryPath());
@@ -42,10 +37,37 @@ QString homeMusicFolder()
 
 bool lstatPath(const QString &path, struct stat &info)
 {
-    return ::lstat(QFile::encodeName(path).constData(), &info) == 0;
+    return ::lstat(KSTFileName::encoded(path).constData(), &info) == 0;
+}
+
+// The file manager's directory test: a final link is followed.
+bool isFolder(const QString &path)
+{
+    struct stat info;
+    return ::stat(KSTFileName::encoded(path).constData(), &info) == 0 && S_ISDIR(info.st_mode);
 }
 
 } // namespace
+
+const QByteArrayList &KSTPermissionChecker::privacyProtectedExtensions()
+{
+    static const QByteArrayList extensions = {"photoslibrary", "musiclibrary", "ituneslibrary",
+                                              "photolibrary"};
+    return extensions;
+}
+
+bool KSTPermissionChecker::liesInPrivacyProtectedPlace(const QString &path)
+{
+    if (shouldSkipPrivacyProtectedPath(path))
+        return true;
+    const QString clean = standardized(path);
+    for (qsizetype slash = clean.indexOf(QLatin1Char('/'), 1); slash > 0;
+         slash = clean.indexOf(QLatin1Char('/'), slash + 1)) {
+        if (shouldSkipPrivacyProtectedPath(clean.left(slash)))
+            return true;
+    }
+    return false;
+}
 
 bool KSTPermissionChecker::shouldSkipPrivacyProtectedPath(const QString &path)
 {
@@ -178,11 +200,11 @@ bool KSTPermissionChecker::accessibleItemExistsAtPath(const QString &path, bool 
         return !url.isEmpty() && URLExists(url, isDirectory);
     }
     // The file manager's exists test follows a final symbolic link.
-    const QFileInfo info(path);
-    if (!info.exists())
+    struct stat info;
+    if (::stat(KSTFileName::encoded(path).constData(), &info) != 0)
         return false;
     if (isDirectory)
-        *isDirectory = info.isDir();
+        *isDirectory = S_ISDIR(info.st_mode);
     return true;
 }
 
@@ -192,19 +214,10 @@ KSTPermissionChecker::directoryContentsAtAccessiblePath(const QString &path)
     if (path.isEmpty())
         return std::nullopt;
     const QString url = accessibleURLForPath(path, true);
-    bool isDirectory = false;
-    if (url.isEmpty() || !QFileInfo(url).isDir() || !URLExists(url, &isDirectory))
+    if (url.isEmpty() || !QDir::isAbsolutePath(url))
         return std::nullopt;
-    QDir dir(url);
-    if (!dir.isReadable())
-        return std::nullopt;
-    QStringList names;
-    for (const QString &name :
-         dir.entryList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot, QDir::Unsorted)) {
-        if (!name.isEmpty() && !name.startsWith(QLatin1Char('.')))
-            names << name;
-    }
-    return names;
+    // Never through a link: a ~/Downloads that links elsewhere lists nothing.
+    return KSTNoFollowPath::listFolder(standardized(url), true);
 }
 
 quint64 KSTPermissionChecker::fileSizeAtAccessiblePath(const QString &path)
@@ -217,7 +230,7 @@ quint64 KSTPermissionChecker::fileSizeAtAccessiblePath(const QString &path)
         return static_cast<quint64>(info.st_size);
 
     const QString directoryURL = accessibleURLForPath(path, true);
-    if (directoryURL.isEmpty() || !QFileInfo(directoryURL).isDir()) {
+    if (directoryURL.isEmpty() || !isFolder(directoryURL)) {
         if (isRunningSandboxed())
             return 0;
         return lstatPath(path, info) ? static_cast<quint64>(info.st_size) : 0;

@@ -1,7 +1,9 @@
 #include "KSTStorageMetrics.h"
 
 #include "KSTEnvironment.h"
+#include "KSTFileName.h"
 #include "KSTHostInfo.h"
+#include "KSTNoFollowPath.h"
 #include "KSTOverviewLocations.h"
 #include "KSTPermissionChecker.h"
 #include "KSTTreeSize.h"
@@ -10,29 +12,16 @@
 #include <QFile>
 
 #include <algorithm>
-#include <dirent.h>
 
 using Checker = KSTPermissionChecker;
 
 namespace {
 
-// Names of a folder's entries without "." and "..", in the order the file system gives.
+// Names of a folder's entries without "." and "..", in the order the file system gives; a
+// folder reached through a link below the home lists nothing.
 std::optional<QStringList> listFolder(const QString &path, bool skipHidden)
 {
-    DIR *dir = ::opendir(QFile::encodeName(path).constData());
-    if (!dir)
-        return std::nullopt;
-    QStringList names;
-    while (const dirent *entry = ::readdir(dir)) {
-        const char *name = entry->d_name;
-        if (name[0] == '.' && (name[1] == '\0' || (name[1] == '.' && name[2] == '\0')))
-            continue;
-        if (skipHidden && name[0] == '.')
-            continue;
-        names.append(QFile::decodeName(name));
-    }
-    ::closedir(dir);
-    return names;
+    return KSTNoFollowPath::listFolder(QDir::cleanPath(path), skipHidden);
 }
 
 quint64 sizeOfHomeFolders(const QStringList &relativePaths)
@@ -89,7 +78,7 @@ QStringList KSTStorageMetrics::directoryEntriesAtPath(const QString &path)
         return {};
     // Sorted by bytes rather than by locale: the same order on every machine.
     std::sort(names->begin(), names->end(), [](const QString &a, const QString &b) {
-        return QFile::encodeName(a) < QFile::encodeName(b);
+        return KSTFileName::encoded(a) < KSTFileName::encoded(b);
     });
     return *names;
 }

@@ -1,6 +1,8 @@
 #include "KSTFreedesktopTrash.h"
 
 #include "KSTEnvironment.h"
+#include "KSTFileName.h"
+#include "KSTNoFollowPath.h"
 #include "KSTTrashSupport.h"
 
 #include <QDateTime>
@@ -17,9 +19,12 @@
 
 namespace {
 
+// A .trashinfo file's name adds ".trashinfo" to the item's: the item's name must leave room.
+constexpr qsizetype MaximumTrashedNameBytes = 255 - 10;
+
 QByteArray encoded(const QString &path)
 {
-    return QFile::encodeName(path);
+    return KSTFileName::encoded(path);
 }
 
 QString joined(const QString &directory, const QString &name)
@@ -154,43 +159,70 @@ bool writeAll(int fd, const QByteArray &data)
     return true;
 }
 
-// Reserves a name with an exclusive .trashinfo, then renames the item next to it.
+// Reserves a name with an exclusive .trashinfo, then renames the held item next to it.
 // Returns 0 or an errno value; on failure nothing is left behind in the trash.
-int moveInto(const QString &trash, const QString &absolutePath, const QString &recordedPath,
-             bool isDirectory, QString *resultingPath)
+int moveInto(const QString &trash, const KSTHeldEntry &entry, const QString &recordedPath,
+             QString *resultingPath)
 {
-    const QString name = QFileInfo(absolutePath).fileName();
+    const int filesFd = KSTNoFollowPath::openFolder(trash + QLatin1String("/files"));
+    const int infoFd = KSTNoFollowPath::openFolder(trash + QLatin1String("/info"));
+    if (filesFd < 0 || infoFd < 0) {
+        const int failure = errno;
+        if (filesFd >= 0)
+            ::close(filesFd);
+        if (infoFd >= 0)
+            ::close(infoFd);
+        return failure;
+    }
+    const QString name = KSTFileName::decoded(entry.name());
     const QByteArray info = trashInfo(recordedPath);
+    int result = EEXIST;
     for (int attempt = 1; attempt <= KSTTrashSupport::MaximumNameAttempts; ++attempt) {
-        const QString candidate = KSTTrashSupport::candidateName(name, isDirectory, attempt);
-        const QByteArray infoPath =
-            encoded(trash + QLatin1String("/info/") + candidate + QLatin1String(".trashinfo"));
-        const int fd = ::open(infoPath.constData(),
-                              O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
+        const QString candidate = KSTTrashSupport::candidateName(name, entry.isDirectory(), attempt,
+                                                                 MaximumTrashedNameBytes);
+        const QByteArray infoName = encoded(candidate + QLatin1String(".trashinfo"));
+        const int fd = ::openat(infoFd, infoName.constData(),
+                                O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
         if (fd < 0) {
             if (errno == EEXIST)
                 continue;
-            return errno;
+            result = errno;
+            break;
         }
         const bool written = writeAll(fd, info);
         const int writeError = errno;
         if (::close(fd) != 0 || !written) {
-            ::unlink(infoPath.constData());
-            return written ? EIO : writeError;
+            ::unlinkat(infoFd, infoName.constData(), 0);
+            result = written ? EIO : writeError;
+            break;
         }
-        const QString target = trash + QLatin1String("/files/") + candidate;
-        const int failure =
-            KSTTrashSupport::renameNoReplace(encoded(absolutePath), encoded(target));
-        if (failure == 0) {
+        result = KSTTrashSupport::renameNoReplaceAt(entry.parentFd(), entry.name(), filesFd,
+                                                    encoded(candidate));
+        if (result == 0) {
             if (resultingPath)
-                *resultingPath = target;
-            return 0;
+                *resultingPath = trash + QLatin1String("/files/") + candidate;
+            break;
         }
-        ::unlink(infoPath.constData());
-        if (failure != EEXIST) // a stray item without info already holds the name
-            return failure;
+        ::unlinkat(infoFd, infoName.constData(), 0);
+        if (result != EEXIST) // a stray item without info already holds the name
+            break;
     }
-    return EEXIST;
+    ::close(filesFd);
+    ::close(infoFd);
+    return result;
+}
+
+// The item's folder with links resolved, so the volume and the recorded original path are
+// those of where the item really lives. The item's own name is never resolved.
+QString resolvedPath(const KSTHeldEntry &entry)
+{
+    const QString parent = parentOf(entry.path());
+    char *real = ::realpath(encoded(parent).constData(), nullptr);
+    if (!real)
+        return entry.path();
+    const QString resolved = KSTFileName::decoded(real);
+    ::free(real);
+    return joined(resolved, KSTFileName::decoded(entry.name()));
 }
 
 QString recordedPathFromInfo(const QString &infoPath)
@@ -207,7 +239,7 @@ QString recordedPathFromInfo(const QString &infoPath)
             continue;
         }
         if (inGroup && line.startsWith("Path="))
-            return QFile::decodeName(QByteArray::fromPercentEncoding(line.mid(5)));
+            return KSTFileName::decoded(QByteArray::fromPercentEncoding(line.mid(5)));
     }
     return {};
 }
@@ -224,22 +256,19 @@ QString KSTFreedesktopTrash::homeTrash(const KSTEnvironment &environment)
     return environment.homePath(QStringLiteral(".local/share/Trash"));
 }
 
-bool KSTFreedesktopTrash::moveToTrash(const QString &absolutePath, bool isDirectory,
-                                      QString *resultingPath, KSTError *error)
+bool KSTFreedesktopTrash::moveToTrash(const KSTHeldEntry &entry, QString *resultingPath,
+                                      KSTError *error)
 {
     const KSTEnvironment environment = KSTEnvironment::current();
-    const QString shown = KSTTrashSupport::quoted(absolutePath);
+    const QString absolutePath = resolvedPath(entry);
+    const QString shown = KSTTrashSupport::quoted(entry.path());
     auto fail = [&](int errorNumber, const QString &message) {
         if (error)
-            *error = KSTTrashSupport::cocoaError(errorNumber, absolutePath, message);
+            *error = KSTTrashSupport::cocoaError(errorNumber, entry.path(), message);
         return false;
     };
     const QString couldNot = QStringLiteral("Could not move %1 to the Trash").arg(shown);
     const QString noTrashFolder = couldNot + QLatin1String(": the Trash folder cannot be created");
-
-    struct stat item = {};
-    if (::lstat(encoded(absolutePath).constData(), &item) != 0)
-        return fail(errno, couldNot);
 
     const QString home = homeTrash(environment);
     struct stat homeInfo = {};
@@ -253,9 +282,9 @@ bool KSTFreedesktopTrash::moveToTrash(const QString &absolutePath, bool isDirect
     struct stat homeFiles = {};
     const bool sameDevice =
         ::stat(encoded(home + QLatin1String("/files")).constData(), &homeFiles) == 0 &&
-        homeFiles.st_dev == item.st_dev;
+        homeFiles.st_dev == entry.status().st_dev;
     if (sameDevice) {
-        const int failure = moveInto(home, absolutePath, absolutePath, isDirectory, resultingPath);
+        const int failure = moveInto(home, entry, absolutePath, resultingPath);
         if (failure == 0)
             return true;
         if (failure != EXDEV) // bind mounts share a device number yet refuse the rename
@@ -263,7 +292,7 @@ bool KSTFreedesktopTrash::moveToTrash(const QString &absolutePath, bool isDirect
     }
 
     // Another file system: its own trash at the top directory, never a copy.
-    const QString topdir = topDirectory(absolutePath, item.st_dev);
+    const QString topdir = topDirectory(absolutePath, entry.status().st_dev);
     QString trash;
     if (const int failure = topDirectoryTrash(topdir, &trash)) {
         return fail(failure, couldNot + QStringLiteral(": its volume (%1) has no usable Trash "
@@ -272,7 +301,7 @@ bool KSTFreedesktopTrash::moveToTrash(const QString &absolutePath, bool isDirect
     }
     const QString relative =
         absolutePath.mid(topdir.size() + (topdir == QLatin1String("/") ? 0 : 1));
-    if (const int failure = moveInto(trash, absolutePath, relative, isDirectory, resultingPath))
+    if (const int failure = moveInto(trash, entry, relative, resultingPath))
         return fail(failure, couldNot + QStringLiteral(" of its volume (%1)").arg(topdir));
     return true;
 }

@@ -5,6 +5,7 @@
 #include <QString>
 
 class KSTEnvironment;
+class KSTHeldEntry;
 
 /// The freedesktop.org Trash (files/ + info/<name>.trashinfo), written directly rather than
 /// through QFile::moveToTrash: Qt 6.4 creates files/ and info/ in the current directory
@@ -17,13 +18,12 @@ public:
     /// relative), else <home>/.local/share/Trash. Not created.
     static QString homeTrash(const KSTEnvironment &environment);
 
-    /// Moves the item at @p absolutePath (already checked to exist; never resolved through
-    /// a final link) into the home trash, or — when it lives on another file system — into
-    /// that file system's $topdir/.Trash/<uid> or $topdir/.Trash-<uid>. The .trashinfo file
-    /// is created first and exclusively, which reserves the name; it is removed again when
-    /// the move fails. @p isDirectory selects the clash-naming rule.
-    static bool moveToTrash(const QString &absolutePath, bool isDirectory, QString *resultingPath,
-                            KSTError *error);
+    /// Moves the held entry (a link as the link) into the home trash, or — when it lives
+    /// on another file system — into that file system's $topdir/.Trash/<uid> or
+    /// $topdir/.Trash-<uid>. The .trashinfo file is created first and exclusively, which
+    /// reserves the name; it is removed again when the move fails. Names are kept short
+    /// enough for their .trashinfo to fit the file system's 255 bytes.
+    static bool moveToTrash(const KSTHeldEntry &entry, QString *resultingPath, KSTError *error);
 
     /// The original location recorded for @p trashedPath, which is files/<name> of a trash
     /// folder or something inside it; empty when there is no readable .trashinfo.

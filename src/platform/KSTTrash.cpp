@@ -1,11 +1,11 @@
 #include "KSTTrash.h"
 
 #include "KSTEnvironment.h"
+#include "KSTFileName.h"
 #include "KSTFreedesktopTrash.h"
+#include "KSTNoFollowPath.h"
 #include "KSTTrashSupport.h"
 
-#include <QFile>
-#include <QFileInfo>
 #include <QStringList>
 
 #include <cerrno>
@@ -18,77 +18,94 @@
 
 namespace {
 
-QByteArray encoded(const QString &path)
-{
-    return QFile::encodeName(path);
-}
-
 QString macTrash(const KSTEnvironment &environment)
 {
     return environment.homePath(QStringLiteral(".Trash"));
 }
 
-// The item's folder with links resolved, so the volume and the recorded original path are
-// those of where the item really lives (/tmp on a Mac is a link to /private/tmp). The item's
-// own name is never resolved: a link is trashed as the link.
-QString withResolvedParent(const QString &absolutePath)
+QString couldNotMove(const QString &path)
 {
-    const QFileInfo info(absolutePath);
-    const QString parent = QFileInfo(info.path()).canonicalFilePath();
-    if (parent.isEmpty())
-        return absolutePath;
-    if (parent == QLatin1String("/"))
-        return parent + info.fileName();
-    return parent + QLatin1Char('/') + info.fileName();
+    return QStringLiteral("Could not move %1 to the Trash").arg(KSTTrashSupport::quoted(path));
 }
 
-bool moveToMacTrash(const QString &absolutePath, bool isDirectory, QString *resultingPath,
-                    KSTError *error)
+// <home>/.Trash, created when missing, opened without following a link on the way: a
+// ~/.Trash that is a link or a file is not ours to move into.
+int openMacTrash(const KSTEnvironment &environment, int *failure)
 {
-    const QString trash = macTrash(KSTEnvironment::current());
-    const QString couldNot =
-        QStringLiteral("Could not move %1 to the Trash").arg(KSTTrashSupport::quoted(absolutePath));
+    const QString trash = macTrash(environment);
+    int fd = KSTNoFollowPath::openFolder(trash);
+    if (fd < 0 && errno == ENOENT) {
+        const int home = KSTNoFollowPath::openFolder(environment.home());
+        if (home >= 0) {
+            if (::mkdirat(home, ".Trash", 0700) != 0 && errno != EEXIST)
+                *failure = errno;
+            ::close(home);
+        }
+        fd = KSTNoFollowPath::openFolder(trash);
+    }
+    if (fd < 0 && *failure == 0)
+        *failure = errno;
+    return fd;
+}
+
+bool moveToMacTrash(const KSTHeldEntry &entry, QString *resultingPath, KSTError *error)
+{
+    const KSTEnvironment environment = KSTEnvironment::current();
+    const QString trash = macTrash(environment);
     auto fail = [&](int errorNumber, const QString &message) {
         if (error)
-            *error = KSTTrashSupport::cocoaError(errorNumber, absolutePath, message);
+            *error = KSTTrashSupport::cocoaError(errorNumber, entry.path(), message);
         return false;
     };
 
-    if (::mkdir(encoded(trash).constData(), 0700) != 0 && errno != EEXIST)
-        return fail(errno, couldNot + QLatin1String(": the Trash folder cannot be created"));
-    struct stat info = {};
-    if (::lstat(encoded(trash).constData(), &info) != 0)
-        return fail(errno, couldNot);
-    if (!S_ISDIR(info.st_mode)) // a link or a file named .Trash is not ours to move into
-        return fail(ENOTDIR, couldNot + QLatin1String(": ~/.Trash is not a folder"));
-
-    const QString name = QFileInfo(absolutePath).fileName();
-    for (int attempt = 1; attempt <= KSTTrashSupport::MaximumNameAttempts; ++attempt) {
-        const QString target =
-            trash + QLatin1Char('/') + KSTTrashSupport::candidateName(name, isDirectory, attempt);
-        const int failure =
-            KSTTrashSupport::renameNoReplace(encoded(absolutePath), encoded(target));
-        if (failure == 0) {
-            if (resultingPath)
-                *resultingPath = target;
-            return true;
-        }
-        if (failure == EXDEV) {
-            return fail(failure, couldNot + QLatin1String(": it is on another volume than the "
-                                                          "Trash, and it is not copied"));
-        }
-        if (failure != EEXIST)
-            return fail(failure, couldNot);
+    int failure = 0;
+    const int trashFd = openMacTrash(environment, &failure);
+    if (trashFd < 0) {
+        if (failure == ELOOP || failure == ENOTDIR)
+            return fail(ENOTDIR,
+                        couldNotMove(entry.path()) + QLatin1String(": ~/.Trash is not a folder"));
+        return fail(failure, couldNotMove(entry.path()) +
+                                 QLatin1String(": the Trash folder cannot be created"));
     }
-    return fail(EEXIST, couldNot + QLatin1String(": no free name in the Trash"));
+
+    const QString name = KSTFileName::decoded(entry.name());
+    int result = EEXIST;
+    for (int attempt = 1; attempt <= KSTTrashSupport::MaximumNameAttempts; ++attempt) {
+        const QString candidate =
+            KSTTrashSupport::candidateName(name, entry.isDirectory(), attempt);
+        result = KSTTrashSupport::renameNoReplaceAt(entry.parentFd(), entry.name(), trashFd,
+                                                    KSTFileName::encoded(candidate));
+        if (result == 0) {
+            if (resultingPath)
+                *resultingPath = trash + QLatin1Char('/') + candidate;
+            break;
+        }
+        if (result != EEXIST)
+            break;
+    }
+    ::close(trashFd);
+    if (result == 0)
+        return true;
+    if (result == EXDEV) {
+        return fail(result, couldNotMove(entry.path()) +
+                                QLatin1String(": it is on another volume than the Trash, and it "
+                                              "is not copied"));
+    }
+    if (result == EEXIST)
+        return fail(result,
+                    couldNotMove(entry.path()) + QLatin1String(": no free name in the Trash"));
+    return fail(result, couldNotMove(entry.path()));
 }
 
 // Depth-first removal through directory descriptors: every folder is opened relative to
 // its parent with O_NOFOLLOW, so a link met anywhere is unlinked, never entered, and a
-// folder swapped for a link mid-way is not followed either.
+// folder swapped for a link mid-way is not followed either. Nothing on another device than
+// the entry's own is entered: a file system mounted inside stays, and so does its folder.
 class TreeRemover
 {
 public:
+    explicit TreeRemover(dev_t device) : m_device(device) {}
+
     bool removeEntry(int parentFd, const QByteArray &name, const QString &path, bool isDirectory)
     {
         if (!isDirectory)
@@ -101,6 +118,11 @@ public:
             if (errno == ENOENT)
                 return true;
             return record(errno, path);
+        }
+        struct stat info = {};
+        if (::fstat(fd, &info) != 0 || info.st_dev != m_device) {
+            ::close(fd);
+            return record(EXDEV, path);
         }
         const bool emptied = removeContents(fd, path);
         return emptied && unlinkEntry(parentFd, name, path, AT_REMOVEDIR);
@@ -149,7 +171,7 @@ private:
             children.push_back({name, isDirectory});
         }
         for (const Child &child : children) {
-            const QString childPath = path + QLatin1Char('/') + QFile::decodeName(child.name);
+            const QString childPath = path + QLatin1Char('/') + KSTFileName::decoded(child.name);
             if (!removeEntry(::dirfd(dir), child.name, childPath, child.isDirectory))
                 complete = false;
         }
@@ -176,9 +198,25 @@ private:
         return false;
     }
 
+    dev_t m_device;
     std::optional<KSTError> m_firstError;
     QStringList m_failedPaths;
 };
+
+std::optional<KSTHeldEntry> holdForPathForm(const QString &path, const QString &couldNot,
+                                            KSTError *error)
+{
+    const QString cleaned = KSTTrashSupport::absoluteCleanPath(path);
+    std::optional<KSTHeldEntry> entry;
+    if (!cleaned.isEmpty() && cleaned != QLatin1String("/"))
+        entry = KSTNoFollowPath::hold(cleaned);
+    if (!entry && error) {
+        const int failure =
+            cleaned.isEmpty() ? ENOENT : (cleaned == QLatin1String("/") ? EPERM : errno);
+        *error = KSTTrashSupport::cocoaError(failure, path, couldNot);
+    }
+    return entry;
+}
 
 } // namespace
 
@@ -192,53 +230,29 @@ QString KSTTrash::trashDirectory()
 
 bool KSTTrash::moveToTrash(const QString &path, QString *resultingPath, KSTError *error)
 {
-    const QString cleaned = KSTTrashSupport::absoluteCleanPath(path);
-    struct stat info = {};
-    if (cleaned.isEmpty() || ::lstat(encoded(cleaned).constData(), &info) != 0) {
-        const int failure = cleaned.isEmpty() ? ENOENT : errno;
-        if (error) {
-            *error = KSTTrashSupport::cocoaError(failure, path,
-                                                 QStringLiteral("Could not move %1 to the Trash")
-                                                     .arg(KSTTrashSupport::quoted(path)));
-        }
-        return false;
-    }
-    const QString absolutePath = withResolvedParent(cleaned);
-    const bool isDirectory = S_ISDIR(info.st_mode); // lstat: a link to a folder is a file here
+    const std::optional<KSTHeldEntry> entry = holdForPathForm(path, couldNotMove(path), error);
+    return entry && moveToTrash(*entry, resultingPath, error);
+}
+
+bool KSTTrash::moveToTrash(const KSTHeldEntry &entry, QString *resultingPath, KSTError *error)
+{
     if (KSTEnvironment::current().layout() == KSTLayout::Mac)
-        return moveToMacTrash(absolutePath, isDirectory, resultingPath, error);
-    return KSTFreedesktopTrash::moveToTrash(absolutePath, isDirectory, resultingPath, error);
+        return moveToMacTrash(entry, resultingPath, error);
+    return KSTFreedesktopTrash::moveToTrash(entry, resultingPath, error);
 }
 
 bool KSTTrash::removePermanently(const QString &path, KSTError *error)
 {
-    const QString absolutePath = KSTTrashSupport::absoluteCleanPath(path);
-    auto fail = [&](int errorNumber) {
-        if (error) {
-            *error = KSTTrashSupport::cocoaError(
-                errorNumber, path,
-                QStringLiteral("Could not remove %1").arg(KSTTrashSupport::quoted(path)));
-        }
-        return false;
-    };
-    if (absolutePath.isEmpty())
-        return fail(ENOENT);
-    if (absolutePath == QLatin1String("/"))
-        return fail(EPERM);
+    const std::optional<KSTHeldEntry> entry = holdForPathForm(
+        path, QStringLiteral("Could not remove %1").arg(KSTTrashSupport::quoted(path)), error);
+    return entry && removePermanently(*entry, error);
+}
 
-    struct stat info = {};
-    if (::lstat(encoded(absolutePath).constData(), &info) != 0)
-        return fail(errno);
-
-    const QFileInfo location(absolutePath);
-    const int parentFd =
-        ::open(encoded(location.path()).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (parentFd < 0)
-        return fail(errno);
-    TreeRemover remover;
-    const bool removed = remover.removeEntry(parentFd, encoded(location.fileName()), absolutePath,
-                                             S_ISDIR(info.st_mode));
-    ::close(parentFd);
+bool KSTTrash::removePermanently(const KSTHeldEntry &entry, KSTError *error)
+{
+    TreeRemover remover(entry.status().st_dev);
+    const bool removed =
+        remover.removeEntry(entry.parentFd(), entry.name(), entry.path(), entry.isDirectory());
     if (!removed && error && remover.firstError()) {
         *error = *remover.firstError();
         error->userInfo.insert(QStringLiteral("failedPaths"), remover.failedPaths());

@@ -4,6 +4,8 @@
 
 #include <QString>
 
+class KSTHeldEntry;
+
 /// Moving items to the user's Trash and deleting them for good.
 ///
 /// The Trash depends on the layout of the current KSTEnvironment:
@@ -20,7 +22,13 @@
 ///   numbered as for mac. QFile::moveToTrash is not used (see KSTFreedesktopTrash).
 ///
 /// Neither operation ever follows a symbolic link: a link is moved or deleted as a link, and
-/// deletion of a folder never descends through a link found inside it.
+/// deletion of a folder never descends through a link found inside it nor into another file
+/// system mounted inside it. A name that would grow past the file system's 255 bytes with its
+/// number is shortened before the number.
+///
+/// These are the low-level acts. Engines never call them directly: they ask
+/// KSTRemovalGuard, which decides whether the entry may be touched at all and then acts
+/// through the held-entry forms below.
 class KSTTrash
 {
 public:
@@ -34,12 +42,18 @@ public:
     /// description, e.g. no such file, permission denied, cross-device).
     static bool moveToTrash(const QString &path, QString *resultingPath = nullptr,
                             KSTError *error = nullptr);
+    /// The same for an entry already held (its folder open, no link followed to reach it):
+    /// exactly that entry is moved, by a rename relative to its held folder.
+    static bool moveToTrash(const KSTHeldEntry &entry, QString *resultingPath = nullptr,
+                            KSTError *error = nullptr);
 
     /// Deletes @p path permanently: a file or link is unlinked, a folder is removed with its
     /// contents, depth first, without following any symbolic link. Returns true when the item
     /// is gone; on failure what could be removed is removed and @p error names the first
     /// failure ("NSFilePath"), with every failed path under "failedPaths". "/" is refused.
     static bool removePermanently(const QString &path, KSTError *error = nullptr);
+    /// The same for an entry already held.
+    static bool removePermanently(const KSTHeldEntry &entry, KSTError *error = nullptr);
 
     /// Where an item removed from @p path originally lived, for a freedesktop trash entry
     /// (read from its .trashinfo); empty for the mac layout or when unknown.

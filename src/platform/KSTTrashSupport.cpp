@@ -1,5 +1,7 @@
 #include "KSTTrashSupport.h"
 
+#include "KSTFileName.h"
+
 #include <QDir>
 
 #include <cerrno>
@@ -11,26 +13,57 @@
 
 namespace KSTTrashSupport {
 
-QString candidateName(const QString &name, bool isDirectory, int attempt)
+namespace {
+
+// @p stem shortened by whole characters (a surrogate pair stays whole) until @p stem +
+// @p tail fits in @p maximumBytes; empty when even the tail alone does not fit.
+QString fitted(QString stem, const QString &tail, qsizetype maximumBytes)
 {
-    if (attempt <= 1)
-        return name;
-    const QString number = QLatin1Char(' ') + QString::number(attempt);
+    const qsizetype tailBytes = KSTFileName::encoded(tail).size();
+    while (!stem.isEmpty() && KSTFileName::encoded(stem).size() + tailBytes > maximumBytes) {
+        const qsizetype cut = stem.size() >= 2 && stem.at(stem.size() - 1).isLowSurrogate() &&
+                                      stem.at(stem.size() - 2).isHighSurrogate()
+                                  ? 2
+                                  : 1;
+        stem.chop(cut);
+    }
+    return stem;
+}
+
+} // namespace
+
+QString candidateName(const QString &name, bool isDirectory, int attempt, qsizetype maximumBytes)
+{
+    const QString number = attempt <= 1 ? QString() : QLatin1Char(' ') + QString::number(attempt);
     const qsizetype dot = isDirectory ? -1 : name.lastIndexOf(QLatin1Char('.'));
     // A leading dot names a hidden file rather than starting an extension, and a trailing
     // dot has nothing after it to keep.
-    if (dot <= 0 || dot == name.size() - 1)
-        return name + number;
-    return name.left(dot) + number + name.mid(dot);
+    const bool hasExtension = dot > 0 && dot < name.size() - 1;
+    const QString stem = hasExtension ? name.left(dot) : name;
+    const QString extension = hasExtension ? name.mid(dot) : QString();
+    if (KSTFileName::encoded(stem + number + extension).size() <= maximumBytes)
+        return stem + number + extension;
+    const QString shortStem = fitted(stem, number + extension, maximumBytes);
+    if (!shortStem.isEmpty())
+        return shortStem + number + extension;
+    return fitted(name, number, maximumBytes) + number;
 }
 
 int renameNoReplace(const QByteArray &from, const QByteArray &to)
 {
+    return renameNoReplaceAt(AT_FDCWD, from, AT_FDCWD, to);
+}
+
+int renameNoReplaceAt(int fromFolder, const QByteArray &fromName, int toFolder,
+                      const QByteArray &toName)
+{
     int result = -1;
 #if defined(__APPLE__)
-    result = ::renamex_np(from.constData(), to.constData(), RENAME_EXCL);
+    result =
+        ::renameatx_np(fromFolder, fromName.constData(), toFolder, toName.constData(), RENAME_EXCL);
 #elif defined(RENAME_NOREPLACE)
-    result = ::renameat2(AT_FDCWD, from.constData(), AT_FDCWD, to.constData(), RENAME_NOREPLACE);
+    result = ::renameat2(fromFolder, fromName.constData(), toFolder, toName.constData(),
+                         RENAME_NOREPLACE);
 #else
     errno = ENOSYS;
 #endif
@@ -41,9 +74,10 @@ int renameNoReplace(const QByteArray &from, const QByteArray &to)
     // A file system without the atomic form: a small window remains between the check and
     // the rename, which is the best the kernel offers there.
     struct stat existing = {};
-    if (::lstat(to.constData(), &existing) == 0)
+    if (::fstatat(toFolder, toName.constData(), &existing, AT_SYMLINK_NOFOLLOW) == 0)
         return EEXIST;
-    return ::rename(from.constData(), to.constData()) == 0 ? 0 : errno;
+    return ::renameat(fromFolder, fromName.constData(), toFolder, toName.constData()) == 0 ? 0
+                                                                                           : errno;
 }
 
 KSTError cocoaError(int errorNumber, const QString &path, const QString &message)

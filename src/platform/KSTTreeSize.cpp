@@ -1,5 +1,10 @@
 #include "KSTTreeSize.h"
 
+#include "KSTFileName.h"
+#include "KSTNoFollowPath.h"
+
+#include <QDir>
+
 #include <QFile>
 
 #include <algorithm>
@@ -35,6 +40,7 @@ struct Rules
     bool skipHidden = true;
     std::vector<std::string> excludedFolders;
     std::vector<std::string> excludedExtensions; // lower case, without the dot
+    std::shared_ptr<KSTTreeSize::SeenFiles> seenFiles;
 };
 
 bool hasExcludedExtension(const char *name, size_t length, const Rules &rules)
@@ -202,6 +208,9 @@ quint64 readFolder(const std::string &path, const Rules &rules, WorkList &work,
         }
         if (!haveInfo && ::fstatat(fd, name, &info, AT_SYMLINK_NOFOLLOW) != 0)
             return;
+        if (info.st_nlink > 1 && !S_ISDIR(info.st_mode) &&
+            !rules.seenFiles->insert(quint64(info.st_dev), quint64(info.st_ino)))
+            return;
         total += static_cast<quint64>(info.st_blocks) * 512u;
     });
     ::close(fd);
@@ -213,9 +222,11 @@ Rules rulesFrom(const KSTTreeSize::Options &options)
     Rules rules;
     rules.skipHidden = options.skipHidden;
     for (const QString &folder : options.excludedFolders)
-        rules.excludedFolders.push_back(QFile::encodeName(folder).toStdString());
+        rules.excludedFolders.push_back(KSTFileName::encoded(folder).toStdString());
     for (const QByteArray &extension : options.excludedExtensions)
         rules.excludedExtensions.push_back(extension.toLower().toStdString());
+    rules.seenFiles =
+        options.seenFiles ? options.seenFiles : std::make_shared<KSTTreeSize::SeenFiles>();
     return rules;
 }
 
@@ -224,9 +235,15 @@ Rules rulesFrom(const KSTTreeSize::Options &options)
 quint64 KSTTreeSize::allocatedBytes(const QString &folder, const Options &options)
 {
     const Rules rules = rulesFrom(options);
-    const std::string root = QFile::encodeName(folder).toStdString();
+    const std::string root = KSTFileName::encoded(folder).toStdString();
     if (root.empty())
         return 0;
+    // The way to the folder must not pass a link either; below it the walk opens every
+    // folder with O_NOFOLLOW.
+    const int rootFd = KSTNoFollowPath::openFolder(QDir::cleanPath(folder));
+    if (rootFd < 0)
+        return 0;
+    ::close(rootFd);
 
     int threadCount = options.threads;
     if (threadCount <= 0)
@@ -278,10 +295,19 @@ quint64 KSTTreeSize::allocatedBytes(const QString &folder, const Options &option
 
 quint64 KSTTreeSize::allocatedBytesOfItem(const QString &path, const Options &options)
 {
-    struct stat info;
-    if (::lstat(QFile::encodeName(path).constData(), &info) != 0)
+    const std::optional<struct stat> info = KSTNoFollowPath::status(QDir::cleanPath(path));
+    if (!info)
         return 0;
-    if (S_ISDIR(info.st_mode))
+    if (S_ISDIR(info->st_mode))
         return allocatedBytes(path, options);
-    return static_cast<quint64>(info.st_blocks) * 512u;
+    if (info->st_nlink > 1 && options.seenFiles &&
+        !options.seenFiles->insert(quint64(info->st_dev), quint64(info->st_ino)))
+        return 0;
+    return static_cast<quint64>(info->st_blocks) * 512u;
+}
+
+bool KSTTreeSize::SeenFiles::insert(quint64 device, quint64 inode)
+{
+    std::lock_guard lock(m_mutex);
+    return m_files.emplace(device, inode).second;
 }

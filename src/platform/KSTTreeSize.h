@@ -4,6 +4,10 @@
 #include <QString>
 
 #include <functional>
+#include <memory>
+#include <mutex>
+#include <set>
+#include <utility>
 
 /// Sums the allocated size of everything below a folder: the hot path of the Overview, Clean
 /// Up and App Manage.
@@ -18,11 +22,27 @@
 ///
 /// What counts, to match the file manager's "total allocated size" enumeration: every entry
 /// that is not a folder adds its allocated size (st_blocks × 512); folders themselves add
-/// nothing; a hard-linked file counts once per name. So totals differ from du(1), which
-/// counts folder blocks and each inode once.
+/// nothing; a file with several hard links counts once in one size, however many of its
+/// names the walk meets. So totals differ from du(1) by the folders' own blocks.
+///
+/// The walk starts at a folder reached as KSTNoFollowPath::openFolder() reaches it: below the
+/// analysed home or root no link is followed on the way there either.
 class KSTTreeSize
 {
 public:
+    /// The files with several links already counted, to share between sizes that must count
+    /// each file once together (the entries of one Trash emptied one by one). Thread-safe.
+    class SeenFiles
+    {
+    public:
+        /// True the first time a (device, inode) pair is offered.
+        bool insert(quint64 device, quint64 inode);
+
+    private:
+        std::mutex m_mutex;
+        std::set<std::pair<quint64, quint64>> m_files;
+    };
+
     struct Options
     {
         /// Skip entries whose name starts with "." (and everything below them).
@@ -37,6 +57,8 @@ public:
         /// Threads to use at most (the calling thread included); 0 chooses from the processor
         /// count (up to 4).
         int threads = 0;
+        /// Shared with other sizes when given; else each size has its own.
+        std::shared_ptr<SeenFiles> seenFiles;
     };
 
     /// The allocated bytes below @p folder (not counting the folder itself). 0 when it is
