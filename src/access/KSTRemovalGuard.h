@@ -1,0 +1,115 @@
+#pragma once
+
+#include "KSTError.h"
+#include "KSTFileIdentity.h"
+#include "KSTNoFollowPath.h"
+
+#include <QString>
+#include <QStringList>
+
+#include <optional>
+#include <vector>
+
+/// The one gate every deletion, move to the Trash, overwrite or rename of a user's file
+/// passes: Clean Up's removal and Trash emptying, the auto-clean rules, and every later tool.
+///
+/// It decides on the file system, never on names or labels. An entry is admitted only when
+/// all of these hold:
+/// - it lies strictly inside one of the folders the user chose (the analysed home unless the
+///   policy names others), and it is reached from that folder without following a symbolic
+///   link in any component; a link is acted on as the link, never through;
+/// - it is not the root, the analysed root, the home, ~/Library, one of the home's standard
+///   folders (Desktop, Documents, Downloads, …, .Trash), a chosen folder itself, nor the root
+///   of a mounted file system;
+/// - it is not a never-touch entry, does not lie inside one and does not contain one, compared
+///   both by clean path and as files (device and inode of the entry and of the entry a path
+///   resolves to);
+/// - it is not the home's Music folder, nor inside it, nor inside a photo or music library
+///   package, and a folder does not hold such a package;
+/// - when the caller knows what its scan saw, the entry still has that kind, device and inode
+///   (and for files and links the size and modification time).
+/// The status is read again right before the act itself, and the act is made relative to
+/// the folder held open when the entry was reached.
+///
+/// Refusals and failures are errors in the domain "KSTRemovalGuard" (codes below) or, for
+/// what the file system refuses, "NSCocoaErrorDomain"; every description names the path and
+/// the reason. A guard is cheap to make; make one per operation (the never-touch entries are
+/// looked up when it is made). Thread-safe for concurrent const use.
+class KSTRemovalGuard
+{
+public:
+    static inline const QString ErrorDomain = QStringLiteral("KSTRemovalGuard");
+
+    enum RefusalCode : qint64 {
+        RefusedThroughLink = 1,      ///< a symbolic link (or a non-folder) on the way
+        RefusedOutsideChoice = 2,    ///< not inside the folders the user chose
+        RefusedProtectedFolder = 3,  ///< the root, the home, a standard folder, a mount point
+        RefusedNeverTouch = 4,       ///< is, lies inside or holds a never-touch entry
+        RefusedPrivacyProtected = 5, ///< Music, a photo or music library, or holds one
+        RefusedChanged = 6,          ///< not the entry the scan saw any more
+        RefusedMissing = 7,          ///< nothing there (any more)
+    };
+
+    struct Policy
+    {
+        /// The folders the user chose; nothing outside them is touched. Empty: the analysed
+        /// home.
+        QStringList scopeRoots;
+        /// Never-touch entries: absolute paths, "~/…" meaning the analysed home.
+        QStringList neverTouchPaths;
+    };
+
+    explicit KSTRemovalGuard(Policy policy = {});
+
+    /// The never-touch entries the user keeps for Auto Clean in the preferences suite
+    /// @p suiteName, including a list kept aside by a launch reset until the user dismisses
+    /// it; they hold for every tool.
+    static QStringList
+    storedNeverTouchPaths(const QString &suiteName = QStringLiteral("com.kestrel.autoclean"));
+
+    /// What a scan should record of @p path to have it recognised later: the entry reached
+    /// without following a link (as admit() reaches it); nothing when that fails.
+    static std::optional<KSTFileIdentity> identityOf(const QString &path);
+
+    /// Applies every rule to @p path and holds the entry; nothing (and @p error) when any
+    /// rule refuses it.
+    std::optional<KSTHeldEntry> admit(const QString &path,
+                                      const std::optional<KSTFileIdentity> &expected = {},
+                                      KSTError *error = nullptr) const;
+
+    /// Moves @p path to the Trash (KSTTrash) once admitted.
+    bool moveToTrash(const QString &path, const std::optional<KSTFileIdentity> &expected = {},
+                     QString *resultingPath = nullptr, KSTError *error = nullptr) const;
+
+    /// Deletes @p path for good once admitted: a folder with its contents, never entering a
+    /// link or another file system on the way.
+    bool removePermanently(const QString &path, const std::optional<KSTFileIdentity> &expected = {},
+                           KSTError *error = nullptr) const;
+
+    /// Moves @p path into @p destinationFolder (inside the chosen folders, reached without a
+    /// link) as @p destinationName, never replacing anything there. Both ends are checked.
+    bool moveIntoFolder(const QString &path, const std::optional<KSTFileIdentity> &expected,
+                        const QString &destinationFolder, const QString &destinationName,
+                        QString *resultingPath = nullptr, KSTError *error = nullptr) const;
+
+private:
+    struct NeverTouchEntry
+    {
+        QString cleanPath;
+        QString resolvedPath;                 // with links resolved, when it exists
+        std::vector<KSTFileIdentity> itself;  // the entry and what it resolves to
+        std::vector<KSTFileIdentity> holders; // every folder above the resolved entry
+    };
+
+    bool refuse(KSTError *error, RefusalCode code, const QString &path,
+                const QString &reason) const;
+    QString scopeRootFor(const QString &path) const;
+    bool isProtectedFolder(const QString &path) const;
+    std::optional<KSTHeldEntry> recheck(KSTHeldEntry entry, KSTError *error) const;
+
+    QString m_home;
+    QString m_root;
+    QStringList m_scopeRoots;
+    QStringList m_protectedFolders;
+    std::vector<NeverTouchEntry> m_neverTouch;
+};
