@@ -1,10 +1,12 @@
 #include "KSTCleanUpEngine.h"
 
 #include "KSTCleanUpLocations.h"
+#include "KSTFileName.h"
 #include "KSTIOSBackupCatalog.h"
 #include "KSTInstallerPackageSearch.h"
 #include "KSTLargeFileSearch.h"
 #include "KSTPermissionChecker.h"
+#include "KSTRemovalGuard.h"
 #include "KSTStorageMetrics.h"
 #include "KSTSystemInfo.h"
 #include "KSTToolRunner.h"
@@ -81,17 +83,13 @@ bool itemExists(const QString &path, bool expectsFolder, bool *isDirectory)
         const QString url = Checker::fileURLInGrantedHomeForPath(path, expectsFolder);
         return Checker::URLExists(url, isDirectory);
     }
-    const QFileInfo info(path);
-    if (!info.exists())
-        return false;
-    if (isDirectory)
-        *isDirectory = info.isDir();
-    return true;
+    return Checker::accessibleItemExistsAtPath(path, isDirectory);
 }
 
 KSTCleanUpItem fixedLocationItem(const QString &label, const QString &path, quint64 bytes)
 {
-    return {label, KSTCleanUpEngine::shortenHomePath(path), path, bytes, false};
+    return {label, KSTCleanUpEngine::shortenHomePath(path),      path, bytes,
+            false, {KSTCleanUpEngine::targetAtPath(path, bytes)}};
 }
 
 } // namespace
@@ -180,8 +178,13 @@ bool KSTCleanUpEngine::buildSystemJunk(KSTCleanUpCategory &category, quint64 gen
         filesAnalyzed += weight(size);
     }
     if (const quint64 snapshots = localSnapshotBytes(); snapshots != 0) {
-        fixed << KSTCleanUpItem{QStringLiteral("Time Machine Snapshots"), QStringLiteral("/"),
-                                QStringLiteral("/"), snapshots, false};
+        // Shown and counted, never removed: it has nothing to act on.
+        fixed << KSTCleanUpItem{QStringLiteral("Time Machine Snapshots"),
+                                QStringLiteral("/"),
+                                QStringLiteral("/"),
+                                snapshots,
+                                false,
+                                {}};
         filesAnalyzed += 1;
     }
 
@@ -208,8 +211,13 @@ bool KSTCleanUpEngine::buildTrashes(KSTCleanUpCategory &category, quint64 genera
     QList<KSTCleanUpItem> all;
     // A Trash of hidden entries only has no visible entry yet still takes space.
     if (trashBytes != 0 || trashEntries != 0) {
-        const KSTCleanUpItem trash{QStringLiteral("Mac Trash"), Locations::trashDisplayPath,
-                                   homePath(Locations::trash), trashBytes, false};
+        // Emptied rather than moved: no target of its own.
+        const KSTCleanUpItem trash{QStringLiteral("Mac Trash"),
+                                   Locations::trashDisplayPath,
+                                   homePath(Locations::trash),
+                                   trashBytes,
+                                   false,
+                                   {}};
         category.items << trash;
         all << trash;
     }
@@ -220,7 +228,9 @@ bool KSTCleanUpEngine::buildTrashes(KSTCleanUpCategory &category, quint64 genera
                                          Locations::downloadsDisplayPath,
                                          homePath(Locations::downloads + QLatin1Char('/') +
                                                   Locations::failedDownloadsPreviewName),
-                                         failedBytes, true};
+                                         failedBytes,
+                                         true,
+                                         {}};
     }
     category.totalBytes = failedBytes + trashBytes;
     return !isCancelled(generation);
@@ -242,23 +252,74 @@ bool KSTCleanUpEngine::buildLargeFiles(KSTCleanUpCategory &category, quint64 gen
 bool KSTCleanUpEngine::buildRemovable(KSTCleanUpCategory &category, quint64 generation) const
 {
     category.items = KSTIOSBackupCatalog(*m_systemInfo).iosBackupItemsWithGeneration(generation);
+    const QList<KSTCleanUpTarget> installers = installerPackageTargetsInDownloads(generation);
     for (const Locations::FixedLocation &location : Locations::removableLocations) {
         if (isCancelled(generation))
             return false;
+        const QString path = homePath(location.relativePath);
+        if (location.relativePath == Locations::downloads) {
+            KSTCleanUpItem downloads = downloadsContentsItem(location.label, installers);
+            if (downloads.bytes != 0)
+                category.items << downloads;
+            continue;
+        }
         const quint64 size = Checker::directorySizeAtAccessibleRelativePath(location.relativePath);
         if (size != 0)
-            category.items << fixedLocationItem(location.label, homePath(location.relativePath),
-                                                size);
+            category.items << fixedLocationItem(location.label, path, size);
     }
-    // The amount lives inside Downloads, so the folder itself is the item's path: removing
-    // it removes the whole folder, as the Downloads folder item does.
-    if (const quint64 installers = installerPackageBytesInDownloads(generation); installers != 0) {
+    // The installer files themselves: the item moves exactly what was found, and the Downloads
+    // folder item leaves them to it.
+    quint64 installerBytes = 0;
+    for (const KSTCleanUpTarget &target : installers)
+        installerBytes += target.bytes;
+    if (installerBytes != 0) {
         category.items << KSTCleanUpItem{QStringLiteral("Installer Packages"),
                                          Locations::downloadsDisplayPath,
-                                         homePath(Locations::downloads), installers, false};
+                                         homePath(Locations::downloads),
+                                         installerBytes,
+                                         false,
+                                         installers};
     }
     category.totalBytes = totalBytesForItems(category.items);
     return true;
+}
+
+KSTCleanUpItem
+KSTCleanUpEngine::downloadsContentsItem(const QString &label,
+                                        const QList<KSTCleanUpTarget> &installers) const
+{
+    // The folder stays; its visible entries go, except the installer files (moved by their own
+    // item). An installer inside a sub-folder travels with that folder, so its bytes are taken
+    // off the folder's share to count every byte once.
+    const QString folder = homePath(Locations::downloads);
+    KSTCleanUpItem item{label, shortenHomePath(folder), folder, 0, false, {}};
+    const std::optional<QStringList> names = Checker::directoryContentsAtAccessiblePath(folder);
+    if (!names)
+        return item;
+    for (const QString &name : *names) {
+        const QString path = folder + QLatin1Char('/') + name;
+        quint64 nested = 0;
+        bool isInstaller = false;
+        for (const KSTCleanUpTarget &installer : installers) {
+            if (installer.path == path)
+                isInstaller = true;
+            else if (installer.path.startsWith(path + QLatin1Char('/')))
+                nested += KSTTreeSize::allocatedBytesOfItem(installer.path,
+                                                            Checker::accessibleTreeSizeOptions());
+        }
+        if (isInstaller)
+            continue;
+        const quint64 size = Checker::fileSizeAtAccessiblePath(path);
+        const quint64 share = size > nested ? size - nested : 0;
+        item.targets << targetAtPath(path, share);
+        item.bytes += share;
+    }
+    return item;
+}
+
+KSTCleanUpTarget KSTCleanUpEngine::targetAtPath(const QString &path, quint64 bytes)
+{
+    return {path, KSTRemovalGuard::identityOf(path), bytes};
 }
 
 // ---- Other applications' Library folders ----
@@ -297,8 +358,12 @@ QList<KSTCleanUpItem> KSTCleanUpEngine::thirdPartyLibraryFolderItemsUnderRoot(
         const quint64 size = diskUsageAtPath(path);
         if (size == 0)
             continue;
-        items << KSTCleanUpItem{namePrefix + QLatin1String(". ") + name, QString(), path, size,
-                                true};
+        items << KSTCleanUpItem{namePrefix + QLatin1String(". ") + name,
+                                QString(),
+                                path,
+                                size,
+                                true,
+                                {targetAtPath(path, size)}};
     }
     sortByBytesThenName(items);
     return items;
@@ -365,8 +430,9 @@ QList<KSTCleanUpItem> KSTCleanUpEngine::failedDownloadItemsWithGeneration(quint6
         // "Movie.mp4.download" is one; "file.DOWNLOAD" is not.
         if (QFileInfo(name).suffix() != Locations::failedDownloadExtension)
             continue;
-        items << KSTCleanUpItem{name, shortenHomePath(path), path,
-                                Checker::fileSizeAtAccessiblePath(path), true};
+        const quint64 size = Checker::fileSizeAtAccessiblePath(path);
+        items << KSTCleanUpItem{name, shortenHomePath(path),     path, size,
+                                true, {targetAtPath(path, size)}};
     }
     sortByBytesThenName(items);
     return items;
@@ -376,30 +442,60 @@ QList<KSTCleanUpItem> KSTCleanUpEngine::failedDownloadItemsWithGeneration(quint6
 
 quint64 KSTCleanUpEngine::installerPackageBytesInDownloads(quint64 generation) const
 {
+    quint64 total = 0;
+    for (const KSTCleanUpTarget &target : installerPackageTargetsInDownloads(generation))
+        total += target.bytes;
+    return total;
+}
+
+QList<KSTCleanUpTarget>
+KSTCleanUpEngine::installerPackageTargetsInDownloads(quint64 generation) const
+{
     const QString folder = homePath(Locations::downloads);
+    QList<KSTInstallerPackageSearch::Found> found;
     if (Checker::isRunningSandboxed()) {
         if (Checker::directoryURLInGrantedHomeWithRelativePath(Locations::downloads).isEmpty())
-            return 0;
-        return installerPackageBytesInFolder(folder, generation);
+            return {};
+        found = installerPackagesInFolder(folder, generation);
+    } else {
+        found = KSTInstallerPackageSearch::findInScope(
+            folder, InstallerPackageResultCap,
+            [this, generation] { return isCancelled(generation); });
     }
-    return KSTInstallerPackageSearch::totalBytesInScope(
-        folder, InstallerPackageResultCap, [this, generation] { return isCancelled(generation); });
+    QList<KSTCleanUpTarget> targets;
+    for (const KSTInstallerPackageSearch::Found &package : found)
+        targets << KSTCleanUpTarget{package.path, KSTRemovalGuard::identityOf(package.path),
+                                    package.bytes};
+    return targets;
+}
+
+QList<KSTInstallerPackageSearch::Found>
+KSTCleanUpEngine::installerPackagesInFolder(const QString &folder, quint64 generation) const
+{
+    const std::optional<QStringList> entries = Checker::directoryContentsAtAccessiblePath(folder);
+    if (!entries)
+        return {};
+    QList<KSTInstallerPackageSearch::Found> found;
+    for (const QString &name : *entries) {
+        if (isCancelled(generation))
+            break;
+        const QString extension = QFileInfo(name).suffix().toLower();
+        if (extension == QLatin1String("dmg") || extension == QLatin1String("pkg")) {
+            const QString path = folder + QLatin1Char('/') + name;
+            found << KSTInstallerPackageSearch::Found{path,
+                                                      Checker::fileSizeAtAccessiblePath(path)};
+        }
+    }
+    return found;
 }
 
 quint64 KSTCleanUpEngine::installerPackageBytesInFolder(const QString &folder,
                                                         quint64 generation) const
 {
-    const std::optional<QStringList> entries = Checker::directoryContentsAtAccessiblePath(folder);
-    if (!entries)
-        return 0;
     quint64 total = 0;
-    for (const QString &name : *entries) {
-        if (isCancelled(generation))
-            break;
-        const QString extension = QFileInfo(name).suffix().toLower();
-        if (extension == QLatin1String("dmg") || extension == QLatin1String("pkg"))
-            total += Checker::fileSizeAtAccessiblePath(folder + QLatin1Char('/') + name);
-    }
+    for (const KSTInstallerPackageSearch::Found &package :
+         installerPackagesInFolder(folder, generation))
+        total += package.bytes;
     return total;
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "KSTCleanUpSnapshot.h"
+#include "KSTInstallerPackageSearch.h"
 
 #include <QList>
 #include <QString>
@@ -114,6 +115,11 @@ public:
     /// The sandboxed form: the top-level entries of @p folder whose lower-case extension is
     /// "dmg" or "pkg"; a cancellation returns the sum so far.
     quint64 installerPackageBytesInFolder(const QString &folder, quint64 generation) const;
+    /// The installer files behind installerPackageBytesInDownloads(), as removal targets.
+    QList<KSTCleanUpTarget> installerPackageTargetsInDownloads(quint64 generation) const;
+
+    /// What removal needs of an entry: its path, what the scan saw of it and @p bytes.
+    static KSTCleanUpTarget targetAtPath(const QString &path, quint64 bytes);
 
     // ---- System Junks ----
 
@@ -150,6 +156,10 @@ private:
     bool buildLargeFiles(KSTCleanUpCategory &category, quint64 generation,
                          quint64 &filesAnalyzed) const;
     bool buildRemovable(KSTCleanUpCategory &category, quint64 generation) const;
+    KSTCleanUpItem downloadsContentsItem(const QString &label,
+                                         const QList<KSTCleanUpTarget> &installers) const;
+    QList<KSTInstallerPackageSearch::Found> installerPackagesInFolder(const QString &folder,
+                                                                      quint64 generation) const;
 
     KSTSystemInfo *m_systemInfo;
 };

@@ -3,14 +3,38 @@
 #include "KSTCleanUpEngine.h"
 #include "KSTCleanUpLocations.h"
 #include "KSTDispatch.h"
+#include "KSTNoFollowPath.h"
 #include "KSTPermissionChecker.h"
-#include "KSTTrash.h"
+#include "KSTRemovalGuard.h"
+#include "KSTTreeSize.h"
 
 #include <QDir>
-#include <QFileInfo>
+
+#include <algorithm>
 
 namespace Locations = KSTCleanUpLocations;
 using Checker = KSTPermissionChecker;
+
+namespace {
+
+QString macTrashPath()
+{
+    return QDir::cleanPath(Checker::accessibleUserHomeDirectoryPath() + QLatin1Char('/') +
+                           Locations::trash);
+}
+
+void recordFailure(KSTCleanUpRemoval::Result &result, const QString &path, const KSTError &error)
+{
+    result.failures << KSTCleanUpRemoval::Failure{path, error.description};
+    result.error = error;
+}
+
+qsizetype depthOf(const QString &path)
+{
+    return path.count(QLatin1Char('/'));
+}
+
+} // namespace
 
 void KSTCleanUpRemoval::removeCleanUpItems(const QList<KSTCleanUpItem> &items,
                                            Completion completion)
@@ -21,9 +45,7 @@ void KSTCleanUpRemoval::removeCleanUpItems(const QList<KSTCleanUpItem> &items,
         Checker::performWithGrantedHomeFolderAccess([&] { result = removeCleanUpItemsNow(items); });
         if (!completion)
             return;
-        KSTDispatch::mainAsync([completion, result] {
-            completion(result.itemsRemoved, result.bytesRemoved, result.error);
-        });
+        KSTDispatch::mainAsync([completion, result] { completion(result); });
     });
 }
 
@@ -34,28 +56,39 @@ KSTCleanUpRemoval::removeCleanUpItemsNow(const QList<KSTCleanUpItem> &items)
     // The Trash is emptied before anything is moved: with the mac layout the moves land in
     // that very Trash, and emptying it afterwards would delete for good what the user only
     // asked to move there (a large file directly in the home sorts before ~/.Trash).
+    QList<KSTCleanUpTarget> targets;
+    bool emptyTrash = false;
     for (const KSTCleanUpItem &item : items) {
-        if (!item.filePath.isEmpty() && !isFailedDownloadsSummaryItem(item) &&
-            isMacTrashCleanUpItem(item))
-            emptyMacTrashBytesRemoved(&result.bytesRemoved, &result.itemsRemoved);
-    }
-    for (const KSTCleanUpItem &item : items) {
-        if (item.filePath.isEmpty() || isFailedDownloadsSummaryItem(item) ||
-            isMacTrashCleanUpItem(item))
+        if (item.filePath.isEmpty() || isFailedDownloadsSummaryItem(item))
             continue;
-        // The root of the volume (the local-snapshots item) can never go to the Trash; sizing
-        // it first would walk the whole disk only to add nothing.
-        const bool isVolumeRoot = QDir::cleanPath(item.filePath) == QLatin1String("/");
-        const quint64 size = isVolumeRoot ? 0 : itemSizeAtPath(item.filePath);
-        QString url = Checker::fileURLInGrantedHomeForPath(item.filePath, false);
-        if (url.isEmpty())
-            url = item.filePath;
+        if (isMacTrashCleanUpItem(item)) {
+            emptyTrash = true;
+            continue;
+        }
+        if (item.targets.isEmpty())
+            targets << KSTCleanUpTarget{item.filePath, std::nullopt, item.bytes};
+        else
+            targets << item.targets;
+    }
+    if (emptyTrash)
+        emptyMacTrash(&result.bytesRemoved, &result.itemsRemoved, &result);
+
+    // Deepest first: an installer file inside a folder of Downloads leaves before the folder
+    // does, so every entry is moved by itself and none is reported missing.
+    std::stable_sort(targets.begin(), targets.end(),
+                     [](const KSTCleanUpTarget &a, const KSTCleanUpTarget &b) {
+                         return depthOf(a.path) > depthOf(b.path);
+                     });
+    const KSTRemovalGuard guard(
+        KSTRemovalGuard::Policy{{}, KSTRemovalGuard::storedNeverTouchPaths()});
+    for (const KSTCleanUpTarget &target : std::as_const(targets)) {
+        const quint64 size = itemSizeAtPath(target.path);
         KSTError error;
-        if (KSTTrash::moveToTrash(url, nullptr, &error)) {
+        if (guard.moveToTrash(target.path, target.identity, nullptr, &error)) {
             ++result.itemsRemoved;
             result.bytesRemoved += size;
         } else {
-            result.error = error;
+            recordFailure(result, target.path, error);
         }
     }
     return result;
@@ -63,9 +96,7 @@ KSTCleanUpRemoval::removeCleanUpItemsNow(const QList<KSTCleanUpItem> &items)
 
 bool KSTCleanUpRemoval::isMacTrashCleanUpItem(const KSTCleanUpItem &item)
 {
-    if (item.name == QLatin1String("Mac Trash"))
-        return true;
-    return !item.filePath.isEmpty() && QFileInfo(item.filePath).fileName() == Locations::trash;
+    return !item.filePath.isEmpty() && QDir::cleanPath(item.filePath) == macTrashPath();
 }
 
 bool KSTCleanUpRemoval::isFailedDownloadsSummaryItem(const KSTCleanUpItem &item)
@@ -75,24 +106,43 @@ bool KSTCleanUpRemoval::isFailedDownloadsSummaryItem(const KSTCleanUpItem &item)
 
 bool KSTCleanUpRemoval::emptyMacTrashBytesRemoved(quint64 *bytes, quint64 *items)
 {
-    const QString trash =
-        Checker::accessibleUserHomeDirectoryPath() + QLatin1Char('/') + Locations::trash;
-    bool deletedAny = false;
-    for (const QString &name : KSTCleanUpEngine::directoryEntriesAtPath(trash)) {
+    return emptyMacTrash(bytes, items, nullptr);
+}
+
+bool KSTCleanUpRemoval::emptyMacTrash(quint64 *bytes, quint64 *items, Result *result)
+{
+    const QString trash = macTrashPath();
+    // Listed through the folder itself, never through a link: a ~/.Trash that links
+    // elsewhere (or is a file) lists nothing, so nothing is deleted.
+    const std::optional<QStringList> names = KSTNoFollowPath::listFolder(trash, false);
+    if (!names)
+        return false;
+    const KSTRemovalGuard guard(
+        KSTRemovalGuard::Policy{{}, KSTRemovalGuard::storedNeverTouchPaths()});
+    // Sized as the scan sized the Trash: hidden entries included, a file with several links
+    // in the Trash counted once.
+    KSTTreeSize::Options options = Checker::accessibleTreeSizeOptions();
+    options.skipHidden = false;
+    options.seenFiles = std::make_shared<KSTTreeSize::SeenFiles>();
+    // Every entry is sized before any is deleted: deleting one name of a file drops its link
+    // count, and the next name would then count it a second time.
+    QList<QPair<QString, quint64>> entries;
+    for (const QString &name : *names) {
         // Finder keeps the put-back records of what is still in the Trash there.
         if (name == Locations::trashFinderInfo)
             continue;
         const QString path = trash + QLatin1Char('/') + name;
-        const quint64 size = itemSizeAtPath(path);
-        bool deleted = false;
-        if (Checker::isRunningSandboxed()) {
-            const QString url = Checker::fileURLInGrantedHomeForPath(path, true);
-            deleted = !url.isEmpty() && KSTTrash::removePermanently(url);
-        } else {
-            deleted = KSTTrash::removePermanently(path);
-        }
-        if (!deleted)
+        entries << qMakePair(path, KSTTreeSize::allocatedBytesOfItem(path, options));
+    }
+    bool deletedAny = false;
+    for (const auto &[path, size] : std::as_const(entries)) {
+        KSTError error;
+        if (!guard.removePermanently(path, std::nullopt, &error)) {
+            // Failures while emptying stay silent in the error; the entry is still listed.
+            if (result)
+                result->failures << Failure{path, error.description};
             continue;
+        }
         if (bytes)
             *bytes += size;
         if (items)
@@ -108,11 +158,8 @@ quint64 KSTCleanUpRemoval::itemSizeAtPath(const QString &path)
     if (Checker::isRunningSandboxed()) {
         if (!Checker::URLExists(Checker::fileURLInGrantedHomeForPath(path, false), &isDirectory))
             return 0;
-    } else {
-        const QFileInfo info(path);
-        if (!info.exists())
-            return 0;
-        isDirectory = info.isDir();
+    } else if (!Checker::accessibleItemExistsAtPath(path, &isDirectory)) {
+        return 0;
     }
     return isDirectory ? KSTCleanUpEngine::folderSizeAtPath(path)
                        : KSTCleanUpEngine::fileSizeAtPath(path);

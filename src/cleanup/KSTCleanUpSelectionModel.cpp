@@ -3,15 +3,41 @@
 #include "KSTCleanUpRemoval.h"
 #include "KSTSystemInfo.h"
 
+#include <QDir>
+
 #include <algorithm>
 
+namespace {
+
+// The paths an item acts on: its targets, or its own path when the scan named none.
+QStringList pathsActedOn(const KSTCleanUpItem &item)
+{
+    if (item.targets.isEmpty())
+        return {item.filePath};
+    QStringList paths;
+    for (const KSTCleanUpTarget &target : item.targets)
+        paths << target.path;
+    return paths;
+}
+
+bool isCoveredBy(const QString &path, const QStringList &kept)
+{
+    return std::any_of(kept.cbegin(), kept.cend(), [&path](const QString &earlier) {
+        return path == earlier || path.startsWith(earlier + QLatin1Char('/'));
+    });
+}
+
+} // namespace
+
 KSTCleanUpOutcome KSTCleanUpOutcome::fromResult(quint64 itemsRemoved, quint64 bytesRemoved,
-                                                const std::optional<KSTError> &error)
+                                                const std::optional<KSTError> &error,
+                                                const QList<KSTCleanUpRemoval::Failure> &failures)
 {
     KSTCleanUpOutcome outcome;
     outcome.itemsRemoved = itemsRemoved;
     outcome.bytesRemoved = bytesRemoved;
     outcome.error = error;
+    outcome.failures = failures;
     if (itemsRemoved == 0) {
         outcome.alert = Alert::Failed;
         outcome.message = QStringLiteral("Clean failed");
@@ -85,7 +111,8 @@ QList<KSTCleanUpItem> KSTCleanUpSelectionModel::reviewItems(qsizetype category) 
 
 bool KSTCleanUpSelectionModel::isSelectable(const KSTCleanUpItem &item)
 {
-    return item.bytes != 0;
+    // The volume itself (the local snapshots row) is shown and counted, never removed.
+    return item.bytes != 0 && QDir::cleanPath(item.filePath) != QLatin1String("/");
 }
 
 bool KSTCleanUpSelectionModel::setItemSelected(qsizetype category, qsizetype index, bool selected)
@@ -197,16 +224,19 @@ QList<KSTCleanUpItem> KSTCleanUpSelectionModel::reducedSelection(QList<KSTCleanU
                          return a.filePath.size() < b.filePath.size();
                      });
     QList<KSTCleanUpItem> kept;
+    QStringList keptPaths;
     for (const KSTCleanUpItem &item : items) {
         if (item.filePath.isEmpty())
             continue;
+        // An item goes when everything it would move is moved by one kept before it.
+        const QStringList paths = pathsActedOn(item);
         const bool covered =
-            std::any_of(kept.cbegin(), kept.cend(), [&item](const KSTCleanUpItem &earlier) {
-                return item.filePath == earlier.filePath ||
-                       item.filePath.startsWith(earlier.filePath + QLatin1Char('/'));
-            });
-        if (!covered)
-            kept << item;
+            std::all_of(paths.cbegin(), paths.cend(),
+                        [&keptPaths](const QString &path) { return isCoveredBy(path, keptPaths); });
+        if (covered)
+            continue;
+        kept << item;
+        keptPaths << paths;
     }
     return kept;
 }
@@ -241,10 +271,9 @@ bool KSTCleanUpSelectionModel::startCleaning(
     std::weak_ptr<KSTCleanUpSelectionModel *> self = m_self;
     KSTSystemInfo *systemInfo = m_systemInfo;
     KSTCleanUpRemoval::removeCleanUpItems(items, [self, systemInfo, finished = std::move(finished)](
-                                                     quint64 itemsRemoved, quint64 bytesRemoved,
-                                                     const std::optional<KSTError> &error) {
-        const KSTCleanUpOutcome outcome =
-            KSTCleanUpOutcome::fromResult(itemsRemoved, bytesRemoved, error);
+                                                     const KSTCleanUpRemoval::Result &result) {
+        const KSTCleanUpOutcome outcome = KSTCleanUpOutcome::fromResult(
+            result.itemsRemoved, result.bytesRemoved, result.error, result.failures);
         const auto model = self.lock();
         if (!model) {
             // The screen is gone, but what it removed must not stay cached.

@@ -30,12 +30,15 @@ struct KSTCleanUpOutcome
     Alert alert = Alert::None;
     QString message;         ///< "Clean failed", "Cleaned 3 item(s)"; empty without alert
     QString informativeText; ///< the error's description (or the fixed fallback)
+    /// Every entry left in place, with its reason (the error is the last of them).
+    QList<KSTCleanUpRemoval::Failure> failures;
 
     /// The alert for a removal's result: nothing removed gives "Clean failed" with the
     /// error's description or "Could not remove the selected items."; something removed with
     /// an error gives "Cleaned %lu item(s)" with the description; else no alert.
     static KSTCleanUpOutcome fromResult(quint64 itemsRemoved, quint64 bytesRemoved,
-                                        const std::optional<KSTError> &error);
+                                        const std::optional<KSTError> &error,
+                                        const QList<KSTCleanUpRemoval::Failure> &failures = {});
 };
 
 /// The Clean Up screen's contract without its widgets: the snapshot shown, which items the
@@ -44,13 +47,16 @@ struct KSTCleanUpOutcome
 /// remove exactly alike.
 ///
 /// Selection works on each category's reviewItems() (allItems when it has any, else the card
-/// items), addressed by category index and position in that list. Items of 0 bytes cannot be
-/// selected. What a removal receives (itemsToRemove()) is built in two steps:
+/// items), addressed by category index and position in that list. Items of 0 bytes and the
+/// local snapshots row (the volume itself) cannot be selected. What a removal receives
+/// (itemsToRemove()) is built in two steps:
 /// 1. the ticked items in category order, a ticked failed-downloads summary row replaced by
 ///    every failed download of its category (zero-byte ones still left out);
 /// 2. reduced (reducedSelection()): shortest paths first; an empty path is dropped, and so is
-///    a path equal to or below one already kept, so a folder and something inside it, or two
-///    items with one path (the Downloads folder and the Installer Packages), are passed once.
+///    an item whose every target (its own path when it has none) equals or lies below a
+///    target of an item already kept, so a folder and something inside it are passed once.
+///    The Downloads folder's contents and the Installer Packages share a path but not their
+///    targets, so both pass.
 /// The confirmation texts count and sum that reduced list.
 ///
 /// After a removal the model clears the flag, invalidates the clean-up cache (which also
@@ -87,7 +93,7 @@ public:
 
     // ---- Selection ----
 
-    /// Items of 0 bytes are not offered for selection.
+    /// Items of 0 bytes and the item of the volume root ("/") are not offered for selection.
     static bool isSelectable(const KSTCleanUpItem &item);
     /// Ticks or clears one review item; refused (false) for an index out of range or an item
     /// that cannot be selected, and while a removal runs.
@@ -107,8 +113,9 @@ public:
     /// The byte total of itemsToRemove().
     quint64 selectedBytes() const;
 
-    /// Step 2 above, on any list: sorted by path length (a stable sort), then empty paths,
-    /// repeated paths and paths below a kept path ("<kept>/…") dropped.
+    /// Step 2 above, on any list: sorted by path length (a stable sort), then items with an
+    /// empty path, and items all of whose targets repeat or lie below ("<kept>/…") targets of
+    /// items kept before, dropped.
     static QList<KSTCleanUpItem> reducedSelection(QList<KSTCleanUpItem> items);
 
     // ---- Confirmation and removal ----

@@ -1,19 +1,34 @@
 #pragma once
 
+#include "KSTFileIdentity.h"
+
 #include <QDateTime>
 #include <QList>
 #include <QString>
 
 #include <optional>
 
-/// One reclaimable thing: a folder, a file, or an amount inside a folder.
+/// One entry a clean-up item stands for, as the scan saw it: removal acts on exactly this
+/// entry, and leaves it when it is no longer what the scan saw.
+struct KSTCleanUpTarget
+{
+    QString path;
+    std::optional<KSTFileIdentity> identity;
+    quint64 bytes = 0; ///< its share of the item's bytes
+};
+
+/// One reclaimable thing: a folder, a file, or a set of entries inside a folder.
 struct KSTCleanUpItem
 {
     QString name;        ///< label shown in lists
     QString displayPath; ///< path shown under the name, home abbreviated to "~"; may be empty
-    QString filePath;    ///< absolute path acted on at removal ("/" for local snapshots)
+    QString filePath;    ///< the path the item is known by ("/" for local snapshots)
     quint64 bytes = 0;
     bool nameOnlyInList = false; ///< the list shows the name without the path line
+    /// What removal moves. Empty for the Mac Trash (emptied, not moved), the local snapshots
+    /// and the placeholders; one entry for a folder or file item; the entries found for the
+    /// Installer Packages and the Downloads folder's contents.
+    QList<KSTCleanUpTarget> targets;
 };
 
 /// One of the four fixed categories of the Clean Up screen.

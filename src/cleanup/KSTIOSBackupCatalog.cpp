@@ -40,8 +40,12 @@ QList<KSTCleanUpItem> KSTIOSBackupCatalog::iosBackupItemsWithGeneration(quint64 
         const quint64 size = Checker::fileSizeAtAccessiblePath(backup);
         if (size == 0)
             continue;
-        items << KSTCleanUpItem{iosBackupDisplayNameWithInfoDict(info, manifest, reference), name,
-                                backup, size, true};
+        items << KSTCleanUpItem{iosBackupDisplayNameWithInfoDict(info, manifest, reference),
+                                name,
+                                backup,
+                                size,
+                                true,
+                                {KSTCleanUpEngine::targetAtPath(backup, size)}};
     }
     return items;
 }

@@ -1,6 +1,8 @@
 #include "KSTInstallerPackageSearch.h"
 
 #include "KSTCleanUpLocations.h"
+#include "KSTFileName.h"
+#include "KSTNoFollowPath.h"
 #include "KSTPermissionChecker.h"
 
 #include <QByteArrayList>
@@ -10,6 +12,7 @@
 #include <algorithm>
 #include <dirent.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #ifdef Q_OS_MACOS
 #include <CoreServices/CoreServices.h>
@@ -44,7 +47,7 @@ public:
     {
     }
 
-    quint64 total = 0;
+    QList<KSTInstallerPackageSearch::Found> found;
 
     void visit(const QByteArray &folder)
     {
@@ -52,17 +55,18 @@ public:
             if (results >= maxResults)
                 return;
             const QByteArray path = folder + '/' + name;
-            const QString decoded = QFile::decodeName(path);
+            const QString decoded = KSTFileName::decoded(path);
             if (Checker::shouldSkipPrivacyProtectedPath(decoded))
                 continue;
             struct stat info;
             if (::lstat(path.constData(), &info) != 0 || S_ISLNK(info.st_mode))
                 continue;
             const bool isFolder = S_ISDIR(info.st_mode);
-            if (KSTInstallerPackageSearch::isInstallerPackageName(QFile::decodeName(name))) {
+            if (KSTInstallerPackageSearch::isInstallerPackageName(KSTFileName::decoded(name))) {
                 ++results;
-                total +=
-                    isFolder ? Checker::fileSizeAtAccessiblePath(decoded) : quint64(info.st_size);
+                found << KSTInstallerPackageSearch::Found{
+                    decoded,
+                    isFolder ? Checker::fileSizeAtAccessiblePath(decoded) : quint64(info.st_size)};
             } else if (isFolder) {
                 if (isDone())
                     return;
@@ -144,48 +148,76 @@ bool KSTInstallerPackageSearch::isInstallerPackageName(const QString &name)
 quint64 KSTInstallerPackageSearch::totalBytesInScope(const QString &scopePath, qsizetype maxResults,
                                                      const std::function<bool()> &isCancelled)
 {
+    quint64 total = 0;
+    for (const Found &package : findInScope(scopePath, maxResults, isCancelled))
+        total += package.bytes;
+    return total;
+}
+
+QList<KSTInstallerPackageSearch::Found>
+KSTInstallerPackageSearch::findInScope(const QString &scopePath, qsizetype maxResults,
+                                       const std::function<bool()> &isCancelled)
+{
     if (scopePath.isEmpty() || maxResults <= 0)
-        return 0;
+        return {};
 #ifdef Q_OS_MACOS
     Q_UNUSED(isCancelled) // a synchronous query cannot be interrupted
-    return mdQueryTotalSize(KSTCleanUpLocations::installerPackageQuery, scopePath, maxResults);
+    return mdQueryResults(KSTCleanUpLocations::installerPackageQuery, scopePath, maxResults);
 #else
     if (Checker::shouldSkipPrivacyProtectedPath(scopePath))
-        return 0;
+        return {};
     Walk walk(maxResults, isCancelled);
-    walk.visit(QFile::encodeName(QDir::cleanPath(scopePath)));
-    return walk.total;
+    // The scope itself must not be reached through a link (a Downloads linking elsewhere).
+    const int scope = KSTNoFollowPath::openFolder(QDir::cleanPath(scopePath));
+    if (scope < 0)
+        return {};
+    ::close(scope);
+    walk.visit(KSTFileName::encoded(QDir::cleanPath(scopePath)));
+    return walk.found;
 #endif
 }
 
 #ifdef Q_OS_MACOS
 
-quint64 KSTInstallerPackageSearch::mdQueryTotalSize(const QString &queryText,
-                                                    const QString &scopePath, qsizetype maxResults)
+QList<KSTInstallerPackageSearch::Found>
+KSTInstallerPackageSearch::mdQueryResults(const QString &queryText, const QString &scopePath,
+                                          qsizetype maxResults)
 {
     MDQueryRef query = createScopedQuery(queryText, scopePath);
     if (!query)
-        return 0;
+        return {};
     const CFReleaser releaseQuery(query);
     if (!MDQueryExecute(query, kMDQuerySynchronous))
-        return 0;
+        return {};
     const CFIndex count = std::min<CFIndex>(MDQueryGetResultCount(query), CFIndex(maxResults));
-    quint64 total = 0;
+    QList<Found> found;
     for (CFIndex index = 0; index < count; ++index) {
         const auto item =
             static_cast<MDItemRef>(const_cast<void *>(MDQueryGetResultAtIndex(query, index)));
         if (!item)
             continue;
         const CFTypeRef value = MDItemCopyAttribute(item, kMDItemFSSize);
-        if (!value)
-            continue;
+        const CFTypeRef path = MDItemCopyAttribute(item, kMDItemPath);
         const CFReleaser releaseValue(value);
+        const CFReleaser releasePath(path);
+        if (!value || !path || CFGetTypeID(path) != CFStringGetTypeID())
+            continue;
         SInt64 size = 0;
         if (CFGetTypeID(value) == CFNumberGetTypeID() &&
-            CFNumberGetValue(static_cast<CFNumberRef>(value), kCFNumberSInt64Type, &size) &&
-            size > 0)
-            total += quint64(size);
+            CFNumberGetValue(static_cast<CFNumberRef>(value), kCFNumberSInt64Type, &size)) {
+            found << Found{QString::fromCFString(static_cast<CFStringRef>(path)),
+                           size > 0 ? quint64(size) : 0};
+        }
     }
+    return found;
+}
+
+quint64 KSTInstallerPackageSearch::mdQueryTotalSize(const QString &queryText,
+                                                    const QString &scopePath, qsizetype maxResults)
+{
+    quint64 total = 0;
+    for (const Found &package : mdQueryResults(queryText, scopePath, maxResults))
+        total += package.bytes;
     return total;
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QList>
 #include <QString>
 
 #include <functional>
@@ -25,9 +26,20 @@ class KSTInstallerPackageSearch
 public:
     KSTInstallerPackageSearch() = delete;
 
-    /// The summed size of at most @p maxResults results under @p scopePath; 0 for an empty
-    /// or unreadable scope. @p isCancelled (may be empty) is polled by the walk, which then
-    /// returns the sum so far.
+    /// One result: where it is and its size.
+    struct Found
+    {
+        QString path;
+        quint64 bytes = 0;
+    };
+
+    /// At most @p maxResults results under @p scopePath; none for an empty or unreadable
+    /// scope. @p isCancelled (may be empty) is polled by the walk, which then returns what it
+    /// found so far.
+    static QList<Found> findInScope(const QString &scopePath, qsizetype maxResults,
+                                    const std::function<bool()> &isCancelled);
+
+    /// The summed size of findInScope().
     static quint64 totalBytesInScope(const QString &scopePath, qsizetype maxResults,
                                      const std::function<bool()> &isCancelled);
 
@@ -35,6 +47,10 @@ public:
     static bool isInstallerPackageName(const QString &name);
 
 #ifdef Q_OS_MACOS
+    /// Spotlight: the first min(count, @p maxResults) results of @p queryText that have a
+    /// path and a size (negative sizes as 0), scoped to @p scopePath when it is not empty.
+    static QList<Found> mdQueryResults(const QString &queryText, const QString &scopePath,
+                                       qsizetype maxResults);
     /// Spotlight: the summed kMDItemFSSize (negative values as 0, results without it
     /// skipped) of the first min(count, @p maxResults) results of @p queryText, scoped to
     /// @p scopePath when it is not empty; 0 when the query cannot be made or run.

@@ -3,6 +3,8 @@
 #include "KSTCleanUpEngine.h"
 #include "KSTCleanUpLocations.h"
 #include "KSTEnvironment.h"
+#include "KSTFileName.h"
+#include "KSTNoFollowPath.h"
 #include "KSTPermissionChecker.h"
 #include "KSTSystemInfo.h"
 #include "KSTToolRunner.h"
@@ -27,15 +29,23 @@ bool KSTLargeFileSearch::isCancelled(quint64 generation) const
 QList<KSTCleanUpItem> KSTLargeFileSearch::scanLargeFilesOverBytes(quint64 threshold,
                                                                   quint64 generation) const
 {
+    const QString home = searchedHome();
     QList<KSTCleanUpItem> items;
     for (const QString &path : largeFilePathsOverBytes(threshold, generation)) {
         if (isCancelled(generation))
             break;
+        const std::optional<KSTFileIdentity> identity = acceptedLargeFile(path, home);
+        if (!identity)
+            continue;
         const quint64 size = Checker::fileSizeAtAccessiblePath(path);
         if (size < threshold)
             continue;
-        items << KSTCleanUpItem{QFileInfo(path).fileName(), KSTCleanUpEngine::shortenHomePath(path),
-                                path, size, true};
+        items << KSTCleanUpItem{path.mid(path.lastIndexOf(QLatin1Char('/')) + 1),
+                                KSTCleanUpEngine::shortenHomePath(path),
+                                path,
+                                size,
+                                true,
+                                {KSTCleanUpTarget{path, identity, size}}};
     }
     KSTCleanUpEngine::sortByBytesThenName(items);
     return items;
@@ -98,7 +108,7 @@ QStringList KSTLargeFileSearch::largeFilePathsInDirectoryURLOverBytes(quint64 th
     QStringList pending = {QDir::cleanPath(directoryURL)};
     while (!pending.isEmpty()) {
         const QString folder = pending.takeLast();
-        DIR *dir = ::opendir(QFile::encodeName(folder).constData());
+        DIR *dir = ::opendir(KSTFileName::encoded(folder).constData());
         if (!dir)
             continue;
         QStringList subfolders;
@@ -109,11 +119,11 @@ QStringList KSTLargeFileSearch::largeFilePathsInDirectoryURLOverBytes(quint64 th
             }
             if (entry->d_name[0] == '.') // hidden entries, "." and ".."
                 continue;
-            const QString path = folder + QLatin1Char('/') + QFile::decodeName(entry->d_name);
+            const QString path = folder + QLatin1Char('/') + KSTFileName::decoded(entry->d_name);
             if (Checker::shouldSkipPrivacyProtectedPath(path))
                 continue;
             struct stat info;
-            if (::lstat(QFile::encodeName(path).constData(), &info) != 0)
+            if (::lstat(KSTFileName::encoded(path).constData(), &info) != 0)
                 continue;
             if (S_ISDIR(info.st_mode))
                 subfolders << path;
@@ -128,11 +138,44 @@ QStringList KSTLargeFileSearch::largeFilePathsInDirectoryURLOverBytes(quint64 th
     return paths;
 }
 
-QStringList KSTLargeFileSearch::findArgumentsForThreshold(quint64 threshold)
+QString KSTLargeFileSearch::searchedHome()
 {
+    if (Checker::isRunningSandboxed())
+        return QDir::cleanPath(Checker::grantedHomeFolderURL());
     // A Mac keeps the user folder at /Users/<login> whatever home was given, so under the mac
     // layout that path is taken under the analysed root (a mounted or fixture volume); a
     // Linux machine has no /Users and searches the environment's home instead.
+    const KSTEnvironment environment = KSTEnvironment::current();
+    if (environment.layout() == KSTLayout::Mac)
+        return environment.systemPath(Locations::usersFolder + QLatin1Char('/') +
+                                      environment.loginName());
+    return QDir::cleanPath(environment.home());
+}
+
+std::optional<KSTFileIdentity> KSTLargeFileSearch::acceptedLargeFile(const QString &path,
+                                                                     const QString &home)
+{
+    // What find prints is taken as a claim to check, not as a fact: a line must name a
+    // regular file, reached without a link, inside the searched home and outside the places
+    // the search leaves alone.
+    if (home.isEmpty() || !path.startsWith(home + QLatin1Char('/')) ||
+        QDir::cleanPath(path) != path)
+        return std::nullopt;
+    for (const QString &excluded : {Locations::library, Locations::trash}) {
+        const QString folder = home + QLatin1Char('/') + excluded;
+        if (path == folder || path.startsWith(folder + QLatin1Char('/')))
+            return std::nullopt;
+    }
+    if (Checker::liesInPrivacyProtectedPlace(path))
+        return std::nullopt;
+    const std::optional<struct stat> status = KSTNoFollowPath::status(path, true);
+    if (!status || !S_ISREG(status->st_mode))
+        return std::nullopt;
+    return KSTFileIdentity::fromStatus(*status);
+}
+
+QStringList KSTLargeFileSearch::findArgumentsForThreshold(quint64 threshold)
+{
     const KSTEnvironment environment = KSTEnvironment::current();
     QString userFolder;
     if (environment.layout() == KSTLayout::Mac)
@@ -141,28 +184,24 @@ QStringList KSTLargeFileSearch::findArgumentsForThreshold(quint64 threshold)
     else
         userFolder = environment.home();
     const quint64 mebibytes = std::max<quint64>(1, threshold / 1048576);
-    return {userFolder,
-            QStringLiteral("-path"),
-            userFolder + QLatin1Char('/') + Locations::library,
-            QStringLiteral("-prune"),
-            QStringLiteral("-o"),
-            QStringLiteral("-type"),
-            QStringLiteral("f"),
-            QStringLiteral("-size"),
+    return {userFolder, QStringLiteral("-path"), userFolder + QLatin1Char('/') + Locations::library,
+            QStringLiteral("-prune"), QStringLiteral("-o"), QStringLiteral("-type"),
+            QStringLiteral("f"), QStringLiteral("-size"),
             QLatin1Char('+') + QString::number(mebibytes) + QLatin1Char('M'),
-            QStringLiteral("-print")};
+            // NUL-separated: a name may hold a newline, trailing spaces or bytes that are not
+            // UTF-8, and is acted on by its real bytes.
+            QStringLiteral("-print0")};
 }
 
 QStringList KSTLargeFileSearch::pathsFromFindOutput(const QByteArray &output,
                                                     const std::function<bool()> &isCancelled)
 {
     QStringList paths;
-    for (const QString &line : QString::fromUtf8(output).split(QLatin1Char('\n'))) {
+    for (const QByteArray &name : output.split('\0')) {
         if (isCancelled && isCancelled())
             break;
-        const QString path = line.trimmed();
-        if (!path.isEmpty())
-            paths << path;
+        if (!name.isEmpty())
+            paths << KSTFileName::decoded(name);
     }
     return paths;
 }

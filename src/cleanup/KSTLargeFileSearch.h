@@ -1,6 +1,7 @@
 #pragma once
 
 #include "KSTCleanUpSnapshot.h"
+#include "KSTFileIdentity.h"
 
 #include <QByteArray>
 #include <QList>
@@ -8,6 +9,7 @@
 #include <QStringList>
 
 #include <functional>
+#include <optional>
 
 class KSTSystemInfo;
 
@@ -36,7 +38,8 @@ public:
     static constexpr int FindTimeoutMs = 20 * 60 * 1000;
 
     /// Items (name the file name, display path shortened, nameOnlyInList) of every candidate
-    /// of at least @p threshold bytes, largest first, equal sizes by name.
+    /// of at least @p threshold bytes that acceptedLargeFile() accepts, largest first, equal
+    /// sizes by name.
     QList<KSTCleanUpItem> scanLargeFilesOverBytes(quint64 threshold, quint64 generation) const;
     /// The first @p limit items of scanLargeFilesOverBytes() (all when fewer).
     QList<KSTCleanUpItem> largeFilesOverBytes(quint64 threshold, qsizetype limit,
@@ -57,14 +60,23 @@ public:
                                                       quint64 generation) const;
 
     /// The ten arguments: user folder, "-path", its Library, "-prune", "-o", "-type", "f",
-    /// "-size", "+<N>M" with N = threshold / 1 MiB (at least 1), "-print". The user folder is
+    /// "-size", "+<N>M" with N = threshold / 1 MiB (at least 1), "-print0". The user folder is
     /// /Users/<login> under the root with the mac layout (where a Mac volume keeps it,
     /// whatever home was given), the environment's home with the linux layout.
     static QStringList findArgumentsForThreshold(quint64 threshold);
-    /// find's output as paths: UTF-8, one per line, trimmed, empty lines dropped; stops (with
-    /// what it has) when @p isCancelled answers true.
+    /// find's output as paths: NUL-separated names decoded losslessly (KSTFileName), nothing
+    /// trimmed, empty ones dropped; stops (with what it has) when @p isCancelled answers true.
     static QStringList pathsFromFindOutput(const QByteArray &output,
                                            const std::function<bool()> &isCancelled);
+
+    /// The folder searched: the granted home in a sandbox, else the user folder of
+    /// findArgumentsForThreshold().
+    static QString searchedHome();
+    /// What the scan saw of @p path when it may be offered as a large file: a clean path
+    /// strictly inside @p home, outside its Library and Trash and outside privacy-protected
+    /// places, naming a regular file reached without following a link. Nothing otherwise.
+    static std::optional<KSTFileIdentity> acceptedLargeFile(const QString &path,
+                                                            const QString &home);
 
 private:
     bool isCancelled(quint64 generation) const;

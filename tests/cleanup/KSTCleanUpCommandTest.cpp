@@ -94,9 +94,14 @@ protected:
         return document;
     }
 
-    static QByteArray golden(const char *name)
+    // The golden document @p name; with KESTREL_UPDATE_GOLDEN set, @p actual is written there
+    // first, so a deliberate change of output is one run away (and shows in the diff).
+    static QByteArray golden(const char *name, const QByteArray &actual = {})
     {
-        return readFile(KSTTestSupport::testDataPath(QLatin1String("cleanup/") + name));
+        const QString path = KSTTestSupport::testDataPath(QLatin1String("cleanup/") + name);
+        if (!actual.isEmpty() && qEnvironmentVariableIsSet("KESTREL_UPDATE_GOLDEN"))
+            KSTTestSupport::writeFile(path, actual);
+        return readFile(path);
     }
 
     KSTFixtureMac mac;
@@ -107,7 +112,9 @@ TEST_F(CleanUpCommandTest, JsonIsTheSnapshotWithTheRecordsPropertyNames)
     const KSTProgramRun scan = run({"--json", "cleanup"});
     ASSERT_EQ(scan.status, 0) << scan.err.toStdString();
     const QJsonObject actual = masked(scan.out);
-    EXPECT_EQ(actual, QJsonDocument::fromJson(golden("fixture-mac-cleanup.json")).object())
+    EXPECT_EQ(actual, QJsonDocument::fromJson(
+                          golden("fixture-mac-cleanup.json", QJsonDocument(actual).toJson()))
+                          .object())
         << QJsonDocument(actual).toJson().toStdString();
 }
 
@@ -117,7 +124,9 @@ TEST_F(CleanUpCommandTest, CleanMovesTheSelectionAndEmptiesTheMacTrash)
                                      "--item", mac.homePath("Library/Caches/org.example.tool")});
     ASSERT_EQ(clean.status, 0) << clean.err.toStdString();
     EXPECT_EQ(clean.json().object(),
-              QJsonDocument::fromJson(golden("fixture-mac-cleanup-clean.json")).object())
+              QJsonDocument::fromJson(
+                  golden("fixture-mac-cleanup-clean.json", QJsonDocument(clean.json()).toJson()))
+                  .object())
         << clean.out.toStdString();
     // The confirmation goes to standard error, so standard output stays one document.
     EXPECT_TRUE(clean.err.startsWith("Clean 24.0 KB?\n3 selected item(s) will be moved to the "
@@ -146,7 +155,9 @@ TEST_F(CleanUpCommandTest, ReadableFormsAndTheQuestion)
                         "^4 GB reclaimable of \\d+(\\.\\d)? [KMGT]?B · 8 files analyzed$"))))
         << summary.out.toStdString();
     EXPECT_EQ(summary.out.mid(firstLineEnd + 1).replace(mac.root(), "<root>"),
-              QString::fromUtf8(golden("fixture-mac-cleanup.txt")))
+              QString::fromUtf8(
+                  golden("fixture-mac-cleanup.txt",
+                         summary.out.mid(firstLineEnd + 1).replace(mac.root(), "<root>").toUtf8())))
         << summary.out.toStdString();
 
     // Anything but y or yes cancels, and nothing is touched.

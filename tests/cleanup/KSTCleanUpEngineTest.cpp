@@ -148,9 +148,14 @@ TEST_F(CleanUpScanTest, SystemJunkListsLargestFirstEqualSizesByNameAndShowsTwoOn
                                    {},
                                    mac.homePath("Library/Caches/big.tool"),
                                    allocatedBytesOf(big),
-                                   true}));
-    EXPECT_EQ(junk.items[2], (Item{"Logs", "~/Library/Logs", mac.homePath("Library/Logs"),
-                                   allocatedBytesOf(log), false}));
+                                   true,
+                                   {}}));
+    EXPECT_EQ(junk.items[2], (Item{"Logs",
+                                   "~/Library/Logs",
+                                   mac.homePath("Library/Logs"),
+                                   allocatedBytesOf(log),
+                                   false,
+                                   {}}));
 
     EXPECT_EQ(junk.totalBytes, bytesOf(*junk.allItems));
     EXPECT_EQ(snapshot->totalReclaimableBytes, junk.totalBytes);
@@ -181,7 +186,7 @@ TEST_F(CleanUpScanTest, MacTrashCountsHiddenEntriesInItsSize)
 
         const KSTCleanUpCategory trashes = category(scan(), "trashes");
         const QList<Item> listed = {
-            Item{"Mac Trash", "~/.Trash", mac.homePath(".Trash"), expectedBytes, false}};
+            Item{"Mac Trash", "~/.Trash", mac.homePath(".Trash"), expectedBytes, false, {}}};
         EXPECT_EQ(trashes.items, c.entries.isEmpty() ? QList<Item>() : listed) << c.entries.size();
         EXPECT_EQ(namesOf(*trashes.allItems), namesOf(trashes.items));
         EXPECT_EQ(trashes.totalBytes, expectedBytes);
@@ -200,16 +205,26 @@ TEST_F(CleanUpScanTest, FailedDownloadsAreExactlyTheDotDownloadEntries)
 
     const auto snapshot = scan();
     const KSTCleanUpCategory trashes = category(snapshot, "trashes");
-    EXPECT_EQ(*trashes.allItems,
-              (QList<Item>{{"Movie.mp4.download", "~/Downloads/Movie.mp4.download",
-                            mac.homePath("Downloads/Movie.mp4.download"), bundleBytes, true},
-                           // Empty, yet still a failed download.
-                           {"file.download", "~/Downloads/file.download",
-                            mac.homePath("Downloads/file.download"), 0, true}}));
+    EXPECT_EQ(*trashes.allItems, (QList<Item>{{"Movie.mp4.download",
+                                               "~/Downloads/Movie.mp4.download",
+                                               mac.homePath("Downloads/Movie.mp4.download"),
+                                               bundleBytes,
+                                               true,
+                                               {}},
+                                              // Empty, yet still a failed download.
+                                              {"file.download",
+                                               "~/Downloads/file.download",
+                                               mac.homePath("Downloads/file.download"),
+                                               0,
+                                               true,
+                                               {}}}));
     // The card shows the downloads as one row whose path never exists.
-    EXPECT_EQ(trashes.items, (QList<Item>{{"Failed downloads", "~/Downloads",
+    EXPECT_EQ(trashes.items, (QList<Item>{{"Failed downloads",
+                                           "~/Downloads",
                                            mac.homePath("Downloads/.kst-failed-downloads-preview"),
-                                           bundleBytes, true}}));
+                                           bundleBytes,
+                                           true,
+                                           {}}}));
     EXPECT_EQ(trashes.totalBytes, bundleBytes);
     EXPECT_EQ(snapshot->filesAnalyzed, 2u); // one per download, however large
 }
@@ -238,14 +253,17 @@ TEST_F(CleanUpScanTest, SevenLargeFilesShowFourOnTheCardAndAllSevenForReview)
               (QStringList{"g.raw", "f.bin", "e.bin", "d.mov", "c.dmg", "b.mov", "a.iso"}));
     EXPECT_EQ(namesOf(large.items), (QStringList{"g.raw", "f.bin", "e.bin", "d.mov"}));
     EXPECT_EQ(large.totalBytes, total);
-    EXPECT_EQ(large.allItems->value(5),
-              (Item{"b.mov", "~/Documents/deep/er/b.mov", mac.homePath("Documents/deep/er/b.mov"),
-                    52 * MiB + 1, true}));
+    EXPECT_EQ(large.allItems->value(5), (Item{"b.mov",
+                                              "~/Documents/deep/er/b.mov",
+                                              mac.homePath("Documents/deep/er/b.mov"),
+                                              52 * MiB + 1,
+                                              true,
+                                              {}}));
     EXPECT_GE(snapshot->filesAnalyzed, 7u);
 
     const QString user = mac.root() + "/Users/alice";
     EXPECT_EQ(mac.toolCalls(Find), QStringList{user + " -path " + user +
-                                               "/Library -prune -o -type f -size +50M -print"});
+                                               "/Library -prune -o -type f -size +50M -print0"});
 }
 
 TEST_F(CleanUpScanTest, FindArgumentsFollowTheLayoutAndThreshold)
@@ -272,7 +290,7 @@ TEST_F(CleanUpScanTest, FindArgumentsFollowTheLayoutAndThreshold)
         const QString user = mac.root() + c.user;
         EXPECT_EQ(KSTLargeFileSearch::findArgumentsForThreshold(c.threshold),
                   (QStringList{user, "-path", user + "/Library", "-prune", "-o", "-type", "f",
-                               "-size", c.size, "-print"}));
+                               "-size", c.size, "-print0"}));
     }
 }
 
@@ -312,7 +330,8 @@ TEST_F(CleanUpScanTest, LocalSnapshotsAreTwoGibibytesPerLineTmutilPrints)
     for (const auto &c : cases) {
         mac.addTool("/usr/bin/tmutil", c.output);
         EXPECT_EQ(Engine::localSnapshotBytes(), c.bytes) << c.output.constData();
-        const QList<Item> snapshots = {Item{"Time Machine Snapshots", "/", "/", c.bytes, false}};
+        const QList<Item> snapshots = {
+            Item{"Time Machine Snapshots", "/", "/", c.bytes, false, {}}};
         EXPECT_EQ(category(scan(), "systemJunk").items, c.bytes ? snapshots : QList<Item>());
     }
     EXPECT_EQ(mac.toolCalls("/usr/bin/tmutil").value(0), QStringLiteral("listlocalsnapshots /"));
@@ -347,8 +366,12 @@ TEST_F(CleanUpScanTest, IOSBackupsAreNamedAfterTheDeviceAndTheirPlistsDate)
     EXPECT_EQ(namesOf(items), (QStringList{"iPhone (2024-03-04 14:05)",
                                            "Kim's iPad (2024-03-05 14:05)", "Unknown"}));
     const QString folder = mac.homePath(Backups + "A-iphone");
-    EXPECT_EQ(items.value(0), (Item{"iPhone (2024-03-04 14:05)", "A-iphone", folder,
-                                    KSTPermissionChecker::fileSizeAtAccessiblePath(folder), true}));
+    EXPECT_EQ(items.value(0), (Item{"iPhone (2024-03-04 14:05)",
+                                    "A-iphone",
+                                    folder,
+                                    KSTPermissionChecker::fileSizeAtAccessiblePath(folder),
+                                    true,
+                                    {}}));
     EXPECT_GE(items.value(0).bytes, 8192u);
     // Backups are not counted among the files analyzed.
     EXPECT_EQ(snapshot->filesAnalyzed, 1u);
@@ -371,11 +394,35 @@ TEST_F(CleanUpScanTest, DownloadsAndInstallerPackagesAreRemovableData)
     ASSERT_EQ(namesOf(items),
               (QStringList{"Screenshots", "Downloads folder", "Installer Packages"}));
     const QString downloads = mac.homePath("Downloads");
-    EXPECT_EQ(items[1], (Item{"Downloads folder", "~/Downloads", downloads,
-                              KSTPermissionChecker::fileSizeAtAccessiblePath(downloads), false}));
-    // An amount inside the folder, carried by the folder itself.
-    EXPECT_EQ(items[2], (Item{"Installer Packages", "~/Downloads", downloads,
-                              8192 + 4096 + 100 + allocatedBytesOf(archive), false}));
+    const auto targetPaths = [](const Item &item) {
+        QStringList paths;
+        for (const KSTCleanUpTarget &target : item.targets)
+            paths << target.path;
+        paths.sort();
+        return paths;
+    };
+    // The folder's visible contents but the installers; the installer inside "old" travels
+    // with it and is counted once, with the installers.
+    EXPECT_EQ(items[1],
+              (Item{"Downloads folder",
+                    "~/Downloads",
+                    downloads,
+                    KSTPermissionChecker::fileSizeAtAccessiblePath(downloads + "/notes.zip") +
+                        KSTPermissionChecker::fileSizeAtAccessiblePath(downloads + "/linked.dmg"),
+                    false,
+                    {}}));
+    EXPECT_EQ(targetPaths(items[1]), (QStringList{downloads + "/linked.dmg",
+                                                  downloads + "/notes.zip", downloads + "/old"}));
+    // The installer files found, each by itself.
+    EXPECT_EQ(items[2], (Item{"Installer Packages",
+                              "~/Downloads",
+                              downloads,
+                              8192 + 4096 + 100 + allocatedBytesOf(archive),
+                              false,
+                              {}}));
+    EXPECT_EQ(targetPaths(items[2]),
+              (QStringList{downloads + "/Bundle.pkg", downloads + "/Setup.dmg",
+                           downloads + "/TOOL.PKG", downloads + "/old/Suite.mpkg"}));
     EXPECT_EQ(removable.totalBytes, bytesOf(items));
 }
 

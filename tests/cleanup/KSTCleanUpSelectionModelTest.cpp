@@ -4,6 +4,7 @@
 
 #include "KSTCleanUpEngine.h"
 #include "KSTDispatch.h"
+#include "KSTEnvironment.h"
 #include "KSTMachineTest.h"
 #include "KSTSystemInfo.h"
 #include "KSTTestSupport.h"
@@ -21,7 +22,18 @@ const QString Home = QStringLiteral("/Users/alice");
 
 KSTCleanUpItem item(const QString &name, const QString &path, quint64 bytes)
 {
-    return {name, {}, path, bytes, true};
+    return {name, {}, path, bytes, true, {}};
+}
+
+// An item standing for entries other than its own path, as the Downloads folder's contents
+// and the Installer Packages do.
+KSTCleanUpItem itemOf(const QString &name, const QString &path, const QStringList &targets,
+                      quint64 bytes)
+{
+    KSTCleanUpItem result = item(name, path, bytes);
+    for (const QString &target : targets)
+        result.targets << KSTCleanUpTarget{target, std::nullopt, bytes / quint64(targets.size())};
+    return result;
 }
 
 QStringList pathsOf(const QList<KSTCleanUpItem> &items)
@@ -44,14 +56,17 @@ std::shared_ptr<KSTCleanUpSnapshot> handMadeSnapshot()
 {
     auto snapshot = std::make_shared<KSTCleanUpSnapshot>();
     const QList<KSTCleanUpItem> junk = {item("Caches. a", Home + "/Library/Caches/a", GiB),
-                                        item("Logs", Home + "/Library/Logs", 0)};
+                                        item("Logs", Home + "/Library/Logs", 0),
+                                        item("Time Machine Snapshots", "/", 6 * GiB)};
     const QList<KSTCleanUpItem> trashes = {
         item("Mac Trash", Home + "/.Trash", 100),
         item("Failed downloads", Home + "/Downloads/.kst-failed-downloads-preview", 300),
         item("a.download", Home + "/Downloads/a.download", 300),
         item("b.download", Home + "/Downloads/b.download", 0)};
-    const QList<KSTCleanUpItem> removable = {item("Downloads folder", Home + "/Downloads", 2 * GiB),
-                                             item("Installer Packages", Home + "/Downloads", GiB)};
+    const QList<KSTCleanUpItem> removable = {
+        itemOf("Downloads folder", Home + "/Downloads",
+               {Home + "/Downloads/a.download", Home + "/Downloads/notes"}, 2 * GiB),
+        itemOf("Installer Packages", Home + "/Downloads", {Home + "/Downloads/setup.dmg"}, GiB)};
     snapshot->categories = {{"systemJunk", "System Junks", {}, {}, junk, GiB},
                             {"trashes", "Trashes", {}, {}, trashes, 400},
                             {"largeFiles", "Large Files", {}, {}, QList<KSTCleanUpItem>(), 0},
@@ -86,10 +101,25 @@ TEST(CleanUpSelectionTest, ReductionPassesAFolderOrAPathOnlyOnce)
             items << item("x", path, 1);
         EXPECT_EQ(pathsOf(Model::reducedSelection(items)), c.kept) << c.name;
     }
+
+    // Items known by one path but moving different entries both pass; an item all of whose
+    // entries another moves does not.
+    const KSTCleanUpItem contents =
+        itemOf("Downloads folder", Home + "/Downloads", {Home + "/Downloads/sub"}, 2);
+    const KSTCleanUpItem installers =
+        itemOf("Installer Packages", Home + "/Downloads", {Home + "/Downloads/a.dmg"}, 1);
+    const KSTCleanUpItem nested =
+        itemOf("Installer Packages", Home + "/Downloads", {Home + "/Downloads/sub/b.pkg"}, 1);
+    EXPECT_EQ(Model::reducedSelection({contents, installers}).size(), 2);
+    EXPECT_EQ(Model::reducedSelection({contents, nested}).size(), 1);
 }
 
 TEST(CleanUpSelectionTest, SelectionComesFromReviewItemsWithASize)
 {
+    // The Mac Trash item is the analysed home's Trash.
+    KSTEnvironment alice = KSTEnvironment::current();
+    alice.setHome(Home);
+    const KSTScopedEnvironment machine(alice);
     KSTSystemInfo info;
     Model model(info);
     model.setSnapshot(handMadeSnapshot());
@@ -97,8 +127,10 @@ TEST(CleanUpSelectionTest, SelectionComesFromReviewItemsWithASize)
     EXPECT_EQ(model.indexOfCategoryType("removable"), 3);
     EXPECT_EQ(model.indexOfCategoryType("nonsense"), -1);
 
-    // Zero-byte items cannot be ticked, one by one or with their category.
+    // Zero-byte items and the volume itself (local snapshots) cannot be ticked, one by one or
+    // with their category.
     EXPECT_FALSE(model.setItemSelected(0, 1, true));
+    EXPECT_FALSE(model.setItemSelected(0, 2, true));
     EXPECT_FALSE(model.setItemSelected(0, 7, true));
     EXPECT_TRUE(model.setCategorySelected(0, true));
     EXPECT_EQ(pathsOf(model.selectedItems()), QStringList{Home + "/Library/Caches/a"});
@@ -108,13 +140,14 @@ TEST(CleanUpSelectionTest, SelectionComesFromReviewItemsWithASize)
     EXPECT_TRUE(model.setItemSelected(1, 1, true));
     EXPECT_EQ(pathsOf(model.itemsToRemove()), QStringList{Home + "/Downloads/a.download"});
 
-    // The Downloads folder and the Installer Packages are one path; a download inside it
-    // goes with the folder.
+    // The Downloads folder's contents and the Installer Packages share a path, not what they
+    // move, so both go; a download inside the folder goes with the folder's contents.
     EXPECT_TRUE(model.setCategorySelected(3, true));
-    EXPECT_EQ(pathsOf(model.itemsToRemove()), QStringList{Home + "/Downloads"});
-    EXPECT_EQ(model.selectedBytes(), 2 * GiB);
-    EXPECT_EQ(model.confirmationMessage(), QStringLiteral("Clean 2 GB?"));
-    EXPECT_EQ(model.confirmationInformativeText(), informative(1));
+    EXPECT_EQ(pathsOf(model.itemsToRemove()),
+              (QStringList{Home + "/Downloads", Home + "/Downloads"}));
+    EXPECT_EQ(model.selectedBytes(), 3 * GiB);
+    EXPECT_EQ(model.confirmationMessage(), QStringLiteral("Clean 3 GB?"));
+    EXPECT_EQ(model.confirmationInformativeText(), informative(2));
 
     model.clearSelection();
     EXPECT_TRUE(model.selectItemWithFilePath(Home + "/.Trash"));

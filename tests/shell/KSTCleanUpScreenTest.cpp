@@ -67,7 +67,7 @@ protected:
 
 KSTCleanUpItem item(const QString &name, const QString &path, quint64 bytes)
 {
-    return {name, {}, path, bytes, true};
+    return {name, {}, path, bytes, true, {}};
 }
 
 TEST_F(CleanUpScreenTest, ShowsThePlaceholderThenTheFourCategoriesAndScansOnlyWhenAsked)
