@@ -69,7 +69,7 @@ public:
     static QString formatRelativeScanTime(const std::optional<QDateTime> &date);
     /// "Mar 04, 2024" (English month); nothing: "—".
     static QString formatAppManageInstalledDate(const std::optional<QDateTime> &date);
-    /// "Never", "Today, 14:05" (as the locale renders that pattern), "Yesterday",
+    /// "Never", "Today, 14:05", "Yesterday",
     /// "3 days ago", "1 week ago", "2 weeks ago", "1 month ago", else the installed-date form.
     static QString formatAppManageLastOpened(const std::optional<QDateTime> &date);
     /// 0 "App Store", 2 "System", anything else "Direct".

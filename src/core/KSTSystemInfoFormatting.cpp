@@ -6,6 +6,7 @@
 #include <QLocale>
 
 #include <cmath>
+#include <cstdio>
 
 namespace {
 
@@ -14,10 +15,20 @@ constexpr quint64 MiB = KiB * 1024;
 constexpr quint64 GiB = MiB * 1024;
 constexpr quint64 TiB = GiB * 1024;
 
-// printf-style "%.Nf" without the locale: the labels are fixed texts, not localised numbers.
+// printf's "%.Nf" without the locale: the labels are fixed texts, not localised numbers. The
+// C library rounds the exact binary value, so a tie goes to the even digit (1.25 gives "1.2",
+// 2.5 gives "2"); QString::asprintf would round such ties up.
 QString fixed(double value, int decimals)
 {
-    return QString::asprintf("%.*f", decimals, value);
+    char buffer[64];
+    const int length = std::snprintf(buffer, sizeof buffer, "%.*f", decimals, value);
+    if (length < 0)
+        return {};
+    if (length < int(sizeof buffer))
+        return QString::fromLatin1(buffer, length);
+    QByteArray large(length + 1, '\0');
+    std::snprintf(large.data(), size_t(large.size()), "%.*f", decimals, value);
+    return QString::fromLatin1(large.constData(), length);
 }
 
 QString plural(qint64 count, const char *singular)
@@ -169,9 +180,8 @@ QString KSTSystemInfo::formatAppManageLastOpened(const std::optional<QDateTime> 
     const QDateTime now = QDateTime::currentDateTime();
     const QDateTime local = date->toLocalTime();
     if (local.date() == now.date()) {
-        // The pattern is handed to the platform's formatter as it stands, letters of "Today"
-        // included: that formatter decides what the unquoted letters mean.
-        return QLocale::system().toString(local, QStringLiteral("Today, HH:mm"));
+        // "Today" is quoted: unquoted, its letters would be read as date fields.
+        return QLocale::system().toString(local, QStringLiteral("'Today', HH:mm"));
     }
     if (local.date() == now.date().addDays(-1))
         return QStringLiteral("Yesterday");
