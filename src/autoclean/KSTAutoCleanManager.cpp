@@ -11,9 +11,11 @@
 #include "KSTPreferences.h"
 
 #include <QDate>
+#include <QLockFile>
 #include <QSettings>
 
 #include <algorithm>
+#include <atomic>
 
 namespace {
 
@@ -24,6 +26,20 @@ const QString FilesRemovedKey = QStringLiteral("filesRemovedThisMonth");
 const QString LastRunDateKey = QStringLiteral("lastRunDate");
 const QString StatsMonthKey = QStringLiteral("statsMonth");
 const QString WhitelistPathsKey = QStringLiteral("whitelistPaths");
+const QString KeptAsideWhitelistPathsKey = QStringLiteral("whitelistPathsBeforeReset");
+
+std::atomic<bool> &sharedInstanceIsLaunch()
+{
+    static std::atomic<bool> isLaunch{true};
+    return isLaunch;
+}
+
+QStringList storedList(const QSettings &settings, const QString &key)
+{
+    // INI files give a one-element list back as a plain string; toStringList() copes.
+    const QVariant value = settings.value(key);
+    return value.isValid() ? value.toStringList() : QStringList();
+}
 
 QString ruleEnabledKey(quint64 ruleType)
 {
@@ -61,19 +77,30 @@ struct KSTAutoCleanManager::Snapshot
     quint64 filesRemovedThisMonth = 0;
     std::optional<QDateTime> lastRunDate;
     QStringList whitelistPaths;
+    QStringList keptAsideWhitelistPaths;
 };
 
 KSTAutoCleanManager &KSTAutoCleanManager::shared()
 {
     // Never destroyed: the manager lives as long as the process, and a run must not be torn
     // down by static destruction while the work queue still holds it.
-    static KSTAutoCleanManager *manager = new KSTAutoCleanManager(Options{});
+    static KSTAutoCleanManager *manager = [] {
+        Options options;
+        options.isLaunch = sharedInstanceIsLaunch().load();
+        return new KSTAutoCleanManager(options);
+    }();
     return *manager;
+}
+
+void KSTAutoCleanManager::setSharedInstanceIsLaunch(bool isLaunch)
+{
+    sharedInstanceIsLaunch().store(isLaunch);
 }
 
 KSTAutoCleanManager::KSTAutoCleanManager(Options options)
     : m_suiteName(std::move(options.suiteName)), m_firstDelay(options.firstDelay),
       m_interval(options.interval), m_leeway(options.leeway), m_clock(std::move(options.clock)),
+      m_isLaunch(options.isLaunch),
       m_workQueue(std::make_unique<KSTDispatchQueue>(WorkQueueLabel, KSTQualityOfService::Utility))
 {
     buildDefaultRules();
@@ -124,8 +151,13 @@ QDateTime KSTAutoCleanManager::now() const
 KSTAutoCleanManager::Snapshot KSTAutoCleanManager::snapshot() const
 {
     std::lock_guard lock(m_stateMutex);
-    return Snapshot{m_automationEnabled,     ownCopy(m_rules), m_bytesSavedThisMonth,
-                    m_filesRemovedThisMonth, m_lastRunDate,    ownCopy(m_whitelistPaths)};
+    return Snapshot{m_automationEnabled,
+                    ownCopy(m_rules),
+                    m_bytesSavedThisMonth,
+                    m_filesRemovedThisMonth,
+                    m_lastRunDate,
+                    ownCopy(m_whitelistPaths),
+                    ownCopy(m_keptAsideWhitelistPaths)};
 }
 
 // ---- State -----------------------------------------------------------------------------
@@ -200,26 +232,30 @@ QString KSTAutoCleanManager::currentStatsMonthKey() const
 
 void KSTAutoCleanManager::setAutomationEnabled(bool enabled)
 {
-    {
+    const bool changed = changeStoredState([this, enabled] {
         std::lock_guard lock(m_stateMutex);
         if (m_automationEnabled == enabled)
-            return;
+            return false;
         m_automationEnabled = enabled;
-    }
-    saveState();
+        return true;
+    });
+    if (!changed)
+        return;
     applyAutomationConfiguration();
     postStateChange();
 }
 
 void KSTAutoCleanManager::setRuleEnabled(bool enabled, qsizetype index)
 {
-    {
+    const bool changed = changeStoredState([this, enabled, index] {
         std::lock_guard lock(m_stateMutex);
         if (index < 0 || index >= m_rules.size() || m_rules.at(index).enabled == enabled)
-            return;
+            return false;
         m_rules[index].enabled = enabled;
-    }
-    saveState();
+        return true;
+    });
+    if (!changed)
+        return;
     applyAutomationConfiguration();
     postStateChange();
 }
@@ -276,13 +312,13 @@ void KSTAutoCleanManager::runRulesOnWorkQueue(const RunCompletion &completion)
     });
 
     if (rulesActed > 0) {
-        {
+        changeStoredState([this, bytes, files] {
             std::lock_guard lock(m_stateMutex);
             m_lastRunDate = now();
             m_bytesSavedThisMonth += bytes;
             m_filesRemovedThisMonth += files;
-        }
-        saveState();
+            return true;
+        });
         postStateChange();
     }
     if (completion) {
@@ -322,6 +358,30 @@ bool KSTAutoCleanManager::executeRule(const KSTAutoCleanRuleDefinition &rule, qu
 void KSTAutoCleanManager::saveState()
 {
     std::lock_guard saving(m_saveMutex);
+    const std::unique_ptr<QSettings> settings = KSTPreferences::suite(m_suiteName);
+    QLockFile lock(settings->fileName() + QLatin1String(".change-lock"));
+    lock.tryLock(LockWaitMs);
+    writeStoredState();
+}
+
+bool KSTAutoCleanManager::changeStoredState(const std::function<bool()> &change)
+{
+    std::lock_guard saving(m_saveMutex);
+    const std::unique_ptr<QSettings> settings = KSTPreferences::suite(m_suiteName);
+    // QSettings locks "<file>.lock" only around its own write; the read-modify-write needs a
+    // lock of its own. Another process holding it longer than this is stuck; a change is
+    // still better saved than dropped.
+    QLockFile lock(settings->fileName() + QLatin1String(".change-lock"));
+    lock.tryLock(LockWaitMs);
+    readStoredState();
+    if (!change())
+        return false;
+    writeStoredState();
+    return true;
+}
+
+void KSTAutoCleanManager::writeStoredState()
+{
     const Snapshot state = snapshot();
     const std::unique_ptr<QSettings> settings = KSTPreferences::suite(m_suiteName);
     settings->setValue(AutomationEnabledKey, state.automationEnabled);
@@ -335,36 +395,70 @@ void KSTAutoCleanManager::saveState()
         settings->remove(LastRunDateKey);
     settings->setValue(StatsMonthKey, currentStatsMonthKey());
     settings->setValue(WhitelistPathsKey, state.whitelistPaths);
+    if (state.keptAsideWhitelistPaths.isEmpty())
+        settings->remove(KeptAsideWhitelistPathsKey);
+    else
+        settings->setValue(KeptAsideWhitelistPathsKey, state.keptAsideWhitelistPaths);
     settings->sync();
 }
 
-void KSTAutoCleanManager::loadPersistedState()
+void KSTAutoCleanManager::readStoredState()
 {
-    // Applying the switch first saves the state held at that moment before anything else is
-    // read, so a stored "on" wipes the rules, totals and list read below. Kept on purpose:
-    // it is how the program has always behaved.
-    setAutomationEnabled(KSTPreferences::suite(m_suiteName)->value(AutomationEnabledKey).toBool());
-
     const std::unique_ptr<QSettings> settings = KSTPreferences::suite(m_suiteName);
-    // INI files give a one-element list back as a plain string; toStringList() copes.
-    const QVariant storedList = settings->value(WhitelistPathsKey);
     QStringList whitelist;
-    if (storedList.isValid()) {
-        for (const QString &entry : storedList.toStringList()) {
-            const QString normalized = normalizedWhitelistPath(entry);
-            if (!normalized.isEmpty())
-                whitelist << normalized;
-        }
+    for (const QString &entry : storedList(*settings, WhitelistPathsKey)) {
+        const QString normalized = normalizedWhitelistPath(entry);
+        if (!normalized.isEmpty())
+            whitelist << normalized;
     }
     const QDateTime lastRun = settings->value(LastRunDateKey).toDateTime();
 
     std::lock_guard lock(m_stateMutex);
+    m_automationEnabled = settings->value(AutomationEnabledKey).toBool();
     for (KSTAutoCleanRuleDefinition &rule : m_rules)
         rule.enabled = settings->value(ruleEnabledKey(rule.ruleType)).toBool();
     m_bytesSavedThisMonth = settings->value(BytesSavedKey).toULongLong();
     m_filesRemovedThisMonth = settings->value(FilesRemovedKey).toULongLong();
     m_lastRunDate = lastRun.isValid() ? std::optional<QDateTime>(lastRun) : std::nullopt;
     m_whitelistPaths = whitelist;
+    m_keptAsideWhitelistPaths = storedList(*settings, KeptAsideWhitelistPathsKey);
+}
+
+void KSTAutoCleanManager::loadPersistedState()
+{
+    if (!m_isLaunch) {
+        readStoredState();
+        return;
+    }
+    const std::unique_ptr<QSettings> settings = KSTPreferences::suite(m_suiteName);
+    const bool storedSwitch = settings->value(AutomationEnabledKey).toBool();
+    if (storedSwitch) {
+        // The launch below empties the never-touch list; keep it aside first, together with
+        // a list kept aside before and not dealt with yet.
+        QStringList keptAside = storedList(*settings, KeptAsideWhitelistPathsKey);
+        for (const QString &entry : storedList(*settings, WhitelistPathsKey)) {
+            if (!entry.isEmpty() && !keptAside.contains(entry))
+                keptAside << entry;
+        }
+        std::lock_guard lock(m_stateMutex);
+        m_keptAsideWhitelistPaths = keptAside;
+    }
+
+    // Applying the switch first saves the state held at that moment before anything else is
+    // read, so a stored "on" wipes the rules, totals and list read below. Kept on purpose:
+    // it is how a launch of Kestrel has always behaved.
+    bool changed = false;
+    {
+        std::lock_guard lock(m_stateMutex);
+        changed = m_automationEnabled != storedSwitch;
+        m_automationEnabled = storedSwitch;
+    }
+    if (changed) {
+        saveState();
+        applyAutomationConfiguration();
+        postStateChange();
+    }
+    readStoredState();
 }
 
 void KSTAutoCleanManager::resetMonthlyStatsIfNeeded()
@@ -372,12 +466,12 @@ void KSTAutoCleanManager::resetMonthlyStatsIfNeeded()
     const QString storedMonth = KSTPreferences::suite(m_suiteName)->value(StatsMonthKey).toString();
     if (storedMonth.isEmpty() || storedMonth == currentStatsMonthKey())
         return;
-    {
+    changeStoredState([this] {
         std::lock_guard lock(m_stateMutex);
         m_bytesSavedThisMonth = 0;
         m_filesRemovedThisMonth = 0;
-    }
-    saveState();
+        return true;
+    });
 }
 
 void KSTAutoCleanManager::postStateChange()

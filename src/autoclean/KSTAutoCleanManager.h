@@ -1,6 +1,7 @@
 #pragma once
 
 #include "KSTAutoCleanRuleDefinition.h"
+#include "KSTFileIdentity.h"
 
 #include <QDateTime>
 #include <QList>
@@ -15,6 +16,7 @@
 
 class KSTDispatchQueue;
 class KSTDispatchTimer;
+class KSTRemovalGuard;
 
 /// Runs six fixed clean-up rules unattended and keeps their state.
 ///
@@ -27,10 +29,17 @@ class KSTDispatchTimer;
 /// records its date. The rules delete permanently (nothing goes to the Trash) and never follow
 /// a symbolic link out of the item being removed.
 ///
-/// All state lives in the preferences suite "com.kestrel.autoclean". Loading keeps a quirk of
-/// the original program on purpose: after a start with automation stored as on, automation
-/// stays on but every rule is off, the totals are zero, the last-run date is gone and the
-/// never-touch list is empty (the switch is applied, and saved, before the rest is read back).
+/// All state lives in the preferences suite "com.kestrel.autoclean". Loading for a launch of
+/// the window keeps a long-standing behaviour on purpose: after a launch with automation stored
+/// as on, automation stays on but every rule is off, the totals are zero, the last-run date is
+/// gone and the never-touch list is empty (the switch is applied, and saved, before the rest is
+/// read back). The emptied list is first kept aside under its own key; it still protects its
+/// entries, and keptAsideWhitelistPaths() offers it back until the user restores or dismisses
+/// it. A load that is not a launch (every command-line call) reads the stored state as it is.
+///
+/// Several processes (the window, command-line calls) may change the suite at once: every
+/// change re-reads the stored state and writes it back under a lock file shared by all of
+/// them, so no process writes an older state over another's change.
 ///
 /// Every change posts "KSTAutoCleanStateDidChangeNotification" (object: the manager)
 /// asynchronously on the main thread; run completions also arrive on the main thread.
@@ -49,6 +58,8 @@ public:
         QStringLiteral("KSTAutoCleanStateDidChangeNotification");
     static inline const QString DefaultSuiteName = QStringLiteral("com.kestrel.autoclean");
     static inline const QString WorkQueueLabel = QStringLiteral("com.kestrel.autoclean.work");
+    /// How long a change waits for another process's change of the suite to finish.
+    static constexpr int LockWaitMs = 10'000;
 
     /// Completion of a run: rules that acted, bytes removed, files removed.
     using RunCompletion =
@@ -65,7 +76,13 @@ public:
         /// "Now" for age cut-offs, the last-run date and the month key; the wall clock when
         /// empty. Called from any thread.
         std::function<QDateTime()> clock;
+        /// Whether loading is a launch of the window, with the reset described above.
+        bool isLaunch = true;
     };
+
+    /// Whether the shared instance loads as a launch (the default) or, for a command-line
+    /// call, as it is stored. Takes effect only before the first shared().
+    static void setSharedInstanceIsLaunch(bool isLaunch);
 
     /// The program's instance, created on first call with the default options; it lives until
     /// the process ends. Creating it loads the stored state and resets last month's totals,
@@ -121,6 +138,15 @@ public:
     /// Whether an entry expands to the same clean absolute path as @p path.
     bool containsWhitelistPathEquivalentTo(const QString &path) const;
 
+    /// The never-touch list a launch reset emptied, as it was stored; empty when there is
+    /// none or the user restored or dismissed it.
+    QStringList keptAsideWhitelistPaths() const;
+    /// Adds the kept-aside entries back (those not already listed) and forgets the kept-aside
+    /// list; false when there was none.
+    bool restoreKeptAsideWhitelistPaths();
+    /// Forgets the kept-aside list; false when there was none.
+    bool dismissKeptAsideWhitelistPaths();
+
     /// "~/x" against the accessible home; any other path by ordinary tilde expansion ("~"
     /// alone and "~user" from the password database), else unchanged.
     static QString expandedPath(const QString &path);
@@ -169,9 +195,13 @@ public:
     /// never-touch entries are left alone, folders go whole.
     bool removeFilesInDirectory(const QString &directory, int days, quint64 *bytesRemoved,
                                 quint64 *filesRemoved);
-    /// Deletes one item permanently (a link as a link, a folder with its contents); counts its
-    /// size, measured before, and 1 file. False when never-touch, missing or not removed.
+    /// Deletes one item permanently (a link as a link, a folder with its contents) through
+    /// KSTRemovalGuard; counts its size, measured before, and 1 file. False when never-touch,
+    /// missing, refused by the guard or not removed.
     bool removeItemAtPath(const QString &path, quint64 *bytesRemoved, quint64 *filesRemoved);
+    /// The same, and only while the item is still what @p expected describes.
+    bool removeItemAtPath(const QString &path, const std::optional<KSTFileIdentity> &expected,
+                          quint64 *bytesRemoved, quint64 *filesRemoved);
     /// @p path when nothing is there, else the first free "name N.ext" (N from 1 to 999) in
     /// the same folder; @p path again when all are taken.
     static QString uniquePathForPath(const QString &path);
@@ -180,9 +210,10 @@ public:
 
     // ---- Persistence (called by the constructor and the changes above) ----
 
-    /// Writes every key: "automationEnabled", "ruleEnabled.N", "bytesSavedThisMonth",
-    /// "filesRemovedThisMonth", "lastRunDate" (removed when none), "statsMonth" (the month of
-    /// the save) and "whitelistPaths", in that order.
+    /// Writes every key as held now: "automationEnabled", "ruleEnabled.N",
+    /// "bytesSavedThisMonth", "filesRemovedThisMonth", "lastRunDate" (removed when none),
+    /// "statsMonth" (the month of the save) and "whitelistPaths", in that order, then the
+    /// kept-aside list "whitelistPathsBeforeReset" (removed when none).
     void saveState();
     void loadPersistedState();
     /// Zeroes the totals when the stored month is a different, non-empty month key.
@@ -194,6 +225,14 @@ private:
     struct Snapshot;
     Snapshot snapshot() const;
 
+    // The guard every rule acts through: the home, the never-touch list and the kept-aside one.
+    KSTRemovalGuard removalGuard() const;
+    // Re-reads the stored state, applies @p change (which returns whether it changed
+    // anything) and, when it did, writes the state back: all under the suite's lock file.
+    bool changeStoredState(const std::function<bool()> &change);
+    void readStoredState();
+    void writeStoredState();
+
     void buildDefaultRules();
     void runRulesOnWorkQueue(const RunCompletion &completion);
     QDateTime now() const;
@@ -203,6 +242,7 @@ private:
     const std::chrono::milliseconds m_interval;
     const std::chrono::milliseconds m_leeway;
     const std::function<QDateTime()> m_clock;
+    const bool m_isLaunch;
 
     mutable std::mutex m_stateMutex; // guards the members below it up to m_whitelistPaths
     bool m_automationEnabled = false;
@@ -211,6 +251,7 @@ private:
     quint64 m_filesRemovedThisMonth = 0;
     std::optional<QDateTime> m_lastRunDate;
     QStringList m_whitelistPaths;
+    QStringList m_keptAsideWhitelistPaths;
 
     // Serialises saves, so a slower save never writes an older state over a newer one.
     std::mutex m_saveMutex;

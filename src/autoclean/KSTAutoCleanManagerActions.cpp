@@ -1,11 +1,13 @@
-// The six rule actions. They delete permanently through KSTTrash::removePermanently, which
-// removes a symbolic link as a link and never descends through one, so no rule reaches
-// outside the item it names. Every failure skips that item silently.
+// The six rule actions. They delete permanently, and move screenshots, only through
+// KSTRemovalGuard: never through a link, never outside the home, never a never-touch entry nor
+// anything holding one, and never an entry that changed since the rule looked at it. Every
+// failure skips that item silently.
 #include "KSTAutoCleanManager.h"
 
+#include "KSTFileName.h"
+#include "KSTNoFollowPath.h"
 #include "KSTPermissionChecker.h"
-#include "KSTTrash.h"
-#include "KSTTrashSupport.h"
+#include "KSTRemovalGuard.h"
 
 #include <QDir>
 #include <QFile>
@@ -14,8 +16,10 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -65,23 +69,82 @@ bool existsAsFolder(const QString &path)
 bool somethingExistsAt(const QString &path)
 {
     struct stat info = {};
-    return ::lstat(QFile::encodeName(path).constData(), &info) == 0;
+    return ::lstat(KSTFileName::encoded(path).constData(), &info) == 0;
+}
+
+QDateTime dateOf(const KSTFileIdentity &identity)
+{
+    return QDateTime::fromMSecsSinceEpoch(identity.modifiedSeconds * 1000 +
+                                          identity.modifiedNanoseconds / 1'000'000);
 }
 
 // The item's own modification date: a link answers for itself, not for its target, so an old
-// link to a fresh file is judged by the link.
-std::optional<QDateTime> modificationDate(const QString &url)
+// link to a fresh file is judged by the link. The identity comes along, so that the item is
+// removed only while it is still the one judged.
+std::optional<KSTFileIdentity> identityAt(const QString &url)
 {
-    struct stat info = {};
-    if (::lstat(QFile::encodeName(url).constData(), &info) != 0)
-        return std::nullopt;
-#ifdef __APPLE__
-    const struct timespec &modified = info.st_mtimespec;
-#else
-    const struct timespec &modified = info.st_mtim;
-#endif
-    return QDateTime::fromMSecsSinceEpoch(qint64(modified.tv_sec) * 1000 +
-                                          modified.tv_nsec / 1'000'000);
+    return KSTRemovalGuard::identityOf(url);
+}
+
+// Whether anything below the folder @p name of @p folderFd was modified at or after @p cutoff:
+// a folder goes by age only when all of it is old. Read without following links.
+bool holdsSomethingNewer(int folderFd, const char *name, const QDateTime &cutoff)
+{
+    const int fd = ::openat(folderFd, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+    if (fd < 0)
+        return true; // what cannot be read cannot be shown to be old
+    DIR *dir = ::fdopendir(fd);
+    if (!dir) {
+        ::close(fd);
+        return true;
+    }
+    bool newer = false;
+    while (const dirent *entry = ::readdir(dir)) {
+        const char *child = entry->d_name;
+        if (child[0] == '.' && (child[1] == '\0' || (child[1] == '.' && child[2] == '\0')))
+            continue;
+        struct stat status = {};
+        if (::fstatat(::dirfd(dir), child, &status, AT_SYMLINK_NOFOLLOW) != 0 ||
+            !(dateOf(KSTFileIdentity::fromStatus(status)) < cutoff) ||
+            (S_ISDIR(status.st_mode) && holdsSomethingNewer(::dirfd(dir), child, cutoff))) {
+            newer = true;
+            break;
+        }
+    }
+    ::closedir(dir);
+    return newer;
+}
+
+bool holdsSomethingNewer(const QString &folder, const QDateTime &cutoff)
+{
+    const std::optional<KSTHeldEntry> entry = KSTNoFollowPath::hold(folder, true);
+    return !entry || holdsSomethingNewer(entry->parentFd(), entry->name().constData(), cutoff);
+}
+
+// mkdir -p below the home without following a link on the way: a ~/Pictures that links
+// elsewhere gets no archive folder created through it.
+void makeFolderBelowHome(const QString &folder)
+{
+    const QString home = QDir::cleanPath(Checker::accessibleUserHomeDirectoryPath());
+    const QString clean = QDir::cleanPath(folder);
+    if (!clean.startsWith(home + QLatin1Char('/')))
+        return;
+    int fd = KSTNoFollowPath::openFolder(home);
+    for (const QString &part : clean.mid(home.size() + 1).split(QLatin1Char('/'))) {
+        if (fd < 0)
+            return;
+        const QByteArray name = KSTFileName::encoded(part);
+        if (::mkdirat(fd, name.constData(), 0755) != 0 && errno != EEXIST) {
+            ::close(fd);
+            return;
+        }
+        const int next =
+            ::openat(fd, name.constData(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+        ::close(fd);
+        fd = next;
+    }
+    if (fd >= 0)
+        ::close(fd);
 }
 
 bool isScreenshotName(const QString &name)
@@ -99,6 +162,13 @@ bool isScreenshotName(const QString &name)
 bool KSTAutoCleanManager::removeItemAtPath(const QString &path, quint64 *bytesRemoved,
                                            quint64 *filesRemoved)
 {
+    return removeItemAtPath(path, std::nullopt, bytesRemoved, filesRemoved);
+}
+
+bool KSTAutoCleanManager::removeItemAtPath(const QString &path,
+                                           const std::optional<KSTFileIdentity> &expected,
+                                           quint64 *bytesRemoved, quint64 *filesRemoved)
+{
     if (isWhitelistedPath(path))
         return false;
     bool isDirectory = false;
@@ -113,11 +183,23 @@ bool KSTAutoCleanManager::removeItemAtPath(const QString &path, quint64 *bytesRe
     } else {
         url = path;
     }
-    if (url.isEmpty() || !KSTTrash::removePermanently(url))
+    // A file already gone by the time the guard looks counts as not removed.
+    if (url.isEmpty() || !removalGuard().removePermanently(url, expected))
         return false;
     addTo(bytesRemoved, size);
     addTo(filesRemoved, 1);
     return true;
+}
+
+KSTRemovalGuard KSTAutoCleanManager::removalGuard() const
+{
+    // The list kept aside by a launch reset still protects until the user dismisses it.
+    QStringList neverTouch = whitelistPaths();
+    for (const QString &path : keptAsideWhitelistPaths()) {
+        if (!neverTouch.contains(path))
+            neverTouch << path;
+    }
+    return KSTRemovalGuard(KSTRemovalGuard::Policy{{}, neverTouch});
 }
 
 bool KSTAutoCleanManager::removeFilesInDirectory(const QString &directory, int days,
@@ -135,12 +217,17 @@ bool KSTAutoCleanManager::removeFilesInDirectory(const QString &directory, int d
         if (isWhitelistedPath(path))
             continue;
         const QString url = itemURL(path, false);
-        const std::optional<QDateTime> modified =
-            url.isEmpty() ? std::nullopt : modificationDate(url);
-        if (!modified)
+        const std::optional<KSTFileIdentity> identity =
+            url.isEmpty() ? std::nullopt : identityAt(url);
+        if (!identity)
             continue;
-        // Strictly earlier: an item exactly at the cut-off stays.
-        if (*modified < cutoff && removeItemAtPath(path, bytesRemoved, filesRemoved))
+        // Strictly earlier: an item exactly at the cut-off stays. A folder goes only when
+        // nothing in it is newer either.
+        if (!(dateOf(*identity) < cutoff))
+            continue;
+        if (identity->kind == KSTFileIdentity::Kind::Folder && holdsSomethingNewer(url, cutoff))
+            continue;
+        if (removeItemAtPath(path, identity, bytesRemoved, filesRemoved))
             removedAny = true;
     }
     return removedAny;
@@ -184,7 +271,8 @@ bool KSTAutoCleanManager::archiveScreenshots(quint64 *bytesRemoved, quint64 *fil
     const QString archive = expandedPath(Location::ScreenshotArchive);
     const QString archiveURL = itemURL(archive, true);
     if (!archiveURL.isEmpty())
-        QDir().mkpath(archiveURL); // it may exist already; a real failure makes the moves fail
+        makeFolderBelowHome(archiveURL); // it may exist; a real failure makes the moves fail
+    const KSTRemovalGuard guard = removalGuard();
 
     bool movedAny = false;
     for (const QString &source : Location::ScreenshotSources) {
@@ -203,9 +291,11 @@ bool KSTAutoCleanManager::archiveScreenshots(quint64 *bytesRemoved, quint64 *fil
                 continue;
             const QString destinationURL =
                 itemURL(uniquePathForPath(childPath(archive, name)), false);
-            if (destinationURL.isEmpty() ||
-                KSTTrashSupport::renameNoReplace(QFile::encodeName(url),
-                                                 QFile::encodeName(destinationURL)) != 0)
+            if (destinationURL.isEmpty())
+                continue;
+            const qsizetype slash = destinationURL.lastIndexOf(QLatin1Char('/'));
+            if (!guard.moveIntoFolder(url, std::nullopt, destinationURL.left(slash),
+                                      destinationURL.mid(slash + 1)))
                 continue;
             addTo(filesRemoved, 1);
             movedAny = true;
@@ -248,9 +338,9 @@ bool KSTAutoCleanManager::trimIOSBackupsKeeping(int keep, quint64 *bytesRemoved,
         if (!existsAsFolder(path))
             continue;
         const QString url = itemURL(path, true);
-        const std::optional<QDateTime> modified =
-            url.isEmpty() ? std::nullopt : modificationDate(url);
-        backups << Backup{path, modified.value_or(distantPast)};
+        const std::optional<KSTFileIdentity> identity =
+            url.isEmpty() ? std::nullopt : identityAt(url);
+        backups << Backup{path, identity ? dateOf(*identity) : distantPast};
     }
     std::sort(backups.begin(), backups.end(),
               [](const Backup &a, const Backup &b) { return a.date > b.date; });

@@ -3,6 +3,7 @@
 // same folder are one entry.
 #include "KSTAutoCleanManager.h"
 
+#include "KSTFileName.h"
 #include "KSTPermissionChecker.h"
 
 #include <QDir>
@@ -11,6 +12,7 @@
 
 #include <algorithm>
 #include <pwd.h>
+#include <sys/stat.h>
 #include <vector>
 
 namespace {
@@ -106,19 +108,21 @@ bool KSTAutoCleanManager::addWhitelistPath(const QString &path)
         return false;
     const QString home = accessibleHome();
     const QString target = standardizedExpanded(path, home);
-    if (!QFileInfo::exists(target))
+    struct stat info = {};
+    if (::stat(KSTFileName::encoded(target).constData(), &info) != 0)
         return false;
-    {
+    const bool added = changeStoredState([&] {
         std::lock_guard lock(m_stateMutex);
         for (const QString &entry : std::as_const(m_whitelistPaths)) {
             if (standardizedExpanded(entry, home) == target)
                 return false;
         }
         m_whitelistPaths << normalized;
-    }
-    saveState();
-    postStateChange();
-    return true;
+        return true;
+    });
+    if (added)
+        postStateChange();
+    return added;
 }
 
 bool KSTAutoCleanManager::removeWhitelistPath(const QString &path)
@@ -127,7 +131,7 @@ bool KSTAutoCleanManager::removeWhitelistPath(const QString &path)
     const QString target = standardizedExpanded(path, home);
     if (target.isEmpty())
         return false;
-    {
+    const bool removed = changeStoredState([&] {
         std::lock_guard lock(m_stateMutex);
         const auto found = std::find_if(
             m_whitelistPaths.cbegin(), m_whitelistPaths.cend(),
@@ -135,10 +139,58 @@ bool KSTAutoCleanManager::removeWhitelistPath(const QString &path)
         if (found == m_whitelistPaths.cend())
             return false;
         m_whitelistPaths.erase(found);
-    }
-    saveState();
-    postStateChange();
-    return true;
+        return true;
+    });
+    if (removed)
+        postStateChange();
+    return removed;
+}
+
+QStringList KSTAutoCleanManager::keptAsideWhitelistPaths() const
+{
+    std::lock_guard lock(m_stateMutex);
+    QStringList copy;
+    for (const QString &entry : m_keptAsideWhitelistPaths)
+        copy << entry;
+    return copy;
+}
+
+bool KSTAutoCleanManager::restoreKeptAsideWhitelistPaths()
+{
+    const QString home = accessibleHome();
+    const bool restored = changeStoredState([&] {
+        std::lock_guard lock(m_stateMutex);
+        if (m_keptAsideWhitelistPaths.isEmpty())
+            return false;
+        for (const QString &entry : std::as_const(m_keptAsideWhitelistPaths)) {
+            const QString normalized = normalizedWhitelistPath(entry);
+            const QString target = standardizedExpanded(entry, home);
+            const bool listed = std::any_of(
+                m_whitelistPaths.cbegin(), m_whitelistPaths.cend(),
+                [&](const QString &kept) { return standardizedExpanded(kept, home) == target; });
+            if (!normalized.isEmpty() && !listed)
+                m_whitelistPaths << normalized;
+        }
+        m_keptAsideWhitelistPaths.clear();
+        return true;
+    });
+    if (restored)
+        postStateChange();
+    return restored;
+}
+
+bool KSTAutoCleanManager::dismissKeptAsideWhitelistPaths()
+{
+    const bool dismissed = changeStoredState([this] {
+        std::lock_guard lock(m_stateMutex);
+        if (m_keptAsideWhitelistPaths.isEmpty())
+            return false;
+        m_keptAsideWhitelistPaths.clear();
+        return true;
+    });
+    if (dismissed)
+        postStateChange();
+    return dismissed;
 }
 
 bool KSTAutoCleanManager::isWhitelistedPath(const QString &path) const

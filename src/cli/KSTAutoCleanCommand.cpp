@@ -39,6 +39,8 @@ QJsonObject stateJson(const Manager &manager)
         {QStringLiteral("filesRemovedThisMonth"), qint64(manager.filesRemovedThisMonth())},
         {QStringLiteral("lastRunDate"), dateJson(manager.lastRunDate())},
         {QStringLiteral("whitelistPaths"), QJsonArray::fromStringList(manager.whitelistPaths())},
+        {QStringLiteral("keptAsideWhitelistPaths"),
+         QJsonArray::fromStringList(manager.keptAsideWhitelistPaths())},
     };
 }
 
@@ -81,6 +83,14 @@ int showState(KSTCliContext &context, const Manager &manager)
         << (whitelist.isEmpty() ? QStringLiteral("nothing")
                                 : whitelist.join(QStringLiteral("\n              ")))
         << '\n';
+    const QStringList keptAside = manager.keptAsideWhitelistPaths();
+    if (!keptAside.isEmpty()) {
+        out << "Kept aside:   " << keptAside.join(QStringLiteral("\n              ")) << '\n'
+            << "              Kestrel emptied the never-touch list when it was launched with\n"
+               "              automation on; these entries still protect their files.\n"
+               "              'kestrel autoclean whitelist restore' puts them back,\n"
+               "              'kestrel autoclean whitelist dismiss' forgets them.\n";
+    }
     return KSTCliContext::Success;
 }
 
@@ -165,6 +175,8 @@ int changeWhitelist(KSTCliContext &context, Manager &manager, const QString &act
 int kstRunAutoCleanCommand(KSTCliContext &context)
 {
     const QStringList arguments = context.arguments();
+    // A command is not a launch: it works on the stored state as it is.
+    Manager::setSharedInstanceIsLaunch(false);
     Manager &manager = Manager::shared();
     if (arguments.isEmpty())
         return showState(context, manager);
@@ -199,9 +211,20 @@ int kstRunAutoCleanCommand(KSTCliContext &context)
     }
     if (action == QLatin1String("whitelist")) {
         const QString change = arguments.value(1);
+        if (arguments.size() == 2 &&
+            (change == QLatin1String("restore") || change == QLatin1String("dismiss"))) {
+            const bool done = change == QLatin1String("restore")
+                                  ? manager.restoreKeptAsideWhitelistPaths()
+                                  : manager.dismissKeptAsideWhitelistPaths();
+            if (!done)
+                return refuse(context, QStringLiteral("no never-touch list is kept aside"));
+            return showState(context, manager);
+        }
         if (arguments.size() != 3 ||
             (change != QLatin1String("add") && change != QLatin1String("remove")))
-            return context.usageError(QStringLiteral("usage: autoclean whitelist add|remove PATH"));
+            return context.usageError(
+                QStringLiteral("usage: autoclean whitelist add|remove PATH, or "
+                               "autoclean whitelist restore|dismiss"));
         return changeWhitelist(context, manager, change, arguments.at(2));
     }
     return context.usageError(QStringLiteral("unknown autoclean action '%1'").arg(action));

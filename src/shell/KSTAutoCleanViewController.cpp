@@ -3,6 +3,7 @@
 #include "KSTAutoCleanManager.h"
 #include "KSTAutoCleanRuleRow.h"
 #include "KSTCardFrame.h"
+#include "KSTKeptAsideBanner.h"
 #include "KSTNeverTouchListView.h"
 #include "KSTNotificationCenter.h"
 #include "KSTPermissionChecker.h"
@@ -60,6 +61,16 @@ KSTAutoCleanViewController::KSTAutoCleanViewController(KSTAutoCleanManager &mana
     auto *layout = new QVBoxLayout(content);
     layout->setContentsMargins(28, 20, 28, 28);
     layout->setSpacing(14);
+    m_keptAside = new KSTKeptAsideBanner;
+    connect(m_keptAside, &KSTKeptAsideBanner::restoreRequested, this, [this] {
+        m_manager.restoreKeptAsideWhitelistPaths();
+        refresh();
+    });
+    connect(m_keptAside, &KSTKeptAsideBanner::dismissRequested, this, [this] {
+        m_manager.dismissKeptAsideWhitelistPaths();
+        refresh();
+    });
+    layout->addWidget(m_keptAside);
     layout->addWidget(buildMasterCard());
     layout->addWidget(buildStatistics());
     layout->addWidget(buildRulesCard());
@@ -202,6 +213,7 @@ void KSTAutoCleanViewController::refresh()
         }
     }
     m_neverTouch->setPaths(m_manager.whitelistPaths());
+    m_keptAside->setPaths(m_manager.keptAsideWhitelistPaths());
 }
 
 void KSTAutoCleanViewController::addNeverTouchFolder()

@@ -8,6 +8,7 @@
 
 class KSTAutoCleanManager;
 class KSTAutoCleanRuleRow;
+class KSTKeptAsideBanner;
 class KSTNeverTouchListView;
 class KSTToggleSwitch;
 class QLabel;
@@ -44,6 +45,7 @@ public:
     KSTToggleSwitch *masterSwitch() const { return m_masterSwitch; }
     const QList<KSTAutoCleanRuleRow *> &ruleRows() const { return m_ruleRows; }
     KSTNeverTouchListView *neverTouchList() const { return m_neverTouch; }
+    KSTKeptAsideBanner *keptAsideBanner() const { return m_keptAside; }
     QString statusText() const;
     QString bytesSavedText() const;
     QString filesRemovedText() const;
@@ -66,4 +68,5 @@ private:
     QLabel *m_lastRun = nullptr;
     QList<KSTAutoCleanRuleRow *> m_ruleRows;
     KSTNeverTouchListView *m_neverTouch = nullptr;
+    KSTKeptAsideBanner *m_keptAside = nullptr;
 };

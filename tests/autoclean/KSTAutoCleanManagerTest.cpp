@@ -168,10 +168,11 @@ TEST_F(AutoCleanTest, RunsCountScreenshotsAsFilesNotBytesAndTotalsSurviveARestar
     EXPECT_FALSE(manager->hasScheduleTimer());
 }
 
-TEST_F(AutoCleanTest, AStartWithAutomationStoredOnKeepsItOnButClearsEverythingElse)
+TEST_F(AutoCleanTest, ALaunchWithAutomationOnClearsAllButKeepsTheNeverTouchListAside)
 {
-    // The long-standing start-up behaviour, kept as is: the switch is applied (and the state
-    // saved) before the rules, totals and list are read back.
+    // The long-standing start-up behaviour, kept as is for a launch of the window: the switch
+    // is applied (and the state saved) before the rules, totals and list are read back. A
+    // command-line call is not a launch and reads the state as stored.
     mac.writeHomeFile("Downloads/old.zip", "zip", daysAgo(40));
     mac.makeHomeDirectory("Documents");
     {
@@ -182,6 +183,16 @@ TEST_F(AutoCleanTest, AStartWithAutomationStoredOnKeepsItOnButClearsEverythingEl
         manager->waitUntilIdle();
         ASSERT_EQ(manager->filesRemovedThisMonth(), 1u);
     }
+    KSTAutoCleanManager::Options command = options();
+    command.isLaunch = false;
+    {
+        const KSTAutoCleanManager manager(command);
+        EXPECT_TRUE(manager.isAutomationActive());
+        EXPECT_EQ(manager.filesRemovedThisMonth(), 1u);
+        EXPECT_EQ(manager.whitelistPaths(), QStringList{"~/Documents"});
+        EXPECT_TRUE(manager.keptAsideWhitelistPaths().isEmpty());
+    }
+
     const auto manager = makeManager();
     EXPECT_TRUE(manager->automationEnabled());
     EXPECT_EQ(manager->enabledRuleCount(), 0);
@@ -192,6 +203,53 @@ TEST_F(AutoCleanTest, AStartWithAutomationStoredOnKeepsItOnButClearsEverythingEl
     EXPECT_FALSE(manager->lastRunDate());
     EXPECT_TRUE(manager->whitelistPaths().isEmpty());
     EXPECT_FALSE(KSTPreferences::suite(Suite)->contains("lastRunDate"));
+    // The emptied list is kept aside, and still protects, until restored or dismissed.
+    EXPECT_EQ(manager->keptAsideWhitelistPaths(), QStringList{"~/Documents"});
+    const KSTAutoCleanManager later(command);
+    EXPECT_EQ(later.keptAsideWhitelistPaths(), QStringList{"~/Documents"});
+    EXPECT_TRUE(manager->restoreKeptAsideWhitelistPaths());
+    EXPECT_EQ(manager->whitelistPaths(), QStringList{"~/Documents"});
+    EXPECT_TRUE(manager->keptAsideWhitelistPaths().isEmpty());
+    EXPECT_FALSE(manager->restoreKeptAsideWhitelistPaths());
+    EXPECT_FALSE(manager->dismissKeptAsideWhitelistPaths());
+}
+
+TEST_F(AutoCleanTest, TheKeptAsideListProtectsUntilDismissed)
+{
+    const QString kept = mac.writeHomeFile("Downloads/Keep/plan.txt", "x", daysAgo(60));
+    KSTFixtureMac::setModified(QFileInfo(kept).path(), daysAgo(60));
+    {
+        const std::unique_ptr<QSettings> stored = KSTPreferences::suite(Suite);
+        stored->setValue("automationEnabled", true);
+        stored->setValue("whitelistPaths", QStringList{"~/Downloads/Keep"});
+    }
+    const auto manager = makeManager();
+    ASSERT_TRUE(manager->whitelistPaths().isEmpty());
+    EXPECT_FALSE(manager->cleanDownloadsOlderThanDays(30, nullptr, nullptr));
+    EXPECT_TRUE(exists(kept));
+    EXPECT_TRUE(manager->dismissKeptAsideWhitelistPaths());
+    EXPECT_TRUE(manager->cleanDownloadsOlderThanDays(30, nullptr, nullptr));
+    EXPECT_FALSE(exists(kept));
+}
+
+TEST_F(AutoCleanTest, ChangesFromTwoProcessesAtOnceAreBothKept)
+{
+    // Two managers on one suite stand for the window and a command-line call: each change
+    // re-reads what the other stored, so neither writes an older state over the other's.
+    mac.makeHomeDirectory("Documents");
+    mac.makeHomeDirectory("Movies");
+    KSTAutoCleanManager::Options command = options();
+    command.isLaunch = false;
+    KSTAutoCleanManager window(command);
+    KSTAutoCleanManager call(command);
+    ASSERT_TRUE(call.addWhitelistPath(QStringLiteral("~/Documents")));
+    ASSERT_TRUE(window.addWhitelistPath(QStringLiteral("~/Movies")));
+    call.setRuleEnabled(true, 3);
+    window.setRuleEnabled(true, 1);
+    const KSTAutoCleanManager reader(command);
+    EXPECT_EQ(reader.whitelistPaths(), (QStringList{"~/Documents", "~/Movies"}));
+    EXPECT_TRUE(reader.isRuleEnabledAtIndex(1));
+    EXPECT_TRUE(reader.isRuleEnabledAtIndex(3));
 }
 
 struct MonthCase

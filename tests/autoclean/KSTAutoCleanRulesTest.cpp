@@ -30,12 +30,19 @@ TEST_P(AgeRuleTest, RemovesTopLevelEntriesStrictlyOlderThanTheCutoff)
     const QString older = mac.writeSizedHomeFile(folder + "older.bin", 3000, daysAgo(c.days, 1));
     const QString recent = mac.writeHomeFile(folder + "recent.txt", "kept", daysAgo(1));
     const QString hidden = mac.writeHomeFile(folder + ".hidden", "kept", daysAgo(400));
-    // An old folder goes whole, even though a file inside it is new.
-    const QString oldFolder = mac.homePath(folder + "Project");
-    mac.writeSizedHomeFile(folder + "Project/inner/fresh.bin", 5000, daysAgo(0));
+    // An old folder goes whole when everything in it is old too; one holding something new
+    // stays whole.
+    const QString oldFolder = mac.homePath(folder + "Archive");
+    mac.writeSizedHomeFile(folder + "Archive/inner/old.bin", 5000, daysAgo(c.days, 2));
+    KSTFixtureMac::setModified(oldFolder + "/inner", daysAgo(c.days + 5));
     KSTFixtureMac::setModified(oldFolder, daysAgo(c.days + 5));
     const quint64 folderBytes = KSTPermissionChecker::fileSizeAtAccessiblePath(oldFolder);
     ASSERT_GT(folderBytes, 0u);
+    const QString busyFolder = mac.homePath(folder + "Project");
+    const QString fresh =
+        mac.writeSizedHomeFile(folder + "Project/inner/fresh.bin", 5000, daysAgo(0));
+    KSTFixtureMac::setModified(busyFolder + "/inner", daysAgo(c.days + 5));
+    KSTFixtureMac::setModified(busyFolder, daysAgo(c.days + 5));
 
     const auto manager = makeManager();
     // Counters are added to, never reset.
@@ -46,6 +53,7 @@ TEST_P(AgeRuleTest, RemovesTopLevelEntriesStrictlyOlderThanTheCutoff)
     EXPECT_EQ(files, 1u + 2);
     EXPECT_FALSE(exists(older));
     EXPECT_FALSE(exists(oldFolder));
+    EXPECT_TRUE(exists(fresh));
     EXPECT_TRUE(exists(atCutoff));
     EXPECT_TRUE(exists(recent));
     EXPECT_TRUE(exists(hidden));
