@@ -8,6 +8,7 @@
 #include "KSTCleanUpEngine.h"
 #include "KSTCommandLine.h"
 #include "KSTEnvironment.h"
+#include "KSTFileName.h"
 #include "KSTOverviewEngine.h"
 #include "KSTSystemInfo.h"
 #include "KSTWindowApplication.h"
@@ -78,7 +79,7 @@ int main(int argc, char **argv)
 
     QStringList arguments;
     for (int index = 1; index < argc; ++index)
-        arguments << QString::fromLocal8Bit(argv[index]);
+        arguments << KSTFileName::decoded(argv[index]); // a path argument keeps its bytes
 
     QStringList globalArguments = arguments;
     QString windowError;

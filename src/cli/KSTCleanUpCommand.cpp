@@ -2,6 +2,7 @@
 
 #include "KSTCleanUpSelectionModel.h"
 #include "KSTDispatch.h"
+#include "KSTFileName.h"
 #include "KSTSystemInfo.h"
 
 #include <QJsonArray>
@@ -130,10 +131,15 @@ void printOutcome(KSTCliContext &context, const KSTCleanUpOutcome &outcome)
             error = QJsonObject{{QStringLiteral("domain"), outcome.error->domain},
                                 {QStringLiteral("code"), outcome.error->code},
                                 {QStringLiteral("description"), outcome.error->description}};
+        QJsonArray skipped;
+        for (const KSTCleanUpRemoval::Failure &failure : outcome.failures)
+            skipped.append(QJsonObject{{QStringLiteral("path"), failure.path},
+                                       {QStringLiteral("reason"), failure.reason}});
         context.printJson(
             QJsonObject{{QStringLiteral("itemsRemoved"), bytesValue(outcome.itemsRemoved)},
                         {QStringLiteral("bytesRemoved"), bytesValue(outcome.bytesRemoved)},
-                        {QStringLiteral("error"), error}});
+                        {QStringLiteral("error"), error},
+                        {QStringLiteral("skipped"), skipped}});
         return;
     }
     QTextStream &out = context.out();
@@ -142,6 +148,10 @@ void printOutcome(KSTCliContext &context, const KSTCleanUpOutcome &outcome)
         << " bytes)\n";
     if (outcome.alert == KSTCleanUpOutcome::Alert::PartlyCleaned)
         out << outcome.message << ": " << outcome.informativeText << '\n';
+    if (!outcome.failures.isEmpty())
+        out << "Left in place (" << outcome.failures.size() << "):\n";
+    for (const KSTCleanUpRemoval::Failure &failure : outcome.failures)
+        out << "  " << KSTFileName::printable(failure.reason) << '\n';
     out.flush();
 }
 

@@ -1,14 +1,73 @@
 #include "KSTCliContext.h"
 
+#include "KSTFileName.h"
+
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 
+namespace {
+
+// A file name that is not UTF-8 holds lone surrogates (KSTFileName), which QJsonDocument
+// would write as U+FFFD, losing the name's bytes. They are carried through serialisation as
+// a noncharacter (reserved for such internal use) and two hex digits, then written as the
+// JSON escape "\udcXX", which a reader decodes back to the same lone surrogate.
+constexpr char16_t Marker = 0xFDD0;
+
+QString marked(const QString &text)
+{
+    if (!KSTFileName::hasEscapedBytes(text))
+        return text;
+    QString result;
+    for (qsizetype index = 0; index < text.size(); ++index) {
+        const char16_t unit = text.at(index).unicode();
+        const bool pairedLow = index > 0 && text.at(index - 1).isHighSurrogate();
+        if (unit >= 0xDC80 && unit <= 0xDCFF && !pairedLow)
+            result += QChar(Marker) + QString::number(unit - 0xDC00, 16).rightJustified(2, u'0');
+        else
+            result += QChar(unit);
+    }
+    return result;
+}
+
+QJsonValue marked(const QJsonValue &value)
+{
+    if (value.isString())
+        return marked(value.toString());
+    if (value.isArray()) {
+        QJsonArray array;
+        for (const QJsonValue &element : value.toArray())
+            array.append(marked(element));
+        return array;
+    }
+    if (value.isObject()) {
+        QJsonObject object;
+        const QJsonObject source = value.toObject();
+        for (auto it = source.begin(); it != source.end(); ++it)
+            object.insert(marked(it.key()), marked(it.value()));
+        return object;
+    }
+    return value;
+}
+
+QByteArray unmarked(QByteArray json)
+{
+    static const QByteArray marker = QString(QChar(Marker)).toUtf8();
+    for (qsizetype at = json.indexOf(marker); at >= 0; at = json.indexOf(marker, at)) {
+        json.replace(at, marker.size(), "\\udc");
+        at += 5;
+    }
+    return json;
+}
+
+} // namespace
+
 void KSTCliContext::printJson(const QJsonValue &value)
 {
+    const QJsonValue safe = marked(value);
     const QJsonDocument document =
-        value.isArray() ? QJsonDocument(value.toArray()) : QJsonDocument(value.toObject());
-    m_out << document.toJson(QJsonDocument::Indented);
+        safe.isArray() ? QJsonDocument(safe.toArray()) : QJsonDocument(safe.toObject());
+    m_out << unmarked(document.toJson(QJsonDocument::Indented));
     m_out.flush();
 }
 
