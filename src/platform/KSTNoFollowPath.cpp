@@ -45,10 +45,14 @@ QByteArray relativeTo(const QString &path, const QString &base)
     return KSTFileName::encoded(path.mid(skip));
 }
 
+} // namespace
+
+namespace KSTNoFollowPath {
+
 // One component at a time, each opened with O_NOFOLLOW relative to the one before; the last
 // one with the caller's flags (plus O_NOFOLLOW, so a final link is refused or, with O_PATH,
 // opened as itself).
-int walkBeneath(int baseFd, const QByteArray &relative, int flags)
+int openBeneathByWalk(int baseFd, const QByteArray &relative, int flags)
 {
     const QList<QByteArray> parts = relative.split('/');
     int current = ::dup(baseFd);
@@ -78,7 +82,7 @@ int walkBeneath(int baseFd, const QByteArray &relative, int flags)
     return current;
 }
 
-} // namespace
+} // namespace KSTNoFollowPath
 
 KSTHeldEntry::KSTHeldEntry(int parentFd, QByteArray name, QString path, const struct stat &status)
     : m_parentFd(parentFd), m_name(std::move(name)), m_path(std::move(path)), m_status(status)
@@ -146,7 +150,7 @@ int openBeneath(int baseFd, const QByteArray &relative, int flags)
     if (errno != ENOSYS && errno != EPERM && errno != EAGAIN)
         return -1;
 #endif
-    return walkBeneath(baseFd, relative, flags);
+    return openBeneathByWalk(baseFd, relative, flags);
 }
 
 int openFolder(const QString &path, bool strictAtHostRoot)

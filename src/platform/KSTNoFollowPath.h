@@ -73,6 +73,10 @@ int openFolderBeneath(const QString &base, const QString &path);
 /// link is opened as the link.
 int openBeneath(int baseFd, const QByteArray &relative, int flags);
 
+/// The component walk openBeneath() falls back to where the kernel has no openat2(): each
+/// component opened with O_NOFOLLOW relative to the one before, ".." refused.
+int openBeneathByWalk(int baseFd, const QByteArray &relative, int flags);
+
 /// Holds the entry at @p path: its parent opened as openFolder() does, the entry itself
 /// read with lstat relative to it. A link is held as the link. Nothing for "/" or a path that
 /// is not absolute.

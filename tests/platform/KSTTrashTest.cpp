@@ -1,5 +1,7 @@
 #include "KSTTrash.h"
 
+#include "KSTFileName.h"
+
 #include "KSTEnvironment.h"
 #include "KSTTestSupport.h"
 
@@ -143,6 +145,37 @@ TEST_P(KSTTrashTest, NumbersNamesThatAreTakenAndKeepsEveryItemWhole)
     if (!isMac()) {
         EXPECT_EQ(permissions(QFileInfo(trash()).path() + "/info"_L1), mode_t(0700));
     }
+}
+
+TEST_P(KSTTrashTest, LongNamesAreShortenedToFitAndOtherBytesAreKept)
+{
+    // 255 bytes: 125 two-byte characters and "x.pdf". A freedesktop trash also needs room for
+    // ".trashinfo" after the name, so it shortens the first one already.
+    const QString longName = QString(125, QChar(0xE9)) + "x.pdf"_L1;
+    ASSERT_EQ(KSTFileName::encoded(longName).size(), 255);
+    const qsizetype limit = isMac() ? 255 : 245;
+    QStringList landed;
+    for (int attempt = 1; attempt <= 2; ++attempt) {
+        const QString path = m_outside + u"/%1/"_s.arg(attempt) + longName;
+        writeFile(path, QByteArray::number(attempt));
+        landed << trashed(path);
+        const QString name = QFileInfo(landed.last()).fileName();
+        EXPECT_LE(KSTFileName::encoded(name).size(), limit) << attempt;
+        EXPECT_TRUE(name.startsWith(QChar(0xE9)));
+        EXPECT_TRUE(name.endsWith(attempt == 1 ? ".pdf"_L1 : " 2.pdf"_L1)) << qPrintable(name);
+        EXPECT_EQ(readFile(landed.last()), QByteArray::number(attempt));
+    }
+
+    // A name that is not UTF-8 is moved by its own bytes.
+    const QByteArray bytes = QFile::encodeName(m_outside) + "/caf\xe9-\xff.txt";
+    const int fd = ::open(bytes.constData(), O_WRONLY | O_CREAT | O_EXCL, 0600);
+    ASSERT_GE(fd, 0);
+    ::close(fd);
+    struct stat info = {};
+    const QString moved = trashed(KSTFileName::decoded(bytes));
+    EXPECT_EQ(KSTFileName::encoded(QFileInfo(moved).fileName()), QByteArray("caf\xe9-\xff.txt"));
+    EXPECT_EQ(::lstat(KSTFileName::encoded(moved).constData(), &info), 0);
+    EXPECT_NE(::lstat(bytes.constData(), &info), 0);
 }
 
 TEST_P(KSTTrashTest, AMissingItemIsAnErrorAndChangesNothing)

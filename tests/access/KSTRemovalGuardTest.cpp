@@ -1,0 +1,197 @@
+// The removal guard on a fixture Mac: which entries it admits and which it refuses, and why,
+// and that what it then does touches exactly the admitted entry.
+#include "KSTRemovalGuard.h"
+
+#include "KSTMachineTest.h"
+#include "KSTPreferences.h"
+#include "KSTTestSupport.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QSettings>
+
+#include <gtest/gtest.h>
+
+#include <unistd.h>
+
+namespace {
+
+using Guard = KSTRemovalGuard;
+
+class RemovalGuardTest : public KSTMachineTest
+{
+protected:
+    void SetUp() override
+    {
+        KSTMachineTest::SetUp();
+        for (const char *folder : {"Documents", "Downloads", "Library/Caches", "Music", ".Trash"})
+            mac.makeHomeDirectory(folder);
+        mac.writeHomeFile("Documents/Keep/plan.txt", "keep");
+        mac.writeHomeFile("Documents/Keeper/notes.txt", "go");
+        mac.writeHomeFile("Projects/app/Keep-me/a.txt", "keep");
+        mac.writeHomeFile("Real/Kept/b.txt", "keep");
+        mac.makeSymlink("Users/alice/Linked", mac.homePath("Real"));
+        mac.makeSymlink("Users/alice/Shortcut", mac.homePath("Real"));
+        mac.writeHomeFile("Downloads/file.bin", "bytes");
+        mac.writeHomeFile("Music/song.mp3", "la");
+        mac.writeHomeFile("Pictures/Photos Library.photoslibrary/originals/big.jpg", "jpg");
+        mac.writeHomeFile("Pictures/Old/Family.photoslibrary/x.jpg", "jpg");
+        mac.writeHomeFile("Pictures/Loose/x.jpg", "jpg");
+        outside = mac.writeFile("Volumes/Other/file.bin", "bytes");
+    }
+
+    Guard guard() const
+    {
+        return Guard(
+            Guard::Policy{{},
+                          {QStringLiteral("~/Documents/Keep"), mac.homePath("Projects/app/Keep-me"),
+                           QStringLiteral("~/Linked/Kept")}});
+    }
+
+    QString outside;
+};
+
+TEST_F(RemovalGuardTest, AdmitsOnlyWhatEveryRuleAllows)
+{
+    const Guard rules = guard();
+    const struct
+    {
+        QString path;
+        std::optional<Guard::RefusalCode> refusal; // nothing: admitted
+    } cases[] = {
+        {mac.homePath("Downloads/file.bin"), std::nullopt},
+        {mac.homePath("Documents/Keeper"), std::nullopt},   // a sibling sharing a name prefix
+        {mac.homePath("Shortcut"), std::nullopt},           // the link itself, as the link
+        {mac.homePath("Linked"), Guard::RefusedNeverTouch}, // a never-touch entry's path
+        {mac.homePath("Pictures/Loose"), std::nullopt},
+        {mac.homePath("Linked/Kept/b.txt"), Guard::RefusedThroughLink},
+        {mac.homePath("Linked/other"), Guard::RefusedThroughLink},
+        {outside, Guard::RefusedOutsideChoice},
+        {"relative/path", Guard::RefusedProtectedFolder},
+        {"/", Guard::RefusedProtectedFolder},
+        {mac.root(), Guard::RefusedProtectedFolder},
+        {mac.home(), Guard::RefusedProtectedFolder},
+        {mac.homePath("Library"), Guard::RefusedProtectedFolder},
+        {mac.homePath("Documents"), Guard::RefusedProtectedFolder},
+        {mac.homePath("Downloads/"), Guard::RefusedProtectedFolder},
+        {mac.homePath(".Trash"), Guard::RefusedProtectedFolder},
+        {mac.homePath("Documents/Keep"), Guard::RefusedNeverTouch},
+        {mac.homePath("Documents/Keep/plan.txt"), Guard::RefusedNeverTouch},
+        {mac.homePath("Documents/./Keep/../Keep/plan.txt"), Guard::RefusedNeverTouch},
+        {mac.homePath("Projects"), Guard::RefusedNeverTouch}, // holds a never-touch entry
+        {mac.homePath("Projects/app"), Guard::RefusedNeverTouch},
+        {mac.homePath("Real/Kept"), Guard::RefusedNeverTouch}, // the entry, reached directly
+        {mac.homePath("Real"), Guard::RefusedNeverTouch},
+        {mac.homePath("Music/song.mp3"), Guard::RefusedPrivacyProtected},
+        {mac.homePath("Pictures/Photos Library.photoslibrary/originals/big.jpg"),
+         Guard::RefusedPrivacyProtected},
+        {mac.homePath("Pictures/Old"), Guard::RefusedPrivacyProtected}, // holds a library
+        {mac.homePath("Downloads/gone.bin"), Guard::RefusedMissing},
+    };
+    for (const auto &c : cases) {
+        KSTError error;
+        const std::optional<KSTHeldEntry> entry = rules.admit(c.path, std::nullopt, &error);
+        EXPECT_EQ(entry.has_value(), !c.refusal) << c.path.toStdString();
+        if (c.refusal) {
+            EXPECT_EQ(error.domain, Guard::ErrorDomain) << c.path.toStdString();
+            EXPECT_EQ(error.code, *c.refusal) << c.path.toStdString();
+            EXPECT_TRUE(error.description.contains(QLatin1String("left in place")))
+                << error.description.toStdString();
+        }
+    }
+}
+
+TEST_F(RemovalGuardTest, AnotherNameOfANeverTouchFileIsTheSameFile)
+{
+    const QString file = mac.writeHomeFile("Documents/tax.pdf", "pdf");
+    const QString second = mac.homePath("Downloads/tax-again.pdf");
+    ASSERT_EQ(::link(QFile::encodeName(file).constData(), QFile::encodeName(second).constData()),
+              0);
+    const Guard rules(Guard::Policy{{}, {QStringLiteral("~/Documents/tax.pdf")}});
+    KSTError error;
+    EXPECT_FALSE(rules.removePermanently(second, std::nullopt, &error));
+    EXPECT_EQ(error.code, Guard::RefusedNeverTouch);
+    EXPECT_TRUE(QFileInfo::exists(second));
+}
+
+TEST_F(RemovalGuardTest, AnEntryThatChangedSinceTheScanStays)
+{
+    const QString file = mac.homePath("Downloads/file.bin");
+    const std::optional<KSTFileIdentity> seen = Guard::identityOf(file);
+    ASSERT_TRUE(seen);
+    ASSERT_EQ(seen->kind, KSTFileIdentity::Kind::File);
+
+    // Rewritten in place (new size), and replaced by another file of the same name.
+    KSTTestSupport::writeFile(file, "longer bytes");
+    KSTError error;
+    EXPECT_FALSE(guard().moveToTrash(file, seen, nullptr, &error));
+    EXPECT_EQ(error.code, Guard::RefusedChanged);
+    const std::optional<KSTFileIdentity> rewritten = Guard::identityOf(file);
+    ASSERT_TRUE(QFile::remove(file));
+    KSTTestSupport::writeFile(file, "longer bytes");
+    EXPECT_FALSE(guard().moveToTrash(file, rewritten, nullptr, &error));
+    EXPECT_EQ(error.code, Guard::RefusedChanged);
+    EXPECT_TRUE(QFileInfo::exists(file));
+
+    // Unchanged, it goes.
+    QString landed;
+    EXPECT_TRUE(guard().moveToTrash(file, Guard::identityOf(file), &landed, &error))
+        << error.description.toStdString();
+    EXPECT_EQ(landed, mac.homePath(".Trash/file.bin"));
+}
+
+TEST_F(RemovalGuardTest, ALinkIsActedOnAsTheLinkAndItsTargetSurvives)
+{
+    EXPECT_TRUE(guard().removePermanently(mac.homePath("Shortcut")));
+    EXPECT_FALSE(QFileInfo(mac.homePath("Shortcut")).isSymLink());
+    EXPECT_EQ(KSTTestSupport::readFile(mac.homePath("Real/Kept/b.txt")), QByteArray("keep"));
+}
+
+TEST_F(RemovalGuardTest, ChosenFoldersBoundTheGuardAndAreNotThemselvesRemoved)
+{
+    const Guard chosen(Guard::Policy{{mac.path("Volumes/Other")}, {}});
+    KSTError error;
+    EXPECT_FALSE(chosen.moveToTrash(mac.path("Volumes/Other"), std::nullopt, nullptr, &error));
+    EXPECT_EQ(error.code, Guard::RefusedProtectedFolder);
+    EXPECT_FALSE(chosen.admit(mac.homePath("Downloads/file.bin"), std::nullopt, &error));
+    EXPECT_EQ(error.code, Guard::RefusedOutsideChoice);
+    EXPECT_TRUE(chosen.admit(outside));
+}
+
+TEST_F(RemovalGuardTest, MovingIntoAFolderNeverReplacesAndNeverPassesALink)
+{
+    const QString shot = mac.writeHomeFile("Desktop/Screenshot 1.png", "png");
+    mac.writeHomeFile("Pictures/Archive/Screenshot 1.png", "older");
+    KSTError error;
+    EXPECT_FALSE(guard().moveIntoFolder(shot, std::nullopt, mac.homePath("Pictures/Archive"),
+                                        "Screenshot 1.png", nullptr, &error));
+    EXPECT_EQ(KSTTestSupport::readFile(mac.homePath("Pictures/Archive/Screenshot 1.png")),
+              QByteArray("older"));
+    EXPECT_FALSE(guard().moveIntoFolder(shot, std::nullopt, mac.homePath("Linked"), "s.png",
+                                        nullptr, &error));
+    EXPECT_EQ(error.code, Guard::RefusedThroughLink);
+    EXPECT_FALSE(guard().moveIntoFolder(shot, std::nullopt, mac.homePath("Pictures/Archive"),
+                                        "../escape.png", nullptr, &error));
+    QString landed;
+    EXPECT_TRUE(guard().moveIntoFolder(shot, std::nullopt, mac.homePath("Pictures/Archive"),
+                                       "Screenshot 2.png", &landed, &error))
+        << error.description.toStdString();
+    EXPECT_EQ(landed, mac.homePath("Pictures/Archive/Screenshot 2.png"));
+    EXPECT_FALSE(QFileInfo::exists(shot));
+}
+
+TEST_F(RemovalGuardTest, TheStoredNeverTouchListIncludesWhatALaunchKeptAside)
+{
+    const QString suite = QStringLiteral("com.kestrel.guard.test");
+    {
+        const std::unique_ptr<QSettings> stored = KSTPreferences::suite(suite);
+        stored->clear();
+        stored->setValue("whitelistPaths", QStringList{"~/Documents/Keep"});
+        stored->setValue("whitelistPathsBeforeReset", QStringList{"~/Music", "~/Documents/Keep"});
+    }
+    EXPECT_EQ(Guard::storedNeverTouchPaths(suite), (QStringList{"~/Documents/Keep", "~/Music"}));
+    KSTPreferences::suite(suite)->clear();
+}
+
+} // namespace
