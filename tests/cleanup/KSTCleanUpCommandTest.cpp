@@ -2,6 +2,7 @@
 // and a removal compared with golden documents, the readable forms, the question on
 // standard input and the usage errors.
 #include "KSTFixtureMac.h"
+#include "KSTProgramProcess.h"
 #include "KSTTestSupport.h"
 
 #include <QDir>
@@ -61,23 +62,15 @@ protected:
     // @p program, when given, runs Kestrel on the command line that follows it.
     KSTProgramRun run(const QStringList &arguments, const QByteArray &input = {},
                       const QStringList &program = {},
-                      const QProcessEnvironment &extra = QProcessEnvironment())
+                      const QProcessEnvironment &extra = QProcessEnvironment(),
+                      const QString &executable = QStringLiteral(KESTREL_EXECUTABLE))
     {
-        QProcess process;
-        // Backup names carry a local time.
-        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert("TZ", "UTC");
-        environment.insert(extra);
-        process.setProcessEnvironment(environment);
-        QStringList command = program;
-        command << KESTREL_EXECUTABLE << "--root" << mac.root() << arguments;
-        process.start(command.takeFirst(), command);
-        process.write(input);
-        process.closeWriteChannel();
-        if (!process.waitForFinished(120'000))
-            return {};
-        return {process.exitCode(), QString::fromUtf8(process.readAllStandardOutput()),
-                QString::fromUtf8(process.readAllStandardError())};
+        KSTProgramOptions options;
+        options.prefix = program;
+        options.environment = extra;
+        options.input = input;
+        return KSTTestSupport::runProgram(executable, QStringList{"--root", mac.root()} + arguments,
+                                          options);
     }
 
     // The fixture's root as "<root>" and the host's figures masked, so the document is the
@@ -214,20 +207,27 @@ TEST_F(CleanUpCommandTest, UnreadableFoldersContributeNothingAndTheScanGoesOn)
 
     // Root reads everything, so the scan then runs as nobody, owning the fixture and its
     // settings folder.
+    // The build tree may sit in a private folder (a clone under /root), so nobody runs a copy.
     QStringList program;
     QProcessEnvironment settings;
     QTemporaryDir xdg;
+    KSTProgramForOtherUser copy;
+    QString executable = QStringLiteral(KESTREL_EXECUTABLE);
     if (::geteuid() == 0) {
         if (!QFileInfo::exists("/usr/bin/setpriv"))
             GTEST_SKIP() << "running as root without setpriv to drop to another user";
         ASSERT_TRUE(xdg.isValid());
+        copy = KSTTestSupport::programForOtherUser(executable);
+        ASSERT_FALSE(copy.program.isEmpty());
+        executable = copy.program;
+        settings = copy.environment;
         for (const QString &owned : {mac.root(), xdg.path()})
             ASSERT_EQ(QProcess::execute("chown", {"-R", "-h", "65534:65534", owned}), 0);
         program = QStringList{"setpriv", "--reuid=65534", "--regid=65534", "--clear-groups", "--"};
         for (const char *name : {"XDG_CONFIG_HOME", "XDG_DATA_HOME", "XDG_CACHE_HOME"})
             settings.insert(name, xdg.path());
     }
-    const KSTProgramRun scan = run({"--json", "cleanup"}, {}, program, settings);
+    const KSTProgramRun scan = run({"--json", "cleanup"}, {}, program, settings, executable);
     lock(0700);
     ASSERT_EQ(scan.status, 0) << scan.err.toStdString();
 

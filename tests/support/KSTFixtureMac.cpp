@@ -1,5 +1,7 @@
 #include "KSTFixtureMac.h"
 
+#include "KSTTrash.h"
+
 #include "KSTPropertyList.h"
 #include "KSTTestSupport.h"
 
@@ -98,7 +100,13 @@ KSTFixtureMac::KSTFixtureMac(const QString &login)
     setSystemVersion(QStringLiteral("14.5"));
 }
 
-KSTFixtureMac::~KSTFixtureMac() = default;
+KSTFixtureMac::~KSTFixtureMac()
+{
+    // QTemporaryDir cannot remove names that are not UTF-8 (hostile homes hold some), nor
+    // entries a test left read-only; remove the machine by its bytes first.
+    if (m_root && m_root->autoRemove() && m_root->isValid())
+        KSTTrash::removePermanently(m_root->path());
+}
 
 QString KSTFixtureMac::keep()
 {
