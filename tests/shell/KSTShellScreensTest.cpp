@@ -6,6 +6,7 @@
 #include "KSTAutoCleanViewController.h"
 #include "KSTContentShellViewController.h"
 #include "KSTGaugeView.h"
+#include "KSTKeptAsideBanner.h"
 #include "KSTLargestAppsView.h"
 #include "KSTNeverTouchListView.h"
 #include "KSTOverviewViewController.h"
@@ -200,6 +201,38 @@ TEST_F(ScreensTest, NeverTouchListAddsFromThePickerExplainsRefusalsAndRemoves)
     EXPECT_TRUE(manager->whitelistPaths().isEmpty());
     EXPECT_TRUE(list->paths().isEmpty());
     EXPECT_TRUE(list->notice().isEmpty());
+}
+
+TEST_F(ScreensTest, ANeverTouchListSetAsideAtLaunchCanBeRestoredOrDismissed)
+{
+    grantFullDiskAccess();
+    mac.makeHomeDirectory(QStringLiteral("Documents/Taxes"));
+    for (const bool restore : {true, false}) {
+        {
+            const std::unique_ptr<QSettings> stored = KSTPreferences::suite(Suite);
+            stored->setValue("automationEnabled", true);
+            stored->setValue("whitelistPaths", QStringList{"~/Documents/Taxes"});
+        }
+        KSTAutoCleanManager::Options options;
+        options.suiteName = Suite;
+        manager.reset();
+        manager = std::make_unique<KSTAutoCleanManager>(options); // a launch
+        auto controller = makeShownWindow();
+        controller->showSection(4);
+        KSTKeptAsideBanner *banner = autoCleanOf(*controller)->keptAsideBanner();
+        ASSERT_TRUE(banner->isVisible()) << restore;
+        EXPECT_TRUE(banner->messageText().contains(QStringLiteral("~/Documents/Taxes")));
+
+        QTest::mouseClick(restore ? banner->restoreButton() : banner->dismissButton(),
+                          Qt::LeftButton);
+        EXPECT_EQ(manager->whitelistPaths(),
+                  restore ? QStringList{"~/Documents/Taxes"} : QStringList());
+        EXPECT_TRUE(manager->keptAsideWhitelistPaths().isEmpty());
+        EXPECT_FALSE(banner->isVisible());
+        manager->setAutomationEnabled(false);
+        manager->waitUntilIdle();
+        KSTPreferences::suite(Suite)->clear();
+    }
 }
 
 } // namespace
