@@ -13,6 +13,8 @@
 
 #include <gtest/gtest.h>
 
+#include <sched.h>
+#include <sys/mount.h>
 #include <unistd.h>
 
 namespace {
@@ -192,6 +194,27 @@ TEST_F(RemovalGuardTest, TheStoredNeverTouchListIncludesWhatALaunchKeptAside)
     }
     EXPECT_EQ(Guard::storedNeverTouchPaths(suite), (QStringList{"~/Documents/Keep", "~/Music"}));
     KSTPreferences::suite(suite)->clear();
+}
+
+TEST_F(RemovalGuardTest, AMountedFileSystemIsNeitherRemovedNorEntered)
+{
+    // A mount needs a mount namespace of the test's own (it vanishes with the process).
+    if (::geteuid() != 0 || ::unshare(CLONE_NEWNS) != 0 ||
+        ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0)
+        GTEST_SKIP() << "no mount namespace here";
+    const QString volume = mac.makeHomeDirectory("Downloads/box/usb");
+    if (::mount("kestrel-test", QFile::encodeName(volume).constData(), "tmpfs", 0, nullptr) != 0)
+        GTEST_SKIP() << "cannot mount a tmpfs here";
+    const QString inside = volume + "/photo.jpg";
+    ASSERT_TRUE(KSTTestSupport::writeFile(inside, "on the stick"));
+
+    KSTError error;
+    EXPECT_FALSE(guard().removePermanently(volume, std::nullopt, &error));
+    EXPECT_EQ(error.code, Guard::RefusedProtectedFolder);
+    // Deleting the folder that holds it deletes around it, never into it.
+    EXPECT_FALSE(guard().removePermanently(mac.homePath("Downloads/box"), std::nullopt, &error));
+    EXPECT_EQ(KSTTestSupport::readFile(inside), QByteArray("on the stick"));
+    ::umount2(QFile::encodeName(volume).constData(), MNT_DETACH);
 }
 
 } // namespace
