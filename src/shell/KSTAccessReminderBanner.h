@@ -1,23 +1,16 @@
 #pragma once
 
-#include "KSTCardFrame.h"
+#include "KSTBanner.h"
 
-class QLabel;
-class QPushButton;
-
-/// A tinted strip that tells the user Full Disk Access is still missing: the reminder's
-/// title and message (KSTPermissionChecker's texts) and a button that asks for the settings.
-/// It only shows what it is given; the screen decides when it is due.
-class KSTAccessReminderBanner : public KSTCardFrame
+/// The strip that tells the user Full Disk Access is still missing: the reminder's title and
+/// message (KSTPermissionChecker's texts) and a button that asks for the settings.
+class KSTAccessReminderBanner : public KSTBanner
 {
     Q_OBJECT
 
 public:
     explicit KSTAccessReminderBanner(QWidget *parent = nullptr);
 
-    void setTexts(const QString &title, const QString &message);
-    QString titleText() const;
-    QString messageText() const;
     QPushButton *openSettingsButton() const { return m_openSettings; }
 
 Q_SIGNALS:
@@ -25,7 +18,5 @@ Q_SIGNALS:
     void openSettingsRequested();
 
 private:
-    QLabel *m_title = nullptr;
-    QLabel *m_message = nullptr;
     QPushButton *m_openSettings = nullptr;
 };

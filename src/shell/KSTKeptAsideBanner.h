@@ -1,14 +1,10 @@
 #pragma once
 
-#include "KSTCardFrame.h"
+#include "KSTBanner.h"
 
-class QLabel;
-class QPushButton;
-
-/// A tinted strip above the Auto Clean rules while a never-touch list emptied at launch is
-/// kept aside: what was kept and two buttons, Restore and Dismiss. It only shows what it is
-/// given; the screen asks the manager.
-class KSTKeptAsideBanner : public KSTCardFrame
+/// The strip above the Auto Clean rules while a never-touch list emptied at launch is kept
+/// aside: what was kept, and Restore and Dismiss.
+class KSTKeptAsideBanner : public KSTBanner
 {
     Q_OBJECT
 
@@ -17,7 +13,6 @@ public:
 
     /// Shows the entries kept aside; hides the banner when there are none.
     void setPaths(const QStringList &paths);
-    QString messageText() const;
     QPushButton *restoreButton() const { return m_restore; }
     QPushButton *dismissButton() const { return m_dismiss; }
 
@@ -26,7 +21,6 @@ Q_SIGNALS:
     void dismissRequested();
 
 private:
-    QLabel *m_message = nullptr;
     QPushButton *m_restore = nullptr;
     QPushButton *m_dismiss = nullptr;
 };
