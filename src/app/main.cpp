@@ -7,6 +7,7 @@
 // QApplication is created.
 #include "KSTCleanUpEngine.h"
 #include "KSTCommandLine.h"
+#include "KSTDuplicateEngine.h"
 #include "KSTEnvironment.h"
 #include "KSTOverviewEngine.h"
 #include "KSTSystemInfo.h"
@@ -26,6 +27,7 @@ void installEngines()
 {
     KSTOverviewEngine::install(KSTSystemInfo::shared());
     KSTCleanUpEngine::install(KSTSystemInfo::shared());
+    KSTDuplicateEngine::install(KSTSystemInfo::shared());
 }
 
 int runCommandLine(int &argc, char **argv, const QStringList &arguments)
