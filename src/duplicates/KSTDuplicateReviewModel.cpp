@@ -343,8 +343,8 @@ QString KSTDuplicateReviewModel::removeCurrentButtonTitle() const
 bool KSTDuplicateReviewModel::removeCurrentGroupDuplicates(
     std::function<void(const KSTDuplicateRemovalOutcome &)> finished)
 {
-    if (isBusy() || !m_step || !m_selectedGroup ||
-        removablePathsForGroup(m_selectedGroup).isEmpty())
+    const QStringList paths = removablePathsForGroup(m_selectedGroup);
+    if (isBusy() || !m_step || paths.isEmpty())
         return false;
     const KSTDuplicateGroup group = *m_selectedGroup;
     const QList<KSTDuplicateGroup> groups = groupsForSelectedCategory();
@@ -355,11 +355,10 @@ bool KSTDuplicateReviewModel::removeCurrentGroupDuplicates(
             break;
         }
     }
-    Plan plan;
-    planGroup(group, plan);
-    const bool attempted = !plan.copies.isEmpty();
-    runPlan(std::move(plan), [this, group, index, attempted, finished = std::move(finished)](
-                                 const KSTDuplicateRemovalOutcome &outcome) {
+    // A group that keeps no copy is skipped whole and stays in the results.
+    const bool attempted = paths.size() < group.files.size();
+    return trashFilesAtPaths(paths, [this, group, index, attempted, finished = std::move(finished)](
+                                        const KSTDuplicateRemovalOutcome &outcome) {
         if (attempted) {
             // The group leaves the results even when a copy stayed: the outcome names it.
             removeDuplicateGroupFromSnapshot(group);
@@ -372,45 +371,72 @@ bool KSTDuplicateReviewModel::removeCurrentGroupDuplicates(
         if (finished)
             finished(outcome);
     });
-    return true;
 }
 
 bool KSTDuplicateReviewModel::removeAllSelectedDuplicates(
     std::function<void(const KSTDuplicateRemovalOutcome &)> finished)
 {
-    if (isBusy() || !m_step || removablePathsForSelectedGroups().isEmpty())
+    if (!m_snapshot)
         return false;
-    Plan plan;
-    for (const KSTDuplicateCategorySummary &category : m_snapshot->categories) {
-        for (const KSTDuplicateGroup &group : category.groups) {
-            if (m_selectedGroupKeys.contains(group.hashKey))
-                planGroup(group, plan);
-        }
-    }
     const QStringList scanPaths = m_snapshot->scanPaths;
-    runPlan(std::move(plan), [this, scanPaths, finished = std::move(finished)](
-                                 const KSTDuplicateRemovalOutcome &outcome) {
-        scanDuplicatesInPaths(scanPaths);
-        Q_EMIT removalFinished(outcome);
-        if (finished)
-            finished(outcome);
-    });
-    return true;
+    return trashDuplicatePaths(removablePathsForSelectedGroups(),
+                               [this, scanPaths, finished = std::move(finished)](
+                                   const KSTDuplicateRemovalOutcome &outcome) {
+                                   scanDuplicatesInPaths(scanPaths);
+                                   Q_EMIT removalFinished(outcome);
+                                   if (finished)
+                                       finished(outcome);
+                               });
 }
 
-void KSTDuplicateReviewModel::planGroup(const KSTDuplicateGroup &group, Plan &plan)
+bool KSTDuplicateReviewModel::trashDuplicatePaths(
+    const QStringList &paths, std::function<void(const KSTDuplicateRemovalOutcome &)> done)
 {
-    const QSet<QString> kept = keptPathsForGroup(group);
-    QList<Record> keptCopies;
-    QList<Record> removable;
-    for (const Record &file : group.files)
-        (kept.contains(file.path) ? keptCopies : removable).append(file);
-    for (const Record &file : std::as_const(removable)) {
-        if (keptCopies.isEmpty())
-            plan.skipped.append({file.path, KSTDuplicateRemovalStep::noCopyKeptReason()});
-        else
-            plan.copies.append({file, keptCopies, group.hashKey});
+    if (paths.isEmpty() || isBusy())
+        return false;
+    return trashFilesAtPaths(paths, std::move(done));
+}
+
+bool KSTDuplicateReviewModel::trashFilesAtPaths(
+    const QStringList &paths, std::function<void(const KSTDuplicateRemovalOutcome &)> done)
+{
+    if (!m_step || m_removing || !m_snapshot)
+        return false;
+    // Each path with its group's kept copies, as the scan saw them.
+    QHash<QString, const KSTDuplicateGroup *> groupOfPath;
+    for (const KSTDuplicateCategorySummary &category : m_snapshot->categories) {
+        for (const KSTDuplicateGroup &group : category.groups) {
+            for (const Record &file : group.files)
+                groupOfPath.insert(file.path, &group);
+        }
     }
+    Plan plan;
+    for (const QString &path : paths) {
+        const KSTDuplicateGroup *group = groupOfPath.value(path);
+        if (!group) {
+            plan.skipped.append({path, QStringLiteral("The file is not a copy in these results.")});
+            continue;
+        }
+        const QSet<QString> kept = keptPathsForGroup(*group);
+        if (kept.contains(path)) {
+            plan.skipped.append({path, QStringLiteral("The copy is kept.")});
+            continue;
+        }
+        QList<Record> keptCopies;
+        std::optional<Record> copy;
+        for (const Record &file : group->files) {
+            if (kept.contains(file.path))
+                keptCopies.append(file);
+            else if (file.path == path)
+                copy = file;
+        }
+        if (keptCopies.isEmpty())
+            plan.skipped.append({path, KSTDuplicateRemovalStep::noCopyKeptReason()});
+        else
+            plan.copies.append({*copy, keptCopies, group->hashKey});
+    }
+    runPlan(std::move(plan), std::move(done));
+    return true;
 }
 
 void KSTDuplicateReviewModel::runPlan(Plan plan,

@@ -175,6 +175,17 @@ public:
     bool removeAllSelectedDuplicates(
         std::function<void(const KSTDuplicateRemovalOutcome &)> finished = {});
 
+    /// Moves @p paths, copies of groups in the snapshot, to the Trash through the removal step
+    /// on a worker thread, each with its group's kept copies; a path of a group that keeps
+    /// no copy, a kept path, or a path in no group is reported and left alone. @p done runs
+    /// on the main thread with the outcome. Refused (false) without a step, without a
+    /// snapshot or while a removal runs.
+    bool trashFilesAtPaths(const QStringList &paths,
+                           std::function<void(const KSTDuplicateRemovalOutcome &)> done);
+    /// trashFilesAtPaths() when @p paths is not empty and no scan or removal runs; else false.
+    bool trashDuplicatePaths(const QStringList &paths,
+                             std::function<void(const KSTDuplicateRemovalOutcome &)> done);
+
     /// Takes every group with @p group's hashKey out of the first category holding one, sets
     /// that category's count and bytes from what remains, forgets the group's tick and kept
     /// set, and recalculates the totals.
@@ -205,8 +216,6 @@ private:
         QList<KSTDuplicateRemovalOutcome::Skipped> skipped;
     };
 
-    // The removable copies of @p group with its kept copies; a group keeping none is skipped.
-    void planGroup(const KSTDuplicateGroup &group, Plan &plan);
     // Runs the plan through the step on a worker thread, then @p done on the main thread.
     void runPlan(Plan plan, std::function<void(const KSTDuplicateRemovalOutcome &)> done);
     static KSTDuplicateRemovalOutcome executePlan(const Plan &plan, KSTDuplicateRemovalStep &step);

@@ -371,6 +371,25 @@ TEST_F(DuplicateReviewModelTest, RemovingEveryTickedGroupRescansTheSameFolders)
     EXPECT_TRUE(model->keptPathsByGroupKey().isEmpty());
 }
 
+TEST_F(DuplicateReviewModelTest, OnlyRemovableCopiesOfTheResultsAreHandedToTheStep)
+{
+    makeGroups();
+    ASSERT_TRUE(scan());
+    std::optional<KSTDuplicateRemovalOutcome> outcome;
+    ASSERT_TRUE(model->trashFilesAtPaths(
+        {home(QStringLiteral("Pictures/big/new.jpg")),
+         home(QStringLiteral("Pictures/elsewhere.jpg")),
+         home(QStringLiteral("Pictures/small/b.jpg"))},
+        [&outcome](const KSTDuplicateRemovalOutcome &done) { outcome = done; }));
+    ASSERT_TRUE(pumpUntil([&outcome] { return outcome.has_value(); }));
+    EXPECT_EQ(trash->calls(), QStringList{home(QStringLiteral("Pictures/small/b.jpg"))});
+    EXPECT_EQ(outcome->removedPaths, QStringList{home(QStringLiteral("Pictures/small/b.jpg"))});
+    ASSERT_EQ(outcome->skipped.size(), 2);
+    EXPECT_EQ(outcome->skipped.at(0).path, home(QStringLiteral("Pictures/big/new.jpg"))); // kept
+    EXPECT_EQ(outcome->skipped.at(1).path, home(QStringLiteral("Pictures/elsewhere.jpg")));
+    EXPECT_FALSE(model->trashDuplicatePaths({}, {}));
+}
+
 TEST_F(DuplicateReviewModelTest, RemovalsAreRefusedWhileScanningOrWithoutAStep)
 {
     makeGroups();
