@@ -7,6 +7,7 @@
 // QApplication is created.
 #include "KSTCleanUpEngine.h"
 #include "KSTCommandLine.h"
+#include "KSTDuplicateEngine.h"
 #include "KSTEnvironment.h"
 #include "KSTFileName.h"
 #include "KSTOverviewEngine.h"
@@ -27,6 +28,7 @@ void installEngines()
 {
     KSTOverviewEngine::install(KSTSystemInfo::shared());
     KSTCleanUpEngine::install(KSTSystemInfo::shared());
+    KSTDuplicateEngine::install(KSTSystemInfo::shared());
 }
 
 int runCommandLine(int &argc, char **argv, const QStringList &arguments)

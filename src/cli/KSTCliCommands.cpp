@@ -3,6 +3,7 @@
 #include "KSTAccessCommand.h"
 #include "KSTAutoCleanCommand.h"
 #include "KSTCleanUpCommand.h"
+#include "KSTDuplicatesCommand.h"
 #include "KSTOverviewCommand.h"
 
 const QList<KSTCliCommand> &kstCliCommands()
@@ -22,6 +23,11 @@ const QList<KSTCliCommand> &kstCliCommands()
                         "removable) with every item; clean moves the selected categories or items "
                         "to the Trash (the Mac Trash is emptied for good) after asking"),
          kstRunCleanUpCommand},
+        {QStringLiteral("duplicates"), QStringLiteral("duplicates [--path DIR]... [--quiet]"),
+         QStringLiteral("Files with identical content under the folders (default: Pictures and "
+                        "Downloads), in six categories, each group's copies newest first with the "
+                        "kept one marked; progress goes to standard error unless --quiet"),
+         kstRunDuplicatesCommand},
         {QStringLiteral("autoclean"),
          QStringLiteral("autoclean [on|off | rule TYPE on|off | whitelist add|remove PATH | run]"),
          QStringLiteral("automatic clean-up: show the state, switch automation or a rule (TYPE "

@@ -255,11 +255,13 @@ public:
     double previousNetworkSampleTime() const;
     void setPreviousNetworkSampleTime(double seconds);
 
+    /// Runs @p block on the main queue, unless this instance has been destroyed by then. For
+    /// routines that deliver their own results (the Duplicates scan routine).
+    void onMain(std::function<void()> block);
+
 private:
     using Lock = std::lock_guard<std::recursive_mutex>;
 
-    // Runs @p block on the main queue, unless this instance has been destroyed by then.
-    void onMain(std::function<void()> block);
     // Runs @p block on a global pool; the destructor waits for such blocks to end.
     void onGlobalPool(KSTQualityOfService quality, std::function<void()> block);
     void runOverviewFetch(quint64 generation, const SystemSnapshotCompletion &completion);

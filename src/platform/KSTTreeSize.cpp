@@ -1,6 +1,7 @@
 #include "KSTTreeSize.h"
 
 #include "KSTFileName.h"
+#include "KSTFolderReader.h"
 #include "KSTNoFollowPath.h"
 
 #include <QDir>
@@ -11,7 +12,6 @@
 #include <atomic>
 #include <condition_variable>
 #include <cstring>
-#include <dirent.h>
 #include <fcntl.h>
 #include <memory>
 #include <mutex>
@@ -20,10 +20,6 @@
 #include <thread>
 #include <unistd.h>
 #include <vector>
-
-#ifdef __linux__
-#include <sys/syscall.h>
-#endif
 
 namespace {
 
@@ -118,70 +114,16 @@ private:
     bool m_stopped = false;
 };
 
-// The entries of one open folder: name and type as the listing reports them. On Linux the
-// folder is read with getdents64 straight into a buffer the reader keeps for the whole walk
-// (no DIR stream allocated per folder); elsewhere through readdir.
-class FolderReader
-{
-public:
-    FolderReader() : m_buffer(new char[BufferSize]) {}
-
-    template <typename Visit> bool forEachEntry(int fd, Visit &&visit)
-    {
-#ifdef __linux__
-        struct LinuxDirent64
-        {
-            ino64_t d_ino;
-            off64_t d_off;
-            unsigned short d_reclen;
-            unsigned char d_type;
-            char d_name[];
-        };
-        for (;;) {
-            const long read = ::syscall(SYS_getdents64, fd, m_buffer.get(), BufferSize);
-            if (read < 0)
-                return false;
-            if (read == 0)
-                return true;
-            for (long offset = 0; offset < read;) {
-                const auto *entry =
-                    reinterpret_cast<const LinuxDirent64 *>(m_buffer.get() + offset);
-                offset += entry->d_reclen;
-                visit(entry->d_name, entry->d_type);
-            }
-        }
-#else
-        const int streamFd = ::dup(fd);
-        DIR *dir = streamFd < 0 ? nullptr : ::fdopendir(streamFd);
-        if (!dir) {
-            if (streamFd >= 0)
-                ::close(streamFd);
-            return false;
-        }
-        while (const dirent *entry = ::readdir(dir))
-            visit(entry->d_name, entry->d_type);
-        ::closedir(dir);
-        return true;
-#endif
-    }
-
-private:
-    // A folder of about two thousand entries in one system call; left uninitialised, as the
-    // kernel fills it, so a walk of one small folder pays nothing for it.
-    static constexpr size_t BufferSize = 64 * 1024;
-    std::unique_ptr<char[]> m_buffer;
-};
-
 // Reads one folder: adds the blocks of its non-folder entries, queues its sub-folders.
 quint64 readFolder(const std::string &path, const Rules &rules, WorkList &work,
-                   FolderReader &reader, std::string &child)
+                   KSTFolderReader &reader, std::string &child)
 {
     const int fd = ::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
     if (fd < 0)
         return 0;
     quint64 total = 0;
     reader.forEachEntry(fd, [&](const char *name, unsigned char type) {
-        if (name[0] == '.' && (name[1] == '\0' || (name[1] == '.' && name[2] == '\0')))
+        if (KSTFolderReader::isDotOrDotDot(name))
             return;
         if (rules.skipHidden && name[0] == '.')
             return;
@@ -265,7 +207,7 @@ quint64 KSTTreeSize::allocatedBytes(const QString &folder, const Options &option
     };
     // Every thread walks the same way; after each folder, @p afterFolder may bring in help.
     auto walk = [&](const auto &afterFolder) {
-        FolderReader reader;
+        KSTFolderReader reader;
         std::string path;
         std::string child;
         quint64 local = 0;

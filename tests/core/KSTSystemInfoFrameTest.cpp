@@ -405,7 +405,7 @@ TEST(SystemInfoFrameTest, DuplicateGenerationAndFirstSnapshot)
     Info info;
     info.setDuplicateSnapshotBuilder([](const QStringList &paths, quint64, const QString &status) {
         auto snapshot = std::make_shared<KSTDuplicateSnapshot>();
-        snapshot->scannedPaths = paths;
+        snapshot->scanPaths = paths;
         snapshot->statusText = status;
         return snapshot;
     });

@@ -1,0 +1,148 @@
+#include "KSTDuplicatesOutput.h"
+
+#include "KSTJsonTextWriter.h"
+#include "KSTSystemInfo.h"
+
+namespace {
+
+using Info = KSTSystemInfo;
+using Model = KSTDuplicateReviewModel;
+
+QString isoDate(const QDateTime &date)
+{
+    return date.toUTC().toString(Qt::ISODateWithMs);
+}
+
+QString plural(quint64 count, const char *singular, const char *pluralForm)
+{
+    return QStringLiteral("%1 %2").arg(Info::formatCount(count),
+                                       QLatin1String(count == 1 ? singular : pluralForm));
+}
+
+void writeFile(KSTJsonTextWriter &json, const KSTDuplicateGroup &group,
+               const KSTDuplicateFileRecord &file, const Model &model)
+{
+    json.beginObject();
+    json.key(QStringLiteral("path"));
+    json.value(file.path);
+    json.key(QStringLiteral("bytes"));
+    json.value(file.bytes);
+    json.key(QStringLiteral("modificationDate"));
+    json.value(isoDate(file.modificationDate));
+    json.key(QStringLiteral("selectionReason"));
+    json.value(Model::selectionReasonKey(model.selectionReason(group, file)));
+    json.endObject();
+}
+
+void writeGroup(KSTJsonTextWriter &json, const KSTDuplicateGroup &group, const Model &model)
+{
+    json.beginObject();
+    json.key(QStringLiteral("hashKey"));
+    json.value(group.hashKey);
+    json.key(QStringLiteral("fileName"));
+    json.value(group.fileName);
+    json.key(QStringLiteral("fileSize"));
+    json.value(group.fileSize);
+    json.key(QStringLiteral("categoryType"));
+    json.value(group.categoryType);
+    json.key(QStringLiteral("files"));
+    json.beginArray();
+    for (const KSTDuplicateFileRecord &file : group.files)
+        writeFile(json, group, file, model);
+    json.endArray();
+    json.key(QStringLiteral("reclaimableBytes"));
+    json.value(group.reclaimableBytes);
+    json.endObject();
+}
+
+} // namespace
+
+void KSTDuplicatesOutput::writeSnapshot(KSTJsonTextWriter &json,
+                                        const KSTDuplicateSnapshot &snapshot, const Model &model)
+{
+    json.beginObject();
+    json.key(QStringLiteral("scanPaths"));
+    json.beginArray();
+    for (const QString &path : snapshot.scanPaths)
+        json.value(path);
+    json.endArray();
+    json.key(QStringLiteral("categories"));
+    json.beginArray();
+    for (const KSTDuplicateCategorySummary &category : snapshot.categories) {
+        json.beginObject();
+        json.key(QStringLiteral("categoryType"));
+        json.value(category.categoryType);
+        json.key(QStringLiteral("name"));
+        json.value(category.name);
+        json.key(QStringLiteral("symbol"));
+        json.value(category.symbol);
+        json.key(QStringLiteral("groupCount"));
+        json.value(category.groupCount);
+        json.key(QStringLiteral("reclaimableBytes"));
+        json.value(category.reclaimableBytes);
+        json.key(QStringLiteral("groups"));
+        json.beginArray();
+        for (const KSTDuplicateGroup &group : category.groups)
+            writeGroup(json, group, model);
+        json.endArray();
+        json.endObject();
+    }
+    json.endArray();
+    json.key(QStringLiteral("totalGroupCount"));
+    json.value(snapshot.totalGroupCount);
+    json.key(QStringLiteral("totalReclaimableBytes"));
+    json.value(snapshot.totalReclaimableBytes);
+    json.key(QStringLiteral("filesScanned"));
+    json.value(snapshot.filesScanned);
+    json.key(QStringLiteral("scanProgress"));
+    json.value(snapshot.scanProgress);
+    json.key(QStringLiteral("scanDate"));
+    json.value(isoDate(snapshot.scanDate));
+    json.key(QStringLiteral("isScanning"));
+    json.value(snapshot.isScanning);
+    json.key(QStringLiteral("statusText"));
+    if (snapshot.statusText)
+        json.value(*snapshot.statusText);
+    else
+        json.nullValue();
+    json.endObject();
+}
+
+void KSTDuplicatesOutput::printSummary(QTextStream &out, const KSTDuplicateSnapshot &snapshot,
+                                       const Model &model)
+{
+    out << plural(snapshot.totalGroupCount, "duplicate group", "duplicate groups") << ", "
+        << Info::formatBytesShort(snapshot.totalReclaimableBytes) << " reclaimable, "
+        << plural(snapshot.filesScanned, "file", "files") << " scanned\n";
+    out << "Folders: " << snapshot.scanPaths.join(QStringLiteral(", ")) << '\n';
+    if (snapshot.totalGroupCount == 0) {
+        out << '\n'
+            << snapshot.statusText.value_or(QStringLiteral("No duplicate files found")) << '\n';
+        return;
+    }
+    out << '\n';
+    for (const KSTDuplicateCategorySummary &category : snapshot.categories)
+        out << "  " << category.name.leftJustified(10) << ' '
+            << plural(category.groupCount, "group", "groups").rightJustified(12) << "  "
+            << Info::formatBytesShort(category.reclaimableBytes).rightJustified(9)
+            << " reclaimable\n";
+    for (const KSTDuplicateCategorySummary &category : snapshot.categories) {
+        if (category.groups.isEmpty())
+            continue;
+        out << '\n' << category.name << " (" << category.categoryType << ")\n";
+        for (const KSTDuplicateGroup &group : category.groups) {
+            out << "  " << group.fileName << ": "
+                << plural(quint64(group.files.size()), "copy", "copies") << " of "
+                << Info::formatBytes(group.fileSize) << ", "
+                << Info::formatBytesShort(group.reclaimableBytes) << " reclaimable  ["
+                << group.hashKey.left(12) << "]\n";
+            for (const KSTDuplicateFileRecord &file : group.files) {
+                const Model::SelectionReason reason = model.selectionReason(group, file);
+                out << "    " << (Model::isKeptReason(reason) ? "keep  " : "remove") << "  "
+                    << file.modificationDate.toLocalTime().toString(
+                           QStringLiteral("yyyy-MM-dd HH:mm"))
+                    << "  " << file.path << "  (" << Model::selectionReasonText(reason) << ")\n";
+            }
+        }
+    }
+}

@@ -1,0 +1,58 @@
+#pragma once
+
+#include "KSTDuplicateFileCollection.h"
+
+#include <QString>
+#include <QStringList>
+
+#include <functional>
+
+/// The collection stage of a duplicate scan: every regular file of more than 0 bytes below
+/// the scan folders, one per directory entry.
+///
+/// What a walk skips:
+/// - hidden entries (a name starting with "."), and under the mac layout the home's Library
+///   folder, which macOS flags hidden;
+/// - packages: folders whose extension, in any letter case, is in
+///   KSTDuplicateLocations::packageExtensions (neither entered nor, being folders, compared);
+/// - privacy-protected places (KSTPermissionChecker's rule): the home's Music folder and
+///   photo or music library packages, found by path, by the folder's identity inside a walk,
+///   and for a scan folder also by where its path really leads (a link on the way to it is
+///   resolved for this test only), so no other path reaches them;
+/// - symbolic links, FIFOs, sockets and devices: only regular files count, and no link is
+///   ever followed (a scan folder that is itself a link is not a folder, and is skipped);
+/// - a folder already walked: repeated, nested or otherwise overlapping scan folders (a
+///   folder inside another, the same folder reached twice) walk each folder once, so a file
+///   is never collected twice and never pairs with itself. Hard links are different entries
+///   and are collected under each name.
+///
+/// Scan folders themselves are walked even when hidden or packages (the user chose them), but
+/// never when privacy-protected. Unreadable folders are left out without a sound.
+///
+/// Thread-safe: no state; the walk runs on the calling thread.
+class KSTDuplicateCollector
+{
+public:
+    KSTDuplicateCollector() = delete;
+
+    /// Receives a status text and the running file count.
+    using ProgressReport = std::function<void(const QString &statusText, quint64 fileCount)>;
+
+    /// Walks @p paths in order. Reports "Scanning folders for files…" with 0 first, "Scanning
+    /// folders… %@ files found" after every 100th file, and "Found %@ files — comparing
+    /// duplicates…" at the end when a file was found (counts in formatCount()). When
+    /// @p isCancelled answers true the walk leaves the folder it is in and starts no other;
+    /// what was collected so far is returned.
+    static KSTDuplicateFileCollection
+    collectFileRecordsInPaths(const QStringList &paths, const std::function<bool()> &isCancelled,
+                              const ProgressReport &report);
+
+    /// The folder a scan path is read through: empty for an empty or privacy-protected path;
+    /// the path itself outside a sandbox. In a sandbox: nothing for a path in the real home
+    /// without a home grant; the granted folder or a path below it as the grant gives it; a
+    /// path outside the home as it is.
+    static QString directoryURLForScanRoot(const QString &path);
+
+    /// True when a folder named @p name is a package (extension in the table, any case).
+    static bool isPackageName(const char *name, std::size_t length);
+};

@@ -1,0 +1,194 @@
+#include "KSTDuplicateComparison.h"
+
+#include "KSTDuplicateCategories.h"
+#include "KSTDuplicateDigest.h"
+#include "KSTDuplicateFileCollection.h"
+#include "KSTSystemInfo.h"
+
+#include <QFileInfo>
+#include <QHash>
+
+#include <algorithm>
+#include <span>
+#include <unordered_map>
+
+namespace {
+
+using Record = KSTDuplicateFileRecord;
+
+// Positions of the entries of @p fingerprints that another entry shares (failed ones never).
+std::vector<std::size_t> positionsWithPartners(std::span<const std::optional<quint64>> fingerprints)
+{
+    std::unordered_map<quint64, int> counts;
+    for (const std::optional<quint64> &fingerprint : fingerprints) {
+        if (fingerprint)
+            ++counts[*fingerprint];
+    }
+    std::vector<std::size_t> positions;
+    for (std::size_t position = 0; position < fingerprints.size(); ++position) {
+        if (fingerprints[position] && counts[*fingerprints[position]] > 1)
+            positions.push_back(position);
+    }
+    return positions;
+}
+
+} // namespace
+
+KSTDuplicateComparison::KSTDuplicateComparison(KSTSystemInfo &systemInfo)
+    : m_systemInfo(systemInfo), m_hasher(systemInfo)
+{
+}
+
+bool KSTDuplicateComparison::processDuplicateSizeBucket(const QList<Record> &records,
+                                                        quint64 generation,
+                                                        QList<KSTDuplicateGroup> &groups)
+{
+    if (records.size() < 2)
+        return true;
+    // 1. Sample fingerprints.
+    const std::vector<std::optional<quint64>> fingerprints =
+        m_hasher.computeSampleFingerprintsForRecords(records, generation);
+    if (m_systemInfo.isDuplicateScanCancelled(generation))
+        return false;
+    QList<Record> withPartners;
+    for (const std::size_t position : positionsWithPartners(fingerprints))
+        withPartners.append(records.at(static_cast<qsizetype>(position)));
+    return groupFilesWithPartners(withPartners, generation, groups);
+}
+
+bool KSTDuplicateComparison::processDuplicateSizeBuckets(
+    const KSTDuplicateFileCollection &collection, const std::vector<std::vector<quint32>> &buckets,
+    quint64 generation, QList<KSTDuplicateGroup> &groups)
+{
+    // 1. Sample fingerprints of every file that has a size partner, straight from the collection.
+    std::vector<quint32> candidates;
+    for (const std::vector<quint32> &bucket : buckets) {
+        if (bucket.size() >= 2)
+            candidates.insert(candidates.end(), bucket.begin(), bucket.end());
+    }
+    if (candidates.empty())
+        return true;
+    const std::vector<std::optional<quint64>> fingerprints =
+        m_hasher.computeSampleFingerprintsForFiles(collection, candidates, generation);
+    if (m_systemInfo.isDuplicateScanCancelled(generation))
+        return false;
+    QList<Record> withPartners;
+    std::size_t offset = 0;
+    for (const std::vector<quint32> &bucket : buckets) {
+        if (bucket.size() < 2)
+            continue;
+        const std::span<const std::optional<quint64>> bucketFingerprints(
+            fingerprints.data() + offset, bucket.size());
+        for (const std::size_t position : positionsWithPartners(bucketFingerprints))
+            withPartners.append(collection.recordAt(bucket[position]));
+        offset += bucket.size();
+    }
+    return groupFilesWithPartners(withPartners, generation, groups);
+}
+
+bool KSTDuplicateComparison::groupFilesWithPartners(const QList<Record> &withPartners,
+                                                    quint64 generation,
+                                                    QList<KSTDuplicateGroup> &groups)
+{
+    if (withPartners.isEmpty())
+        return true;
+    // 2. Content digests; the size prefix keeps buckets of different sizes apart.
+    const QList<KSTDuplicateDigestResult> contentDigests =
+        m_hasher.computeContentDigestsForRecords(withPartners, generation);
+    if (m_systemInfo.isDuplicateScanCancelled(generation))
+        return false;
+    DigestBuckets byContent;
+    for (const KSTDuplicateDigestResult &result : contentDigests)
+        byContent[result.digest].append(result.record);
+
+    // 3. Final buckets per size: complete digests as they are, large files by full digest.
+    std::map<quint64, DigestBuckets> finalBySize;
+    QList<Record> needFullDigest;
+    for (const auto &[digest, records] : byContent) {
+        if (records.size() < 2)
+            continue;
+        const quint64 size = records.first().bytes;
+        if (size <= KSTDuplicateDigest::PartialDigestThreshold)
+            finalBySize[size][digest] = records;
+        else
+            needFullDigest.append(records);
+    }
+    if (!needFullDigest.isEmpty()) {
+        const QList<KSTDuplicateDigestResult> fullDigests =
+            m_hasher.computeFullDigestsForRecords(needFullDigest, generation);
+        if (m_systemInfo.isDuplicateScanCancelled(generation))
+            return false;
+        for (const KSTDuplicateDigestResult &result : fullDigests)
+            finalBySize[result.record.bytes][result.digest].append(result.record);
+    }
+
+    // 4. Groups.
+    for (const auto &[size, finalBuckets] : finalBySize)
+        appendDuplicateGroupsFromHashBuckets(finalBuckets, size, groups);
+    return true;
+}
+
+void KSTDuplicateComparison::appendDuplicateGroupsFromHashBuckets(const DigestBuckets &buckets,
+                                                                  quint64 fileSize,
+                                                                  QList<KSTDuplicateGroup> &groups)
+{
+    for (const auto &[digest, records] : buckets) {
+        if (records.size() < 2)
+            continue;
+        KSTDuplicateGroup group;
+        group.files = records;
+        sortFilesNewestFirst(group.files);
+        group.hashKey = KSTDuplicateDigest::hexStringFromDigest(digest);
+        group.fileName = QFileInfo(group.files.first().path).fileName();
+        group.fileSize = fileSize;
+        group.reclaimableBytes = quint64(group.files.size() - 1) * fileSize;
+        group.categoryType = KSTDuplicateCategories::duplicateCategoryForExtension(
+            KSTDuplicateCategories::extensionOfFileName(group.fileName));
+        groups.append(std::move(group));
+    }
+}
+
+void KSTDuplicateComparison::sortFilesNewestFirst(QList<Record> &files)
+{
+    std::sort(files.begin(), files.end(), [](const Record &a, const Record &b) {
+        if (a.modificationDate != b.modificationDate)
+            return a.modificationDate > b.modificationDate;
+        return a.path < b.path;
+    });
+}
+
+void KSTDuplicateComparison::sortGroups(QList<KSTDuplicateGroup> &groups)
+{
+    std::sort(groups.begin(), groups.end(),
+              [](const KSTDuplicateGroup &a, const KSTDuplicateGroup &b) {
+                  if (a.reclaimableBytes != b.reclaimableBytes)
+                      return a.reclaimableBytes > b.reclaimableBytes;
+                  if (a.fileName != b.fileName)
+                      return a.fileName < b.fileName;
+                  return a.hashKey < b.hashKey;
+              });
+}
+
+QList<KSTDuplicateCategorySummary>
+KSTDuplicateComparison::categorySummaries(const QList<KSTDuplicateGroup> &groups)
+{
+    QList<KSTDuplicateCategorySummary> summaries;
+    QHash<QString, qsizetype> indexOfType;
+    for (const QString &type : KSTDuplicateCategories::categoryTypes()) {
+        indexOfType.insert(type, summaries.size());
+        summaries.append({type,
+                          KSTDuplicateCategories::duplicateCategoryName(type),
+                          KSTDuplicateCategories::duplicateCategorySymbol(type),
+                          0,
+                          0,
+                          {}});
+    }
+    for (const KSTDuplicateGroup &group : groups) {
+        KSTDuplicateCategorySummary &summary =
+            summaries[indexOfType.value(group.categoryType, summaries.size() - 1)];
+        summary.groups.append(group);
+        ++summary.groupCount;
+        summary.reclaimableBytes += group.reclaimableBytes;
+    }
+    return summaries;
+}

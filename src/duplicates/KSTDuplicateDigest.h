@@ -1,0 +1,102 @@
+#pragma once
+
+#include "KSTDuplicateSnapshot.h"
+#include "KSTSHA256Context.h"
+
+#include <QString>
+
+#include <memory>
+#include <optional>
+#include <span>
+
+class KSTReadOnlyFile;
+
+/// The digests a duplicate scan compares files by, all SHA-256:
+///
+/// - the content digest (contentDigestForRecord): the file size as 8 little-endian bytes,
+///   then the whole file when it is at most PartialDigestThreshold bytes (a complete digest),
+///   else its first and last SampleLength bytes (an incomplete one). The size prefix keeps
+///   files of different sizes apart for good.
+/// - the full digest (fullSHA256DigestForFileAtPath): the whole content, without prefix, for
+///   large files whose content digests agree.
+///
+/// Besides them, a cheap sample fingerprint (sampleFingerprintForRecord) lets a scan drop most
+/// files of a shared size before any digest: a 64-bit hash of the file's first and last
+/// SampleBlock bytes and, above PartialDigestThreshold, of MiddleSamples blocks spread evenly
+/// between them, so large files that share their head and tail but differ inside are told
+/// apart without reading them whole. Equal files always have equal fingerprints, so dropping
+/// a file whose fingerprint no other file of its size shares never splits a group.
+///
+/// Files are opened through KSTReadOnlyFile (no link followed, no FIFO waited on, regular
+/// files only). An operation given a record refuses a file whose device and inode are no
+/// longer the ones the walk recorded. Every failure gives no digest.
+///
+/// Thread-safe: the operations keep no state; a Scratch belongs to one thread at a time.
+class KSTDuplicateDigest
+{
+public:
+    KSTDuplicateDigest() = delete;
+
+    /// Files above this size get an incomplete content digest first: 512 KiB.
+    static constexpr quint64 PartialDigestThreshold = 524288;
+    /// Head and tail samples of the incomplete digest: 64 KiB.
+    static constexpr qint64 SampleLength = 65536;
+    /// The largest single read while feeding a whole file: 4 MiB.
+    static constexpr qint64 ReadChunk = 4194304;
+    /// Each block a sample fingerprint reads: 4 KiB.
+    static constexpr qint64 SampleBlock = 4096;
+    /// Blocks a sample fingerprint reads between head and tail of a file above
+    /// PartialDigestThreshold.
+    static constexpr qint64 MiddleSamples = 8;
+
+    /// A read buffer (grown on demand, never above ReadChunk) and a digest context that one
+    /// hash worker reuses from file to file, so hashing a file allocates nothing.
+    class Scratch
+    {
+    public:
+        /// A buffer of at least @p length bytes (at most ReadChunk are ever asked for).
+        char *buffer(qint64 length);
+        KSTSHA256Context context;
+
+    private:
+        std::unique_ptr<char[]> m_buffer;
+        qint64 m_capacity = 0;
+    };
+
+    /// The content digest of @p record (see above); @p isComplete (may be null) tells whether
+    /// the whole file went in. Nothing when the file cannot be opened or is no longer the one
+    /// recorded, or when a read fails.
+    static std::optional<KSTSHA256Digest>
+    contentDigestForRecord(const KSTDuplicateFileRecord &record, bool *isComplete,
+                           Scratch *scratch = nullptr);
+
+    /// SHA-256 of the whole file at @p path, read up to @p fileSize bytes; nothing when it
+    /// cannot be opened or a read fails.
+    static std::optional<KSTSHA256Digest> fullSHA256DigestForFileAtPath(const QString &path,
+                                                                        quint64 fileSize,
+                                                                        Scratch *scratch = nullptr);
+    /// The same for @p record, refusing a file that is no longer the one recorded.
+    static std::optional<KSTSHA256Digest>
+    fullSHA256DigestForRecord(const KSTDuplicateFileRecord &record, Scratch *scratch = nullptr);
+
+    /// Feeds up to @p maxBytes of @p file from its current position into @p context, in reads
+    /// of at most ReadChunk bytes. True at once for 0 bytes; false when a read brings nothing
+    /// (or fails) before @p maxBytes were fed; true when the file ends early after some bytes
+    /// (what was read counts).
+    static bool updateSHA256Context(KSTSHA256Context &context, KSTReadOnlyFile &file,
+                                    quint64 maxBytes, Scratch *scratch = nullptr);
+    /// Finishes @p context; nothing when it failed.
+    static std::optional<KSTSHA256Digest> sha256DigestFromContext(KSTSHA256Context &context);
+    /// Lower-case hex, two digits per byte; empty for an empty digest.
+    static QString hexStringFromDigest(std::span<const quint8> digest);
+
+    /// The sample fingerprint of @p record's file (the whole file when it is at most two
+    /// blocks); nothing when it cannot be read or is no longer the file recorded.
+    static std::optional<quint64> sampleFingerprintForRecord(const KSTDuplicateFileRecord &record,
+                                                             Scratch *scratch = nullptr);
+    /// The same for the file at @p encodedPath recorded with @p size, @p device and @p inode
+    /// (identity not checked when @p inode is 0).
+    static std::optional<quint64> sampleFingerprintOfFile(const char *encodedPath, quint64 size,
+                                                          quint64 device, quint64 inode,
+                                                          Scratch *scratch = nullptr);
+};

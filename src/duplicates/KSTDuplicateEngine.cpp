@@ -1,0 +1,246 @@
+#include "KSTDuplicateEngine.h"
+
+#include "KSTDuplicateComparison.h"
+#include "KSTDuplicateLocations.h"
+#include "KSTPermissionChecker.h"
+#include "KSTSystemInfo.h"
+
+#include <QDateTime>
+#include <QElapsedTimer>
+
+#include <algorithm>
+#include <numeric>
+#include <vector>
+
+using Checker = KSTPermissionChecker;
+
+namespace {
+
+// A batch of size buckets goes through each hashing stage together once it holds this many
+// files or bytes: enough for the four workers to share out, small enough that progress
+// keeps moving.
+constexpr qsizetype BatchFiles = 2048;
+constexpr quint64 BatchBytes = 128ull * 1024 * 1024;
+
+// Passes a report when @p always or when the throttle interval has passed since the last one.
+class Throttle
+{
+public:
+    bool pass(bool always)
+    {
+        if (!always && m_clock.isValid() &&
+            m_clock.nsecsElapsed() < qint64(KSTDuplicateEngine::ProgressThrottleSeconds * 1e9))
+            return false;
+        m_clock.start();
+        return true;
+    }
+
+private:
+    QElapsedTimer m_clock;
+};
+
+// The files of one size: a range of the size-ordered index list.
+struct SizeBucket
+{
+    std::size_t begin;
+    std::size_t end;
+    std::size_t count() const { return end - begin; }
+};
+
+} // namespace
+
+KSTDuplicateEngine::KSTDuplicateEngine(KSTSystemInfo &systemInfo) : m_systemInfo(&systemInfo) {}
+
+void KSTDuplicateEngine::install(KSTSystemInfo &systemInfo)
+{
+    auto engine = std::make_shared<KSTDuplicateEngine>(systemInfo);
+    systemInfo.setDuplicateSnapshotBuilder(&KSTDuplicateEngine::buildDuplicateSnapshotFromPaths);
+    systemInfo.setDuplicateScanRoutine(
+        [engine](const QStringList &paths, quint64 generation,
+                 KSTSystemInfo::DuplicateSnapshotHandler progress,
+                 KSTSystemInfo::DuplicateSnapshotHandler completion) {
+            std::shared_ptr<const KSTDuplicateSnapshot> result =
+                engine->duplicateSnapshotForPaths(paths, generation, progress);
+            if (!result)
+                result = std::make_shared<KSTDuplicateSnapshot>();
+            KSTSystemInfo &info = *engine->m_systemInfo;
+            info.onMain([&info, generation, completion = std::move(completion), result] {
+                if (!info.isDuplicateScanCancelled(generation))
+                    completion(result);
+            });
+        });
+}
+
+QStringList KSTDuplicateEngine::defaultDuplicateScanPaths()
+{
+    const QString home = Checker::accessibleUserHomeDirectoryPath();
+    QStringList paths;
+    for (const QString &folder : KSTDuplicateLocations::defaultScanFolders) {
+        const QString path = home + QLatin1Char('/') + folder;
+        bool isDirectory = false;
+        if (Checker::accessibleItemExistsAtPath(path, &isDirectory) && isDirectory)
+            paths << path;
+    }
+    if (paths.isEmpty())
+        paths << home;
+    return paths;
+}
+
+bool KSTDuplicateEngine::isCancelled(quint64 generation) const
+{
+    return m_systemInfo->isDuplicateScanCancelled(generation);
+}
+
+std::shared_ptr<KSTDuplicateSnapshot>
+KSTDuplicateEngine::duplicateSnapshotForPaths(const QStringList &paths, quint64 generation,
+                                              const SnapshotHandler &progress)
+{
+    auto report = [&](const QString &status, double value, quint64 files) {
+        deliverDuplicateScanProgressWithPaths(paths, generation, status, value, files, progress);
+    };
+    report(QStringLiteral("Scanning folders for files…"), 0.02, 0);
+
+    Throttle collectionThrottle;
+    const KSTDuplicateFileCollection collection =
+        collectFileRecordsInPaths(paths, generation, [&](const QString &status, quint64 files) {
+            if (collectionThrottle.pass(files == 0))
+                report(status, estimatedCollectionProgressForFileCount(files), files);
+        });
+    if (isCancelled(generation))
+        return nullptr;
+    const auto fileCount = static_cast<quint64>(collection.count());
+    report(QStringLiteral("Analyzing %1 files for duplicates…")
+               .arg(KSTSystemInfo::formatCount(fileCount)),
+           0.42, fileCount);
+
+    QList<KSTDuplicateGroup> groups;
+    if (!compareCollection(collection, paths, generation, progress, groups))
+        return nullptr;
+
+    report(QStringLiteral("Finalizing results…"), 0.99, fileCount);
+    KSTDuplicateComparison::sortGroups(groups);
+    auto result = std::make_shared<KSTDuplicateSnapshot>();
+    result->scanPaths = paths;
+    result->categories = KSTDuplicateComparison::categorySummaries(groups);
+    result->totalGroupCount = static_cast<quint64>(groups.size());
+    for (const KSTDuplicateGroup &group : std::as_const(groups))
+        result->totalReclaimableBytes += group.reclaimableBytes;
+    result->filesScanned = fileCount;
+    result->scanDate = QDateTime::currentDateTimeUtc();
+    result->isScanning = false;
+    result->scanProgress = 1.0;
+    if (groups.isEmpty())
+        result->statusText = QStringLiteral("No duplicate files found");
+    return result;
+}
+
+bool KSTDuplicateEngine::compareCollection(const KSTDuplicateFileCollection &collection,
+                                           const QStringList &paths, quint64 generation,
+                                           const SnapshotHandler &progress,
+                                           QList<KSTDuplicateGroup> &groups)
+{
+    // Size buckets: the files ordered by size (collection order within a size).
+    std::vector<quint32> order(static_cast<std::size_t>(collection.count()));
+    std::iota(order.begin(), order.end(), 0u);
+    std::stable_sort(order.begin(), order.end(), [&collection](quint32 a, quint32 b) {
+        return collection.bytesAt(a) < collection.bytesAt(b);
+    });
+    std::vector<SizeBucket> buckets;
+    for (std::size_t begin = 0; begin < order.size();) {
+        std::size_t end = begin + 1;
+        while (end < order.size() &&
+               collection.bytesAt(order[end]) == collection.bytesAt(order[begin]))
+            ++end;
+        if (end - begin >= 2)
+            buckets.push_back({begin, end});
+        begin = end;
+    }
+
+    const auto fileCount = static_cast<quint64>(collection.count());
+    const std::size_t total = buckets.size();
+    const double denominator = total == 0 ? 1.0 : double(total);
+    KSTDuplicateComparison comparison(*m_systemInfo);
+    Throttle throttle;
+    std::vector<std::vector<quint32>> batch;
+    qsizetype batchFiles = 0;
+    quint64 batchBytes = 0;
+    std::size_t reported = 0; // buckets whose progress has been reported
+
+    auto flush = [&](std::size_t handled) {
+        // Each bucket of the batch is reported as it is taken up, then the batch is compared.
+        for (std::size_t k = reported + 1; k <= handled; ++k) {
+            if (isCancelled(generation))
+                return false;
+            if (throttle.pass(k == 1 || k == total)) {
+                deliverDuplicateScanProgressWithPaths(
+                    paths, generation,
+                    QStringLiteral("Comparing duplicate candidates… %1/%2").arg(k).arg(total),
+                    0.42 + 0.56 * double(k) / denominator, fileCount, progress);
+            }
+        }
+        reported = handled;
+        const bool compared =
+            comparison.processDuplicateSizeBuckets(collection, batch, generation, groups);
+        batch.clear();
+        batchFiles = 0;
+        batchBytes = 0;
+        return compared;
+    };
+
+    for (std::size_t index = 0; index < total; ++index) {
+        if (isCancelled(generation))
+            return false;
+        const SizeBucket &bucket = buckets[index];
+        batch.emplace_back(order.begin() + std::ptrdiff_t(bucket.begin),
+                           order.begin() + std::ptrdiff_t(bucket.end));
+        batchFiles += qsizetype(bucket.count());
+        batchBytes += collection.bytesAt(order[bucket.begin]) * bucket.count();
+        if ((batchFiles >= BatchFiles || batchBytes >= BatchBytes || index + 1 == total) &&
+            !flush(index + 1))
+            return false;
+    }
+    return !isCancelled(generation);
+}
+
+std::shared_ptr<KSTDuplicateSnapshot>
+KSTDuplicateEngine::buildDuplicateSnapshotFromPaths(const QStringList &paths, quint64,
+                                                    const QString &status)
+{
+    auto snapshot = std::make_shared<KSTDuplicateSnapshot>();
+    snapshot->scanPaths = paths;
+    snapshot->isScanning = true;
+    snapshot->statusText = status;
+    snapshot->scanDate = QDateTime::currentDateTimeUtc();
+    return snapshot;
+}
+
+KSTDuplicateFileCollection
+KSTDuplicateEngine::collectFileRecordsInPaths(const QStringList &paths, quint64 generation,
+                                              const KSTDuplicateCollector::ProgressReport &report)
+{
+    return KSTDuplicateCollector::collectFileRecordsInPaths(
+        paths, [this, generation] { return isCancelled(generation); }, report);
+}
+
+double KSTDuplicateEngine::estimatedCollectionProgressForFileCount(quint64 count)
+{
+    return (1.0 - 1.0 / (double(count) / CollectionCurveFiles + 1.0)) * 0.4;
+}
+
+void KSTDuplicateEngine::deliverDuplicateScanProgressWithPaths(
+    const QStringList &paths, quint64 generation, const QString &status, double progress,
+    quint64 filesScanned, const SnapshotHandler &handler)
+{
+    if (!handler || isCancelled(generation))
+        return;
+    std::shared_ptr<KSTDuplicateSnapshot> snapshot =
+        buildDuplicateSnapshotFromPaths(paths, generation, status);
+    snapshot->scanProgress = std::clamp(progress, 0.0, 1.0);
+    snapshot->filesScanned = filesScanned;
+    KSTSystemInfo &info = *m_systemInfo;
+    info.onMain([&info, generation, handler,
+                 snapshot = std::shared_ptr<const KSTDuplicateSnapshot>(std::move(snapshot))] {
+        if (!info.isDuplicateScanCancelled(generation))
+            handler(snapshot);
+    });
+}

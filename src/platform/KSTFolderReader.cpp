@@ -1,0 +1,3 @@
+#include "KSTFolderReader.h"
+
+KSTFolderReader::KSTFolderReader() : m_buffer(new char[BufferSize]) {}
