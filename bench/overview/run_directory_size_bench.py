@@ -7,9 +7,9 @@ whole process, timed from the outside (wall clock) with its peak resident size t
 wait4(). The report gives medians, the ratio Kestrel / du, and a reconciliation of the two
 totals:
 
-  Kestrel counts every entry that is not a folder, once per name, and skips hidden entries;
-  du counts folders' own blocks, each inode once, and hidden entries. So
-      Kestrel == `du -s -l -B1 --exclude='.*'` - (blocks of the visible folders)
+  Kestrel counts every entry that is not a folder, a file with several links once, and skips
+  hidden entries; du counts folders' own blocks too. So
+      Kestrel == `du -s -B1 --exclude='.*'` - (blocks of the visible folders)
   must hold to the byte; the script checks it and shows how far plain `du -sk` is off.
 """
 
@@ -78,7 +78,7 @@ def measure(tree, bench, repeat):
 
     kestrel_bytes = kestrel_output["bytes"]
     du_default = du_bytes(["-s", "-B1"], tree)
-    du_per_name_visible = du_bytes(["-s", "-l", "-B1", "--exclude=.*"], tree)
+    du_visible = du_bytes(["-s", "-B1", "--exclude=.*"], tree)
     folders = visible_folder_blocks(tree)
     return {
         "tree": tree,
@@ -91,9 +91,9 @@ def measure(tree, bench, repeat):
         "duPeakRssKiB": max(run[1] for run in runs["du"]),
         "kestrelBytes": kestrel_bytes,
         "duBytes": du_default,
-        "duPerNameVisibleBytes": du_per_name_visible,
+        "duVisibleBytes": du_visible,
         "visibleFolderBytes": folders,
-        "identicalWhereRulesAgree": kestrel_bytes == du_per_name_visible - folders,
+        "identicalWhereRulesAgree": kestrel_bytes == du_visible - folders,
         "allKestrelSeconds": [round(run[0], 4) for run in runs["kestrel"]],
         "allDuSeconds": [round(run[0], 4) for run in runs["du"]],
     }
@@ -136,9 +136,9 @@ def main():
         print(f"  Kestrel / du {r['ratio']:8.2f}")
         print(f"  totals: Kestrel {r['kestrelBytes']} B; du {r['duBytes']} B "
               f"(differs by {r['duBytes'] - r['kestrelBytes']:+d} B)")
-        print(f"          du per name without hidden entries {r['duPerNameVisibleBytes']} B "
+        print(f"          du without hidden entries {r['duVisibleBytes']} B "
               f"- visible folders' blocks {r['visibleFolderBytes']} B = "
-              f"{r['duPerNameVisibleBytes'] - r['visibleFolderBytes']} B: "
+              f"{r['duVisibleBytes'] - r['visibleFolderBytes']} B: "
               f"{'identical' if r['identicalWhereRulesAgree'] else 'DIFFERENT'}")
     return 0
 
