@@ -408,7 +408,8 @@ quint64 KSTCleanUpEngine::installerPackageBytesInFolder(const QString &folder,
 quint64 KSTCleanUpEngine::localSnapshotBytes()
 {
     const QByteArray output = KSTToolRunner::pipeOpen(Locations::localSnapshotsShellLine,
-                                                      {Locations::tmutilTool, Locations::wcTool});
+                                                      {Locations::tmutilTool, Locations::wcTool},
+                                                      LocalSnapshotsTimeoutMs);
     const qint64 lines = lineCountFromOutput(output);
     return lines < 1 ? 0 : quint64(lines) * LocalSnapshotEstimateBytes;
 }

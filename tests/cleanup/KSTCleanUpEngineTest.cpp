@@ -294,6 +294,37 @@ TEST_F(CleanUpScanTest, AFailingToolOrAMalformedPlistContributesNothing)
               QStringList{"Caches. org.example.tool"});
 }
 
+// Tools that hang or print without end cost at most their time-outs and contribute
+// nothing; the rest of the scan is whole.
+TEST_F(CleanUpScanTest, HangingOrFloodingToolsContributeNothing)
+{
+    const KSTScopedEnvironmentVariable timeout("KESTREL_TOOL_TIMEOUT_MS", "500");
+    mac.linkHostTool("/usr/bin/wc");
+    const QString big = writeSparseHomeFile("Movies/big.mov", 60 * MiB);
+    mac.writeSizedHomeFile("Pictures/Screenshots/shot.png", 4096);
+    const struct
+    {
+        const char *name;
+        QByteArray find;
+        QByteArray tmutil;
+    } cases[] = {
+        {"hanging", "echo " + big.toUtf8() + "\nexec sleep 60\n",
+         "echo com.apple.TimeMachine.2024-03-01-101010.local\nexec sleep 60\n"},
+        {"flooding", "exec yes " + big.toUtf8() + "\n",
+         "exec yes com.apple.TimeMachine.2024-03-01-101010.local\n"},
+    };
+    for (const auto &c : cases) {
+        mac.addToolScript(Find, c.find);
+        mac.addToolScript("/usr/bin/tmutil", c.tmutil);
+        const auto snapshot = scan();
+        ASSERT_TRUE(snapshot) << c.name;
+        EXPECT_TRUE(category(snapshot, "largeFiles").allItems->isEmpty()) << c.name;
+        EXPECT_EQ(Engine::localSnapshotBytes(), 0u) << c.name;
+        EXPECT_EQ(namesOf(category(snapshot, "removable").items), QStringList{"Screenshots"})
+            << c.name;
+    }
+}
+
 TEST_F(CleanUpScanTest, LocalSnapshotsAreTwoGibibytesPerLineTmutilPrints)
 {
     mac.linkHostTool("/usr/bin/wc");

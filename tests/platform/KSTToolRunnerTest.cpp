@@ -238,7 +238,6 @@ TEST_F(KSTToolRunnerTest, EndingAllToolsEndsEveryRunningOne)
 
 TEST_F(KSTToolRunnerTest, TheTimeOutLimitFromTheEnvironmentOnlyShortens)
 {
-    const QByteArray saved = qgetenv("KESTREL_TOOL_TIMEOUT_MS");
     const struct
     {
         const char *limit;
@@ -249,16 +248,12 @@ TEST_F(KSTToolRunnerTest, TheTimeOutLimitFromTheEnvironmentOnlyShortens)
         {"soon", 60'000, 60'000}, {"", 60'000, 60'000},
     };
     for (const auto &row : rows) {
-        qputenv("KESTREL_TOOL_TIMEOUT_MS", row.limit);
+        const KSTScopedEnvironmentVariable limit("KESTREL_TOOL_TIMEOUT_MS", row.limit);
         EXPECT_EQ(KSTToolRunner::effectiveTimeoutMs(row.asked), row.effective) << row.limit;
     }
-    qputenv("KESTREL_TOOL_TIMEOUT_MS", "300");
+    const KSTScopedEnvironmentVariable limit("KESTREL_TOOL_TIMEOUT_MS", "300");
     addTool(u"/usr/bin/hang"_s, "sleep 60\n");
     EXPECT_TRUE(KSTToolRunner::run(u"/usr/bin/hang"_s, {}).timedOut);
-    if (saved.isNull())
-        qunsetenv("KESTREL_TOOL_TIMEOUT_MS");
-    else
-        qputenv("KESTREL_TOOL_TIMEOUT_MS", saved);
 }
 
 TEST_F(KSTToolRunnerTest, ReturnsWhenTheToolExitsEvenIfABackgroundChildKeepsItsOutput)
