@@ -1,0 +1,44 @@
+#include "KSTTerminalText.h"
+
+namespace {
+
+bool isReorderingOrSeparator(char16_t c)
+{
+    return c == 0x061C || c == 0x200E || c == 0x200F || (c >= 0x202A && c <= 0x202E) ||
+           (c >= 0x2066 && c <= 0x2069) || c == 0x2028 || c == 0x2029;
+}
+
+QString hex(char16_t c, int digits)
+{
+    return QString::number(c, 16).toUpper().rightJustified(digits, QLatin1Char('0'));
+}
+
+} // namespace
+
+namespace KSTTerminalText {
+
+QString escaped(const QString &text)
+{
+    QString out;
+    out.reserve(text.size());
+    for (const QChar character : text) {
+        const char16_t c = character.unicode();
+        if (c == u'\\')
+            out += QLatin1String("\\\\");
+        else if (c == u'\n')
+            out += QLatin1String("\\n");
+        else if (c == u'\r')
+            out += QLatin1String("\\r");
+        else if (c == u'\t')
+            out += QLatin1String("\\t");
+        else if (c < 0x20 || (c >= 0x7F && c <= 0x9F))
+            out += QLatin1String("\\x") + hex(c, 2);
+        else if (isReorderingOrSeparator(c))
+            out += QLatin1String("\\u") + hex(c, 4);
+        else
+            out += character;
+    }
+    return out;
+}
+
+} // namespace KSTTerminalText
