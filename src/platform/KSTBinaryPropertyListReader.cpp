@@ -8,7 +8,7 @@
 #include <cmath>
 #include <cstring>
 #include <limits>
-#include <optional>
+#include <unordered_map>
 #include <vector>
 
 namespace {
@@ -66,6 +66,16 @@ public:
     const QString &error() const { return m_error; }
 
 private:
+    // A finished object with what it costs wherever it is used: every value and payload byte
+    // of its subtree. Writers share equal objects, so one object may be met many times; it is
+    // built once and its QVariant (implicitly shared) reused.
+    struct Built
+    {
+        QVariant value;
+        qint64 values = 0;
+        qint64 payload = 0;
+    };
+
     // A container being filled; its references are read one at a time.
     struct Frame
     {
@@ -77,6 +87,8 @@ private:
         QVariantList list;
         QVariantMap map;
         QString key;
+        qint64 values = 1; // itself
+        qint64 payload = 0;
     };
 
     bool fail(const QString &why)
@@ -91,12 +103,13 @@ private:
     bool reference(quint64 at, quint64 *index);
     bool lengthAndPayload(quint64 offset, quint64 *length, quint64 *payload);
     bool payloadFits(quint64 payload, quint64 count, quint64 unit);
-    bool visit(quint64 index, std::optional<QVariant> *leaf);
-    bool leafValue(quint64 offset, QVariant *value);
+    bool visit(quint64 index, const Built **leaf);
+    bool reuse(const Built &built);
+    bool leafValue(quint64 offset, Built *built);
     bool numberValue(uchar type, uchar info, quint64 offset, QVariant *value);
-    bool bytesValue(uchar type, quint64 offset, QVariant *value);
-    bool keyAt(quint64 index, QString *key);
-    void deliver(QVariant value);
+    bool bytesValue(uchar type, quint64 offset, Built *built);
+    bool keyAt(quint64 index, QString *key, qint64 *payload);
+    void deliver(const Built &built);
 
     const uchar *m_bytes;
     quint64 m_size;
@@ -107,6 +120,8 @@ private:
     quint64 m_tableOffset = 0; // also the end of the objects
     std::vector<Frame> m_stack;
     std::vector<bool> m_open; // objects whose container is on the stack
+    // Objects built so far; never more than the value cap, since each took a value.
+    std::unordered_map<quint64, Built> m_built;
     KSTPropertyListBudget m_budget;
     QString m_error;
 };
@@ -183,24 +198,35 @@ bool Parser::payloadFits(quint64 payload, quint64 count, quint64 unit)
     return true;
 }
 
-bool Parser::visit(quint64 index, std::optional<QVariant> *leaf)
+bool Parser::reuse(const Built &built)
 {
-    if (!m_budget.takeValue())
+    if (!m_budget.takeValues(built.values) || !m_budget.takePayload(built.payload))
         return fail(m_budget.error());
+    return true;
+}
+
+// Either sets @p leaf to a finished object (a leaf, or a container built before) or pushes
+// the frame of a container to fill.
+bool Parser::visit(quint64 index, const Built **leaf)
+{
+    if (const auto found = m_built.find(index); found != m_built.end()) {
+        *leaf = &found->second;
+        return reuse(found->second);
+    }
+    if (m_open[index])
+        return fail(QStringLiteral("a container contains itself"));
     quint64 offset = 0;
     if (!objectOffset(index, &offset))
         return false;
     const uchar type = m_bytes[offset] >> 4;
     if (type != ArrayType && type != OrderedSetType && type != SetType && type != DictionaryType) {
-        QVariant value;
-        if (!leafValue(offset, &value))
+        Built built;
+        if (!leafValue(offset, &built) || !reuse(built))
             return false;
-        *leaf = std::move(value);
+        *leaf = &m_built.emplace(index, std::move(built)).first->second;
         return true;
     }
-    if (m_open[index])
-        return fail(QStringLiteral("a container contains itself"));
-    if (!m_budget.mayNest(qsizetype(m_stack.size())))
+    if (!m_budget.takeValues() || !m_budget.mayNest(qsizetype(m_stack.size())))
         return fail(m_budget.error());
     Frame frame;
     frame.object = index;
@@ -215,25 +241,26 @@ bool Parser::visit(quint64 index, std::optional<QVariant> *leaf)
     return true;
 }
 
-bool Parser::leafValue(quint64 offset, QVariant *value)
+bool Parser::leafValue(quint64 offset, Built *built)
 {
     const uchar type = m_bytes[offset] >> 4;
     const uchar info = m_bytes[offset] & 0xF;
+    built->values = 1;
     switch (type) {
     case SimpleType:
         if (info != FalseMarker && info != TrueMarker)
             return fail(QStringLiteral("it holds a null or fill object, which maps to no value"));
-        *value = info == TrueMarker;
+        built->value = info == TrueMarker;
         return true;
     case IntegerType:
     case RealType:
     case DateType:
     case UidType:
-        return numberValue(type, info, offset, value);
+        return numberValue(type, info, offset, &built->value);
     case DataType:
     case AsciiStringType:
     case Utf16StringType:
-        return bytesValue(type, offset, value);
+        return bytesValue(type, offset, built);
     default:
         return fail(QStringLiteral("it holds an object of unknown type 0x%1").arg(type, 0, 16));
     }
@@ -286,7 +313,7 @@ bool Parser::numberValue(uchar type, uchar info, quint64 offset, QVariant *value
     return true;
 }
 
-bool Parser::bytesValue(uchar type, quint64 offset, QVariant *value)
+bool Parser::bytesValue(uchar type, quint64 offset, Built *built)
 {
     quint64 count = 0;
     quint64 payload = 0;
@@ -295,57 +322,70 @@ bool Parser::bytesValue(uchar type, quint64 offset, QVariant *value)
     const quint64 unit = type == Utf16StringType ? 2 : 1;
     if (!payloadFits(payload, count, unit))
         return false;
-    if (!m_budget.takePayload(qint64(count * unit)))
-        return fail(m_budget.error());
+    // The payload is taken from the budget by the caller, at every use of the object.
+    built->payload = qint64(count * unit);
     const char *bytes = reinterpret_cast<const char *>(m_bytes + payload);
     if (type == DataType) {
-        *value = QByteArray(bytes, qsizetype(count));
+        built->value = QByteArray(bytes, qsizetype(count));
     } else if (type == AsciiStringType) {
-        *value = QString::fromLatin1(bytes, qsizetype(count));
+        built->value = QString::fromLatin1(bytes, qsizetype(count));
     } else {
         QString text(qsizetype(count), Qt::Uninitialized);
         QChar *characters = text.data();
         const uchar *units = m_bytes + payload;
         for (quint64 index = 0; index < count; ++index)
             characters[index] = QChar(char16_t((units[2 * index] << 8) | units[2 * index + 1]));
-        *value = std::move(text);
+        built->value = std::move(text);
     }
     return true;
 }
 
-bool Parser::keyAt(quint64 index, QString *key)
+bool Parser::keyAt(quint64 index, QString *key, qint64 *payload)
 {
-    quint64 offset = 0;
-    if (!objectOffset(index, &offset))
-        return false;
-    const uchar type = m_bytes[offset] >> 4;
-    if (type != AsciiStringType && type != Utf16StringType)
+    auto found = m_built.find(index);
+    if (found == m_built.end()) {
+        quint64 offset = 0;
+        if (!objectOffset(index, &offset))
+            return false;
+        const uchar type = m_bytes[offset] >> 4;
+        if (type != AsciiStringType && type != Utf16StringType)
+            return fail(QStringLiteral("a dictionary key is not a string"));
+        Built built;
+        if (!bytesValue(type, offset, &built))
+            return false;
+        built.values = 1;
+        found = m_built.emplace(index, std::move(built)).first;
+    }
+    if (found->second.value.typeId() != QMetaType::QString)
         return fail(QStringLiteral("a dictionary key is not a string"));
-    QVariant value;
-    if (!bytesValue(type, offset, &value))
-        return false;
-    *key = value.toString();
+    // A key is no value of the tree, but its text is payload.
+    if (!m_budget.takePayload(found->second.payload))
+        return fail(m_budget.error());
+    *key = found->second.value.toString();
+    *payload = found->second.payload;
     return true;
 }
 
-void Parser::deliver(QVariant value)
+void Parser::deliver(const Built &built)
 {
     Frame &frame = m_stack.back();
     if (frame.isDictionary)
-        frame.map.insert(frame.key, std::move(value));
+        frame.map.insert(frame.key, built.value);
     else
-        frame.list.append(std::move(value));
+        frame.list.append(built.value);
+    frame.values += built.values;
+    frame.payload += built.payload;
 }
 
 QVariant Parser::parse()
 {
     if (!readTrailer())
         return {};
-    std::optional<QVariant> leaf;
+    const Built *leaf = nullptr;
     if (!visit(m_topObject, &leaf))
         return {};
     if (leaf)
-        return *leaf;
+        return leaf->value;
     // Depth first with an explicit stack: a nested container is pushed when its reference is
     // met and handed to its parent when its last reference has been read.
     while (!m_stack.empty()) {
@@ -354,30 +394,35 @@ QVariant Parser::parse()
             Frame finished = std::move(frame);
             m_stack.pop_back();
             m_open[finished.object] = false;
-            QVariant value = finished.isDictionary ? QVariant(std::move(finished.map))
-                                                   : QVariant(std::move(finished.list));
+            Built built;
+            built.value = finished.isDictionary ? QVariant(std::move(finished.map))
+                                                : QVariant(std::move(finished.list));
+            built.values = finished.values;
+            built.payload = finished.payload;
             if (m_stack.empty())
-                return value;
-            deliver(std::move(value));
+                return built.value;
+            deliver(m_built.emplace(finished.object, std::move(built)).first->second);
             continue;
         }
         const quint64 position = frame.next++;
         quint64 child = 0;
         if (frame.isDictionary) {
             quint64 key = 0;
+            qint64 keyPayload = 0;
             if (!reference(frame.references + position * m_referenceSize, &key) ||
-                !keyAt(key, &frame.key) ||
+                !keyAt(key, &frame.key, &keyPayload) ||
                 !reference(frame.references + (frame.count + position) * m_referenceSize, &child))
                 return {};
+            frame.payload += keyPayload;
         } else if (!reference(frame.references + position * m_referenceSize, &child)) {
             return {};
         }
         // visit() may push a frame; the reference above is not used after it.
-        std::optional<QVariant> value;
+        const Built *value = nullptr;
         if (!visit(child, &value))
             return {};
         if (value)
-            deliver(std::move(*value));
+            deliver(*value);
     }
     return {};
 }

@@ -10,13 +10,14 @@
 class KSTPropertyListBudget
 {
 public:
-    /// Takes one value; false (and error() set) once MaximumValueCount is spent.
-    bool takeValue()
+    /// Takes @p count values (a shared subtree counts all of its values at every use);
+    /// false (and error() set) once MaximumValueCount would be exceeded.
+    bool takeValues(qint64 count = 1)
     {
-        if (m_valuesLeft <= 0)
+        if (count < 0 || count > m_valuesLeft)
             return fail(QStringLiteral("holds more than %1 values")
                             .arg(KSTPropertyList::MaximumValueCount));
-        --m_valuesLeft;
+        m_valuesLeft -= count;
         return true;
     }
 

@@ -156,7 +156,7 @@ bool Parser::step(State *state, QVariant *produced)
     case State::Value: {
         if (atEnd())
             return fail(QStringLiteral("the text ends where a value should be"));
-        if (!m_budget.takeValue())
+        if (!m_budget.takeValues())
             return fail(m_budget.error());
         const QChar c = peek();
         if (c == QLatin1Char('{') || c == QLatin1Char('('))
@@ -202,7 +202,7 @@ bool Parser::step(State *state, QVariant *produced)
         if (current.withoutBraces && peek() == QLatin1Char(';')) {
             // A ".strings" entry of a key alone stands for itself.
             ++m_position;
-            if (!m_budget.takeValue())
+            if (!m_budget.takeValues())
                 return fail(m_budget.error());
             current.map.insert(key, key);
             return true;

@@ -196,7 +196,7 @@ bool Parser::startElement()
         m_stack.back().hasKey = true;
         return true;
     }
-    if (!m_budget.takeValue())
+    if (!m_budget.takeValues())
         return fail(m_budget.error());
     if (name == u"dict" || name == u"array") {
         if (!mayPlace() || !m_budget.mayNest(qsizetype(m_stack.size())))

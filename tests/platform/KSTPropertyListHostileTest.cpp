@@ -77,11 +77,19 @@ TEST(KSTPropertyListHostile, SharedObjectsCannotMultiplyIntoAHugeTree)
     QString error;
     EXPECT_FALSE(KSTPropertyList::fromData(bomb, &error).isValid());
     EXPECT_TRUE(error.contains(u"more than 1000000 values"_s)) << qPrintable(error);
-    // Sharing itself is legal: 16^3 leaves are read, each a value of its own.
+    // Sharing itself is legal: 16^3 leaves are read, and a shared object is built once, its
+    // uses sharing one copy (so a small file cannot cost time or memory per use).
     const QVariant small =
         KSTPropertyList::fromData(KSTHostileFiles::sharedArraysBinaryPlist(3, 16));
-    ASSERT_EQ(small.toList().size(), 16);
-    EXPECT_EQ(small.toList().at(15).toList().at(15).toList().at(15), QVariant(u"x"_s));
+    const QVariantList top = small.toList();
+    ASSERT_EQ(top.size(), 16);
+    EXPECT_EQ(top.at(15).toList().at(15).toList().at(15), QVariant(u"x"_s));
+    EXPECT_TRUE(top.at(0).toList().isSharedWith(top.at(15).toList()));
+    // 16^4 + 16^3 + ... values fit under the cap; one more level would not.
+    EXPECT_TRUE(
+        KSTPropertyList::fromData(KSTHostileFiles::sharedArraysBinaryPlist(4, 16)).isValid());
+    EXPECT_FALSE(
+        KSTPropertyList::fromData(KSTHostileFiles::sharedArraysBinaryPlist(5, 16)).isValid());
 
     // One mebibyte of data shared 200 times would be 200 MiB of tree.
     const QByteArray mebibyte(1024 * 1024, 'm');
