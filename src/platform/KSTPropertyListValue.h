@@ -3,6 +3,8 @@
 #include <QDateTime>
 #include <QVariant>
 
+#include <limits>
+
 /// How the writers see a QVariant: which property-list kind it is written as. Shared by the
 /// XML and binary writers so that both map every Qt type the same way.
 namespace KSTPropertyListValue {
