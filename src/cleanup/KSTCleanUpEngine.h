@@ -120,7 +120,8 @@ public:
     // ---- System Junks ----
 
     /// 2 GiB for each line `tmutil listlocalsnapshots /` prints; 0 when the tools cannot
-    /// run under the analysed root, print nothing, hang or print without end.
+    /// run under the analysed root, print nothing, hang or print without end, or give a
+    /// count whose estimate would exceed INT64_MAX bytes.
     static quint64 localSnapshotBytes();
     /// The number the pipe's first line (at most 63 characters) starts with, as the C
     /// library reads a decimal; 0 when it holds none.

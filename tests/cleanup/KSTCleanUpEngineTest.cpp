@@ -352,6 +352,24 @@ TEST_F(CleanUpScanTest, LocalSnapshotsAreTwoGibibytesPerLineTmutilPrints)
     EXPECT_EQ(Engine::lineCountFromOutput("       3\n"), 3);
     EXPECT_EQ(Engine::lineCountFromOutput("12 lines"), 12);
     EXPECT_EQ(Engine::lineCountFromOutput("wc: broken\n"), 0);
+    // Only the array's own bytes are read, terminated or not (fuzzing found the overread).
+    static const char digits[] = "12345";
+    EXPECT_EQ(Engine::lineCountFromOutput(QByteArray::fromRawData(digits, 2)), 12);
+    EXPECT_EQ(Engine::lineCountFromOutput(QByteArray::fromRawData(digits, 0)), 0);
+
+    // A count too large to be a Mac's gives no item rather than a size that wraps. (The wc
+    // linked from the host is replaced by a script; the host's own stays untouched.)
+    for (const QByteArray &count :
+         {QByteArray("4294967296\n"), QByteArray("99999999999999999999\n")}) {
+        mac.addTool("/usr/bin/tmutil", "");
+        mac.addToolScript("/usr/bin/wc", "echo " + count);
+        EXPECT_EQ(Engine::localSnapshotBytes(), 0u) << count.constData();
+    }
+    mac.addToolScript("/usr/bin/wc", "echo 4294967295\n");
+    EXPECT_EQ(Engine::localSnapshotBytes(), 4294967295ull * 2147483648ull);
+    EXPECT_TRUE(KSTTestSupport::readFile("/usr/bin/wc")
+                    .startsWith("\x7f"
+                                "ELF"));
 }
 
 TEST_F(CleanUpScanTest, IOSBackupsAreNamedAfterTheDeviceAndTheirPlistsDate)
