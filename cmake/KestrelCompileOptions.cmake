@@ -27,3 +27,13 @@ if(_kst_san)
     target_compile_options(kestrel_options INTERFACE ${_kst_san})
     target_link_options(kestrel_options INTERFACE ${_kst_san})
 endif()
+
+# A fuzzing build instruments every library for libFuzzer's coverage; the fuzz targets add
+# libFuzzer's own main (tests/fuzz).
+if(KESTREL_FUZZ)
+    if(NOT CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+        message(FATAL_ERROR "KESTREL_FUZZ needs clang (libFuzzer); configure with CXX=clang++")
+    endif()
+    target_compile_options(kestrel_options INTERFACE -fsanitize=fuzzer-no-link)
+    target_link_options(kestrel_options INTERFACE -fsanitize=fuzzer-no-link)
+endif()

@@ -8,11 +8,11 @@
 #include "KSTEnvironment.h"
 #include "KSTNotificationCenter.h"
 #include "KSTPreferences.h"
+#include "KSTRegularFile.h"
 #include "KSTSecurityScopedBookmark.h"
 #include "KSTSqliteDatabase.h"
 
 #include <QDir>
-#include <QFile>
 #include <QFileInfo>
 #include <QOperatingSystemVersion>
 
@@ -216,11 +216,11 @@ bool KSTPermissionChecker::canAccessProtectedPath(const QString &path)
                     .isEmpty();
     }
     // One byte tells whether the contents can be read and are not empty; the message
-    // database can be gigabytes.
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
-        return false;
-    return !file.read(1).isEmpty();
+    // database can be gigabytes, and a FIFO in its place must not block the caller (the
+    // window asks on its main thread).
+    QByteArray firstByte;
+    return KSTRegularFile::readPrefix(path, 1, &firstByte) == KSTRegularFile::Status::Read &&
+           !firstByte.isEmpty();
 }
 
 bool KSTPermissionChecker::hasFullDiskAccessViaCriticalProbes()

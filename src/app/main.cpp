@@ -12,6 +12,7 @@
 #include "KSTFileName.h"
 #include "KSTOverviewEngine.h"
 #include "KSTSystemInfo.h"
+#include "KSTToolProcessGroups.h"
 #include "KSTWindowApplication.h"
 #include "KSTWindowOptions.h"
 
@@ -77,6 +78,9 @@ int usageError(const QString &message)
 
 int main(int argc, char **argv)
 {
+    // Tools run in sessions of their own, out of reach of the terminal's Ctrl-C; these
+    // handlers end them with the program, in the window and on the command line alike.
+    KSTToolProcessGroups::installTerminationHandlers();
     installEngines();
 
     QStringList arguments;

@@ -18,6 +18,8 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <cstring>
+#include <limits>
 
 namespace Locations = KSTCleanUpLocations;
 using Checker = KSTPermissionChecker;
@@ -504,20 +506,27 @@ quint64 KSTCleanUpEngine::installerPackageBytesInFolder(const QString &folder,
 quint64 KSTCleanUpEngine::localSnapshotBytes()
 {
     const QByteArray output = KSTToolRunner::pipeOpen(Locations::localSnapshotsShellLine,
-                                                      {Locations::tmutilTool, Locations::wcTool});
+                                                      {Locations::tmutilTool, Locations::wcTool},
+                                                      LocalSnapshotsTimeoutMs);
     const qint64 lines = lineCountFromOutput(output);
-    return lines < 1 ? 0 : quint64(lines) * LocalSnapshotEstimateBytes;
+    // A count whose estimate would not fit a signed byte count is no answer a Mac gives.
+    const qint64 mostLines =
+        std::numeric_limits<qint64>::max() / qint64(LocalSnapshotEstimateBytes);
+    return lines < 1 || lines > mostLines ? 0 : quint64(lines) * LocalSnapshotEstimateBytes;
 }
 
 qint64 KSTCleanUpEngine::lineCountFromOutput(const QByteArray &output)
 {
     // One line of at most 63 characters, read as strtoll reads it: leading blanks (wc pads
-    // its count), an optional sign, digits up to the first other character.
-    QByteArray line = output.left(63);
-    const qsizetype newline = line.indexOf('\n');
-    if (newline >= 0)
-        line.truncate(newline + 1);
-    return std::strtoll(line.constData(), nullptr, 10);
+    // its count), an optional sign, digits up to the first other character. The line is
+    // copied into a buffer of its own, so strtoll stops at our terminator and never depends
+    // on the array having one (one made from raw data has none).
+    char line[64] = {};
+    const qsizetype length = std::min<qsizetype>(output.size(), 63);
+    std::memcpy(line, output.constData(), size_t(length));
+    if (char *newline = static_cast<char *>(std::memchr(line, '\n', size_t(length))))
+        newline[1] = '\0';
+    return std::strtoll(line, nullptr, 10);
 }
 
 // ---- Sizing and paths ----

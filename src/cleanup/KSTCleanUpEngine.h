@@ -60,6 +60,8 @@ public:
     static constexpr qsizetype LargeFilesCardLimit = 4;
     /// The fixed estimate per local Time Machine snapshot: 2 GiB.
     static constexpr quint64 LocalSnapshotEstimateBytes = 2147483648ull;
+    /// How long listing the local snapshots may take before the scan goes on without them.
+    static constexpr int LocalSnapshotsTimeoutMs = 20'000;
     /// How many installer packages are summed at most.
     static constexpr qsizetype InstallerPackageResultCap = 100;
 
@@ -124,7 +126,8 @@ public:
     // ---- System Junks ----
 
     /// 2 GiB for each line `tmutil listlocalsnapshots /` prints; 0 when the tools cannot
-    /// run under the analysed root or print nothing.
+    /// run under the analysed root, print nothing, hang or print without end, or give a
+    /// count whose estimate would exceed INT64_MAX bytes.
     static quint64 localSnapshotBytes();
     /// The number the pipe's first line (at most 63 characters) starts with, as the C
     /// library reads a decimal; 0 when it holds none.

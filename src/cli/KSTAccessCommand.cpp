@@ -1,6 +1,7 @@
 #include "KSTAccessCommand.h"
 
 #include "KSTPermissionChecker.h"
+#include "KSTTerminalText.h"
 
 #include <QJsonArray>
 #include <QJsonObject>
@@ -39,14 +40,15 @@ int kstRunAccessCommand(KSTCliContext &context)
 
     static const char *const statusNames[] = {"granted", "not listed", "listed but switched off",
                                               "not granted (stale answer)"};
+    using KSTTerminalText::escaped;
     QTextStream &out = context.out();
     out << "Full Disk Access: " << (granted ? "granted" : "not granted") << " (status " << status
         << ", " << statusNames[std::clamp<qint64>(status, 0, 3)] << ")\n";
-    out << "Home folder:      " << Checker::accessibleUserHomeDirectoryPath() << '\n';
+    out << "Home folder:      " << escaped(Checker::accessibleUserHomeDirectoryPath()) << '\n';
     out << "Folder access:    " << (Checker::hasRequiredFolderAccess() ? "yes" : "no")
         << (Checker::shouldShowFolderAccessPrompt() ? ", the prompt would be shown" : "") << '\n';
-    out << "Checked as:       " << clients.join(QLatin1String(", ")) << '\n';
+    out << "Checked as:       " << escaped(clients.join(QLatin1String(", "))) << '\n';
     if (!granted)
-        out << '\n' << title << '\n' << message << '\n';
+        out << '\n' << escaped(title) << '\n' << escaped(message) << '\n';
     return KSTCliContext::Success;
 }

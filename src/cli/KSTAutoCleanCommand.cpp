@@ -3,6 +3,7 @@
 #include "KSTAutoCleanManager.h"
 #include "KSTDispatch.h"
 #include "KSTSystemInfo.h"
+#include "KSTTerminalText.h"
 
 #include <QDir>
 #include <QJsonArray>
@@ -78,7 +79,9 @@ int showState(KSTCliContext &context, const Manager &manager)
         << (lastRun ? lastRun->toString(QStringLiteral("yyyy-MM-dd HH:mm:ss"))
                     : QStringLiteral("never"))
         << '\n';
-    const QStringList whitelist = manager.whitelistPaths();
+    QStringList whitelist;
+    for (const QString &path : manager.whitelistPaths())
+        whitelist << KSTTerminalText::escaped(path);
     out << "Never touch:  "
         << (whitelist.isEmpty() ? QStringLiteral("nothing")
                                 : whitelist.join(QStringLiteral("\n              ")))
@@ -105,7 +108,7 @@ std::optional<bool> parseOnOff(const QString &text)
 
 int refuse(KSTCliContext &context, const QString &message)
 {
-    context.err() << "kestrel: " << message << '\n';
+    context.err() << "kestrel: " << KSTTerminalText::escaped(message) << '\n';
     context.err().flush();
     return KSTCliContext::Failure;
 }

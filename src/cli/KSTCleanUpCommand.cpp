@@ -4,6 +4,7 @@
 #include "KSTDispatch.h"
 #include "KSTFileName.h"
 #include "KSTSystemInfo.h"
+#include "KSTTerminalText.h"
 
 #include <QJsonArray>
 #include <QJsonObject>
@@ -75,9 +76,9 @@ void printSummary(QTextStream &out, const KSTCleanUpSnapshot &snapshot)
         if (items.isEmpty())
             out << "  nothing found\n";
         for (const KSTCleanUpItem &item : items)
-            out << "  " << item.name.leftJustified(38) << ' '
-                << Info::formatBytesShort(item.bytes).rightJustified(9) << "  " << item.filePath
-                << '\n';
+            out << "  " << KSTTerminalText::escaped(item.name).leftJustified(38) << ' '
+                << Info::formatBytesShort(item.bytes).rightJustified(9) << "  "
+                << KSTTerminalText::escaped(item.filePath) << '\n';
     }
 }
 
@@ -147,11 +148,11 @@ void printOutcome(KSTCliContext &context, const KSTCleanUpOutcome &outcome)
         << KSTSystemInfo::formatBytesShort(outcome.bytesRemoved) << " (" << outcome.bytesRemoved
         << " bytes)\n";
     if (outcome.alert == KSTCleanUpOutcome::Alert::PartlyCleaned)
-        out << outcome.message << ": " << outcome.informativeText << '\n';
+        out << outcome.message << ": " << KSTTerminalText::escaped(outcome.informativeText) << '\n';
     if (!outcome.failures.isEmpty())
         out << "Left in place (" << outcome.failures.size() << "):\n";
     for (const KSTCleanUpRemoval::Failure &failure : outcome.failures)
-        out << "  " << KSTFileName::printable(failure.reason) << '\n';
+        out << "  " << KSTTerminalText::escaped(failure.reason) << '\n';
     out.flush();
 }
 
@@ -225,7 +226,8 @@ int runClean(KSTCliContext &context)
         return KSTCliContext::Success;
     if (outcome->error)
         return context.failure(*outcome->error);
-    context.err() << "kestrel: " << outcome->message << ": " << outcome->informativeText << '\n';
+    context.err() << "kestrel: " << outcome->message << ": "
+                  << KSTTerminalText::escaped(outcome->informativeText) << '\n';
     context.err().flush();
     return KSTCliContext::Failure;
 }

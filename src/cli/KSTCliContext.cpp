@@ -1,6 +1,7 @@
 #include "KSTCliContext.h"
 
 #include "KSTFileName.h"
+#include "KSTTerminalText.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -73,15 +74,17 @@ void KSTCliContext::printJson(const QJsonValue &value)
 
 int KSTCliContext::usageError(const QString &message)
 {
-    m_err << "kestrel: " << message << "\nRun 'kestrel --help' for usage.\n";
+    // Messages quote what was typed or found, which may hold control characters.
+    m_err << "kestrel: " << KSTTerminalText::escaped(message)
+          << "\nRun 'kestrel --help' for usage.\n";
     m_err.flush();
     return Usage;
 }
 
 int KSTCliContext::failure(const KSTError &error)
 {
-    m_err << "kestrel: " << error.description << " (" << error.domain << " error " << error.code
-          << ")\n";
+    m_err << "kestrel: " << KSTTerminalText::escaped(error.description) << " (" << error.domain
+          << " error " << error.code << ")\n";
     m_err.flush();
     return Failure;
 }

@@ -3,6 +3,7 @@
 #include "KSTDispatch.h"
 #include "KSTLiveMetrics.h"
 #include "KSTSystemInfo.h"
+#include "KSTTerminalText.h"
 
 #include <QJsonArray>
 #include <QJsonObject>
@@ -67,7 +68,9 @@ QString percent(double fraction)
 void printSummary(QTextStream &out, const KSTSystemSnapshot &snapshot)
 {
     using Info = KSTSystemInfo;
-    out << snapshot.machineTitle << '\n' << snapshot.specsLine << '\n';
+    using KSTTerminalText::escaped;
+    // The title and specs come from the analysed volume's own files and tools.
+    out << escaped(snapshot.machineTitle) << '\n' << escaped(snapshot.specsLine) << '\n';
     out << snapshot.uptimeText << QStringLiteral(" · ")
         << snapshot.batteryText.value_or(QStringLiteral("No battery")) << "\n\n";
     out << "Storage       " << Info::formatBytesShort(snapshot.storageUsedBytes) << " of "
@@ -81,7 +84,7 @@ void printSummary(QTextStream &out, const KSTSystemSnapshot &snapshot)
         << percent(snapshot.memoryUsedFraction) << ")\n";
     out << "Processor     " << snapshot.cpuCoreCount << " logical processors, "
         << percent(snapshot.cpuUsageFraction) << " busy\n";
-    out << "Network       " << snapshot.networkInterfaceName << "\n\n";
+    out << "Network       " << escaped(snapshot.networkInterfaceName) << "\n\n";
     out << "Applications  " << Info::formatCount(quint64(snapshot.installedAppCount))
         << " installed";
     if (snapshot.topApps.isEmpty()) {
@@ -90,9 +93,9 @@ void printSummary(QTextStream &out, const KSTSystemSnapshot &snapshot)
     }
     out << "; the largest:\n";
     for (const KSTAppUsageInfo &app : snapshot.topApps)
-        out << "  " << app.name.leftJustified(24) << ' '
-            << Info::formatBytesShort(app.sizeBytes).rightJustified(8) << "  " << app.bundlePath
-            << '\n';
+        out << "  " << escaped(app.name).leftJustified(24) << ' '
+            << Info::formatBytesShort(app.sizeBytes).rightJustified(8) << "  "
+            << escaped(app.bundlePath) << '\n';
 }
 
 int runSnapshot(KSTCliContext &context)

@@ -47,7 +47,7 @@ std::shared_ptr<KSTSystemSnapshot> KSTOverviewEngine::fetchSnapshot() const
     const KSTLiveMetrics live(*m_systemInfo);
     const KSTApplicationBundleCatalog catalog(*m_systemInfo);
 
-    snapshot->machineTitle = machineTitle();
+    snapshot->machineTitle = machineTitle(systemProfilerHardwareReport());
     snapshot->specsLine = specsLine();
     snapshot->macOSVersionLine = macOSVersionLine();
     snapshot->uptimeText = uptimeText();
@@ -75,8 +75,13 @@ std::shared_ptr<KSTSystemSnapshot> KSTOverviewEngine::fetchSnapshot() const
 
 QString KSTOverviewEngine::machineTitle()
 {
-    const QString model = hardwareModelName();
-    const QString chip = chipName();
+    return machineTitle(systemProfilerHardwareReport());
+}
+
+QString KSTOverviewEngine::machineTitle(const QByteArray &hardwareReport)
+{
+    const QString model = hardwareModelName(hardwareReport);
+    const QString chip = chipName(hardwareReport);
     if (!model.isEmpty() && !chip.isEmpty())
         return model + Separator + chip;
     if (!model.isEmpty())
@@ -202,9 +207,9 @@ QString KSTOverviewEngine::computerName()
     return stored.isEmpty() ? QStringLiteral("This Mac") : stored;
 }
 
-QString KSTOverviewEngine::hardwareModelName()
+QString KSTOverviewEngine::hardwareModelName(const QByteArray &hardwareReport)
 {
-    QString model = systemProfilerValueForKey(QStringLiteral("Model Name"));
+    QString model = systemProfilerValueInOutput(hardwareReport, QStringLiteral("Model Name"));
     if (model.isEmpty())
         model = sysctlStringForName("hw.model");
     if (model.isEmpty())
@@ -212,23 +217,28 @@ QString KSTOverviewEngine::hardwareModelName()
     return model;
 }
 
-QString KSTOverviewEngine::chipName()
+QString KSTOverviewEngine::chipName(const QByteArray &hardwareReport)
 {
-    QString chip = systemProfilerValueForKey(QStringLiteral("Chip"));
+    QString chip = systemProfilerValueInOutput(hardwareReport, QStringLiteral("Chip"));
     if (chip.isEmpty())
-        chip = systemProfilerValueForKey(QStringLiteral("Processor Name"));
+        chip = systemProfilerValueInOutput(hardwareReport, QStringLiteral("Processor Name"));
     if (chip.isEmpty())
         chip = sysctlStringForName("machdep.cpu.brand_string");
     return chip;
 }
 
-QString KSTOverviewEngine::systemProfilerValueForKey(const QString &key)
+QByteArray KSTOverviewEngine::systemProfilerHardwareReport()
 {
     // Under another root this is the volume's recorded tool; a missing tool gives nothing,
-    // never the host's. Not cached: the caller decides how often to ask.
-    const QByteArray output =
-        KSTToolRunner::pipeOpen(Locations::systemProfilerHardwareLine, {Locations::systemProfiler});
-    return systemProfilerValueInOutput(output, key);
+    // never the host's.
+    return KSTToolRunner::pipeOpen(Locations::systemProfilerHardwareLine,
+                                   {Locations::systemProfiler}, SystemProfilerTimeoutMs);
+}
+
+QString KSTOverviewEngine::systemProfilerValueForKey(const QString &key)
+{
+    // Not cached: the caller decides how often to ask.
+    return systemProfilerValueInOutput(systemProfilerHardwareReport(), key);
 }
 
 QString KSTOverviewEngine::systemProfilerValueInOutput(const QByteArray &output, const QString &key)

@@ -42,16 +42,20 @@ public:
     /// @p systemInfo must outlive every fetch it starts (the shared instance always does).
     static void install(KSTSystemInfo &systemInfo);
 
-    /// A complete snapshot, in this order: title, specs line, version line, uptime, battery,
-    /// storage, memory, processor count and load, interface name, a fresh network baseline
-    /// (the three network figures 0), storage categories, the five largest applications and
-    /// the number of applications. Blocks for as long as sizing every bundle takes.
+    /// A complete snapshot, in this order: title (from one run of system_profiler), specs line,
+    /// version line, uptime, battery, storage, memory, processor count and load, interface name, a
+    /// fresh network baseline (the three network figures 0), storage categories, the five largest
+    /// applications and the number of applications. Blocks for as long as sizing every bundle
+    /// takes.
     std::shared_ptr<KSTSystemSnapshot> fetchSnapshot() const;
 
     // ---- Machine description ----
 
-    /// "<model> · <chip>" when both are known; else the model; else computerName().
+    /// "<model> · <chip>" when both are known; else the model; else computerName(). Runs
+    /// system_profiler once.
     static QString machineTitle();
+    /// The same from a hardware report already captured (systemProfilerHardwareReport()).
+    static QString machineTitle(const QByteArray &hardwareReport);
     /// The version line (when there is one), "<memory> RAM", "<capacity> SSD" (when the volume's
     /// capacity is known; the capacity, not the used space, whatever the disk) and the serial
     /// ("Serial ABCDEFGH…" masked to 8 characters when longer than 8; whole otherwise; left out
@@ -66,11 +70,15 @@ public:
     /// The computer's name (host: the user-visible name, else the host name; another root:
     /// the name its preferences store); "This Mac" when there is none.
     static QString computerName();
-    /// system_profiler's "Model Name", else the model identifier, else computerName().
-    static QString hardwareModelName();
-    /// system_profiler's "Chip", else its "Processor Name", else the processor brand, else
-    /// empty.
-    static QString chipName();
+    /// The hardware report's "Model Name", else the model identifier, else computerName().
+    static QString hardwareModelName(const QByteArray &hardwareReport);
+    /// The hardware report's "Chip", else its "Processor Name", else the processor brand,
+    /// else empty.
+    static QString chipName(const QByteArray &hardwareReport);
+    /// What `system_profiler SPHardwareDataType` prints, run now; empty when the tool is not
+    /// available, or when it hangs past SystemProfilerTimeoutMs or prints more than the tool
+    /// runner's output limit. A snapshot runs it once and reads every field from it.
+    static QByteArray systemProfilerHardwareReport();
     /// The value after "<key>:" on the first line of `system_profiler SPHardwareDataType`
     /// that starts with it (lines and value trimmed); empty when the tool is not available.
     /// The tool runs anew on every call.
@@ -119,6 +127,9 @@ public:
 
     /// The number of largest applications a snapshot lists.
     static constexpr qsizetype TopApplicationCount = 5;
+    /// How long system_profiler may take: it answers in a second or two, and the Overview
+    /// waits for it.
+    static constexpr int SystemProfilerTimeoutMs = 20'000;
 
 private:
     KSTSystemInfo *m_systemInfo;

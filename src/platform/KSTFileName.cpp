@@ -151,37 +151,4 @@ bool hasEscapedBytes(const QString &name)
     return false;
 }
 
-QString printable(const QString &name)
-{
-    const char16_t *units = reinterpret_cast<const char16_t *>(name.utf16());
-    QString out;
-    out.reserve(name.size());
-    auto hex = [&out](unsigned value) {
-        out += QStringLiteral("\\x") + QString::number(value, 16).rightJustified(2, u'0');
-    };
-    for (qsizetype index = 0; index < name.size(); ++index) {
-        const char16_t unit = units[index];
-        const bool pairedLow = index > 0 && units[index - 1] >= 0xD800 &&
-                               units[index - 1] <= 0xDBFF && unit >= 0xDC00 && unit <= 0xDFFF;
-        if (unit == u'\\') {
-            out += QStringLiteral("\\\\");
-        } else if (unit == u'\n') {
-            out += QStringLiteral("\\n");
-        } else if (unit == u'\t') {
-            out += QStringLiteral("\\t");
-        } else if (unit == u'\r') {
-            out += QStringLiteral("\\r");
-        } else if (unit == 0x1B) {
-            out += QStringLiteral("\\e");
-        } else if (unit < 0x20 || unit == 0x7F || (unit >= 0x80 && unit <= 0x9F)) {
-            hex(unit);
-        } else if (isEscape(unit) && !pairedLow) {
-            hex(unit - EscapeBase);
-        } else {
-            out.append(QChar(unit));
-        }
-    }
-    return out;
-}
-
 } // namespace KSTFileName

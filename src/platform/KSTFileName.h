@@ -28,9 +28,4 @@ QString decoded(const char *bytes, qsizetype length);
 /// True when @p name holds an escaped byte (it came from a name that is not UTF-8).
 bool hasEscapedBytes(const QString &name);
 
-/// @p name for a person to read on one line: control characters (C0, DEL, C1) shown as
-/// "\n", "\t", "\e" or "\xNN", escaped bytes as "\xNN", and a backslash doubled; every other
-/// character unchanged. A plain name comes back as it is.
-QString printable(const QString &name);
-
 } // namespace KSTFileName

@@ -1,6 +1,9 @@
 #include "KSTSqliteDatabase.h"
 
+#include "KSTRegularFile.h"
+
 #include <QFile>
+#include <QUrl>
 
 #include <sqlite3.h>
 
@@ -97,11 +100,21 @@ QByteArray KSTSqliteStatement::columnBlob(int column) const
 
 KSTSqliteDatabase::KSTSqliteDatabase(const QString &path)
 {
-    // SQLITE_OPEN_READONLY never creates the file; a database that is not one is only
-    // noticed at the first prepare, which is where callers look for failure anyway.
+    // SQLite opens the file itself, blocking on a FIFO; so the path is checked first, on a
+    // non-blocking open of its own.
+    if (!KSTRegularFile::isReadableRegularFile(path)) {
+        m_openError = QStringLiteral("%1 is not a readable regular file.").arg(path);
+        return;
+    }
+    // immutable=1: the file is read as it lies, without locks, journals or the -wal and -shm
+    // files a read of a WAL database would otherwise create beside it. A database that is not
+    // one is only noticed at the first prepare, which is where callers look for failure anyway.
+    const QByteArray uri =
+        "file://" + QUrl::toPercentEncoding(QFile::encodeName(path), "/") + "?immutable=1";
     sqlite3 *db = nullptr;
-    const int rc = sqlite3_open_v2(QFile::encodeName(path).constData(), &db,
-                                   SQLITE_OPEN_READONLY | SQLITE_OPEN_NOMUTEX, nullptr);
+    const int rc =
+        sqlite3_open_v2(uri.constData(), &db,
+                        SQLITE_OPEN_READONLY | SQLITE_OPEN_URI | SQLITE_OPEN_NOMUTEX, nullptr);
     if (rc == SQLITE_OK) {
         m_db = db;
         return;

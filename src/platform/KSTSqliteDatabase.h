@@ -44,13 +44,17 @@ private:
     sqlite3_stmt *m_statement = nullptr;
 };
 
-/// A SQLite database opened read-only (SQLITE_OPEN_READONLY, default VFS); the system
-/// databases Kestrel reads (privacy, knowledge) are never written. Closed on destruction.
-/// One object is used by one thread at a time.
+/// A SQLite database of the analysed machine, opened read-only and immutable
+/// (SQLITE_OPEN_READONLY, "immutable=1"): the system databases Kestrel reads (privacy,
+/// knowledge) are never written, and nothing is ever created beside them, not even the -wal
+/// and -shm files of a database in WAL mode. Immutable also means that changes still in a
+/// WAL file beside it are not seen. Only a regular file is opened (a FIFO never blocks).
+/// Closed on destruction. One object is used by one thread at a time.
 class KSTSqliteDatabase
 {
 public:
-    /// Opens @p path read-only. A missing file is not created; check isOpen().
+    /// Opens @p path read-only. A missing file is not created, and a path that is not a
+    /// regular file is not opened; check isOpen().
     explicit KSTSqliteDatabase(const QString &path);
     ~KSTSqliteDatabase();
     KSTSqliteDatabase(const KSTSqliteDatabase &) = delete;

@@ -1,6 +1,7 @@
 #include "KSTToolRunner.h"
 
 #include "KSTEnvironment.h"
+#include "KSTToolProcessGroups.h"
 
 #include <QDeadlineTimer>
 #include <QFile>
@@ -10,6 +11,7 @@
 #include <csignal>
 #include <fcntl.h>
 #include <poll.h>
+#include <pthread.h>
 #include <spawn.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -77,15 +79,45 @@ struct SpawnRequest
     QList<QByteArray> arguments; // argv[1..]
     bool captureError = true;    // false: standard error goes to /dev/null
     bool mergeError = false;     // standard error into the output pipe
+    qsizetype outputLimit = KSTToolRunner::DefaultOutputLimitBytes; // per channel
 };
 
 struct SpawnOutcome
 {
     bool started = false;
     bool timedOut = false;
+    bool overflowed = false;
     int exitCode = -1;
     QByteArray output;
     QByteArray error;
+};
+
+enum class Ending { Exited, TimedOut, Overflowed };
+
+// The signals after which the program ends its tools (KSTToolProcessGroups); blocked on the
+// spawning thread between posix_spawn and recording the new group.
+class TerminationSignalsBlocked
+{
+public:
+    TerminationSignalsBlocked()
+    {
+        sigset_t signals;
+        sigemptyset(&signals);
+        for (const int signalNumber : {SIGINT, SIGTERM, SIGHUP})
+            sigaddset(&signals, signalNumber);
+        ::pthread_sigmask(SIG_BLOCK, &signals, &m_previous);
+        KSTToolProcessGroups::spawnBegins();
+    }
+    ~TerminationSignalsBlocked()
+    {
+        KSTToolProcessGroups::spawnEnds();
+        ::pthread_sigmask(SIG_SETMASK, &m_previous, nullptr);
+    }
+    TerminationSignalsBlocked(const TerminationSignalsBlocked &) = delete;
+    TerminationSignalsBlocked &operator=(const TerminationSignalsBlocked &) = delete;
+
+private:
+    sigset_t m_previous;
 };
 
 class SpawnAttributes
@@ -161,32 +193,38 @@ void terminateGroup(pid_t pid)
     ::killpg(pid, SIGKILL);
 }
 
-bool readAvailable(int fd, QByteArray *into)
+enum class Channel { Open, Finished, Overflowed };
+
+Channel readAvailable(int fd, QByteArray *into, qsizetype limit)
 {
     char buffer[16384];
     for (;;) {
         const ssize_t n = ::read(fd, buffer, sizeof buffer);
         if (n > 0) {
             into->append(buffer, n);
+            if (into->size() > limit) {
+                into->truncate(limit);
+                return Channel::Overflowed;
+            }
             if (size_t(n) < sizeof buffer)
-                return true;
+                return Channel::Open;
             continue;
         }
         if (n < 0 && errno == EINTR)
             continue;
         if (n < 0 && (errno == EAGAIN || errno == EWOULDBLOCK))
-            return true;
-        return false; // end of file or a hard error: this channel is finished
+            return Channel::Open;
+        return Channel::Finished; // end of file or a hard error
     }
 }
 
-// Reads both pipes until the tool exits. Returns false when the deadline passed first.
-bool collectUntilExit(pid_t pid, FileDescriptor *outRead, FileDescriptor *errRead,
-                      const QDeadlineTimer &deadline, SpawnOutcome *outcome)
+// Reads both pipes until the tool exits, the deadline passes or a channel overflows.
+Ending collectUntilExit(pid_t pid, FileDescriptor *outRead, FileDescriptor *errRead,
+                        const QDeadlineTimer &deadline, qsizetype limit, SpawnOutcome *outcome)
 {
     while (outRead->isOpen() || errRead->isOpen()) {
         if (deadline.hasExpired())
-            return false;
+            return Ending::TimedOut;
         pollfd fds[2];
         nfds_t count = 0;
         if (outRead->isOpen())
@@ -201,26 +239,32 @@ bool collectUntilExit(pid_t pid, FileDescriptor *outRead, FileDescriptor *errRea
             if (!(fds[i].revents & (POLLIN | POLLHUP | POLLERR | POLLNVAL)))
                 continue;
             const bool isOut = fds[i].fd == outRead->get();
-            if (!readAvailable(fds[i].fd, isOut ? &outcome->output : &outcome->error))
+            const Channel channel =
+                readAvailable(fds[i].fd, isOut ? &outcome->output : &outcome->error, limit);
+            if (channel == Channel::Overflowed)
+                return Ending::Overflowed;
+            if (channel == Channel::Finished)
                 (isOut ? outRead : errRead)->reset();
         }
         // A background child of the tool may hold the pipes open after the tool has gone;
         // the tool's own exit is what ends the run, after taking what is already buffered.
         if ((outRead->isOpen() || errRead->isOpen()) && childHasExited(pid)) {
-            if (outRead->isOpen())
-                readAvailable(outRead->get(), &outcome->output);
-            if (errRead->isOpen())
-                readAvailable(errRead->get(), &outcome->error);
-            return true;
+            if (outRead->isOpen() &&
+                readAvailable(outRead->get(), &outcome->output, limit) == Channel::Overflowed)
+                return Ending::Overflowed;
+            if (errRead->isOpen() &&
+                readAvailable(errRead->get(), &outcome->error, limit) == Channel::Overflowed)
+                return Ending::Overflowed;
+            return Ending::Exited;
         }
     }
     // Both pipes closed: the tool is finishing; wait for it within the time-out.
     while (!childHasExited(pid)) {
         if (deadline.hasExpired())
-            return false;
+            return Ending::TimedOut;
         ::usleep(2'000);
     }
-    return true;
+    return Ending::Exited;
 }
 
 SpawnOutcome spawnAndCollect(const SpawnRequest &request, int timeoutMs)
@@ -251,9 +295,15 @@ SpawnOutcome spawnAndCollect(const SpawnRequest &request, int timeoutMs)
     argv.push_back(nullptr);
 
     pid_t pid = -1;
-    if (::posix_spawn(&pid, request.program.constData(), &spawn.actions, &spawn.attributes,
-                      argv.data(), environ) != 0) {
-        return outcome;
+    int slot = -1;
+    {
+        const TerminationSignalsBlocked blocked;
+        if (::posix_spawn(&pid, request.program.constData(), &spawn.actions, &spawn.attributes,
+                          argv.data(), environ) != 0) {
+            return outcome;
+        }
+        // The tool leads its own group (its own session): the group id is its pid.
+        slot = KSTToolProcessGroups::record(pid);
     }
     outcome.started = true;
     outWrite.reset();
@@ -262,12 +312,16 @@ SpawnOutcome spawnAndCollect(const SpawnRequest &request, int timeoutMs)
     if (errRead.isOpen())
         ::fcntl(errRead.get(), F_SETFL, O_NONBLOCK);
 
-    const QDeadlineTimer deadline(std::max(timeoutMs, 0));
-    outcome.timedOut = !collectUntilExit(pid, &outRead, &errRead, deadline, &outcome);
-    if (outcome.timedOut)
+    const QDeadlineTimer deadline(std::max(KSTToolRunner::effectiveTimeoutMs(timeoutMs), 0));
+    const Ending ending =
+        collectUntilExit(pid, &outRead, &errRead, deadline, request.outputLimit, &outcome);
+    outcome.timedOut = ending == Ending::TimedOut;
+    outcome.overflowed = ending == Ending::Overflowed;
+    if (ending != Ending::Exited)
         terminateGroup(pid);
+    KSTToolProcessGroups::forget(slot);
     const int code = reap(pid);
-    outcome.exitCode = outcome.timedOut ? -1 : code;
+    outcome.exitCode = ending == Ending::Exited ? code : -1;
     return outcome;
 }
 
@@ -336,8 +390,15 @@ QString KSTToolRunner::resolvedToolPath(const QString &toolPath)
     return path;
 }
 
+int KSTToolRunner::effectiveTimeoutMs(int timeoutMs)
+{
+    bool ok = false;
+    const int limit = qEnvironmentVariableIntValue("KESTREL_TOOL_TIMEOUT_MS", &ok);
+    return ok && limit > 0 ? std::min(timeoutMs, limit) : timeoutMs;
+}
+
 KSTToolResult KSTToolRunner::run(const QString &toolPath, const QStringList &arguments,
-                                 Channels channels, int timeoutMs)
+                                 Channels channels, int timeoutMs, qsizetype outputLimitBytes)
 {
     KSTToolResult result;
     const QString resolved = resolvedToolPath(toolPath);
@@ -349,10 +410,12 @@ KSTToolResult KSTToolRunner::run(const QString &toolPath, const QStringList &arg
     for (const QString &argument : arguments)
         request.arguments.append(argument.toLocal8Bit());
     request.mergeError = channels == Channels::Merged;
+    request.outputLimit = outputLimitBytes;
 
     SpawnOutcome outcome = spawnAndCollect(request, timeoutMs);
     result.started = outcome.started;
     result.timedOut = outcome.timedOut;
+    result.outputOverflowed = outcome.overflowed;
     result.exitCode = outcome.exitCode;
     result.standardOutput = std::move(outcome.output);
     result.standardError = std::move(outcome.error);
@@ -360,7 +423,7 @@ KSTToolResult KSTToolRunner::run(const QString &toolPath, const QStringList &arg
 }
 
 QByteArray KSTToolRunner::pipeOpen(const QString &shellLine, const QStringList &toolPaths,
-                                   int timeoutMs)
+                                   int timeoutMs, qsizetype outputLimitBytes)
 {
     QStringList resolved;
     for (const QString &tool : toolPaths) {
@@ -377,8 +440,9 @@ QByteArray KSTToolRunner::pipeOpen(const QString &shellLine, const QStringList &
     request.program = QByteArrayLiteral("/bin/sh");
     request.arguments = {QByteArrayLiteral("-c"), line.toLocal8Bit()};
     request.captureError = false;
+    request.outputLimit = outputLimitBytes;
     SpawnOutcome outcome = spawnAndCollect(request, timeoutMs);
-    if (!outcome.started || outcome.timedOut)
+    if (!outcome.started || outcome.timedOut || outcome.overflowed)
         return {};
     return outcome.output;
 }

@@ -2,17 +2,21 @@
 #include "KSTPermissionChecker.h"
 
 #include "KSTApplicationInfo.h"
+#include "KSTHostileFiles.h"
 #include "KSTMachineTest.h"
 #include "KSTNotificationCenter.h"
 #include "KSTPreferences.h"
 #include "KSTTestSupport.h"
 
 #include <QDir>
+#include <QFile>
+#include <QFileInfo>
 #include <QObject>
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <future>
 
 using Checker = KSTPermissionChecker;
 using Row = KSTFixtureMac::PrivacyRow;
@@ -117,6 +121,34 @@ TEST_F(PermissionCheckerTest, ReadableProbeGrantsWithoutADatabaseRow)
     EXPECT_FALSE(Checker::canAccessProtectedPath(chat));
     mac.makeHomeDirectory(QStringLiteral("Library/Safari"));
     EXPECT_FALSE(Checker::hasFullDiskAccess());
+}
+
+// FIFOs where the privacy database and the probe files belong: every answer comes at once
+// (the window asks on its main thread) and says "not granted, not listed".
+TEST_F(PermissionCheckerTest, FifosInPlaceOfTheDatabaseAndProbesAnswerAtOnce)
+{
+    const QStringList fifos = {
+        mac.homePath(QStringLiteral("Library/Application Support/com.apple.TCC/TCC.db")),
+        mac.homePath(QStringLiteral("Library/Messages/chat.db")),
+        mac.homePath(QStringLiteral("Library/Safari/Bookmarks.plist"))};
+    for (const QString &fifo : fifos)
+        ASSERT_TRUE(KSTHostileFiles::makeFifo(fifo)) << fifo.toStdString();
+    auto answers = std::async(std::launch::async, [] {
+        return std::pair{Checker::hasFullDiskAccess(), Checker::fullDiskAccessStatus()};
+    });
+    if (answers.wait_for(std::chrono::seconds(10)) != std::future_status::ready) {
+        ADD_FAILURE() << "a FIFO blocked the access check";
+        for (const QString &fifo : fifos) { // give every stuck open a writer, then an end
+            QFile writer(fifo);
+            writer.open(QIODevice::WriteOnly | QIODevice::Unbuffered);
+        }
+    }
+    const auto [granted, status] = answers.get();
+    EXPECT_FALSE(granted);
+    EXPECT_EQ(status, KSTFullDiskAccessStatusNotListed);
+    // Nothing was created beside the database.
+    EXPECT_EQ(QDir(QFileInfo(fifos.first()).path()).entryList(QDir::Files | QDir::System),
+              QStringList{QStringLiteral("TCC.db")});
 }
 
 TEST_F(PermissionCheckerTest, VisitingSettingsTurnsNotListedIntoSwitchedOff)

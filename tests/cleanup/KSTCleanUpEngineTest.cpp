@@ -312,6 +312,37 @@ TEST_F(CleanUpScanTest, AFailingToolOrAMalformedPlistContributesNothing)
               QStringList{"Caches. org.example.tool"});
 }
 
+// Tools that hang or print without end cost at most their time-outs and contribute
+// nothing; the rest of the scan is whole.
+TEST_F(CleanUpScanTest, HangingOrFloodingToolsContributeNothing)
+{
+    const KSTScopedEnvironmentVariable timeout("KESTREL_TOOL_TIMEOUT_MS", "500");
+    mac.linkHostTool("/usr/bin/wc");
+    const QString big = writeSparseHomeFile("Movies/big.mov", 60 * MiB);
+    mac.writeSizedHomeFile("Pictures/Screenshots/shot.png", 4096);
+    const struct
+    {
+        const char *name;
+        QByteArray find;
+        QByteArray tmutil;
+    } cases[] = {
+        {"hanging", "echo " + big.toUtf8() + "\nexec sleep 60\n",
+         "echo com.apple.TimeMachine.2024-03-01-101010.local\nexec sleep 60\n"},
+        {"flooding", "exec yes " + big.toUtf8() + "\n",
+         "exec yes com.apple.TimeMachine.2024-03-01-101010.local\n"},
+    };
+    for (const auto &c : cases) {
+        mac.addToolScript(Find, c.find);
+        mac.addToolScript("/usr/bin/tmutil", c.tmutil);
+        const auto snapshot = scan();
+        ASSERT_TRUE(snapshot) << c.name;
+        EXPECT_TRUE(category(snapshot, "largeFiles").allItems->isEmpty()) << c.name;
+        EXPECT_EQ(Engine::localSnapshotBytes(), 0u) << c.name;
+        EXPECT_EQ(namesOf(category(snapshot, "removable").items), QStringList{"Screenshots"})
+            << c.name;
+    }
+}
+
 TEST_F(CleanUpScanTest, LocalSnapshotsAreTwoGibibytesPerLineTmutilPrints)
 {
     mac.linkHostTool("/usr/bin/wc");
@@ -340,6 +371,24 @@ TEST_F(CleanUpScanTest, LocalSnapshotsAreTwoGibibytesPerLineTmutilPrints)
     EXPECT_EQ(Engine::lineCountFromOutput("       3\n"), 3);
     EXPECT_EQ(Engine::lineCountFromOutput("12 lines"), 12);
     EXPECT_EQ(Engine::lineCountFromOutput("wc: broken\n"), 0);
+    // Only the array's own bytes are read, terminated or not (fuzzing found the overread).
+    static const char digits[] = "12345";
+    EXPECT_EQ(Engine::lineCountFromOutput(QByteArray::fromRawData(digits, 2)), 12);
+    EXPECT_EQ(Engine::lineCountFromOutput(QByteArray::fromRawData(digits, 0)), 0);
+
+    // A count too large to be a Mac's gives no item rather than a size that wraps. (The wc
+    // linked from the host is replaced by a script; the host's own stays untouched.)
+    for (const QByteArray &count :
+         {QByteArray("4294967296\n"), QByteArray("99999999999999999999\n")}) {
+        mac.addTool("/usr/bin/tmutil", "");
+        mac.addToolScript("/usr/bin/wc", "echo " + count);
+        EXPECT_EQ(Engine::localSnapshotBytes(), 0u) << count.constData();
+    }
+    mac.addToolScript("/usr/bin/wc", "echo 4294967295\n");
+    EXPECT_EQ(Engine::localSnapshotBytes(), 4294967295ull * 2147483648ull);
+    EXPECT_TRUE(KSTTestSupport::readFile("/usr/bin/wc")
+                    .startsWith("\x7f"
+                                "ELF"));
 }
 
 TEST_F(CleanUpScanTest, IOSBackupsAreNamedAfterTheDeviceAndTheirPlistsDate)

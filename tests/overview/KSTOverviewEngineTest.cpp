@@ -281,9 +281,30 @@ TEST_F(MacRootOverviewTest, DescriptionComesFromTheRecordedProfilerOrFallsBack)
     mac.addRecordedTool(SystemProfiler, "system_profiler-SPHardware.apple-M3-Mac15,3.txt");
     const qsizetype before = mac.toolCalls(SystemProfiler).size();
     EXPECT_EQ(Engine::machineTitle(), QStringLiteral("MacBook Pro · Apple M3"));
-    // Asked anew for the model and for the chip.
-    EXPECT_EQ(mac.toolCalls(SystemProfiler).size(), before + 2);
+    // Asked anew for each title, once for the model and the chip together.
+    EXPECT_EQ(mac.toolCalls(SystemProfiler).size(), before + 1);
     EXPECT_EQ(mac.toolCalls(SystemProfiler).last(), QStringLiteral("SPHardwareDataType"));
+}
+
+// A profiler that hangs or prints without end costs at most its time-out and leaves the
+// title to the fallbacks; one that fails after printing its report is still read.
+TEST_F(MacRootOverviewTest, AHangingOrFloodingProfilerLeavesTheTitleToTheFallbacks)
+{
+    const KSTScopedEnvironmentVariable timeout("KESTREL_TOOL_TIMEOUT_MS", "500");
+    const struct
+    {
+        const char *script;
+        const char *title;
+    } cases[] = {
+        {"echo '      Model Name: MacBook Pro'\nexec sleep 60\n", "This Mac"},
+        {"exec yes '      Model Name: MacBook Pro'\n", "This Mac"},
+        {"echo '      Model Name: MacBook Pro'\necho '      Chip: Apple M3'\nexit 1\n",
+         "MacBook Pro · Apple M3"},
+    };
+    for (const auto &c : cases) {
+        mac.addToolScript(SystemProfiler, c.script);
+        EXPECT_EQ(Engine::machineTitle(), QString::fromUtf8(c.title)) << c.script;
+    }
 }
 
 TEST_F(MacRootOverviewTest, SnapshotThroughTheFrameTakesTheHostsLiveFigures)
@@ -296,6 +317,7 @@ TEST_F(MacRootOverviewTest, SnapshotThroughTheFrameTakesTheHostsLiveFigures)
         f.interfaceByteCounts =
             QList<KSTInterfaceByteCounts>{{QStringLiteral("en0"), false, 5'000'000, 1'000'000}};
     });
+    mac.addRecordedTool(SystemProfiler, "system_profiler-SPHardware.apple-M3-Mac15,3.txt");
 
     KSTSystemInfo info;
     Engine::install(info);
@@ -305,6 +327,9 @@ TEST_F(MacRootOverviewTest, SnapshotThroughTheFrameTakesTheHostsLiveFigures)
     info.fetchSnapshotAsync([&](KSTSystemInfo::SystemSnapshotPtr s) { snapshot = s; });
     ASSERT_TRUE(KSTTestSupport::pumpUntil([&] { return snapshot != nullptr; }));
 
+    EXPECT_EQ(snapshot->machineTitle, QStringLiteral("MacBook Pro · Apple M3"));
+    // One report serves the whole snapshot.
+    EXPECT_EQ(mac.toolCalls(SystemProfiler), QStringList{QStringLiteral("SPHardwareDataType")});
     EXPECT_EQ(snapshot->specsLine, QStringLiteral("macOS Sonoma 14.5 · 8 GB RAM · 100 GB SSD"));
     EXPECT_EQ(snapshot->storageUsedBytes, 60 * GiB);
     EXPECT_EQ(snapshot->memoryUsedBytes, 2 * GiB);

@@ -1,5 +1,7 @@
 #include "KSTPreferences.h"
 
+#include "KSTTestSupport.h"
+
 #include <QDateTime>
 #include <QDir>
 #include <QFile>
@@ -20,34 +22,11 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-// Sets an environment variable for one scope and puts the old value (or its absence) back.
-class ScopedEnvironment
-{
-public:
-    ScopedEnvironment(const char *name, const std::optional<QByteArray> &value)
-        : m_name(name),
-          m_saved(qEnvironmentVariableIsSet(name) ? std::optional(qgetenv(name)) : std::nullopt)
-    {
-        set(value);
-    }
-    ~ScopedEnvironment() { set(m_saved); }
-    Q_DISABLE_COPY_MOVE(ScopedEnvironment)
-
-private:
-    void set(const std::optional<QByteArray> &value) const
-    {
-        value ? qputenv(m_name, *value) : qunsetenv(m_name);
-    }
-
-    const char *m_name;
-    std::optional<QByteArray> m_saved;
-};
-
 class KSTPreferencesTest : public ::testing::Test
 {
 protected:
     QTemporaryDir m_temporary;
-    ScopedEnvironment m_config{"XDG_CONFIG_HOME", QFile::encodeName(m_temporary.path())};
+    KSTScopedEnvironmentVariable m_config{"XDG_CONFIG_HOME", QFile::encodeName(m_temporary.path())};
 
     QString folder() const { return m_temporary.path() + "/kestrel"_L1; }
 
@@ -112,7 +91,7 @@ TEST_F(KSTPreferencesTest, EachSuiteIsAFileOfItsOwnInTheConfigurationFolderOfThe
 {
     QTemporaryDir home;
     QTemporaryDir other;
-    ScopedEnvironment homeVariable("HOME", QFile::encodeName(home.path()));
+    KSTScopedEnvironmentVariable homeVariable("HOME", QFile::encodeName(home.path()));
     const QString fallback = QDir::cleanPath(home.path() + "/.config/kestrel"_L1);
     const std::pair<std::optional<QByteArray>, QString> cases[] = {
         {QFile::encodeName(other.path()), other.path() + "/kestrel"_L1},
@@ -121,11 +100,11 @@ TEST_F(KSTPreferencesTest, EachSuiteIsAFileOfItsOwnInTheConfigurationFolderOfThe
         {QByteArray("relative/config"), fallback},
     };
     for (const auto &[xdg, expected] : cases) {
-        ScopedEnvironment variable("XDG_CONFIG_HOME", xdg);
+        KSTScopedEnvironmentVariable variable("XDG_CONFIG_HOME", xdg);
         EXPECT_EQ(KSTPreferences::directory(), expected) << xdg.value_or("(unset)").constData();
     }
     {
-        ScopedEnvironment variable("XDG_CONFIG_HOME", QFile::encodeName(other.path()));
+        KSTScopedEnvironmentVariable variable("XDG_CONFIG_HOME", QFile::encodeName(other.path()));
         KSTPreferences::standard()->setValue(u"enabled"_s, u"elsewhere"_s);
     }
     KSTPreferences::standard()->setValue(u"enabled"_s, true);

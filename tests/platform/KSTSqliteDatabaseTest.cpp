@@ -1,7 +1,9 @@
 #include "KSTSqliteDatabase.h"
 
+#include "KSTHostileFiles.h"
 #include "KSTTestSupport.h"
 
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QTemporaryDir>
@@ -9,6 +11,8 @@
 #include <gtest/gtest.h>
 
 #include <sqlite3.h>
+
+#include <future>
 
 using namespace Qt::StringLiterals;
 using StepResult = KSTSqliteStatement::StepResult;
@@ -120,6 +124,65 @@ TEST_F(KSTSqliteDatabaseTest, MissingOrFakeFilesFailCleanlyAndAreNotCreated)
         EXPECT_EQ(statement.columnText(0), QString());
     }
     EXPECT_FALSE(QFileInfo::exists(missing));
+}
+
+// A read of a WAL database normally creates its -wal and -shm files beside it; on a volume
+// being analysed nothing may appear.
+TEST_F(KSTSqliteDatabaseTest, WalDatabaseIsReadWithoutCreatingAnythingBesideIt)
+{
+    const QString wal = m_dir.filePath(u"knowledgeC.db"_s);
+    sqlite3 *writer = nullptr;
+    ASSERT_EQ(sqlite3_open(QFile::encodeName(wal).constData(), &writer), SQLITE_OK);
+    const int created = sqlite3_exec(writer,
+                                     "PRAGMA journal_mode=WAL; CREATE TABLE events (name TEXT); "
+                                     "INSERT INTO events VALUES ('launch');",
+                                     nullptr, nullptr, nullptr);
+    sqlite3_close(writer); // the last connection checkpoints and removes -wal and -shm
+    ASSERT_EQ(created, SQLITE_OK);
+    ASSERT_EQ(readFile(wal).at(18), 2) << "not in WAL mode";
+    const QDir dir(m_dir.path());
+    const QStringList before = dir.entryList(QDir::Files);
+    const QByteArray contents = readFile(wal);
+
+    // What the guard is for: a plain read-only open leaves files behind while it reads.
+    sqlite3 *plain = nullptr;
+    ASSERT_EQ(
+        sqlite3_open_v2(QFile::encodeName(wal).constData(), &plain, SQLITE_OPEN_READONLY, nullptr),
+        SQLITE_OK);
+    sqlite3_exec(plain, "SELECT count(*) FROM events", nullptr, nullptr, nullptr);
+    EXPECT_NE(dir.entryList(QDir::Files), before);
+    sqlite3_close(plain);
+    for (const char *suffix : {"-wal", "-shm"})
+        QFile::remove(wal + QLatin1String(suffix));
+
+    {
+        KSTSqliteDatabase db(wal);
+        KSTSqliteStatement statement = db.prepare(u"SELECT name FROM events"_s);
+        ASSERT_TRUE(statement.isValid()) << qPrintable(db.lastError());
+        ASSERT_EQ(statement.step(), StepResult::Row);
+        EXPECT_EQ(statement.columnText(0), u"launch"_s);
+        EXPECT_EQ(dir.entryList(QDir::Files), before);
+    }
+    EXPECT_EQ(dir.entryList(QDir::Files), before);
+    EXPECT_EQ(readFile(wal), contents);
+}
+
+TEST_F(KSTSqliteDatabaseTest, AFifoInPlaceOfTheDatabaseIsNotOpened)
+{
+    const QString fifo = m_dir.filePath(u"TCC.db"_s);
+    ASSERT_TRUE(KSTHostileFiles::makeFifo(fifo));
+    auto opening = std::async(std::launch::async, [&fifo] {
+        KSTSqliteDatabase db(fifo);
+        return std::pair{db.isOpen() || db.prepare(u"SELECT 1"_s).isValid(), db.lastError()};
+    });
+    if (opening.wait_for(std::chrono::seconds(10)) != std::future_status::ready) {
+        ADD_FAILURE() << "the FIFO blocked the open";
+        QFile writer(fifo);
+        writer.open(QIODevice::WriteOnly);
+    }
+    const auto [opened, error] = opening.get();
+    EXPECT_FALSE(opened);
+    EXPECT_TRUE(error.contains(u"not a readable regular file"_s)) << qPrintable(error);
 }
 
 TEST_F(KSTSqliteDatabaseTest, MovedStatementsKeepWorkingAfterTheDatabaseCloses)

@@ -2,6 +2,7 @@
 
 #include "KSTEnvironment.h"
 #include "KSTTestSupport.h"
+#include "KSTToolProcessGroups.h"
 
 #include <QDir>
 #include <QFile>
@@ -158,6 +159,101 @@ TEST_F(KSTToolRunnerTest, TimeOutTerminatesTheToolAndEverythingItStarted)
     // A shell line that times out gives nothing, not what it printed so far.
     addTool(u"/usr/bin/slow"_s, "echo partial\nsleep 30\n");
     EXPECT_TRUE(KSTToolRunner::pipeOpen(u"/usr/bin/slow"_s, {u"/usr/bin/slow"_s}, 300).isEmpty());
+}
+
+// A tool that prints without end fills no memory: past the limit it has failed and its
+// whole group is ended, whichever channel it floods.
+TEST_F(KSTToolRunnerTest, EndlessOutputIsCutAtTheLimitAndEndsTheTool)
+{
+    const QString pidFile = rootPath(u"/yes.pid"_s);
+    addTool(
+        u"/usr/bin/flood"_s,
+        "yes > /dev/null &\necho $! > \"$1\"\nif [ \"$2\" = err ]; then yes >&2; else yes; fi\n");
+    using Channels = KSTToolRunner::Channels;
+    const struct
+    {
+        const char *channel;
+        Channels channels;
+        bool floodsOutput;
+    } rows[] = {
+        {"out", Channels::Separate, true},
+        {"err", Channels::Separate, false},
+        {"err", Channels::Merged, true},
+    };
+    constexpr qsizetype Limit = 64 * 1024;
+    for (const auto &row : rows) {
+        const KSTToolResult result =
+            KSTToolRunner::run(u"/usr/bin/flood"_s, {pidFile, QLatin1String(row.channel)},
+                               row.channels, KSTToolRunner::DefaultTimeoutMs, Limit);
+        EXPECT_TRUE(result.started);
+        EXPECT_TRUE(result.outputOverflowed) << row.channel;
+        EXPECT_FALSE(result.timedOut);
+        EXPECT_FALSE(result.succeeded());
+        EXPECT_EQ(result.exitCode, -1);
+        const QByteArray &flooded = row.floodsOutput ? result.standardOutput : result.standardError;
+        EXPECT_EQ(flooded.size(), Limit) << row.channel;
+        EXPECT_TRUE(flooded.startsWith("y\ny\n"));
+        // The background flood was in the tool's group and ended with it.
+        const pid_t background = readPid(pidFile);
+        ASSERT_GT(background, 0);
+        EXPECT_TRUE(KSTTestSupport::pumpUntil(
+            [background] { return !processIsRunning(background); }, 5'000));
+    }
+    // The default limit holds too, and a shell line past it gives nothing.
+    EXPECT_TRUE(KSTToolRunner::run(u"/usr/bin/flood"_s, {pidFile, u"out"_s}).outputOverflowed);
+    EXPECT_TRUE(
+        KSTToolRunner::pipeOpen(u"/usr/bin/flood "_s + pidFile + u" out"_s, {u"/usr/bin/flood"_s})
+            .isEmpty());
+}
+
+// What the program's termination handlers do: every tool running on any thread is ended.
+TEST_F(KSTToolRunnerTest, EndingAllToolsEndsEveryRunningOne)
+{
+    addTool(u"/usr/bin/hang"_s, "echo $$ > \"$1\"\nsleep 60\n");
+    const QStringList pidFiles{rootPath(u"/first.pid"_s), rootPath(u"/second.pid"_s)};
+    std::vector<KSTToolResult> results(2);
+    std::vector<std::thread> threads;
+    for (int index = 0; index < 2; ++index) {
+        threads.emplace_back([&results, &pidFiles, index] {
+            results[size_t(index)] = KSTToolRunner::run(u"/usr/bin/hang"_s, {pidFiles.at(index)});
+        });
+    }
+    const bool bothStarted = KSTTestSupport::pumpUntil(
+        [&pidFiles] { return readPid(pidFiles.at(0)) > 0 && readPid(pidFiles.at(1)) > 0; });
+    KSTToolProcessGroups::endAll();
+    for (std::thread &thread : threads)
+        thread.join();
+    ASSERT_TRUE(bothStarted);
+    for (const KSTToolResult &result : results) {
+        EXPECT_TRUE(result.started);
+        EXPECT_FALSE(result.timedOut); // ended, not left to run into its time-out
+        EXPECT_FALSE(result.succeeded());
+        EXPECT_EQ(result.exitCode, -1);
+    }
+    // A finished run is forgotten: ending all again touches nothing of it.
+    addTool(u"/usr/bin/quick"_s, "echo done\n");
+    EXPECT_TRUE(KSTToolRunner::run(u"/usr/bin/quick"_s, {}).succeeded());
+    KSTToolProcessGroups::endAll();
+}
+
+TEST_F(KSTToolRunnerTest, TheTimeOutLimitFromTheEnvironmentOnlyShortens)
+{
+    const struct
+    {
+        const char *limit;
+        int asked;
+        int effective;
+    } rows[] = {
+        {"500", 60'000, 500},     {"500", 100, 100},    {"0", 60'000, 60'000},
+        {"soon", 60'000, 60'000}, {"", 60'000, 60'000},
+    };
+    for (const auto &row : rows) {
+        const KSTScopedEnvironmentVariable limit("KESTREL_TOOL_TIMEOUT_MS", row.limit);
+        EXPECT_EQ(KSTToolRunner::effectiveTimeoutMs(row.asked), row.effective) << row.limit;
+    }
+    const KSTScopedEnvironmentVariable limit("KESTREL_TOOL_TIMEOUT_MS", "300");
+    addTool(u"/usr/bin/hang"_s, "sleep 60\n");
+    EXPECT_TRUE(KSTToolRunner::run(u"/usr/bin/hang"_s, {}).timedOut);
 }
 
 TEST_F(KSTToolRunnerTest, ReturnsWhenTheToolExitsEvenIfABackgroundChildKeepsItsOutput)

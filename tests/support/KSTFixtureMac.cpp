@@ -345,6 +345,9 @@ QString KSTFixtureMac::writeCorruptPrivacyDatabase()
 QString KSTFixtureMac::addToolScript(const QString &toolPath, const QByteArray &shellBody)
 {
     const QString absolute = root() + toolPath;
+    // A tool linked from the host (linkHostTool) is replaced, never written through: tests
+    // run as root here, and writing would overwrite the host's own tool.
+    QFile::remove(absolute);
     const QByteArray script = "#!/bin/sh\nprintf '%s\\n' \"$*\" >> " +
                               QFile::encodeName(shellQuote(absolute + QLatin1String(".calls"))) +
                               "\n" + shellBody;

@@ -138,7 +138,8 @@ public:
                     const QByteArray &standardError = {});
     /// The same with a recorded output from tests/data/macos.
     QString addRecordedTool(const QString &toolPath, const QString &recordedName, int exitCode = 0);
-    /// An executable /bin/sh script with the given body (after the logging line).
+    /// An executable /bin/sh script with the given body (after the logging line). Replaces
+    /// whatever is at the path, a linked host tool included (the link, not the host's tool).
     QString addToolScript(const QString &toolPath, const QByteArray &shellBody);
     /// Links the host's tool into the root (for helpers such as /usr/bin/wc in a pipeline).
     QString linkHostTool(const QString &toolPath);

@@ -4,6 +4,7 @@
 #include <QString>
 
 #include <functional>
+#include <optional>
 
 /// What one run of the `kestrel` program returned and wrote.
 struct KSTProgramRun
@@ -14,6 +15,31 @@ struct KSTProgramRun
 
     /// Standard output as one JSON document; a failure of the test when it is not one.
     QJsonDocument json() const;
+};
+
+/// Sets an environment variable for one scope and puts the old value (or its absence) back;
+/// a value of std::nullopt unsets it.
+class KSTScopedEnvironmentVariable
+{
+public:
+    KSTScopedEnvironmentVariable(const char *name, const std::optional<QByteArray> &value)
+        : m_name(name),
+          m_saved(qEnvironmentVariableIsSet(name) ? std::optional(qgetenv(name)) : std::nullopt)
+    {
+        set(value);
+    }
+    ~KSTScopedEnvironmentVariable() { set(m_saved); }
+    KSTScopedEnvironmentVariable(const KSTScopedEnvironmentVariable &) = delete;
+    KSTScopedEnvironmentVariable &operator=(const KSTScopedEnvironmentVariable &) = delete;
+
+private:
+    void set(const std::optional<QByteArray> &value) const
+    {
+        value ? qputenv(m_name, *value) : qunsetenv(m_name);
+    }
+
+    const char *m_name;
+    std::optional<QByteArray> m_saved;
 };
 
 /// Helpers every test executable shares.

@@ -1,0 +1,13 @@
+// Old-style text property lists and ".strings" files as a hostile file holds them.
+#include "KSTFuzzPropertyListInvariants.h"
+#include "KSTTextPropertyListReader.h"
+
+#include <cstdint>
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
+{
+    const QByteArray bytes =
+        QByteArray::fromRawData(reinterpret_cast<const char *>(data), qsizetype(size));
+    checkWrittenTreeReadsBack(KSTTextPropertyListReader::read(bytes));
+    return 0;
+}

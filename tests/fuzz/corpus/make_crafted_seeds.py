@@ -1,0 +1,136 @@
+#!/usr/bin/env python3
+"""Writes the crafted seeds of the fuzz corpora (the recorded ones are copies; see
+PROVENANCE.md). The binary and XML seeds are the hostile files of tests/support/
+KSTHostileFiles built byte for byte the same way, so that the fuzzers start from what broke
+earlier readers.
+
+Run from this folder: python3 make_crafted_seeds.py
+"""
+import plistlib
+import struct
+
+
+def width_for(largest):
+    for width in (1, 2, 4):
+        if largest < 1 << (8 * width):
+            return width
+    return 8
+
+
+def header(kind, count):
+    if count < 15:
+        return bytes([(kind << 4) | count])
+    return bytes([(kind << 4) | 0xF, 0x13]) + struct.pack(">Q", count)
+
+
+def binary_plist(objects, top=0, reference_width=1):
+    out = bytearray(b"bplist00")
+    offsets = []
+    for obj in objects:
+        offsets.append(len(out))
+        out += obj
+    table = len(out)
+    offset_width = width_for(offsets[-1])
+    for offset in offsets:
+        out += offset.to_bytes(offset_width, "big")
+    out += bytes(6) + bytes([offset_width, reference_width])
+    out += struct.pack(">QQQ", len(objects), top, table)
+    return bytes(out)
+
+
+def nested_arrays(depth):
+    width = width_for(depth)
+    objects = [header(0xA, 1) + (level + 1).to_bytes(width, "big") for level in range(depth - 1)]
+    objects.append(header(0xA, 0))
+    return binary_plist(objects, 0, width)
+
+
+def shared_arrays(levels, fan_out):
+    width = width_for(levels)
+    objects = [header(0xA, fan_out) + (level + 1).to_bytes(width, "big") * fan_out
+               for level in range(levels)]
+    objects.append(b"\x51x")
+    return binary_plist(objects, 0, width)
+
+
+def write(path, data):
+    with open(path, "wb") as f:
+        f.write(data)
+
+
+# --- binary ---
+write("plist_binary/crafted-nul-key.bplist",
+      binary_plist([b"\xD1\x01\x02", b"\x51\x00", b"\x53abc"]))
+write("plist_binary/crafted-nested-600.bplist", nested_arrays(600))
+write("plist_binary/crafted-shared-8x16.bplist", shared_arrays(8, 16))
+write("plist_binary/crafted-self-reference.bplist", binary_plist([b"\xA1\x00"]))
+write("plist_binary/crafted-every-width.bplist", binary_plist([
+    header(0xA, 9) + bytes(range(1, 10)),
+    b"\x14" + b"\xFF" * 15 + b"\xFE",
+    b"\x14" + bytes(8) + b"\x80" + bytes(7),
+    b"\x22\x3F\xC0\x00\x00",
+    b"\x81\x01\x02",
+    b"\x33" + struct.pack(">d", 3.2e16),
+    header(0x6, 2) + "é東".encode("utf-16-be"),
+    header(0x4, 20) + bytes(range(20)),
+    header(0xC, 1) + b"\x01",
+    b"\x09",
+]))
+
+# --- XML ---
+entities = '<!ENTITY e0 "laughter">\n' + "".join(
+    f'<!ENTITY e{level} "{("&e%d;" % (level - 1)) * 10}">\n' for level in range(1, 10))
+write("plist_xml/crafted-entity-expansion.plist", (
+    '<?xml version="1.0" encoding="UTF-8"?>\n<!DOCTYPE plist [\n' + entities +
+    ']>\n<plist version="1.0"><dict><key>k</key><string>&e9;</string></dict></plist>\n'
+).encode())
+write("plist_xml/crafted-nested-600.plist",
+      b'<?xml version="1.0" encoding="UTF-8"?>\n<plist version="1.0">' +
+      b"<array>" * 600 + b"</array>" * 600 + b"</plist>\n")
+write("plist_xml/crafted-numbers-utf16.plist", (
+    '<?xml version="1.0" encoding="UTF-16"?><plist><dict>'
+    '<key>hex</key><integer> 0x1F </integer><key>big</key><integer>18446744073709551615</integer>'
+    '<key>nan</key><real>nan</real><key>down</key><real>-infinity</real>'
+    '<key>data</key><data>AAE\n\tC</data><key>when</key><date>1900-01-01T00:00:00Z</date>'
+    '<key>name</key><string>Grüße &amp; 東京</string><key>yes</key><true/></dict></plist>'
+).encode("utf-16"))
+
+# --- text ---
+strings = ('/* Localized versions of Info.plist keys */\n\n'
+           '"CFBundleName" = "Kestrel";\n'
+           '"NSHumanReadableCopyright" = "© 2024 \\"Kestrel\\"\\nAll rights reserved.";\n'
+           '// A key alone stands for itself.\n"OK";\n'
+           "CFBundleDisplayName = 'Kestrel 3';\n"
+           '"Tab\\tand octal \\101 and \\U00e9" = "東京";\n')
+write("plist_text/crafted-strings-utf8.strings", strings.encode())
+write("plist_text/crafted-strings-utf16le.strings", b"\xFF\xFE" + strings.encode("utf-16-le"))
+write("plist_text/crafted-strings-utf16be.strings", b"\xFE\xFF" + strings.encode("utf-16-be"))
+write("plist_text/crafted-openstep.plist",
+      b'{ name = Kestrel; path = /usr/bin/find; list = (a, "b c", <0001 ff>, );\n'
+      b'  empty = {}; none = (); nested = { deeper = ( { x = y; } ); }; }\n')
+write("plist_text/crafted-nested-600.plist", b"(" * 600 + b")" * 600)
+
+# --- SystemVersion.plist in both formats ---
+version = {"ProductBuildVersion": "23F79", "ProductCopyright": "1983-2024 Apple Inc.",
+           "ProductName": "macOS", "ProductUserVisibleVersion": "14.5", "ProductVersion": "14.5",
+           "iOSSupportVersion": "17.5"}
+write("system_version/crafted-sonoma.plist", plistlib.dumps(version, fmt=plistlib.FMT_XML))
+write("system_version/crafted-sonoma.bplist", plistlib.dumps(
+    dict(version, ProductVersion="15.0.1", ProductBuildVersion="24A348"),
+    fmt=plistlib.FMT_BINARY))
+write("system_version/crafted-odd-version.plist", plistlib.dumps(
+    {"ProductVersion": "99999999999999999999.-1.x.4.5", "ProductBuildVersion": ""},
+    fmt=plistlib.FMT_XML))
+
+# --- what `tmutil listlocalsnapshots / | wc -l` prints ---
+for name, data in {"three": b"       3\n", "zero": b"0\n", "words": b"12 lines\n",
+                   "negative": b"  -7\n", "huge": b"99999999999999999999999\n",
+                   "error": b"wc: broken\n", "empty": b""}.items():
+    write(f"tmutil_count/crafted-{name}.txt", data)
+
+# --- what find prints ---
+write("find_output/crafted-paths.txt",
+      b"/Users/alice/Movies/holiday.mov\n/Users/alice/Desktop/disk image.iso\n"
+      b"  /Users/alice/Downloads/padded.zip  \n\n/Users/alice/Documents/Gr\xc3\xbc\xc3\x9fe.mp4\n")
+write("find_output/crafted-odd-bytes.txt",
+      b"/Users/alice/bad\xff\xfename.bin\n/Users/alice/esc\x1b[2Jape\r\n/Users/alice/nul\x00byte\n")
