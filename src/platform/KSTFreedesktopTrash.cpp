@@ -3,6 +3,7 @@
 #include "KSTEnvironment.h"
 #include "KSTFileName.h"
 #include "KSTNoFollowPath.h"
+#include "KSTRegularFile.h"
 #include "KSTTrashSupport.h"
 
 #include <QDateTime>
@@ -227,12 +228,12 @@ QString resolvedPath(const KSTHeldEntry &entry)
 
 QString recordedPathFromInfo(const QString &infoPath)
 {
-    QFile file(infoPath);
-    if (!file.open(QIODevice::ReadOnly))
+    // A FIFO or a huge file planted as a .trashinfo is never waited on or read whole.
+    QByteArray contents;
+    if (KSTRegularFile::readPrefix(infoPath, 64 * 1024, &contents) != KSTRegularFile::Status::Read)
         return {};
     bool inGroup = false;
-    const QList<QByteArray> lines = file.read(64 * 1024).split('\n');
-    for (QByteArray line : lines) {
+    for (QByteArray line : contents.split('\n')) {
         line = line.trimmed();
         if (line.startsWith('[')) {
             inGroup = line == "[Trash Info]";

@@ -418,6 +418,12 @@ TEST_P(KSTFreedesktopTrashTest, WritesAPercentEncodedTrashInfoAndReadsOriginalPa
     };
     for (const auto &[path, original] : rows)
         EXPECT_EQ(KSTTrash::originalPathForTrashedItem(path), original) << qPrintable(path);
+
+    // A FIFO planted as an item's .trashinfo is never waited on.
+    writeFile(trash() + "/piped"_L1, "x");
+    const QString info = QFileInfo(trash()).path() + "/info/piped.trashinfo"_L1;
+    ASSERT_EQ(::mkfifo(QFile::encodeName(info).constData(), 0600), 0);
+    EXPECT_EQ(KSTTrash::originalPathForTrashedItem(trash() + "/piped"_L1), QString());
 }
 
 TEST_P(KSTFreedesktopTrashTest, NamesHeldByStrayEntriesAreSkippedNotOverwritten)
