@@ -5,11 +5,11 @@
 #include "KSTDuplicateReviewModel.h"
 #include "KSTDuplicatesOutput.h"
 #include "KSTEnvironment.h"
+#include "KSTFileName.h"
 #include "KSTJsonTextWriter.h"
 #include "KSTSystemInfo.h"
 
 #include <QDir>
-#include <QFile>
 #include <QFileInfo>
 
 #include <fcntl.h>
@@ -36,7 +36,7 @@ QString resolvedPath(const QString &given)
 QString unusableFolderReason(const QString &path)
 {
     struct stat info;
-    if (::lstat(QFile::encodeName(path).constData(), &info) != 0)
+    if (::lstat(KSTFileName::encoded(path).constData(), &info) != 0)
         return QStringLiteral("no such folder: %1").arg(path);
     if (S_ISLNK(info.st_mode))
         return QStringLiteral("%1 is a symbolic link, which Kestrel never follows; give the folder "
@@ -50,7 +50,7 @@ QString unusableFolderReason(const QString &path)
 // Whether this process may list @p folder (the effective identity decides, as for the walk).
 bool canList(const QString &folder)
 {
-    const int fd = ::open(QFile::encodeName(folder).constData(),
+    const int fd = ::open(KSTFileName::encoded(folder).constData(),
                           O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
     if (fd < 0)
         return false;

@@ -1,5 +1,6 @@
 #include "KSTDuplicatesOutput.h"
 
+#include "KSTFileName.h"
 #include "KSTJsonTextWriter.h"
 #include "KSTSystemInfo.h"
 
@@ -114,7 +115,10 @@ void KSTDuplicatesOutput::printSummary(QTextStream &out, const KSTDuplicateSnaps
     out << plural(snapshot.totalGroupCount, "duplicate group", "duplicate groups") << ", "
         << Info::formatBytesShort(snapshot.totalReclaimableBytes) << " reclaimable, "
         << plural(snapshot.filesScanned, "file", "files") << " scanned\n";
-    out << "Folders: " << snapshot.scanPaths.join(QStringLiteral(", ")) << '\n';
+    QStringList folders;
+    for (const QString &path : snapshot.scanPaths)
+        folders << KSTFileName::printable(path);
+    out << "Folders: " << folders.join(QStringLiteral(", ")) << '\n';
     if (snapshot.totalGroupCount == 0) {
         out << '\n'
             << snapshot.statusText.value_or(QStringLiteral("No duplicate files found")) << '\n';
@@ -131,7 +135,7 @@ void KSTDuplicatesOutput::printSummary(QTextStream &out, const KSTDuplicateSnaps
             continue;
         out << '\n' << category.name << " (" << category.categoryType << ")\n";
         for (const KSTDuplicateGroup &group : category.groups) {
-            out << "  " << group.fileName << ": "
+            out << "  " << KSTFileName::printable(group.fileName) << ": "
                 << plural(quint64(group.files.size()), "copy", "copies") << " of "
                 << Info::formatBytes(group.fileSize) << ", "
                 << Info::formatBytesShort(group.reclaimableBytes) << " reclaimable  ["
@@ -141,7 +145,8 @@ void KSTDuplicatesOutput::printSummary(QTextStream &out, const KSTDuplicateSnaps
                 out << "    " << (Model::isKeptReason(reason) ? "keep  " : "remove") << "  "
                     << file.modificationDate.toLocalTime().toString(
                            QStringLiteral("yyyy-MM-dd HH:mm"))
-                    << "  " << file.path << "  (" << Model::selectionReasonText(reason) << ")\n";
+                    << "  " << KSTFileName::printable(file.path) << "  ("
+                    << Model::selectionReasonText(reason) << ")\n";
             }
         }
     }

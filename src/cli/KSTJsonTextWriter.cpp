@@ -1,5 +1,7 @@
 #include "KSTJsonTextWriter.h"
 
+#include "KSTFileName.h"
+
 #include <QLocale>
 
 void KSTJsonTextWriter::indent()
@@ -100,13 +102,23 @@ void KSTJsonTextWriter::nullValue()
     m_out << "null";
 }
 
+QString KSTJsonTextWriter::escapedByte(int byte)
+{
+    return QStringLiteral("\\udc") + QString::number(byte & 0xff, 16).rightJustified(2, u'0');
+}
+
 QString KSTJsonTextWriter::quoted(const QString &text)
 {
     QString result;
     result.reserve(text.size() + 2);
     result += QLatin1Char('"');
-    for (const QChar character : text) {
+    for (qsizetype index = 0; index < text.size(); ++index) {
+        const QChar character = text.at(index);
         const char16_t code = character.unicode();
+        if (const int byte = KSTFileName::escapedByteAt(text, index); byte >= 0) {
+            result += escapedByte(byte);
+            continue;
+        }
         switch (code) {
         case u'"':
             result += QLatin1String("\\\"");

@@ -8,6 +8,8 @@
 #include <memory>
 #include <optional>
 #include <span>
+#include <string>
+#include <string_view>
 
 class KSTReadOnlyFile;
 
@@ -28,8 +30,10 @@ class KSTReadOnlyFile;
 /// a file whose fingerprint no other file of its size shares never splits a group.
 ///
 /// Files are opened through KSTReadOnlyFile (no link followed, no FIFO waited on, regular
-/// files only). An operation given a record refuses a file whose device and inode are no
-/// longer the ones the walk recorded. Every failure gives no digest.
+/// files only); a record's file is reached as KSTNoFollowPath::hold() reaches it, and refused
+/// when it is no longer what the walk recorded (KSTFileIdentity::matches()). Every failure
+/// gives no digest. The forms taking an open file leave opening and checking to the caller
+/// (the scan opens files below their held scan folder).
 ///
 /// Thread-safe: the operations keep no state; a Scratch belongs to one thread at a time.
 class KSTDuplicateDigest
@@ -94,9 +98,24 @@ public:
     /// blocks); nothing when it cannot be read or is no longer the file recorded.
     static std::optional<quint64> sampleFingerprintForRecord(const KSTDuplicateFileRecord &record,
                                                              Scratch *scratch = nullptr);
-    /// The same for the file at @p encodedPath recorded with @p size, @p device and @p inode
-    /// (identity not checked when @p inode is 0).
-    static std::optional<quint64> sampleFingerprintOfFile(const char *encodedPath, quint64 size,
-                                                          quint64 device, quint64 inode,
-                                                          Scratch *scratch = nullptr);
+
+    /// Opens the file of @p record (see above); false when it is missing, not a regular file,
+    /// reached through a link, or not the file recorded (when the record has an identity).
+    static bool openRecord(KSTReadOnlyFile &file, const KSTDuplicateFileRecord &record);
+
+    /// contentDigestForRecord() of the open @p file of @p size bytes.
+    static std::optional<KSTSHA256Digest> contentDigestOfFile(KSTReadOnlyFile &file, quint64 size,
+                                                              bool *isComplete, Scratch &scratch);
+    /// The content digest of a whole file already read: @p content is all of it (so complete).
+    static std::optional<KSTSHA256Digest> contentDigestOfBytes(std::string_view content,
+                                                               Scratch &scratch);
+    /// The full digest of the open @p file, read up to @p size bytes.
+    static std::optional<KSTSHA256Digest> fullDigestOfFile(KSTReadOnlyFile &file, quint64 size,
+                                                           Scratch &scratch);
+    /// The sample fingerprint of the open @p file of @p size bytes. When the whole file is
+    /// read (at most two blocks) and @p wholeContent is given, it receives the bytes, so a
+    /// later stage need not read them again.
+    static std::optional<quint64> sampleFingerprintOfFile(KSTReadOnlyFile &file, quint64 size,
+                                                          Scratch &scratch,
+                                                          std::string *wholeContent = nullptr);
 };

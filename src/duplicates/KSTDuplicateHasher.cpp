@@ -2,8 +2,10 @@
 
 #include "KSTDispatchGroup.h"
 #include "KSTDuplicateFileCollection.h"
+#include "KSTReadOnlyFile.h"
 #include "KSTSystemInfo.h"
 
+#include <atomic>
 #include <map>
 
 namespace {
@@ -29,8 +31,27 @@ std::vector<qsizetype> firstNamesOfSameFile(qsizetype count, const Identity &ide
 std::vector<qsizetype> recordFirstNames(const QList<KSTDuplicateFileRecord> &records)
 {
     return firstNamesOfSameFile(records.size(), [&records](qsizetype index) {
-        return std::pair{records.at(index).device, records.at(index).inode};
+        return std::pair{records.at(index).identity.device, records.at(index).identity.inode};
     });
+}
+
+std::vector<qsizetype> fileFirstNames(const KSTDuplicateFileCollection &collection,
+                                      std::span<const quint32> indexes)
+{
+    return firstNamesOfSameFile(qsizetype(indexes.size()), [&](qsizetype position) {
+        const quint32 file = indexes[static_cast<size_t>(position)];
+        return std::pair{collection.deviceAt(file), collection.inodeAt(file)};
+    });
+}
+
+// Every slot takes the answer of the first name of its file.
+template <typename Slot>
+void shareWithOtherNames(std::vector<Slot> &slots, const std::vector<qsizetype> &first)
+{
+    for (std::size_t index = 0; index < slots.size(); ++index) {
+        if (first[index] != qsizetype(index))
+            slots[index] = slots[static_cast<size_t>(first[index])];
+    }
 }
 
 // The work list: the entries that are their own first name.
@@ -140,33 +161,86 @@ std::vector<std::optional<quint64>> KSTDuplicateHasher::computeSampleFingerprint
                                        KSTDuplicateDigest::sampleFingerprintForRecord(
                                            records.at(index), &scratch);
                                });
-    for (std::size_t index = 0; index < slots.size(); ++index)
-        slots[index] = slots[static_cast<size_t>(first[index])];
+    shareWithOtherNames(slots, first);
     return slots;
 }
 
-std::vector<std::optional<quint64>>
-KSTDuplicateHasher::computeSampleFingerprintsForFiles(const KSTDuplicateFileCollection &collection,
-                                                      std::span<const quint32> indexes,
-                                                      quint64 generation)
+std::vector<std::optional<quint64>> KSTDuplicateHasher::computeSampleFingerprintsForFiles(
+    const KSTDuplicateFileCollection &collection, std::span<const quint32> indexes,
+    quint64 generation, std::vector<std::string> *wholeContents)
 {
-    const std::vector<qsizetype> first =
-        firstNamesOfSameFile(qsizetype(indexes.size()), [&](qsizetype position) {
-            const quint32 file = indexes[static_cast<size_t>(position)];
-            return std::pair{collection.deviceAt(file), collection.inodeAt(file)};
-        });
+    const std::vector<qsizetype> first = fileFirstNames(collection, indexes);
     const std::vector<qsizetype> reads = readsFor(first);
     std::vector<std::optional<quint64>> slots(indexes.size());
+    if (wholeContents)
+        wholeContents->assign(indexes.size(), std::string());
+    std::atomic<std::size_t> kept{0};
     forEachRecordOnHashWorkers(
         qsizetype(reads.size()), generation,
         [&](qsizetype position, KSTDuplicateDigest::Scratch &scratch) {
-            const qsizetype index = reads[static_cast<size_t>(position)];
-            const quint32 file = indexes[static_cast<size_t>(index)];
-            slots[static_cast<size_t>(index)] = KSTDuplicateDigest::sampleFingerprintOfFile(
-                collection.encodedPathAt(file).c_str(), collection.bytesAt(file),
-                collection.deviceAt(file), collection.inodeAt(file), &scratch);
+            const auto index = static_cast<size_t>(reads[static_cast<size_t>(position)]);
+            const quint32 file = indexes[index];
+            KSTReadOnlyFile opened;
+            if (!collection.openFile(file, opened))
+                return;
+            // Each worker writes only its own slots; the budget is shared.
+            std::string *content = nullptr;
+            const quint64 bytes = collection.bytesAt(file);
+            if (wholeContents && bytes <= 2 * KSTDuplicateDigest::SampleBlock &&
+                kept.fetch_add(bytes, std::memory_order_relaxed) + bytes <= WholeContentBudget)
+                content = &(*wholeContents)[index];
+            slots[index] =
+                KSTDuplicateDigest::sampleFingerprintOfFile(opened, bytes, scratch, content);
         });
-    for (std::size_t index = 0; index < slots.size(); ++index)
-        slots[index] = slots[static_cast<size_t>(first[index])];
+    shareWithOtherNames(slots, first);
+    if (wholeContents)
+        shareWithOtherNames(*wholeContents, first);
+    return slots;
+}
+
+std::vector<std::optional<KSTSHA256Digest>> KSTDuplicateHasher::computeContentDigestsForFiles(
+    const KSTDuplicateFileCollection &collection, std::span<const quint32> indexes,
+    quint64 generation, std::span<const std::string> wholeContents)
+{
+    const std::vector<qsizetype> first = fileFirstNames(collection, indexes);
+    const std::vector<qsizetype> reads = readsFor(first);
+    std::vector<std::optional<KSTSHA256Digest>> slots(indexes.size());
+    forEachRecordOnHashWorkers(
+        qsizetype(reads.size()), generation,
+        [&](qsizetype position, KSTDuplicateDigest::Scratch &scratch) {
+            const auto index = static_cast<size_t>(reads[static_cast<size_t>(position)]);
+            const quint32 file = indexes[index];
+            if (index < wholeContents.size() && !wholeContents[index].empty()) {
+                slots[index] =
+                    KSTDuplicateDigest::contentDigestOfBytes(wholeContents[index], scratch);
+                return;
+            }
+            KSTReadOnlyFile opened;
+            if (collection.openFile(file, opened))
+                slots[index] = KSTDuplicateDigest::contentDigestOfFile(
+                    opened, collection.bytesAt(file), nullptr, scratch);
+        });
+    shareWithOtherNames(slots, first);
+    return slots;
+}
+
+std::vector<std::optional<KSTSHA256Digest>>
+KSTDuplicateHasher::computeFullDigestsForFiles(const KSTDuplicateFileCollection &collection,
+                                               std::span<const quint32> indexes, quint64 generation)
+{
+    const std::vector<qsizetype> first = fileFirstNames(collection, indexes);
+    const std::vector<qsizetype> reads = readsFor(first);
+    std::vector<std::optional<KSTSHA256Digest>> slots(indexes.size());
+    forEachRecordOnHashWorkers(qsizetype(reads.size()), generation,
+                               [&](qsizetype position, KSTDuplicateDigest::Scratch &scratch) {
+                                   const auto index =
+                                       static_cast<size_t>(reads[static_cast<size_t>(position)]);
+                                   const quint32 file = indexes[index];
+                                   KSTReadOnlyFile opened;
+                                   if (collection.openFile(file, opened))
+                                       slots[index] = KSTDuplicateDigest::fullDigestOfFile(
+                                           opened, collection.bytesAt(file), scratch);
+                               });
+    shareWithOtherNames(slots, first);
     return slots;
 }

@@ -8,6 +8,7 @@
 #include <array>
 #include <optional>
 #include <span>
+#include <string>
 #include <vector>
 
 class KSTDuplicateFileCollection;
@@ -60,11 +61,29 @@ public:
     computeSampleFingerprintsForRecords(const QList<KSTDuplicateFileRecord> &records,
                                         quint64 generation);
 
-    /// The same for the files @p indexes of @p collection, read straight from the collection
-    /// (no record is made for a file the fingerprints leave out).
+    /// The same for the files @p indexes of @p collection, each opened below its scan folder
+    /// (KSTDuplicateFileCollection::openFile()), so no record is made for a file the
+    /// fingerprints leave out. With @p wholeContents (one slot per index) the bytes of files
+    /// read whole are kept there, up to WholeContentBudget bytes in all, for
+    /// computeContentDigestsForFiles() to use instead of reading them again.
     std::vector<std::optional<quint64>>
     computeSampleFingerprintsForFiles(const KSTDuplicateFileCollection &collection,
-                                      std::span<const quint32> indexes, quint64 generation);
+                                      std::span<const quint32> indexes, quint64 generation,
+                                      std::vector<std::string> *wholeContents = nullptr);
+    /// The content digests of the files @p indexes of @p collection, one slot per index
+    /// (nothing for a file that failed). A file whose bytes @p wholeContents holds (same
+    /// positions; may be empty) is digested from them.
+    std::vector<std::optional<KSTSHA256Digest>>
+    computeContentDigestsForFiles(const KSTDuplicateFileCollection &collection,
+                                  std::span<const quint32> indexes, quint64 generation,
+                                  std::span<const std::string> wholeContents = {});
+    /// The full digests of the files @p indexes of @p collection, one slot per index.
+    std::vector<std::optional<KSTSHA256Digest>>
+    computeFullDigestsForFiles(const KSTDuplicateFileCollection &collection,
+                               std::span<const quint32> indexes, quint64 generation);
+
+    /// The most bytes of whole small files one fingerprint stage keeps for the digests.
+    static constexpr std::size_t WholeContentBudget = 8 * 1024 * 1024;
 
 private:
     // Runs task(i, scratch) for every i < count, i on worker i mod 4, and waits for all.

@@ -12,7 +12,7 @@ using Record = KSTDuplicateFileRecord;
 
 bool sameFile(const Record &a, const Record &b)
 {
-    return a.inode != 0 && a.inode == b.inode && a.device == b.device;
+    return a.identity.isSameFile(b.identity);
 }
 
 } // namespace

@@ -138,17 +138,25 @@ QString decoded(const char *bytes)
 
 bool hasEscapedBytes(const QString &name)
 {
-    const char16_t *units = reinterpret_cast<const char16_t *>(name.utf16());
     for (qsizetype index = 0; index < name.size(); ++index) {
-        const char16_t unit = units[index];
-        if (!isEscape(unit))
-            continue;
-        // The low half of a real pair is not an escape.
-        if (index > 0 && units[index - 1] >= 0xD800 && units[index - 1] <= 0xDBFF)
-            continue;
-        return true;
+        if (escapedByteAt(name, index) >= 0)
+            return true;
     }
     return false;
+}
+
+int escapedByteAt(const QString &name, qsizetype index)
+{
+    if (index < 0 || index >= name.size())
+        return -1;
+    const char16_t *units = reinterpret_cast<const char16_t *>(name.utf16());
+    const char16_t unit = units[index];
+    if (!isEscape(unit))
+        return -1;
+    // The low half of a real pair is not an escape.
+    if (index > 0 && units[index - 1] >= 0xD800 && units[index - 1] <= 0xDBFF)
+        return -1;
+    return int(unit - EscapeBase);
 }
 
 QString printable(const QString &name)
@@ -161,8 +169,7 @@ QString printable(const QString &name)
     };
     for (qsizetype index = 0; index < name.size(); ++index) {
         const char16_t unit = units[index];
-        const bool pairedLow = index > 0 && units[index - 1] >= 0xD800 &&
-                               units[index - 1] <= 0xDBFF && unit >= 0xDC00 && unit <= 0xDFFF;
+        const int escapedByte = escapedByteAt(name, index);
         if (unit == u'\\') {
             out += QStringLiteral("\\\\");
         } else if (unit == u'\n') {
@@ -175,8 +182,8 @@ QString printable(const QString &name)
             out += QStringLiteral("\\e");
         } else if (unit < 0x20 || unit == 0x7F || (unit >= 0x80 && unit <= 0x9F)) {
             hex(unit);
-        } else if (isEscape(unit) && !pairedLow) {
-            hex(unit - EscapeBase);
+        } else if (escapedByte >= 0) {
+            hex(unsigned(escapedByte));
         } else {
             out.append(QChar(unit));
         }

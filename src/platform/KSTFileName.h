@@ -28,6 +28,11 @@ QString decoded(const char *bytes, qsizetype length);
 /// True when @p name holds an escaped byte (it came from a name that is not UTF-8).
 bool hasEscapedBytes(const QString &name);
 
+/// The byte (0x80–0xFF) the code unit at @p index of @p name stands for when it is an escaped
+/// byte (a lone surrogate U+DC80–U+DCFF, not the second half of a pair); -1 otherwise. Every
+/// writer that must show or carry such a byte asks this.
+int escapedByteAt(const QString &name, qsizetype index);
+
 /// @p name for a person to read on one line: control characters (C0, DEL, C1) shown as
 /// "\n", "\t", "\e" or "\xNN", escaped bytes as "\xNN", and a backslash doubled; every other
 /// character unchanged. A plain name comes back as it is.

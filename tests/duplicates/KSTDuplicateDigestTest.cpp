@@ -128,9 +128,9 @@ TEST_F(DuplicateDigestTest, OnlyTheRecordedRegularFileIsRead)
     };
     KSTDuplicateFileRecord linkRecord = recordOf(target);
     linkRecord.path = link;
-    KSTDuplicateFileRecord fifoRecord{fifo, 100, QDateTime::currentDateTimeUtc(), 0, 0};
-    KSTDuplicateFileRecord folderRecord{folder, 100, QDateTime::currentDateTimeUtc(), 0, 0};
-    KSTDuplicateFileRecord missing{dir.filePath(QStringLiteral("missing")), 100, {}, 0, 0};
+    KSTDuplicateFileRecord fifoRecord{fifo, 100, QDateTime::currentDateTimeUtc(), {}};
+    KSTDuplicateFileRecord folderRecord{folder, 100, QDateTime::currentDateTimeUtc(), {}};
+    KSTDuplicateFileRecord missing{dir.filePath(QStringLiteral("missing")), 100, {}, {}};
     for (const Case &c : {Case{"a symbolic link", linkRecord}, Case{"a FIFO", fifoRecord},
                           Case{"a folder", folderRecord}, Case{"a replaced file", replaced},
                           Case{"a missing file", missing}}) {
@@ -199,7 +199,7 @@ TEST_F(DuplicateDigestTest, ReadOnlyFileRefusesWhatIsNotARegularFile)
 
     const QByteArray content = contentOfSize(10000, 8);
     ASSERT_TRUE(file.open(write(QStringLiteral("plain"), content)));
-    EXPECT_EQ(file.status().size, 10000u);
+    EXPECT_EQ(file.identity().size, 10000);
     QByteArray buffer(20000, 0);
     EXPECT_EQ(file.readAt(9000, buffer.data(), 5000), 1000);
     EXPECT_EQ(buffer.left(1000), content.right(1000));

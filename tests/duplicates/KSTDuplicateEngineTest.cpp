@@ -207,7 +207,7 @@ TEST_F(DuplicateScanTest, HardLinksAreSeparateCopiesOfOneGroup)
     ASSERT_EQ(groups.size(), 1);
     EXPECT_EQ(pathsOf(groups.first()), (QStringList{QStringLiteral("Downloads/shot.png"),
                                                     QStringLiteral("Pictures/shot.png")}));
-    EXPECT_EQ(groups.first().files.at(0).inode, groups.first().files.at(1).inode);
+    EXPECT_EQ(groups.first().files.at(0).identity.inode, groups.first().files.at(1).identity.inode);
     EXPECT_EQ(groups.first().categoryType, QStringLiteral("images"));
 }
 
