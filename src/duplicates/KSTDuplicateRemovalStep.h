@@ -4,6 +4,7 @@
 
 #include <QList>
 #include <QString>
+#include <QStringList>
 
 /// The one destructive step of a duplicate removal, injected into KSTDuplicateReviewModel:
 /// move one copy to the Trash, through the program's removal guard, if and only if the copy
@@ -34,6 +35,11 @@ public:
     };
 
     virtual ~KSTDuplicateRemovalStep() = default;
+
+    /// Called before the copies of one removal, on the thread that then moves them, with the
+    /// folders the results came from (the snapshot's scanPaths): a step acting through the
+    /// removal guard makes its guard for them here.
+    virtual void beginRemoval(const QStringList &scanFolders) { Q_UNUSED(scanFolders); }
 
     /// Moves @p copy to the Trash when it and at least one of @p keptCopies are unchanged
     /// since the scan (see above). @p keptCopies is never empty.

@@ -2,6 +2,7 @@
 
 #include "KSTDispatch.h"
 #include "KSTDuplicateEngine.h"
+#include "KSTDuplicateTrashStep.h"
 #include "KSTSystemInfo.h"
 
 #include <algorithm>
@@ -18,7 +19,7 @@ bool sameFile(const Record &a, const Record &b)
 } // namespace
 
 KSTDuplicateReviewModel::KSTDuplicateReviewModel(KSTSystemInfo &systemInfo, QObject *parent)
-    : QObject(parent), m_systemInfo(&systemInfo),
+    : QObject(parent), m_systemInfo(&systemInfo), m_step(std::make_shared<KSTDuplicateTrashStep>()),
       m_self(std::make_shared<KSTDuplicateReviewModel *>(this))
 {
     updateActionButtons();
@@ -411,6 +412,7 @@ bool KSTDuplicateReviewModel::trashFilesAtPaths(
         }
     }
     Plan plan;
+    plan.scanFolders = m_snapshot->scanPaths;
     for (const QString &path : paths) {
         const KSTDuplicateGroup *group = groupOfPath.value(path);
         if (!group) {
@@ -463,6 +465,8 @@ KSTDuplicateRemovalOutcome KSTDuplicateReviewModel::executePlan(const Plan &plan
     using Result = KSTDuplicateRemovalStep::Result;
     KSTDuplicateRemovalOutcome outcome;
     outcome.skipped = plan.skipped;
+    if (!plan.copies.isEmpty())
+        step.beginRemoval(plan.scanFolders);
     QSet<QString> groupsWithoutKeptCopy;
     for (const PlannedCopy &planned : plan.copies) {
         if (groupsWithoutKeptCopy.contains(planned.groupKey)) {

@@ -39,9 +39,9 @@ struct KSTDuplicateRemovalOutcome
 /// the newest copy ("Auto-select: keep newest"); every other copy is removable until the user
 /// changes it. The user may keep several copies, or none.
 ///
-/// Removal never deletes anything itself: each copy goes through the injected
-/// KSTDuplicateRemovalStep (the removal guard), one at a time on a worker thread, with the
-/// group's kept copies as they were scanned:
+/// Removal never deletes anything itself: each copy goes through the KSTDuplicateRemovalStep
+/// (KSTDuplicateTrashStep, the removal guard, unless a test injects another), one at a time
+/// on a worker thread, with the group's kept copies as they were scanned:
 /// - a group that keeps no copy is skipped whole, and each of its copies is reported;
 /// - a copy that is no longer the scanned file stays and is reported;
 /// - when no kept copy of a group is still the scanned file, the group's remaining copies
@@ -76,7 +76,8 @@ public:
     explicit KSTDuplicateReviewModel(KSTSystemInfo &systemInfo, QObject *parent = nullptr);
     ~KSTDuplicateReviewModel() override;
 
-    /// The step every copy goes through; without one, removals are refused.
+    /// The step every copy goes through: KSTDuplicateTrashStep (the removal guard) unless
+    /// replaced; without one (nullptr), removals are refused.
     void setRemovalStep(std::shared_ptr<KSTDuplicateRemovalStep> step);
 
     // ---- Snapshot ----
@@ -212,6 +213,7 @@ private:
     };
     struct Plan
     {
+        QStringList scanFolders;
         QList<PlannedCopy> copies;
         QList<KSTDuplicateRemovalOutcome::Skipped> skipped;
     };
