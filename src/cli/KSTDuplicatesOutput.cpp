@@ -4,6 +4,8 @@
 #include "KSTJsonTextWriter.h"
 #include "KSTSystemInfo.h"
 
+#include <QHash>
+
 namespace {
 
 using Info = KSTSystemInfo;
@@ -35,7 +37,10 @@ void writeFile(KSTJsonTextWriter &json, const KSTDuplicateGroup &group,
     json.endObject();
 }
 
-void writeGroup(KSTJsonTextWriter &json, const KSTDuplicateGroup &group, const Model &model)
+} // namespace
+
+void KSTDuplicatesOutput::writeGroup(KSTJsonTextWriter &json, const KSTDuplicateGroup &group,
+                                     const Model &model)
 {
     json.beginObject();
     json.key(QStringLiteral("hashKey"));
@@ -55,8 +60,6 @@ void writeGroup(KSTJsonTextWriter &json, const KSTDuplicateGroup &group, const M
     json.value(group.reclaimableBytes);
     json.endObject();
 }
-
-} // namespace
 
 void KSTDuplicatesOutput::writeSnapshot(KSTJsonTextWriter &json,
                                         const KSTDuplicateSnapshot &snapshot, const Model &model)
@@ -149,5 +152,90 @@ void KSTDuplicatesOutput::printSummary(QTextStream &out, const KSTDuplicateSnaps
                     << Model::selectionReasonText(reason) << ")\n";
             }
         }
+    }
+}
+
+void KSTDuplicatesOutput::writeRemovalOutcome(KSTJsonTextWriter &json,
+                                              const KSTDuplicateRemovalOutcome &outcome,
+                                              const Model &model, bool showsSelection)
+{
+    json.beginObject();
+    json.key(QStringLiteral("itemsRemoved"));
+    json.value(outcome.itemsRemoved);
+    json.key(QStringLiteral("bytesRemoved"));
+    json.value(outcome.bytesRemoved);
+    json.key(QStringLiteral("removedPaths"));
+    json.beginArray();
+    for (const QString &path : outcome.removedPaths)
+        json.value(path);
+    json.endArray();
+    json.key(QStringLiteral("skipped"));
+    json.beginArray();
+    for (const KSTDuplicateRemovalOutcome::Skipped &skipped : outcome.skipped) {
+        json.beginObject();
+        json.key(QStringLiteral("path"));
+        json.value(skipped.path);
+        json.key(QStringLiteral("reason"));
+        json.value(skipped.reason);
+        json.endObject();
+    }
+    json.endArray();
+    json.key(QStringLiteral("snapshot"));
+    if (model.snapshot())
+        writeSnapshot(json, *model.snapshot(), model);
+    else
+        json.nullValue();
+    json.key(QStringLiteral("selectedCategoryType"));
+    if (showsSelection)
+        json.value(model.selectedCategoryType());
+    else
+        json.nullValue();
+    json.key(QStringLiteral("selectedGroup"));
+    if (showsSelection && model.selectedGroup())
+        writeGroup(json, *model.selectedGroup(), model);
+    else
+        json.nullValue();
+    json.endObject();
+}
+
+void KSTDuplicatesOutput::printRemovalOutcome(QTextStream &out,
+                                              const KSTDuplicateRemovalOutcome &outcome)
+{
+    out << "Moved " << plural(outcome.itemsRemoved, "copy", "copies") << " to the Trash, "
+        << Info::formatBytesShort(outcome.bytesRemoved) << " (" << outcome.bytesRemoved
+        << " bytes)\n";
+    for (const QString &path : outcome.removedPaths)
+        out << "  " << KSTFileName::printable(path) << '\n';
+    if (!outcome.skipped.isEmpty())
+        out << "Left in place (" << outcome.skipped.size() << "):\n";
+    for (const KSTDuplicateRemovalOutcome::Skipped &skipped : outcome.skipped)
+        out << "  " << KSTFileName::printable(skipped.path) << ": "
+            << KSTFileName::printable(skipped.reason) << '\n';
+}
+
+void KSTDuplicatesOutput::printRemovalPlan(QTextStream &out, const QString &title,
+                                           const QStringList &paths, const Model &model)
+{
+    // Each copy's group and record, looked up once.
+    QHash<QString, std::pair<const KSTDuplicateGroup *, const KSTDuplicateFileRecord *>> copies;
+    for (const KSTDuplicateCategorySummary &category : model.snapshot()->categories) {
+        for (const KSTDuplicateGroup &group : category.groups) {
+            for (const KSTDuplicateFileRecord &file : group.files)
+                copies.insert(file.path, {&group, &file});
+        }
+    }
+    out << title << '\n';
+    for (const QString &path : paths) {
+        out << "  " << KSTFileName::printable(path);
+        const auto found = copies.constFind(path);
+        if (found != copies.cend()) {
+            const auto [group, file] = *found;
+            if (model.effectiveKeptPathsForGroup(*group).isEmpty())
+                out << "  (left in place: no copy of its group is kept)";
+            else
+                out << "  (" << Model::selectionReasonText(model.selectionReason(*group, *file))
+                    << ')';
+        }
+        out << '\n';
     }
 }

@@ -288,19 +288,23 @@ void KSTDuplicateReviewModel::toggleGroupSelection(const KSTDuplicateGroup &grou
     updateActionButtons();
 }
 
-void KSTDuplicateReviewModel::toggleAllGroups(Qt::CheckState state)
+void KSTDuplicateReviewModel::toggleGroupsSelection(const QList<KSTDuplicateGroup> &groups, bool on)
 {
-    const QList<KSTDuplicateGroup> groups = groupsForSelectedCategory();
-    if (groups.isEmpty())
-        return;
     for (const KSTDuplicateGroup &group : groups) {
-        if (state == Qt::Checked)
+        if (on)
             m_selectedGroupKeys.insert(group.hashKey);
         else
             m_selectedGroupKeys.remove(group.hashKey);
     }
     Q_EMIT selectionChanged();
     updateActionButtons();
+}
+
+void KSTDuplicateReviewModel::toggleAllGroups(Qt::CheckState state)
+{
+    const QList<KSTDuplicateGroup> groups = groupsForSelectedCategory();
+    if (!groups.isEmpty())
+        toggleGroupsSelection(groups, state == Qt::Checked);
 }
 
 void KSTDuplicateReviewModel::togglePreviewSelection(const KSTDuplicateGroup &group,

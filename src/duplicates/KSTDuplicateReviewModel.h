@@ -142,6 +142,8 @@ public:
 
     /// A group row's check box: ticks or clears the group for bulk removal.
     void toggleGroupSelection(const KSTDuplicateGroup &group, bool on);
+    /// Ticks or clears each of @p groups at once (then refreshes the buttons once).
+    void toggleGroupsSelection(const QList<KSTDuplicateGroup> &groups, bool on);
     /// The check box for all: Qt::Checked ticks every group of the listed category, any other
     /// state clears them; nothing happens when the category has no group.
     void toggleAllGroups(Qt::CheckState state);

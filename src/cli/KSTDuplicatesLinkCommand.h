@@ -1,0 +1,5 @@
+#pragma once
+
+#include "KSTCliContext.h"
+
+int kstRunDuplicatesLinkCommand(KSTCliContext &context);
