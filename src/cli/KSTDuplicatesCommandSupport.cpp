@@ -123,6 +123,9 @@ std::optional<int> takeChoice(KSTCliContext &context, Choice &choice, bool allow
     choice.groupKeys = context.takeRepeatedOption(QStringLiteral("--group"), &groupsOk);
     if (allowCurrent)
         choice.currentKey = context.takeOption(QStringLiteral("--current"), &currentOk);
+    else if (context.takeOption(QStringLiteral("--current")))
+        return context.usageError(
+            QStringLiteral("--current is for 'duplicates remove'; choose --all or --group KEY"));
     const QStringList keep = context.takeRepeatedOption(QStringLiteral("--keep"), &keepOk);
     const QStringList unkeep = context.takeRepeatedOption(QStringLiteral("--unkeep"), &unkeepOk);
     if (!groupsOk || !currentOk)

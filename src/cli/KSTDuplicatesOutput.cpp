@@ -37,6 +37,39 @@ void writeFile(KSTJsonTextWriter &json, const KSTDuplicateGroup &group,
     json.endObject();
 }
 
+void writeSkipped(KSTJsonTextWriter &json,
+                  const QList<KSTDuplicateRemovalOutcome::Skipped> &skippedCopies)
+{
+    json.beginArray();
+    for (const KSTDuplicateRemovalOutcome::Skipped &skipped : skippedCopies) {
+        json.beginObject();
+        json.key(QStringLiteral("path"));
+        json.value(skipped.path);
+        json.key(QStringLiteral("reason"));
+        json.value(skipped.reason);
+        json.endObject();
+    }
+    json.endArray();
+}
+
+void writeStrings(KSTJsonTextWriter &json, const QStringList &strings)
+{
+    json.beginArray();
+    for (const QString &string : strings)
+        json.value(string);
+    json.endArray();
+}
+
+void printSkipped(QTextStream &out, const char *heading,
+                  const QList<KSTDuplicateRemovalOutcome::Skipped> &skippedCopies)
+{
+    if (!skippedCopies.isEmpty())
+        out << heading << " (" << skippedCopies.size() << "):\n";
+    for (const KSTDuplicateRemovalOutcome::Skipped &skipped : skippedCopies)
+        out << "  " << KSTFileName::printable(skipped.path) << ": "
+            << KSTFileName::printable(skipped.reason) << '\n';
+}
+
 } // namespace
 
 void KSTDuplicatesOutput::writeGroup(KSTJsonTextWriter &json, const KSTDuplicateGroup &group,
@@ -165,21 +198,9 @@ void KSTDuplicatesOutput::writeRemovalOutcome(KSTJsonTextWriter &json,
     json.key(QStringLiteral("bytesRemoved"));
     json.value(outcome.bytesRemoved);
     json.key(QStringLiteral("removedPaths"));
-    json.beginArray();
-    for (const QString &path : outcome.removedPaths)
-        json.value(path);
-    json.endArray();
+    writeStrings(json, outcome.removedPaths);
     json.key(QStringLiteral("skipped"));
-    json.beginArray();
-    for (const KSTDuplicateRemovalOutcome::Skipped &skipped : outcome.skipped) {
-        json.beginObject();
-        json.key(QStringLiteral("path"));
-        json.value(skipped.path);
-        json.key(QStringLiteral("reason"));
-        json.value(skipped.reason);
-        json.endObject();
-    }
-    json.endArray();
+    writeSkipped(json, outcome.skipped);
     json.key(QStringLiteral("snapshot"));
     if (model.snapshot())
         writeSnapshot(json, *model.snapshot(), model);
@@ -206,11 +227,37 @@ void KSTDuplicatesOutput::printRemovalOutcome(QTextStream &out,
         << " bytes)\n";
     for (const QString &path : outcome.removedPaths)
         out << "  " << KSTFileName::printable(path) << '\n';
-    if (!outcome.skipped.isEmpty())
-        out << "Left in place (" << outcome.skipped.size() << "):\n";
-    for (const KSTDuplicateRemovalOutcome::Skipped &skipped : outcome.skipped)
-        out << "  " << KSTFileName::printable(skipped.path) << ": "
-            << KSTFileName::printable(skipped.reason) << '\n';
+    printSkipped(out, "Left in place", outcome.skipped);
+}
+
+void KSTDuplicatesOutput::writeLinkOutcome(KSTJsonTextWriter &json,
+                                           const KSTDuplicateLinkOutcome &outcome,
+                                           const Model &model)
+{
+    json.beginObject();
+    json.key(QStringLiteral("itemsLinked"));
+    json.value(outcome.itemsLinked);
+    json.key(QStringLiteral("bytesFreed"));
+    json.value(outcome.bytesFreed);
+    json.key(QStringLiteral("linkedPaths"));
+    writeStrings(json, outcome.linkedPaths);
+    json.key(QStringLiteral("skipped"));
+    writeSkipped(json, outcome.skipped);
+    json.key(QStringLiteral("snapshot"));
+    if (model.snapshot())
+        writeSnapshot(json, *model.snapshot(), model);
+    else
+        json.nullValue();
+    json.endObject();
+}
+
+void KSTDuplicatesOutput::printLinkOutcome(QTextStream &out, const KSTDuplicateLinkOutcome &outcome)
+{
+    out << "Replaced " << plural(outcome.itemsLinked, "copy", "copies") << ", freeing "
+        << Info::formatBytesShort(outcome.bytesFreed) << " (" << outcome.bytesFreed << " bytes)\n";
+    for (const QString &path : outcome.linkedPaths)
+        out << "  " << KSTFileName::printable(path) << '\n';
+    printSkipped(out, "Left as they were", outcome.skipped);
 }
 
 void KSTDuplicatesOutput::printRemovalPlan(QTextStream &out, const QString &title,

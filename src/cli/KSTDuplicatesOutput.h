@@ -33,6 +33,12 @@ void writeGroup(KSTJsonTextWriter &json, const KSTDuplicateGroup &group,
 /// @p showsSelection (after removing the shown group), else null.
 void writeRemovalOutcome(KSTJsonTextWriter &json, const KSTDuplicateRemovalOutcome &outcome,
                          const KSTDuplicateReviewModel &model, bool showsSelection);
+/// What replacing copies with links did, as one JSON object: itemsLinked, bytesFreed,
+/// linkedPaths, skipped ([{path, reason}]) and snapshot (the model's, after its rescan).
+void writeLinkOutcome(KSTJsonTextWriter &json, const KSTDuplicateLinkOutcome &outcome,
+                      const KSTDuplicateReviewModel &model);
+/// The same for people.
+void printLinkOutcome(QTextStream &out, const KSTDuplicateLinkOutcome &outcome);
 /// The same for people: the copies moved, then every copy left in place with its reason.
 void printRemovalOutcome(QTextStream &out, const KSTDuplicateRemovalOutcome &outcome);
 /// The copies a removal would act on, under the button's @p title: each path with why it

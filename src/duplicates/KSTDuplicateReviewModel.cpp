@@ -407,6 +407,12 @@ bool KSTDuplicateReviewModel::trashFilesAtPaths(
 {
     if (!m_step || m_removing || !m_snapshot)
         return false;
+    runPlan(planFor(paths), std::move(done));
+    return true;
+}
+
+KSTDuplicateReviewModel::Plan KSTDuplicateReviewModel::planFor(const QStringList &paths)
+{
     // Each path with its group's kept copies, as the scan saw them.
     QHash<QString, const KSTDuplicateGroup *> groupOfPath;
     for (const KSTDuplicateCategorySummary &category : m_snapshot->categories) {
@@ -441,8 +447,65 @@ bool KSTDuplicateReviewModel::trashFilesAtPaths(
         else
             plan.copies.append({*copy, keptCopies, group->hashKey});
     }
-    runPlan(std::move(plan), std::move(done));
+    return plan;
+}
+
+bool KSTDuplicateReviewModel::replaceSelectedDuplicatesWithLinks(
+    KSTDuplicateLinkStep::Kind kind, std::function<void(const KSTDuplicateLinkOutcome &)> finished)
+{
+    const QStringList paths = removablePathsForSelectedGroups();
+    if (paths.isEmpty() || isBusy())
+        return false;
+    Plan plan = planFor(paths);
+    const QStringList scanPaths = m_snapshot->scanPaths;
+    m_removing = true;
+    updateActionButtons();
+    std::weak_ptr<KSTDuplicateReviewModel *> self = m_self;
+    KSTDispatch::globalAsync(
+        KSTQualityOfService::UserInitiated,
+        [self, kind, scanPaths, plan = std::move(plan), finished = std::move(finished)] {
+            KSTDuplicateLinkStep step(kind);
+            KSTDuplicateLinkOutcome outcome = executeLinkPlan(plan, step);
+            KSTDispatch::mainAsync([self, scanPaths, outcome = std::move(outcome), finished] {
+                if (const auto model = self.lock()) {
+                    (*model)->m_removing = false;
+                    (*model)->scanDuplicatesInPaths(scanPaths);
+                    if (finished)
+                        finished(outcome);
+                }
+            });
+        });
     return true;
+}
+
+KSTDuplicateLinkOutcome KSTDuplicateReviewModel::executeLinkPlan(const Plan &plan,
+                                                                 KSTDuplicateLinkStep &step)
+{
+    using Result = KSTDuplicateLinkStep::Result;
+    KSTDuplicateLinkOutcome outcome;
+    outcome.skipped = plan.skipped;
+    if (!plan.copies.isEmpty())
+        step.beginLinking(plan.scanFolders);
+    QSet<QString> groupsWithoutKeptCopy;
+    for (const PlannedCopy &planned : plan.copies) {
+        if (groupsWithoutKeptCopy.contains(planned.groupKey)) {
+            outcome.skipped.append(
+                {planned.copy.path, KSTDuplicateRemovalStep::keptCopyChangedReason()});
+            continue;
+        }
+        const KSTDuplicateLinkStep::Outcome linked =
+            step.replaceWithLink(planned.copy, planned.keptCopies);
+        if (linked.result == Result::Linked) {
+            ++outcome.itemsLinked;
+            outcome.bytesFreed += linked.bytesFreed;
+            outcome.linkedPaths << planned.copy.path;
+            continue;
+        }
+        if (linked.result == Result::KeptCopyChanged)
+            groupsWithoutKeptCopy.insert(planned.groupKey);
+        outcome.skipped.append({planned.copy.path, linked.reason});
+    }
+    return outcome;
 }
 
 void KSTDuplicateReviewModel::runPlan(Plan plan,

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "KSTDuplicateLinkStep.h"
 #include "KSTDuplicateRemovalStep.h"
 #include "KSTDuplicateSnapshot.h"
 
@@ -28,6 +29,16 @@ struct KSTDuplicateRemovalOutcome
     quint64 bytesRemoved = 0; ///< the sizes of the copies moved
     QStringList removedPaths;
     QList<Skipped> skipped;
+};
+
+/// What replacing copies with links did: the copies that now share a kept copy's data, the
+/// bytes that freed, and the copies left as they were, with why.
+struct KSTDuplicateLinkOutcome
+{
+    quint64 itemsLinked = 0;
+    quint64 bytesFreed = 0; ///< blocks actually given back (see KSTDuplicateLinkStep)
+    QStringList linkedPaths;
+    QList<KSTDuplicateRemovalOutcome::Skipped> skipped;
 };
 
 /// The Duplicates screen's review rules without its widgets, shared by the window and the
@@ -178,6 +189,16 @@ public:
     bool removeAllSelectedDuplicates(
         std::function<void(const KSTDuplicateRemovalOutcome &)> finished = {});
 
+    /// Frees the space of the removable copies of every ticked group while keeping their
+    /// paths: each becomes a clone of (or, for Kind::HardLink, a hard link to) a kept copy of
+    /// its group (KSTDuplicateLinkStep), then the same folders are scanned again. The same
+    /// rules as removal: a group keeping no copy is skipped, a copy that changed stays, and
+    /// once no kept copy is unchanged the group's other copies stay. Refused (false) while
+    /// busy or with nothing removable. @p finished (may be null) follows on the main thread.
+    bool replaceSelectedDuplicatesWithLinks(
+        KSTDuplicateLinkStep::Kind kind,
+        std::function<void(const KSTDuplicateLinkOutcome &)> finished = {});
+
     /// Moves @p paths, copies of groups in the snapshot, to the Trash through the removal step
     /// on a worker thread, each with its group's kept copies; a path of a group that keeps
     /// no copy, a kept path, or a path in no group is reported and left alone. @p done runs
@@ -220,9 +241,12 @@ private:
         QList<KSTDuplicateRemovalOutcome::Skipped> skipped;
     };
 
+    // Each of @p paths with its group's kept copies as the scan saw them, or why it is left.
+    Plan planFor(const QStringList &paths);
     // Runs the plan through the step on a worker thread, then @p done on the main thread.
     void runPlan(Plan plan, std::function<void(const KSTDuplicateRemovalOutcome &)> done);
     static KSTDuplicateRemovalOutcome executePlan(const Plan &plan, KSTDuplicateRemovalStep &step);
+    static KSTDuplicateLinkOutcome executeLinkPlan(const Plan &plan, KSTDuplicateLinkStep &step);
     void replaceSnapshot(std::shared_ptr<const KSTDuplicateSnapshot> snapshot);
     void resetSelectionsForResult();
 

@@ -37,19 +37,6 @@ void KSTDuplicateTrashStep::beginRemoval(const QStringList &scanFolders)
         KSTRemovalGuard::Policy{scope, KSTRemovalGuard::storedNeverTouchPaths(m_neverTouchSuite)});
 }
 
-const KSTDuplicateFileRecord *
-KSTDuplicateTrashStep::firstKeptCopyUnchanged(const QList<KSTDuplicateFileRecord> &keptCopies)
-{
-    for (const KSTDuplicateFileRecord &kept : keptCopies) {
-        if (kept.identity.inode == 0)
-            continue;
-        const std::optional<KSTFileIdentity> now = KSTRemovalGuard::identityOf(kept.path);
-        if (now && now->isFile() && kept.identity.matches(*now))
-            return &kept;
-    }
-    return nullptr;
-}
-
 KSTDuplicateRemovalStep::Outcome
 KSTDuplicateTrashStep::moveToTrash(const KSTDuplicateFileRecord &copy,
                                    const QList<KSTDuplicateFileRecord> &keptCopies)
@@ -61,7 +48,7 @@ KSTDuplicateTrashStep::moveToTrash(const KSTDuplicateFileRecord &copy,
     if (copy.identity.inode == 0)
         return {Result::Refused, QStringLiteral("The scan recorded nothing to recognise the file "
                                                 "by, so it was left in place.")};
-    if (!firstKeptCopyUnchanged(keptCopies))
+    if (!firstUnchanged(keptCopies))
         return {Result::KeptCopyChanged, keptCopyChangedReason()};
 
     KSTError error;

@@ -34,11 +34,6 @@ public:
     /// The guard's scope for @p scanFolders: each absolute folder, cleaned, except the disk's
     /// root "/" and the analysed root, which would open the whole disk.
     static QStringList scopeForScanFolders(const QStringList &scanFolders);
-    /// The first of @p keptCopies that is still the file the scan saw, reached without
-    /// following a link below the home or root (strictly below "/" elsewhere); nothing when
-    /// none is.
-    static const KSTDuplicateFileRecord *
-    firstKeptCopyUnchanged(const QList<KSTDuplicateFileRecord> &keptCopies);
 
 private:
     QString m_neverTouchSuite;

@@ -15,6 +15,8 @@
 #include <QMap>
 #include <QTemporaryDir>
 
+#include <sys/stat.h>
+
 #include <gtest/gtest.h>
 
 namespace {
@@ -303,6 +305,66 @@ TEST_P(HostileHomeTest, DuplicatesRemoveTakesOnlyCopiesAndNeverTheLastOne)
             });
         EXPECT_TRUE(changed.isEmpty()) << changed.join('\n').toStdString();
     }
+}
+
+TEST_P(HostileHomeTest, DuplicatesHardLinkingChangesNoContentAndSparesWhatItMust)
+{
+    const KSTTreeListing before = listing();
+    const KSTProgramRun scan = kestrel({"--json", "duplicates", "--quiet", "--path", "~"});
+    ASSERT_EQ(scan.status, 0) << scan.err.toStdString();
+    const ScannedGroups scanned = scannedGroups(scan.json());
+    const auto inodeOf = [](const QString &path) {
+        struct stat status = {};
+        return ::lstat(KSTFileName::encoded(path).constData(), &status) == 0 ? status.st_ino
+                                                                             : ino_t(0);
+    };
+    QMap<QString, ino_t> neverTouchInodes;
+    for (const QString &path : hostile->neverTouchPaths())
+        neverTouchInodes.insert(path, inodeOf(mac.homePath(path.mid(2))));
+
+    KSTProgramOptions answer;
+    answer.prompt = QStringLiteral("Replace? [y/N]");
+    answer.input = "y\n";
+    answer.beforeAnswer = [this] {
+        QFile file(hostile->changingFile());
+        ASSERT_TRUE(file.open(QIODevice::Append));
+        file.write("changed");
+    };
+    const ino_t changingInode = inodeOf(hostile->changingFile());
+    const KSTProgramRun linking = kestrel(
+        {"--json", "duplicates", "link", "--hardlink", "--quiet", "--path", "~", "--all"}, answer);
+    ASSERT_EQ(linking.status, 0) << linking.err.toStdString();
+    const KSTTreeListing after = listing();
+
+    // No content changed anywhere (a hard link holds the same bytes), nothing was added (no
+    // temporary name stays) and nothing was removed, outside the file the test rewrote.
+    const QStringList changed =
+        KSTTestSupport::treeDifferences(before, after, [&](const QByteArray &path) {
+            return path.startsWith("usr/bin/") || path == rootRelative(hostile->changingFile());
+        });
+    EXPECT_TRUE(changed.isEmpty()) << changed.join('\n').toStdString();
+    for (auto it = neverTouchInodes.cbegin(); it != neverTouchInodes.cend(); ++it)
+        EXPECT_EQ(inodeOf(mac.homePath(it.key().mid(2))), it.value()) << it.key().toStdString();
+    EXPECT_EQ(inodeOf(hostile->changingFile()), changingInode);
+
+    const QJsonObject outcome = linking.json().object();
+    QStringList linked;
+    for (const QJsonValue &path : outcome.value("linkedPaths").toArray())
+        linked << path.toString();
+    ASSERT_FALSE(linked.isEmpty());
+    // Each copy linked is now the same file as another copy of its group, and nothing
+    // linked lies outside the copies offered.
+    for (const QString &path : std::as_const(linked)) {
+        EXPECT_TRUE(scanned.removable.contains(path)) << path.toStdString();
+        const auto group =
+            std::find_if(scanned.groups.cbegin(), scanned.groups.cend(),
+                         [&](const QStringList &paths) { return paths.contains(path); });
+        ASSERT_NE(group, scanned.groups.cend());
+        EXPECT_TRUE(std::any_of(group->cbegin(), group->cend(), [&](const QString &other) {
+            return other != path && !linked.contains(other) && inodeOf(other) == inodeOf(path);
+        })) << path.toStdString();
+    }
+    EXPECT_FALSE(linked.contains(hostile->changingFile()));
 }
 
 } // namespace

@@ -1,7 +1,7 @@
-// `kestrel duplicates remove` as the real program on fixture homes: older copies land in the
-// Trash and can be put back, the shown group gives way to the next, and nothing is lost when
-// a group keeps no copy, a copy changed since the scan, a kept copy vanished, the question
-// is declined or the input is wrong.
+// `kestrel duplicates remove` and `link` as the real program on fixture homes: older copies
+// land in the Trash and can be put back, the shown group gives way to the next, copies become
+// links to the kept one, and nothing is lost when a group keeps no copy, a copy changed since
+// the scan, a kept copy vanished, the question is declined or the input is wrong.
 #include "KSTDuplicateTestSupport.h"
 #include "KSTFixtureMac.h"
 #include "KSTProgramProcess.h"
@@ -28,7 +28,7 @@ const QDateTime Day1(QDate(2021, 2, 3), QTime(4, 5, 6), Qt::UTC);
 const QDateTime Day2(QDate(2022, 2, 3), QTime(4, 5, 6), Qt::UTC);
 const QDateTime Day3(QDate(2023, 2, 3), QTime(4, 5, 6), Qt::UTC);
 
-class DuplicatesRemoveCommandTest : public ::testing::Test
+class DuplicatesActionsTest : public ::testing::Test
 {
 protected:
     void SetUp() override
@@ -87,7 +87,7 @@ protected:
     QByteArray photo1;
 };
 
-TEST_F(DuplicatesRemoveCommandTest, OlderCopiesLandInTheTrashAndCanBePutBack)
+TEST_F(DuplicatesActionsTest, OlderCopiesLandInTheTrashAndCanBePutBack)
 {
     const KSTTreeListing before = listing();
     const KSTProgramRun run = kestrel(
@@ -129,7 +129,7 @@ TEST_F(DuplicatesRemoveCommandTest, OlderCopiesLandInTheTrashAndCanBePutBack)
     EXPECT_TRUE(changed.isEmpty()) << changed.join('\n').toStdString();
 }
 
-TEST_F(DuplicatesRemoveCommandTest, AfterTheShownGroupTheNextGroupOrCategoryIsShown)
+TEST_F(DuplicatesActionsTest, AfterTheShownGroupTheNextGroupOrCategoryIsShown)
 {
     struct Case
     {
@@ -165,7 +165,7 @@ TEST_F(DuplicatesRemoveCommandTest, AfterTheShownGroupTheNextGroupOrCategoryIsSh
     EXPECT_EQ(trash().size(), 4);
 }
 
-TEST_F(DuplicatesRemoveCommandTest, KeepAndUnkeepWorkAsTheCopysCheckBox)
+TEST_F(DuplicatesActionsTest, KeepAndUnkeepWorkAsTheCopysCheckBox)
 {
     // Keeping the older copy too leaves only one copy removable; a group that keeps no copy
     // is skipped whole and named.
@@ -202,7 +202,7 @@ TEST_F(DuplicatesRemoveCommandTest, KeepAndUnkeepWorkAsTheCopysCheckBox)
     EXPECT_EQ(nothing.json().object().value("itemsRemoved").toInteger(), 0);
 }
 
-TEST_F(DuplicatesRemoveCommandTest, CopiesThatChangedBeforeTheAnswerStay)
+TEST_F(DuplicatesActionsTest, CopiesThatChangedBeforeTheAnswerStay)
 {
     KSTProgramOptions answer;
     answer.prompt = QStringLiteral("Remove? [y/N]");
@@ -236,7 +236,7 @@ TEST_F(DuplicatesRemoveCommandTest, CopiesThatChangedBeforeTheAnswerStay)
     EXPECT_TRUE(QFileInfo::exists(home("Pictures/y.png")));
 }
 
-TEST_F(DuplicatesRemoveCommandTest, BadInputExplainsItselfAndLosesNothing)
+TEST_F(DuplicatesActionsTest, BadInputExplainsItselfAndLosesNothing)
 {
     KSTProgramOptions declined;
     declined.prompt = QStringLiteral("Remove? [y/N]");
@@ -292,7 +292,55 @@ TEST_F(DuplicatesRemoveCommandTest, BadInputExplainsItselfAndLosesNothing)
     EXPECT_TRUE(changed.isEmpty()) << changed.join('\n').toStdString();
 }
 
-TEST_F(DuplicatesRemoveCommandTest, AnUnreadableFolderIsNamedAndItsCopiesStay)
+TEST_F(DuplicatesActionsTest, LinkReplacesCopiesAndSaysWhatItFreed)
+{
+    struct stat keptBefore = {};
+    ASSERT_EQ(::lstat(QFile::encodeName(home("Pictures/trip/new.jpg")).constData(), &keptBefore),
+              0);
+    const KSTProgramRun run = kestrel({"--json", "duplicates", "link", "--hardlink", "--quiet",
+                                       "--path", "~/Pictures", "--group", keyOf(photo1), "--yes"});
+    ASSERT_EQ(run.status, 0) << run.err.toStdString();
+    const QJsonObject outcome = run.json().object();
+    EXPECT_EQ(QStringList(outcome.keys()),
+              (QStringList{"bytesFreed", "itemsLinked", "linkedPaths", "skipped", "snapshot"}));
+    EXPECT_EQ(outcome.value("itemsLinked").toInteger(), 2);
+    EXPECT_EQ(outcome.value("bytesFreed").toInteger(), 2 * 4096); // two 3000-byte files' blocks
+    for (const char *copy : {"Pictures/trip/old.jpg", "Pictures/backup/older.jpg"}) {
+        struct stat status = {};
+        ASSERT_EQ(::lstat(QFile::encodeName(home(copy)).constData(), &status), 0);
+        EXPECT_EQ(status.st_ino, keptBefore.st_ino) << copy;
+        EXPECT_EQ(KSTTestSupport::readFile(home(copy)), photo1);
+    }
+    EXPECT_TRUE(trash().isEmpty());
+    // The rescan still finds the group: three names of one file now.
+    EXPECT_EQ(outcome.value("snapshot").toObject().value("totalGroupCount").toInteger(), 3);
+
+    struct Case
+    {
+        const char *what;
+        QStringList arguments;
+        int status;
+        const char *message;
+    };
+    const Case cases[] = {
+        {"neither way", {"--all"}, 2, "--clone or --hardlink"},
+        {"both ways", {"--clone", "--hardlink", "--all"}, 2, "--clone or --hardlink"},
+        {"no selection", {"--clone"}, 2, "choose the groups"},
+        {"the shown group is no choice here",
+         {"--clone", "--current", keyOf(photo1)},
+         2,
+         "--current is for 'duplicates remove'"},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.what);
+        const KSTProgramRun bad = kestrel(
+            QStringList{"duplicates", "link", "--quiet", "--path", "~/Pictures"} + c.arguments);
+        EXPECT_EQ(bad.status, c.status);
+        EXPECT_TRUE(bad.err.contains(QLatin1String(c.message))) << bad.err.toStdString();
+    }
+}
+
+TEST_F(DuplicatesActionsTest, AnUnreadableFolderIsNamedAndItsCopiesStay)
 {
     write("Locked/c.jpg", photo1, Day1);
     const QString locked = home("Locked");
