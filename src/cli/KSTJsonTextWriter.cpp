@@ -4,6 +4,8 @@
 
 #include <QLocale>
 
+#include <algorithm>
+
 void KSTJsonTextWriter::indent()
 {
     for (std::size_t level = 0; level < m_hasItems.size(); ++level)
@@ -109,6 +111,13 @@ QString KSTJsonTextWriter::escapedByte(int byte)
 
 QString KSTJsonTextWriter::quoted(const QString &text)
 {
+    // Most strings (paths, keys) need no escape at all.
+    const bool plain = std::none_of(text.cbegin(), text.cend(), [](QChar character) {
+        const char16_t code = character.unicode();
+        return code < 0x20 || code == u'"' || code == u'\\' || (code >= 0xDC80 && code <= 0xDCFF);
+    });
+    if (plain)
+        return QLatin1Char('"') + text + QLatin1Char('"');
     QString result;
     result.reserve(text.size() + 2);
     result += QLatin1Char('"');

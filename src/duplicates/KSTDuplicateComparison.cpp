@@ -70,24 +70,32 @@ bool KSTDuplicateComparison::processDuplicateSizeBuckets(
     }
     if (candidates.empty())
         return true;
-    std::vector<std::string> wholeContents;
+    std::vector<std::string_view> wholeContents;
     const std::vector<std::optional<quint64>> fingerprints =
         m_hasher.computeSampleFingerprintsForFiles(collection, candidates, generation,
                                                    &wholeContents);
     if (m_systemInfo.isDuplicateScanCancelled(generation))
         return false;
+    // The files left, each with its set: same size and fingerprint, so probably equal.
     std::vector<quint32> withPartners;
-    std::vector<std::string> partnerContents;
+    std::vector<quint32> fingerprintSets;
+    std::vector<std::string_view> partnerContents;
     std::size_t offset = 0;
+    quint32 setsBefore = 0;
     for (const std::vector<quint32> &bucket : buckets) {
         if (bucket.size() < 2)
             continue;
         const std::span<const std::optional<quint64>> bucketFingerprints(
             fingerprints.data() + offset, bucket.size());
+        std::unordered_map<quint64, quint32> setOfFingerprint;
         for (const std::size_t position : positionsWithPartners(bucketFingerprints)) {
+            const auto [set, added] = setOfFingerprint.try_emplace(
+                *bucketFingerprints[position], setsBefore + quint32(setOfFingerprint.size()));
             withPartners.push_back(bucket[position]);
-            partnerContents.push_back(std::move(wholeContents[offset + position]));
+            fingerprintSets.push_back(set->second);
+            partnerContents.push_back(wholeContents[offset + position]);
         }
+        setsBefore += quint32(setOfFingerprint.size());
         offset += bucket.size();
     }
     wholeContents.clear();
@@ -96,8 +104,8 @@ bool KSTDuplicateComparison::processDuplicateSizeBuckets(
 
     // 2. Content digests; the size prefix keeps buckets of different sizes apart.
     const std::vector<std::optional<KSTSHA256Digest>> contentDigests =
-        m_hasher.computeContentDigestsForFiles(collection, withPartners, generation,
-                                               partnerContents);
+        m_hasher.computeContentDigestsForFiles(collection, withPartners, fingerprintSets,
+                                               generation, partnerContents);
     partnerContents.clear();
     if (m_systemInfo.isDuplicateScanCancelled(generation))
         return false;
@@ -110,18 +118,23 @@ bool KSTDuplicateComparison::processDuplicateSizeBuckets(
     // 3. Final buckets per size: complete digests as they are, large files by full digest.
     std::map<quint64, std::map<KSTSHA256Digest, std::vector<quint32>>> finalBySize;
     std::vector<quint32> needFullDigest;
+    std::vector<quint32> contentSets; // files with one content digest are probably equal
     for (auto &[digest, files] : byContent) {
         if (files.size() < 2)
             continue;
         const quint64 size = collection.bytesAt(files.front());
-        if (size <= KSTDuplicateDigest::PartialDigestThreshold)
+        if (size <= KSTDuplicateDigest::PartialDigestThreshold) {
             finalBySize[size][digest] = std::move(files);
-        else
-            needFullDigest.insert(needFullDigest.end(), files.begin(), files.end());
+            continue;
+        }
+        const auto set = static_cast<quint32>(contentSets.empty() ? 0 : contentSets.back() + 1);
+        needFullDigest.insert(needFullDigest.end(), files.begin(), files.end());
+        contentSets.insert(contentSets.end(), files.size(), set);
     }
     if (!needFullDigest.empty()) {
         const std::vector<std::optional<KSTSHA256Digest>> fullDigests =
-            m_hasher.computeFullDigestsForFiles(collection, needFullDigest, generation);
+            m_hasher.computeFullDigestsForFiles(collection, needFullDigest, contentSets,
+                                                generation);
         if (m_systemInfo.isDuplicateScanCancelled(generation))
             return false;
         for (std::size_t position = 0; position < needFullDigest.size(); ++position) {

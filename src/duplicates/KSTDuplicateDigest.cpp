@@ -3,11 +3,13 @@
 #include "KSTNoFollowPath.h"
 #include "KSTReadOnlyFile.h"
 
-#include <QHashFunctions>
 #include <QtEndian>
 
 #include <algorithm>
 #include <array>
+#include <cstring>
+#include <functional>
+#include <string_view>
 
 namespace {
 
@@ -39,7 +41,7 @@ void feedSizePrefix(KSTSHA256Context &context, quint64 size)
 
 quint64 fingerprintOf(const char *data, qint64 length)
 {
-    return quint64(qHashBits(data, std::size_t(length), 0));
+    return std::hash<std::string_view>{}(std::string_view(data, std::size_t(length)));
 }
 
 } // namespace
@@ -51,6 +53,15 @@ char *KSTDuplicateDigest::Scratch::buffer(qint64 length)
         m_capacity = length;
     }
     return m_buffer.get();
+}
+
+char *KSTDuplicateDigest::Scratch::secondBuffer(qint64 length)
+{
+    if (length > m_secondCapacity) {
+        m_second.reset(new char[static_cast<size_t>(length)]);
+        m_secondCapacity = length;
+    }
+    return m_second.get();
 }
 
 bool KSTDuplicateDigest::openRecord(KSTReadOnlyFile &file, const KSTDuplicateFileRecord &record)
@@ -106,16 +117,57 @@ std::optional<KSTSHA256Digest> KSTDuplicateDigest::contentDigestOfFile(KSTReadOn
     return sha256DigestFromContext(context);
 }
 
-std::optional<KSTSHA256Digest> KSTDuplicateDigest::contentDigestOfBytes(std::string_view content,
-                                                                        Scratch &scratch)
+bool KSTDuplicateDigest::readContentBytes(KSTReadOnlyFile &file, quint64 size, std::string &out)
+{
+    const bool whole = size <= PartialDigestThreshold;
+    const auto wanted = static_cast<qint64>(whole ? size : quint64(2 * SampleLength));
+    out.resize(static_cast<size_t>(wanted));
+    if (whole) {
+        // A file that became shorter counts with what was read, as the whole-file feed says.
+        const qint64 read = file.readAt(0, out.data(), wanted);
+        out.resize(static_cast<size_t>(std::max<qint64>(read, 0)));
+        return read > 0;
+    }
+    const qint64 head = file.readAt(0, out.data(), SampleLength);
+    if (head <= 0) {
+        out.clear();
+        return false;
+    }
+    const qint64 tail =
+        file.readAt(static_cast<qint64>(size) - SampleLength, out.data() + head, SampleLength);
+    out.resize(static_cast<size_t>(head + std::max<qint64>(tail, 0)));
+    return true;
+}
+
+std::optional<KSTSHA256Digest>
+KSTDuplicateDigest::contentDigestOfBytes(std::string_view content, quint64 size, Scratch &scratch)
 {
     if (content.empty())
         return std::nullopt;
     KSTSHA256Context &context = scratch.context;
     context.reset();
-    feedSizePrefix(context, content.size());
+    feedSizePrefix(context, size);
     context.update(content.data(), content.size());
     return sha256DigestFromContext(context);
+}
+
+bool KSTDuplicateDigest::haveSameContent(KSTReadOnlyFile &first, KSTReadOnlyFile &second,
+                                         quint64 size, Scratch &scratch)
+{
+    for (quint64 offset = 0; offset < size;) {
+        const auto asked = static_cast<qint64>(std::min<quint64>(size - offset, CompareChunk));
+        char *a = scratch.buffer(asked);
+        char *b = scratch.secondBuffer(asked);
+        if (first.readAt(qint64(offset), a, asked) != asked ||
+            second.readAt(qint64(offset), b, asked) != asked ||
+            std::memcmp(a, b, static_cast<size_t>(asked)) != 0)
+            return false;
+        offset += quint64(asked);
+    }
+    // Neither holds more than the size either.
+    char extra = 0;
+    return first.readAt(qint64(size), &extra, 1) == 0 &&
+           second.readAt(qint64(size), &extra, 1) == 0;
 }
 
 std::optional<KSTSHA256Digest>
@@ -207,15 +259,16 @@ KSTDuplicateDigest::sampleFingerprintForRecord(const KSTDuplicateFileRecord &rec
 
 std::optional<quint64> KSTDuplicateDigest::sampleFingerprintOfFile(KSTReadOnlyFile &file,
                                                                    quint64 size, Scratch &scratch,
-                                                                   std::string *wholeContent)
+                                                                   std::string_view *wholeContent)
 {
     const auto length = static_cast<qint64>(size);
-    char *buffer = scratch.buffer((2 + MiddleSamples) * SampleBlock);
+    char *buffer =
+        scratch.buffer(std::max<qint64>((2 + MiddleSamples) * SampleBlock, WholeSampleLimit));
     qint64 read = 0;
-    if (length <= 2 * SampleBlock) {
+    if (length <= WholeSampleLimit) {
         read = file.readAt(0, buffer, length);
         if (wholeContent && read == length)
-            wholeContent->assign(buffer, static_cast<size_t>(read));
+            *wholeContent = std::string_view(buffer, static_cast<size_t>(read));
     } else {
         // Head, the middle blocks in order, tail; a short read ends the sampling (the file
         // changed) and what was read counts.

@@ -23,7 +23,8 @@ class KSTReadOnlyFile;
 ///   large files whose content digests agree.
 ///
 /// Besides them, a cheap sample fingerprint (sampleFingerprintForRecord) lets a scan drop most
-/// files of a shared size before any digest: a 64-bit hash of the file's first and last
+/// files of a shared size before any digest: a 64-bit hash of the whole file up to
+/// WholeSampleLimit bytes (one read, as cheap as two small ones), else of its first and last
 /// SampleBlock bytes and, above PartialDigestThreshold, of MiddleSamples blocks spread evenly
 /// between them, so large files that share their head and tail but differ inside are told
 /// apart without reading them whole. Equal files always have equal fingerprints, so dropping
@@ -52,6 +53,10 @@ public:
     /// Blocks a sample fingerprint reads between head and tail of a file above
     /// PartialDigestThreshold.
     static constexpr qint64 MiddleSamples = 8;
+    /// The chunk in which haveSameContent() compares two files: 1 MiB.
+    static constexpr qint64 CompareChunk = 1048576;
+    /// Files up to this size are read whole for their sample fingerprint: 32 KiB.
+    static constexpr qint64 WholeSampleLimit = 32768;
 
     /// A read buffer (grown on demand, never above ReadChunk) and a digest context that one
     /// hash worker reuses from file to file, so hashing a file allocates nothing.
@@ -60,11 +65,17 @@ public:
     public:
         /// A buffer of at least @p length bytes (at most ReadChunk are ever asked for).
         char *buffer(qint64 length);
+        /// A second one, for comparing two files chunk by chunk (at most CompareChunk).
+        char *secondBuffer(qint64 length);
         KSTSHA256Context context;
+        /// The bytes a content digest covers, as last read (see readContentBytes()).
+        std::string content;
 
     private:
         std::unique_ptr<char[]> m_buffer;
         qint64 m_capacity = 0;
+        std::unique_ptr<char[]> m_second;
+        qint64 m_secondCapacity = 0;
     };
 
     /// The content digest of @p record (see above); @p isComplete (may be null) tells whether
@@ -106,16 +117,26 @@ public:
     /// contentDigestForRecord() of the open @p file of @p size bytes.
     static std::optional<KSTSHA256Digest> contentDigestOfFile(KSTReadOnlyFile &file, quint64 size,
                                                               bool *isComplete, Scratch &scratch);
-    /// The content digest of a whole file already read: @p content is all of it (so complete).
+    /// Reads the bytes the content digest of the open @p file of @p size bytes covers into
+    /// @p out: the whole file up to PartialDigestThreshold, else its first and last
+    /// SampleLength bytes. False when nothing was read.
+    static bool readContentBytes(KSTReadOnlyFile &file, quint64 size, std::string &out);
+    /// The content digest of a file of @p size bytes whose covered bytes are @p content
+    /// (readContentBytes(), or the whole file when a fingerprint read it); equal to
+    /// contentDigestOfFile() of that file.
     static std::optional<KSTSHA256Digest> contentDigestOfBytes(std::string_view content,
-                                                               Scratch &scratch);
+                                                               quint64 size, Scratch &scratch);
+    /// Whether the open files @p first and @p second both hold exactly @p size bytes, equal
+    /// byte for byte (read in chunks of CompareChunk, from offset 0).
+    static bool haveSameContent(KSTReadOnlyFile &first, KSTReadOnlyFile &second, quint64 size,
+                                Scratch &scratch);
     /// The full digest of the open @p file, read up to @p size bytes.
     static std::optional<KSTSHA256Digest> fullDigestOfFile(KSTReadOnlyFile &file, quint64 size,
                                                            Scratch &scratch);
     /// The sample fingerprint of the open @p file of @p size bytes. When the whole file is
-    /// read (at most two blocks) and @p wholeContent is given, it receives the bytes, so a
-    /// later stage need not read them again.
+    /// read (up to WholeSampleLimit) and @p wholeContent is given, it is set to those bytes (in
+    /// @p scratch, valid until it is used again), so a later stage need not read them again.
     static std::optional<quint64> sampleFingerprintOfFile(KSTReadOnlyFile &file, quint64 size,
                                                           Scratch &scratch,
-                                                          std::string *wholeContent = nullptr);
+                                                          std::string_view *wholeContent = nullptr);
 };

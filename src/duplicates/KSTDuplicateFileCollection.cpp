@@ -1,10 +1,12 @@
 #include "KSTDuplicateFileCollection.h"
 
 #include "KSTFileName.h"
+#include "KSTNoFollowPath.h"
 #include "KSTReadOnlyFile.h"
 
 #include <algorithm>
 #include <cstring>
+#include <fcntl.h>
 #include <unistd.h>
 #include <utility>
 
@@ -175,18 +177,41 @@ KSTDuplicateFileRecord KSTDuplicateFileCollection::recordAt(qsizetype index) con
     return record;
 }
 
-bool KSTDuplicateFileCollection::openFile(qsizetype index, KSTReadOnlyFile &file) const
+KSTDuplicateFileCollection::FolderCursor::~FolderCursor()
+{
+    if (m_fd >= 0)
+        ::close(m_fd);
+}
+
+bool KSTDuplicateFileCollection::openFile(qsizetype index, KSTReadOnlyFile &file,
+                                          FolderCursor *cursor) const
 {
     const Entry &entry = m_entries[static_cast<size_t>(index)];
     const Folder &folder = m_folders[entry.folder];
-    // The relative path, built in a buffer each thread keeps, so opening allocates nothing.
+    const int rootFd = m_roots[folder.root].fd;
+    // The name alone, relative to its folder held open.
     thread_local std::string relative;
-    relative.assign(folder.relativePath);
-    if (!relative.empty())
-        relative.push_back('/');
-    relative.append(nameAt(entry), entry.nameLength);
-    if (!file.openBeneath(m_roots[folder.root].fd, relative.c_str()))
-        return false;
+    relative.assign(nameAt(entry), entry.nameLength);
+    if (cursor) {
+        if (cursor->m_folder != entry.folder) {
+            if (cursor->m_fd >= 0)
+                ::close(cursor->m_fd);
+            cursor->m_folder = entry.folder;
+            cursor->m_fd = folder.relativePath.empty()
+                               ? ::openat(rootFd, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC)
+                               : KSTNoFollowPath::openBeneath(
+                                     rootFd, QByteArray::fromStdString(folder.relativePath),
+                                     O_RDONLY | O_DIRECTORY);
+        }
+        if (cursor->m_fd < 0 || !file.openBeneath(cursor->m_fd, relative.c_str()))
+            return false;
+    } else {
+        // The whole path below the scan folder, built in a buffer each thread keeps.
+        if (!folder.relativePath.empty())
+            relative.insert(0, folder.relativePath + '/');
+        if (!file.openBeneath(rootFd, relative.c_str()))
+            return false;
+    }
     if (!identityAt(index).matches(file.identity())) {
         file.close();
         return false;

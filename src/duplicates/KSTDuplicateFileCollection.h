@@ -64,6 +64,10 @@ public:
         return m_devices[m_entries[static_cast<size_t>(index)].deviceIndex];
     }
     quint64 inodeAt(qsizetype index) const { return m_entries[static_cast<size_t>(index)].inode; }
+    quint64 linkCountAt(qsizetype index) const
+    {
+        return m_entries[static_cast<size_t>(index)].linkCount;
+    }
     /// What the walk saw of file @p index.
     KSTFileIdentity identityAt(qsizetype index) const;
     /// The encoded absolute path of file @p index.
@@ -73,9 +77,27 @@ public:
     /// The full record of file @p index (path, bytes, modification date, identity).
     KSTDuplicateFileRecord recordAt(qsizetype index) const;
 
+    /// A folder of the collection held open from one file to the next, so that files of one
+    /// folder opened one after another cost a lookup of their name only. One per thread; it
+    /// closes its folder when destroyed and must not outlive the collection.
+    class FolderCursor
+    {
+    public:
+        FolderCursor() = default;
+        ~FolderCursor();
+        FolderCursor(const FolderCursor &) = delete;
+        FolderCursor &operator=(const FolderCursor &) = delete;
+
+    private:
+        friend class KSTDuplicateFileCollection;
+        quint32 m_folder = 0xffffffffu;
+        int m_fd = -1;
+    };
+
     /// Opens file @p index below its scan folder, following no link, and keeps it open only
-    /// when it is still the file the walk saw (identityAt()). False otherwise.
-    bool openFile(qsizetype index, KSTReadOnlyFile &file) const;
+    /// when it is still the file the walk saw (identityAt()). False otherwise. With a
+    /// @p cursor, its folder is opened (the same way) once for consecutive files of one folder.
+    bool openFile(qsizetype index, KSTReadOnlyFile &file, FolderCursor *cursor = nullptr) const;
 
 private:
     struct Root

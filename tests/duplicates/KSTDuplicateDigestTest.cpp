@@ -155,6 +155,13 @@ TEST_F(DuplicateDigestTest, SampleFingerprintsNeverSplitEqualFiles)
     const QByteArray small = contentOfSize(8192, 6);
     QByteArray smallMiddle = small;
     smallMiddle[4000] = char(smallMiddle[4000] ^ 1);
+    // Up to 32 KiB a file is read whole; above, its head and tail blocks are sampled.
+    const QByteArray wholeLimit = contentOfSize(32768, 11);
+    QByteArray wholeLimitMiddle = wholeLimit;
+    wholeLimitMiddle[16000] = char(wholeLimitMiddle[16000] ^ 1);
+    const QByteArray aboveWhole = contentOfSize(32769, 12);
+    QByteArray aboveWholeMiddle = aboveWhole;
+    aboveWholeMiddle[16000] = char(aboveWholeMiddle[16000] ^ 1);
     const QByteArray large = contentOfSize(300000, 7);
     QByteArray largeMiddle = large;
     largeMiddle[150000] = char(largeMiddle[150000] ^ 1);
@@ -170,6 +177,9 @@ TEST_F(DuplicateDigestTest, SampleFingerprintsNeverSplitEqualFiles)
     const Case cases[] = {
         {"equal small files", small, small, true},
         {"small files differing in the middle", small, smallMiddle, false},
+        {"files read whole differing in the middle", wholeLimit, wholeLimitMiddle, false},
+        {"files just above the whole read differing in the middle", aboveWhole, aboveWholeMiddle,
+         true},
         {"equal files below the limit", large, large, true},
         {"files below the limit differing only in the middle", large, largeMiddle, true},
         {"files below the limit differing in the last byte", large, largeTail, false},
