@@ -8,6 +8,7 @@
 #include "KSTTrashSupport.h"
 
 #include <QDir>
+#include <QRandomGenerator>
 #include <QSettings>
 
 #include <algorithm>
@@ -408,6 +409,75 @@ bool KSTRemovalGuard::removePermanently(const QString &path,
     if (entry)
         entry = recheck(std::move(*entry), error);
     return entry && KSTTrash::removePermanently(*entry, error);
+}
+
+bool KSTRemovalGuard::replaceFile(const QString &path,
+                                  const std::optional<KSTFileIdentity> &expected,
+                                  const Builder &build, KSTError *error) const
+{
+    std::optional<KSTHeldEntry> entry = admit(path, expected, error);
+    if (entry)
+        entry = recheck(std::move(*entry), error);
+    if (!entry)
+        return false;
+    if (!S_ISREG(entry->status().st_mode))
+        return refuse(error, RefusedChanged, path, QStringLiteral("it is not a file"));
+    const KSTFileIdentity admitted = KSTFileIdentity::fromStatus(entry->status());
+    const int folder = entry->parentFd();
+
+    // A hidden name of our own beside the file; the builder creates it exclusively.
+    const QByteArray temporary =
+        ".kestrel-" + QByteArray::number(QRandomGenerator::global()->generate64(), 16) + ".tmp";
+    KSTError buildError;
+    if (!build(folder, temporary, &buildError)) {
+        if (error)
+            *error =
+                buildError.description.isEmpty()
+                    ? KSTTrashSupport::cocoaError(
+                          EIO, path,
+                          QStringLiteral("%1 was left in place").arg(KSTTrashSupport::quoted(path)))
+                    : buildError;
+        return false;
+    }
+    const auto fail = [&](int failure, const QString &reason) {
+        ::unlinkat(folder, temporary.constData(), 0);
+        if (failure == 0)
+            return refuse(error, RefusedChanged, path, reason);
+        if (error)
+            *error = KSTTrashSupport::cocoaError(
+                failure, path,
+                QStringLiteral("%1 was left in place").arg(KSTTrashSupport::quoted(path)));
+        return false;
+    };
+    struct stat built = {};
+    if (::fstatat(folder, temporary.constData(), &built, AT_SYMLINK_NOFOLLOW) != 0 ||
+        !S_ISREG(built.st_mode))
+        return fail(0, QStringLiteral("its replacement is not a file"));
+    if (!entry->refresh() || !admitted.matches(KSTFileIdentity::fromStatus(entry->status())))
+        return fail(0, QStringLiteral("it changed since the scan"));
+
+    const int exchanged = KSTTrashSupport::exchangeAt(folder, temporary, entry->name());
+    if (exchanged == 0) {
+        // The entry swapped out must be the file admitted; otherwise put it back.
+        struct stat displaced = {};
+        if (::fstatat(folder, temporary.constData(), &displaced, AT_SYMLINK_NOFOLLOW) != 0 ||
+            !admitted.matches(KSTFileIdentity::fromStatus(displaced))) {
+            if (KSTTrashSupport::exchangeAt(folder, temporary, entry->name()) != 0)
+                return refuse(error, RefusedChanged, path,
+                              QStringLiteral("it changed while it was being replaced, and the "
+                                             "entry that took its place was kept as %1")
+                                  .arg(KSTFileName::decoded(temporary)));
+            return fail(0, QStringLiteral("it changed since the scan"));
+        }
+        ::unlinkat(folder, temporary.constData(), 0);
+        return true;
+    }
+    if (exchanged != EINVAL && exchanged != ENOSYS && exchanged != ENOTSUP)
+        return fail(exchanged, {});
+    // Without an atomic swap: the re-check above is the last look before the rename.
+    if (::renameat(folder, temporary.constData(), folder, entry->name().constData()) != 0)
+        return fail(errno, {});
+    return true;
 }
 
 bool KSTRemovalGuard::moveIntoFolder(const QString &path,

@@ -7,11 +7,13 @@
 #include <QString>
 #include <QStringList>
 
+#include <functional>
 #include <optional>
 #include <vector>
 
 /// The one gate every deletion, move to the Trash, overwrite or rename of a user's file
-/// passes: Clean Up's removal and Trash emptying, the auto-clean rules, and every later tool.
+/// passes: Clean Up's removal and Trash emptying, the auto-clean rules, the duplicate
+/// finder's removal and linking, and every later tool.
 ///
 /// It decides on the file system, never on names or labels. An entry is admitted only when
 /// all of these hold:
@@ -85,6 +87,24 @@ public:
     /// link or another file system on the way.
     bool removePermanently(const QString &path, const std::optional<KSTFileIdentity> &expected = {},
                            KSTError *error = nullptr) const;
+
+    /// Makes the replacement of a file under a temporary name in the file's own folder:
+    /// @p folderFd is that folder, held open, and @p temporaryName a name no entry has yet,
+    /// which the builder creates with O_EXCL. On failure it removes what it made and returns
+    /// false with @p error.
+    using Builder =
+        std::function<bool(int folderFd, const QByteArray &temporaryName, KSTError *error)>;
+
+    /// Replaces the regular file @p path, admitted as for the other acts and matching
+    /// @p expected, with the file @p build makes beside it: once built (it must be a regular
+    /// file), and the file re-checked, the two are swapped in one step where the file system
+    /// can (the entry swapped out is then checked once more and the swap undone when it is not
+    /// the file admitted), else the new file is renamed over it; then the old file's name is
+    /// deleted. On any failure the file stays as it was and the temporary entry is removed.
+    /// The replacement is the caller's to make equal to the file (its content, permissions
+    /// and dates): the guard only decides whether the file may be replaced at all.
+    bool replaceFile(const QString &path, const std::optional<KSTFileIdentity> &expected,
+                     const Builder &build, KSTError *error = nullptr) const;
 
     /// Moves @p path into @p destinationFolder (inside the chosen folders, reached without a
     /// link) as @p destinationName, never replacing anything there. Both ends are checked.

@@ -23,10 +23,17 @@ const QList<KSTCliCommand> &kstCliCommands()
                         "removable) with every item; clean moves the selected categories or items "
                         "to the Trash (the Mac Trash is emptied for good) after asking"),
          kstRunCleanUpCommand},
-        {QStringLiteral("duplicates"), QStringLiteral("duplicates [--path DIR]... [--quiet]"),
+        {QStringLiteral("duplicates"),
+         QStringLiteral("duplicates [--path DIR]... [--quiet] | duplicates remove [--path DIR]... "
+                        "(--all | --group KEY... | --current KEY) [--keep PATH]... "
+                        "[--unkeep PATH]... [--yes] | duplicates link --clone|--hardlink "
+                        "(--all | --group KEY...) [--path DIR]... [--keep PATH]... "
+                        "[--unkeep PATH]... [--yes]"),
          QStringLiteral("Files with identical content under the folders (default: Pictures and "
                         "Downloads), in six categories, each group's copies newest first with the "
-                        "kept one marked; progress goes to standard error unless --quiet"),
+                        "kept one marked; progress goes to standard error unless --quiet. remove "
+                        "moves the copies not kept of the chosen groups to the Trash after "
+                        "asking; link makes them clones of (or hard links to) the kept copy"),
          kstRunDuplicatesCommand},
         {QStringLiteral("autoclean"),
          QStringLiteral("autoclean [on|off | rule TYPE on|off | whitelist add|remove PATH | run]"),

@@ -10,8 +10,12 @@
 
 #include <QFile>
 #include <QJsonArray>
+#include <QJsonDocument>
 #include <QJsonObject>
+#include <QMap>
 #include <QTemporaryDir>
+
+#include <sys/stat.h>
 
 #include <gtest/gtest.h>
 
@@ -197,6 +201,170 @@ TEST_P(HostileHomeTest, AutoCleanRulesTouchNothingButTheirPlaces)
         EXPECT_TRUE(after.contains(
             rootRelative(mac.homePath("Pictures/Screenshots Archive/Screenshot 2024.png"))));
     }
+}
+
+// Every group of a duplicates scan of the whole home: its copies, and which a removal takes.
+struct ScannedGroups
+{
+    QList<QStringList> groups; // every group's paths
+    QStringList removable;     // the copies not kept
+};
+
+ScannedGroups scannedGroups(const QJsonDocument &snapshot)
+{
+    ScannedGroups scanned;
+    for (const QJsonValue &category : snapshot.object().value("categories").toArray()) {
+        for (const QJsonValue &group : category.toObject().value("groups").toArray()) {
+            QStringList paths;
+            for (const QJsonValue &file : group.toObject().value("files").toArray()) {
+                const QJsonObject record = file.toObject();
+                paths << record.value("path").toString();
+                const QString reason = record.value("selectionReason").toString();
+                if (reason != "newest" && reason != "sameDateFirstByPath" && reason != "keptByYou")
+                    scanned.removable << record.value("path").toString();
+            }
+            scanned.groups << paths;
+        }
+    }
+    return scanned;
+}
+
+TEST_P(HostileHomeTest, DuplicatesRemoveTakesOnlyCopiesAndNeverTheLastOne)
+{
+    const KSTTreeListing before = listing();
+    const KSTProgramRun scan = kestrel({"--json", "duplicates", "--quiet", "--path", "~"});
+    ASSERT_EQ(scan.status, 0) << scan.err.toStdString();
+    const ScannedGroups scanned = scannedGroups(scan.json());
+    ASSERT_FALSE(scanned.groups.isEmpty());
+    // Nothing outside the home, behind a link or in a privacy-protected place is offered.
+    for (const QStringList &group : scanned.groups) {
+        for (const QString &path : group) {
+            EXPECT_TRUE(path.startsWith(mac.home() + '/')) << path.toStdString();
+            for (const char *never : {"Music", "Pictures/Photos Library.photoslibrary",
+                                      "Desktop/precious link.txt", "escape", "Library"})
+                EXPECT_FALSE(path.startsWith(mac.homePath(QString::fromLatin1(never))))
+                    << path.toStdString();
+        }
+    }
+    ASSERT_TRUE(scanned.removable.contains(hostile->changingFile()));
+
+    QList<QByteArray> selection = {rootRelative(mac.homePath(".Trash"))};
+    for (const QString &path : scanned.removable)
+        selection << rootRelative(path);
+    KSTProgramOptions answer;
+    answer.prompt = QStringLiteral("Remove? [y/N]");
+    answer.input = "y\n";
+    // Between the scan and the answer, one copy is rewritten: it must stay.
+    answer.beforeAnswer = [this] {
+        QFile file(hostile->changingFile());
+        ASSERT_TRUE(file.open(QIODevice::Append));
+        file.write("changed");
+    };
+    const KSTProgramRun removal =
+        kestrel({"--json", "duplicates", "remove", "--quiet", "--path", "~", "--all"}, answer);
+    ASSERT_NE(removal.status, -1) << removal.err.toStdString();
+    const KSTTreeListing after = listing();
+    expectOnlySelectionChanged(before, after, selection);
+
+    // Never the last copy: every group keeps a copy exactly as it was.
+    for (const QStringList &group : scanned.groups) {
+        const bool oneLeft = std::any_of(group.cbegin(), group.cend(), [&](const QString &path) {
+            const QByteArray key = rootRelative(path);
+            return after.contains(key) && after.value(key) == before.value(key);
+        });
+        EXPECT_TRUE(oneLeft) << group.join(", ").toStdString();
+    }
+    const QJsonObject outcome = removal.json().object();
+    QMap<QString, QString> skipped;
+    for (const QJsonValue &entry : outcome.value("skipped").toArray())
+        skipped.insert(entry.toObject().value("path").toString(),
+                       entry.toObject().value("reason").toString());
+    EXPECT_TRUE(after.value(rootRelative(hostile->changingFile())).startsWith("file"));
+    EXPECT_TRUE(skipped.value(hostile->changingFile()).contains("changed or moved since the scan"))
+        << removal.out.toStdString();
+    if (GetParam() == Variant::Ordinary) {
+        EXPECT_EQ(removal.status, 0) << removal.err.toStdString();
+        // The never-touch copies were offered and refused.
+        for (const char *never : {"Pictures/Screen Shot keep.png", "Downloads/Keep/plan.txt"}) {
+            EXPECT_TRUE(
+                skipped.value(mac.homePath(QString::fromLatin1(never))).contains("never-touch"))
+                << never;
+        }
+        // Odd names were moved by their own bytes, all but the one copy kept.
+        int oddLeft = 0;
+        for (const QByteArray &name : KSTHostileHome::oddNames())
+            oddLeft += after.contains(rootRelative(mac.homePath("Movies")) + '/' + name);
+        EXPECT_EQ(oddLeft, 1);
+    } else {
+        // A Trash that is a link is never filled: nothing moved at all.
+        EXPECT_EQ(removal.status, 1) << removal.out.toStdString();
+        EXPECT_EQ(outcome.value("itemsRemoved").toInteger(), 0);
+        const QStringList changed =
+            KSTTestSupport::treeDifferences(before, after, [&](const QByteArray &path) {
+                return path.startsWith("usr/bin/") || path == rootRelative(hostile->changingFile());
+            });
+        EXPECT_TRUE(changed.isEmpty()) << changed.join('\n').toStdString();
+    }
+}
+
+TEST_P(HostileHomeTest, DuplicatesHardLinkingChangesNoContentAndSparesWhatItMust)
+{
+    const KSTTreeListing before = listing();
+    const KSTProgramRun scan = kestrel({"--json", "duplicates", "--quiet", "--path", "~"});
+    ASSERT_EQ(scan.status, 0) << scan.err.toStdString();
+    const ScannedGroups scanned = scannedGroups(scan.json());
+    const auto inodeOf = [](const QString &path) {
+        struct stat status = {};
+        return ::lstat(KSTFileName::encoded(path).constData(), &status) == 0 ? status.st_ino
+                                                                             : ino_t(0);
+    };
+    QMap<QString, ino_t> neverTouchInodes;
+    for (const QString &path : hostile->neverTouchPaths())
+        neverTouchInodes.insert(path, inodeOf(mac.homePath(path.mid(2))));
+
+    KSTProgramOptions answer;
+    answer.prompt = QStringLiteral("Replace? [y/N]");
+    answer.input = "y\n";
+    answer.beforeAnswer = [this] {
+        QFile file(hostile->changingFile());
+        ASSERT_TRUE(file.open(QIODevice::Append));
+        file.write("changed");
+    };
+    const ino_t changingInode = inodeOf(hostile->changingFile());
+    const KSTProgramRun linking = kestrel(
+        {"--json", "duplicates", "link", "--hardlink", "--quiet", "--path", "~", "--all"}, answer);
+    ASSERT_EQ(linking.status, 0) << linking.err.toStdString();
+    const KSTTreeListing after = listing();
+
+    // No content changed anywhere (a hard link holds the same bytes), nothing was added (no
+    // temporary name stays) and nothing was removed, outside the file the test rewrote.
+    const QStringList changed =
+        KSTTestSupport::treeDifferences(before, after, [&](const QByteArray &path) {
+            return path.startsWith("usr/bin/") || path == rootRelative(hostile->changingFile());
+        });
+    EXPECT_TRUE(changed.isEmpty()) << changed.join('\n').toStdString();
+    for (auto it = neverTouchInodes.cbegin(); it != neverTouchInodes.cend(); ++it)
+        EXPECT_EQ(inodeOf(mac.homePath(it.key().mid(2))), it.value()) << it.key().toStdString();
+    EXPECT_EQ(inodeOf(hostile->changingFile()), changingInode);
+
+    const QJsonObject outcome = linking.json().object();
+    QStringList linked;
+    for (const QJsonValue &path : outcome.value("linkedPaths").toArray())
+        linked << path.toString();
+    ASSERT_FALSE(linked.isEmpty());
+    // Each copy linked is now the same file as another copy of its group, and nothing
+    // linked lies outside the copies offered.
+    for (const QString &path : std::as_const(linked)) {
+        EXPECT_TRUE(scanned.removable.contains(path)) << path.toStdString();
+        const auto group =
+            std::find_if(scanned.groups.cbegin(), scanned.groups.cend(),
+                         [&](const QStringList &paths) { return paths.contains(path); });
+        ASSERT_NE(group, scanned.groups.cend());
+        EXPECT_TRUE(std::any_of(group->cbegin(), group->cend(), [&](const QString &other) {
+            return other != path && !linked.contains(other) && inodeOf(other) == inodeOf(path);
+        })) << path.toStdString();
+    }
+    EXPECT_FALSE(linked.contains(hostile->changingFile()));
 }
 
 } // namespace

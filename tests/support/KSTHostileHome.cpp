@@ -41,6 +41,7 @@ KSTHostileHome::KSTHostileHome(KSTFixtureMac &mac, Variant variant)
     buildNeverTouchEntries();
     buildOddNames();
     buildSpecialFiles();
+    buildDuplicates();
     m_mustSurvive << QStringLiteral("Victim") << homeEntry(mac, QStringLiteral("Music"))
                   << homeEntry(mac, QStringLiteral("Documents"))
                   << homeEntry(mac, QStringLiteral("Pictures/Photos Library.photoslibrary"));
@@ -183,6 +184,33 @@ void KSTHostileHome::buildSpecialFiles()
         KSTFixtureMac::setModified(m_mac.homePath(QStringLiteral("Downloads/dir")), m_old);
         m_mac.writeHomeFile(QStringLiteral(".Trash/old.txt"), "trash", m_old);
     }
+}
+
+void KSTHostileHome::buildDuplicates()
+{
+    const QDateTime recent = QDateTime::currentDateTime().addDays(-1);
+    // Newer copies of never-touch entries: the never-touch ones are the older copies, the
+    // ones a removal would take.
+    m_mac.writeHomeFile(QStringLiteral("Pictures/keep copy.png"), "keep", recent);
+    // Copies whose partners live where nothing may be read; the outside copies pair up only
+    // with each other.
+    const QByteArray photo = QByteArray("photo library original ") + QByteArray(2000, 'p');
+    m_mac.writeHomeFile(QStringLiteral("Pictures/Photos Library.photoslibrary/originals/dup.heic"),
+                        photo, recent);
+    m_mac.writeHomeFile(QStringLiteral("Pictures/dup.heic"), photo, m_old);
+    m_mac.writeHomeFile(QStringLiteral("Desktop/dup.heic"), photo, recent.addDays(-1));
+    const QByteArray song = QByteArray("a song ") + QByteArray(3000, 's');
+    m_mac.writeHomeFile(QStringLiteral("Music/song.mp3"), song, recent);
+    m_mac.writeHomeFile(QStringLiteral("Desktop/song.mp3"), song, m_old);
+    m_mac.writeHomeFile(QStringLiteral("Desktop/song copy.mp3"), song, m_old.addDays(1));
+    // A copy of what a link leads to, and a link among copies.
+    m_mac.writeHomeFile(QStringLiteral("Desktop/precious.txt"), "precious", m_old);
+    m_mac.writeHomeFile(QStringLiteral("Desktop/precious copy.txt"), "precious", recent);
+    link(QStringLiteral("Desktop/precious link.txt"),
+         m_mac.homePath(QStringLiteral("Desktop/precious.txt")));
+    // The file a test changes between a scan and the answer gets a copy (its partner by
+    // name order, so the changing one is the copy a removal takes).
+    writeSparse(QStringLiteral("Movies/changing-new.iso"), 53 * MiB);
 }
 
 void KSTHostileHome::writeRaw(const QByteArray &homeRelative, const QByteArray &contents,

@@ -11,6 +11,9 @@ class KSTFixtureMac;
 /// newlines, escape sequences, bytes that are not UTF-8, 255 bytes or a leading dash, FIFOs,
 /// hard links, a Photos library and the Music folder holding large files, a large file named
 /// "Mac Trash" and another named ".Trash". Old enough everywhere for the age rules to act.
+/// Duplicate copies lie beside never-touch entries (a newer copy of each), inside the Photos
+/// library and the Music folder (with copies outside), behind links, as hard-linked pairs
+/// and under every odd name, and changingFile() has a copy of its own.
 ///
 /// Every destructive command joins the hostile-home test, which lists the whole machine
 /// before and after the command and requires that nothing changed outside what the command
@@ -41,6 +44,7 @@ private:
     void buildNeverTouchEntries();
     void buildOddNames();
     void buildSpecialFiles();
+    void buildDuplicates();
     void writeRaw(const QByteArray &homeRelative, const QByteArray &contents,
                   const QDateTime &modified);
     void writeSparse(const QString &homeRelative, qint64 bytes);
