@@ -40,16 +40,15 @@ protected:
         mac.writeHomePlist(
             "Library/Preferences/com.apple.LaunchServices/com.apple.launchservices.secure.plist",
             QVariantMap{{"LSHandlers",
-                         QVariantList{
-                             QVariantMap{{"LSHandlerContentType", "public.jpeg"},
-                                         {"LSHandlerRoleViewer", "com.example.viewer"}},
-                             QVariantMap{{"LSHandlerContentType", "public.html"},
-                                         {"LSHandlerRoleAll", "com.example.gone"}},
-                             QVariantMap{{"LSHandlerURLScheme", "mailto"},
-                                         {"LSHandlerRoleAll", "com.example.mail"}},
-                             QVariantMap{{"LSHandlerContentType", "COM.ADOBE.PDF"},
-                                         {"LSHandlerRoleAll", "com.example.reader"}},
-                             QVariant(42)}}},
+                         QVariantList{QVariantMap{{"LSHandlerContentType", "public.jpeg"},
+                                                  {"LSHandlerRoleViewer", "com.example.viewer"}},
+                                      QVariantMap{{"LSHandlerContentType", "public.html"},
+                                                  {"LSHandlerRoleAll", "com.example.gone"}},
+                                      QVariantMap{{"LSHandlerURLScheme", "mailto"},
+                                                  {"LSHandlerRoleAll", "com.example.mail"}},
+                                      QVariantMap{{"LSHandlerContentType", "COM.ADOBE.PDF"},
+                                                  {"LSHandlerRoleAll", "com.example.reader"}},
+                                      QVariant(42)}}},
             KSTFixtureMac::PlistFormat::Binary);
     }
 
@@ -97,23 +96,41 @@ TEST_F(DefaultAppsTest, HandlersComeFromChoicesThenOwnersThenTheFirstApp)
         QStringList candidates;
     } cases[] = {
         // Chosen for all roles (the type compared ignoring case).
-        {"com.adobe.pdf", ".pdf", "com.example.reader", "Reader",
+        {"com.adobe.pdf",
+         ".pdf",
+         "com.example.reader",
+         "Reader",
          {"com.apple.Preview", "com.example.reader"}},
         // Chosen for the viewer role only; the table's label, one row.
-        {"public.jpeg", ".jpg / .jpeg", "com.example.viewer", "Viewer",
+        {"public.jpeg",
+         ".jpg / .jpeg",
+         "com.example.viewer",
+         "Viewer",
          {"com.apple.Preview", "com.example.viewer"}},
         // No choice: the owner.
         {"public.png", ".png", "com.apple.Preview", "Preview", {"com.apple.Preview"}},
         // The chosen app is gone: its identifier stands for its name, and it alone is offered.
-        {"public.html", ".html / .htm", "com.example.gone", "com.example.gone",
+        {"public.html",
+         ".html / .htm",
+         "com.example.gone",
+         "com.example.gone",
          {"com.example.gone"}},
         // Declared without an extension anywhere: the type is its label; no choice, no owner.
-        {"com.example.noext", "com.example.noext", "com.example.reader", "Reader",
+        {"com.example.noext",
+         "com.example.noext",
+         "com.example.reader",
+         "Reader",
          {"com.example.reader"}},
         // From GarageBand's own declarations and from the built-in table.
-        {"com.apple.garageband.project", ".band", "com.apple.garageband10", "GarageBand",
+        {"com.apple.garageband.project",
+         ".band",
+         "com.apple.garageband10",
+         "GarageBand",
          {"com.apple.garageband10"}},
-        {"com.microsoft.waveform-audio", ".wav", "com.apple.garageband10", "GarageBand",
+        {"com.microsoft.waveform-audio",
+         ".wav",
+         "com.apple.garageband10",
+         "GarageBand",
          {"com.apple.garageband10"}},
     };
     for (const auto &expected : cases) {
@@ -138,15 +155,14 @@ TEST_F(DefaultAppsTest, HandlersComeFromChoicesThenOwnersThenTheFirstApp)
         EXPECT_LE(records.at(index - 1).extensionLabel.compare(records.at(index).extensionLabel,
                                                                Qt::CaseInsensitive),
                   0);
-    EXPECT_EQ(row(records, "com.adobe.pdf").currentAppIcon,
-              mac.path("Applications/Reader.app"));
+    EXPECT_EQ(row(records, "com.adobe.pdf").currentAppIcon, mac.path("Applications/Reader.app"));
 }
 
 TEST_F(DefaultAppsTest, SettingRewritesOneEntryAndKeepsTheRest)
 {
     KSTError error;
-    ASSERT_TRUE(manager->setDefaultAppWithBundleIdentifier("com.apple.Preview", "com.adobe.pdf",
-                                                           &error))
+    ASSERT_TRUE(
+        manager->setDefaultAppWithBundleIdentifier("com.apple.Preview", "com.adobe.pdf", &error))
         << error.description.toStdString();
     QString parseError;
     KSTPropertyList::Format format = KSTPropertyList::Format::Xml;
@@ -163,8 +179,8 @@ TEST_F(DefaultAppsTest, SettingRewritesOneEntryAndKeepsTheRest)
     EXPECT_EQ(row(manager->scanDefaultAppBindings(), "com.adobe.pdf").currentAppName, "Preview");
 
     // A type without an entry gets one appended.
-    ASSERT_TRUE(manager->setDefaultAppWithBundleIdentifier("com.example.viewer", "public.png",
-                                                           &error));
+    ASSERT_TRUE(
+        manager->setDefaultAppWithBundleIdentifier("com.example.viewer", "public.png", &error));
     EXPECT_EQ(KSTLaunchServicesHandlers::handlerForContentType(
                   KSTPropertyList::readDictionary(preferences), "public.png",
                   KSTLaunchServicesHandlers::RoleAll),
@@ -187,9 +203,8 @@ TEST_F(DefaultAppsTest, RefusedChangesLeaveTheFileAsItWas)
     };
     for (const auto &row : cases) {
         KSTError error;
-        EXPECT_FALSE(manager->setDefaultAppWithBundleIdentifier(QString::fromUtf8(row.bundle),
-                                                                QString::fromUtf8(row.uti),
-                                                                &error));
+        EXPECT_FALSE(manager->setDefaultAppWithBundleIdentifier(
+            QString::fromUtf8(row.bundle), QString::fromUtf8(row.uti), &error));
         EXPECT_EQ(error.domain, QString::fromUtf8(row.domain));
         EXPECT_EQ(error.code, row.code);
     }
@@ -198,8 +213,8 @@ TEST_F(DefaultAppsTest, RefusedChangesLeaveTheFileAsItWas)
     // A file that does not parse is the user's: never written over.
     KSTTestSupport::writeFile(preferences, "bplist00 but not really");
     KSTError error;
-    EXPECT_FALSE(manager->setDefaultAppWithBundleIdentifier("com.apple.Preview", "public.png",
-                                                            &error));
+    EXPECT_FALSE(
+        manager->setDefaultAppWithBundleIdentifier("com.apple.Preview", "public.png", &error));
     EXPECT_EQ(error.description, "macOS rejected the default app change.");
     EXPECT_EQ(KSTTestSupport::readFile(preferences), "bplist00 but not really");
 }
@@ -208,36 +223,38 @@ TEST_F(DefaultAppsTest, AMissingFileIsCreatedAndALinkIsNeverWrittenThrough)
 {
     QFile::remove(preferences);
     KSTError error;
-    ASSERT_TRUE(manager->setDefaultAppWithBundleIdentifier("com.apple.Preview", "public.png",
-                                                           &error));
+    ASSERT_TRUE(
+        manager->setDefaultAppWithBundleIdentifier("com.apple.Preview", "public.png", &error));
     EXPECT_EQ(KSTLaunchServicesHandlers::handlerForContentType(
                   KSTPropertyList::readDictionary(preferences), "PUBLIC.PNG",
                   KSTLaunchServicesHandlers::RoleAll),
               "com.apple.Preview");
 
-    const QString elsewhere = mac.writeFile("Outside/prefs.plist", KSTPropertyList::toXml(QVariantMap{}));
+    const QString elsewhere =
+        mac.writeFile("Outside/prefs.plist", KSTPropertyList::toXml(QVariantMap{}));
     QFile::remove(preferences);
-    mac.makeSymlink(
-        "Users/alice/Library/Preferences/com.apple.LaunchServices/"
-        "com.apple.launchservices.secure.plist",
-        elsewhere);
-    EXPECT_FALSE(manager->setDefaultAppWithBundleIdentifier("com.apple.Preview", "public.png",
-                                                            &error));
+    mac.makeSymlink("Users/alice/Library/Preferences/com.apple.LaunchServices/"
+                    "com.apple.launchservices.secure.plist",
+                    elsewhere);
+    EXPECT_FALSE(
+        manager->setDefaultAppWithBundleIdentifier("com.apple.Preview", "public.png", &error));
     EXPECT_EQ(KSTTestSupport::readFile(elsewhere), KSTPropertyList::toXml(QVariantMap{}));
 }
 
 TEST(LaunchServicesHandlers, HostileShapesAreSkipped)
 {
     using namespace KSTLaunchServicesHandlers;
-    const QVariantMap odd{{"LSHandlers", QVariantList{QVariant(), QVariantMap{{"LSHandlerContentType", 7}},
-                                                      QVariantMap{{"LSHandlerContentType", "a.b"},
-                                                                  {"LSHandlerRoleAll", QVariantList{}}},
-                                                      QVariantMap{{"LSHandlerContentType", "A.B"},
-                                                                  {"LSHandlerRoleAll", "x.y"}}}}};
+    const QVariantMap odd{
+        {"LSHandlers",
+         QVariantList{
+             QVariant(), QVariantMap{{"LSHandlerContentType", 7}},
+             QVariantMap{{"LSHandlerContentType", "a.b"}, {"LSHandlerRoleAll", QVariantList{}}},
+             QVariantMap{{"LSHandlerContentType", "A.B"}, {"LSHandlerRoleAll", "x.y"}}}}};
     EXPECT_EQ(handlerForContentType(odd, "a.b", RoleAll), "x.y");
     EXPECT_EQ(handlerForContentType(odd, "", RoleAll), "");
     EXPECT_EQ(handlerForContentType({{"LSHandlers", "not a list"}}, "a.b", RoleAll), "");
-    const QVariantMap fresh = withHandlerForContentType({{"LSHandlers", 3}, {"Other", 1}}, "c.d", "e.f");
+    const QVariantMap fresh =
+        withHandlerForContentType({{"LSHandlers", 3}, {"Other", 1}}, "c.d", "e.f");
     EXPECT_EQ(fresh.value("Other"), 1);
     EXPECT_EQ(handlerForContentType(fresh, "C.D", RoleAll), "e.f");
 }

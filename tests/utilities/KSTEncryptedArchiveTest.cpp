@@ -47,17 +47,16 @@ protected:
         QProcess python;
         python.start(QStringLiteral("python3"),
                      {QStringLiteral("-c"),
-                      QStringLiteral(
-                          "import sys, zipfile, stat\n"
-                          "z = zipfile.ZipFile(sys.argv[1])\n"
-                          "for i in z.infolist():\n"
-                          "    mode = i.external_attr >> 16\n"
-                          "    try:\n"
-                          "        data = z.read(i, pwd=sys.argv[2].encode())\n"
-                          "        kind = 'link:' if stat.S_ISLNK(mode) else ''\n"
-                          "        print(i.filename, kind + data.decode('latin-1'))\n"
-                          "    except Exception as e:\n"
-                          "        print(i.filename, type(e).__name__)\n"),
+                      QStringLiteral("import sys, zipfile, stat\n"
+                                     "z = zipfile.ZipFile(sys.argv[1])\n"
+                                     "for i in z.infolist():\n"
+                                     "    mode = i.external_attr >> 16\n"
+                                     "    try:\n"
+                                     "        data = z.read(i, pwd=sys.argv[2].encode())\n"
+                                     "        kind = 'link:' if stat.S_ISLNK(mode) else ''\n"
+                                     "        print(i.filename, kind + data.decode('latin-1'))\n"
+                                     "    except Exception as e:\n"
+                                     "        print(i.filename, type(e).__name__)\n"),
                       archive, QString::fromUtf8(password)});
         python.waitForFinished(60'000);
         return QString::fromUtf8(python.readAllStandardOutput());
@@ -65,9 +64,9 @@ protected:
 
     static int unzipTest(const QString &archive, const QString &password)
     {
-        return QProcess::execute(QStringLiteral("unzip"),
-                                 {QStringLiteral("-qq"), QStringLiteral("-t"),
-                                  QStringLiteral("-P"), password, archive});
+        return QProcess::execute(
+            QStringLiteral("unzip"),
+            {QStringLiteral("-qq"), QStringLiteral("-t"), QStringLiteral("-P"), password, archive});
     }
 };
 
@@ -87,13 +86,13 @@ TEST_F(EncryptedArchiveTest, OtherToolsOpenItWithThePasswordOnly)
     const QString photos = mac.homePath("Documents/Photos.zip");
     const QString notesZip = mac.homePath("Documents/Notes.txt.zip");
 
-    EXPECT_EQ(readWithPython(photos, "pässword"),
-              "Photos/ \n"
-              "Photos/.hidden hidden\n"
-              "Photos/a.jpg jpeg bytes\n"
-              "Photos/link link:" +
-                  mac.path("Outside/precious.txt") + "\nPhotos/sub/ \nPhotos/sub/b.txt " +
-                  QString(200'000, 'b') + '\n');
+    EXPECT_EQ(readWithPython(photos, "pässword"), "Photos/ \n"
+                                                  "Photos/.hidden hidden\n"
+                                                  "Photos/a.jpg jpeg bytes\n"
+                                                  "Photos/link link:" +
+                                                      mac.path("Outside/precious.txt") +
+                                                      "\nPhotos/sub/ \nPhotos/sub/b.txt " +
+                                                      QString(200'000, 'b') + '\n');
     EXPECT_EQ(readWithPython(notesZip, "pässword"), "Notes.txt notes\n");
     EXPECT_EQ(readWithPython(notesZip, "wrong"), "Notes.txt RuntimeError\n");
     EXPECT_EQ(unzipTest(photos, "pässword"), 0);
@@ -139,8 +138,8 @@ TEST_F(EncryptedArchiveTest, EveryItemFailsAloneAndTheLastErrorIsReported)
     EXPECT_TRUE(QFile::exists(good + ".zip"));
 
     KSTError missing;
-    EXPECT_FALSE(manager->createPasswordProtectedZipForPath(mac.homePath("Documents/none"), "pw",
-                                                            &missing));
+    EXPECT_FALSE(
+        manager->createPasswordProtectedZipForPath(mac.homePath("Documents/none"), "pw", &missing));
     EXPECT_EQ(missing.code, KSTUtilitiesManager::ArchiveSourceMissing);
     EXPECT_EQ(missing.description, "File or folder not found.");
 
@@ -159,7 +158,6 @@ TEST_F(EncryptedArchiveTest, AFailedWriteLeavesNoArchive)
               KSTEncryptedArchiveWriter::Outcome::Failed);
     EXPECT_FALSE(message.isEmpty());
     ::close(full);
-
 }
 
 TEST_F(EncryptedArchiveTest, ArchivesAreNotWrittenWhereTheGuardRefuses)

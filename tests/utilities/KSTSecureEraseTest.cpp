@@ -87,8 +87,7 @@ TEST_F(SecureEraseTest, ProtectedRootsHoldOnTheHostAndUnderTheRoot)
         EXPECT_EQ(manager->isProtectedSystemPath(row.path), row.isProtected)
             << row.path.toStdString();
     EXPECT_EQ(KSTUtilitiesManager::standardizedPath("/private/var/log"), "/var/log");
-    EXPECT_EQ(KSTUtilitiesManager::standardizedPath("~/Documents/./a/../b"),
-              home + "/Documents/b");
+    EXPECT_EQ(KSTUtilitiesManager::standardizedPath("~/Documents/./a/../b"), home + "/Documents/b");
 }
 
 TEST_F(SecureEraseTest, APassWritesZerosOnesOrRandomBytes)
@@ -105,8 +104,8 @@ TEST_F(SecureEraseTest, APassWritesZerosOnesOrRandomBytes)
     for (const auto &row : cases) {
         for (quint64 pass = 0; pass < row.passes; ++pass) {
             QByteArray buffer(4096, '\x5a');
-            ASSERT_TRUE(KSTSecureEraser::fillForPass(buffer.data(), buffer.size(), pass,
-                                                     row.passes));
+            ASSERT_TRUE(
+                KSTSecureEraser::fillForPass(buffer.data(), buffer.size(), pass, row.passes));
             const int fill = row.fills.at(qsizetype(pass));
             if (fill >= 0) {
                 EXPECT_EQ(buffer, QByteArray(4096, char(fill))) << row.passes << ' ' << pass;
@@ -124,8 +123,8 @@ TEST_F(SecureEraseTest, AnOpenHandleSeesNewBytesAtTheSameLength)
     const QByteArray original(3 * 1024 * 1024 + 17, 'A');
     const QString path = mac.writeHomeFile("Documents/secret.txt", original);
     for (const int index : {0, 1, 2}) {
-        const QString file = mac.writeHomeFile(QStringLiteral("Documents/s%1.txt").arg(index),
-                                               original);
+        const QString file =
+            mac.writeHomeFile(QStringLiteral("Documents/s%1.txt").arg(index), original);
         QFile handle(file);
         ASSERT_TRUE(handle.open(QIODevice::ReadOnly));
         const Outcome outcome = erase({file}, KSTSecureEraseModel::passesForMenuIndex(index));
@@ -150,8 +149,8 @@ TEST_F(SecureEraseTest, LinksAreRemovedAsLinksAndTheirTargetsSurvive)
     ::mkfifo(QFile::encodeName(mac.homePath("Documents/Chosen/pipe")).constData(), 0644);
     const KSTTreeListing before = KSTTestSupport::listTree(QFile::encodeName(mac.path("Outside")));
 
-    const Outcome outcome = erase(
-        {mac.homePath("Documents/file-link"), mac.homePath("Documents/Chosen")}, 3);
+    const Outcome outcome =
+        erase({mac.homePath("Documents/file-link"), mac.homePath("Documents/Chosen")}, 3);
     ASSERT_TRUE(outcome.success) << outcome.error->description.toStdString();
     EXPECT_FALSE(exists(mac.homePath("Documents/file-link")));
     EXPECT_FALSE(exists(mac.homePath("Documents/Chosen")));
@@ -197,9 +196,9 @@ TEST_F(SecureEraseTest, AProtectedPathChangesNothing)
     const QString victim = mac.writeFile("usr/share/data.txt", "system");
     const QString first = mac.writeHomeFile("Documents/a.txt", "a");
     mac.makeSymlink("Users/alice/Documents/share", mac.path("usr/share"));
-    for (const QString &path : {mac.path("usr/share/data.txt"),
-                                mac.homePath("Documents/share/data.txt"),
-                                mac.homePath("Documents/../../../usr/share/data.txt")}) {
+    for (const QString &path :
+         {mac.path("usr/share/data.txt"), mac.homePath("Documents/share/data.txt"),
+          mac.homePath("Documents/../../../usr/share/data.txt")}) {
         const Outcome outcome = erase({path, first});
         EXPECT_FALSE(outcome.success);
         ASSERT_TRUE(outcome.error);
@@ -209,8 +208,9 @@ TEST_F(SecureEraseTest, AProtectedPathChangesNothing)
         EXPECT_EQ(KSTTestSupport::readFile(victim), "system");
         EXPECT_TRUE(exists(first));
         KSTSecureEraseModel model(*manager);
-        EXPECT_TRUE(model.refusalForPaths({first, path}).value_or("").startsWith(
-            "Cannot erase protected path: "));
+        EXPECT_TRUE(model.refusalForPaths({first, path})
+                        .value_or("")
+                        .startsWith("Cannot erase protected path: "));
     }
 }
 
@@ -232,7 +232,8 @@ TEST_F(SecureEraseTest, AVolumeIsEmptiedButKeepsItsFourNamesAndItsRoot)
 
     const Outcome outcome = erase({volume});
     ASSERT_TRUE(outcome.success) << outcome.error->description.toStdString();
-    QStringList left = QDir(volume).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot);
+    QStringList left =
+        QDir(volume).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot);
     left.sort();
     EXPECT_EQ(left, (QStringList{".DS_Store", ".Spotlight-V100", ".Trashes", ".fseventsd"}));
     EXPECT_EQ(KSTTestSupport::readFile(mac.path("Volumes/USB/.Trashes/501/x")), "kept");
@@ -250,7 +251,8 @@ TEST_F(SecureEraseTest, NeverTouchEntriesAndLibrariesStopTheJobBeforeTheyAreTouc
         stored->setValue("whitelistPaths", QStringList{"~/Documents/Project/keep.txt"});
         stored->sync();
     }
-    for (const QString &chosen : {mac.homePath("Documents/Project"), mac.homePath("Documents/Album")}) {
+    for (const QString &chosen :
+         {mac.homePath("Documents/Project"), mac.homePath("Documents/Album")}) {
         const Outcome outcome = erase({chosen});
         EXPECT_FALSE(outcome.success);
         ASSERT_TRUE(outcome.error);
@@ -271,9 +273,9 @@ TEST(SecureEraseModel, MenuAndTexts)
     } cases[] = {{0, 1}, {1, 3}, {2, 7}, {3, 1}, {-1, 1}};
     for (const auto &row : cases)
         EXPECT_EQ(KSTSecureEraseModel::passesForMenuIndex(row.index), row.passes) << row.index;
-    EXPECT_EQ(KSTSecureEraseModel::methodMenuTitles(),
-              (QStringList{"Quick Erase (1-pass)", "Secure Erase (3-pass)",
-                           "DoD 5220.22-M (7-pass)"}));
+    EXPECT_EQ(
+        KSTSecureEraseModel::methodMenuTitles(),
+        (QStringList{"Quick Erase (1-pass)", "Secure Erase (3-pass)", "DoD 5220.22-M (7-pass)"}));
     EXPECT_EQ(KSTSecureEraseModel::resultText(true, std::nullopt), "Erase completed.");
     EXPECT_EQ(KSTSecureEraseModel::resultText(false, std::nullopt), "Erase failed.");
     EXPECT_TRUE(KSTSecureEraseModel::honestyText().contains("SSD"));

@@ -119,10 +119,10 @@ TEST_F(StartupItemsTest, ScansTheThreeFoldersAndSortsByName)
                  userAgent("homebrew.mxcl.postgresql.plist"));
     copyRecorded("LaunchAgent.com.googlecode.munki.MunkiStatus.plist",
                  mac.path("Library/LaunchAgents/com.googlecode.munki.MunkiStatus.plist"));
-    mac.addLaunchdPlist(Domain::Daemon, "com.example.daemon",
-                        {{"ProgramArguments", QVariantList{"/Applications/Zeta.app/Contents/MacOS/z",
-                                                           "-y"}},
-                         {"RunAtLoad", false}});
+    mac.addLaunchdPlist(
+        Domain::Daemon, "com.example.daemon",
+        {{"ProgramArguments", QVariantList{"/Applications/Zeta.app/Contents/MacOS/z", "-y"}},
+         {"RunAtLoad", false}});
     mac.addLaunchdPlist(Domain::UserAgent, "com.example.big",
                         {{"Program", "/Applications/Big.app"}, {"KeepAlive", true}});
     ASSERT_TRUE(makeSparse(mac.path("Applications/Big.app"), 300 * MiB));
@@ -143,8 +143,9 @@ TEST_F(StartupItemsTest, ScansTheThreeFoldersAndSortsByName)
                                   "unlabelled", "Zeta"}));
 
     const auto byName = [&items](const QString &name) {
-        return *std::find_if(items.cbegin(), items.cend(),
-                             [&name](const KSTStartupItemRecord &item) { return item.name == name; });
+        return *std::find_if(
+            items.cbegin(), items.cend(),
+            [&name](const KSTStartupItemRecord &item) { return item.name == name; });
     };
     const KSTStartupItemRecord postgres = byName("homebrew.mxcl.postgresql");
     EXPECT_EQ(postgres.typeLabel, "Launch Agent");

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "KSTDispatch.h"
 #include "KSTMachineTest.h"
 #include "KSTSystemInfo.h"
 #include "KSTTestSupport.h"
