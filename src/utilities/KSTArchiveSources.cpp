@@ -1,8 +1,10 @@
 #include "KSTArchiveSources.h"
 
+#include "KSTDeflatePipeline.h"
 #include "KSTNoFollowPath.h"
 
 #include <zip.h>
+#include <zlib.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -87,10 +89,13 @@ zip_int64_t outputCallback(void *userData, void *data, zip_uint64_t length,
 
 struct FileState
 {
-    int folderFd;
+    KSTDeflatePipeline *pipeline;
     Entry entry;
-    int fd = -1;
-    qint64 remaining = 0;
+    QByteArray piece;
+    qsizetype offset = 0;
+    bool finished = false;
+    quint32 crc = 0;
+    qint64 compressedBytes = 0;
     zip_error_t error;
 };
 
@@ -100,61 +105,57 @@ zip_int64_t fileCallback(void *userData, void *data, zip_uint64_t length, zip_so
     switch (command) {
     case ZIP_SOURCE_SUPPORTS:
         return ZIP_SOURCE_SUPPORTS_READABLE;
-    case ZIP_SOURCE_OPEN: {
-        state->fd =
-            openBelow(state->folderFd, state->entry.relative, O_RDONLY | O_NONBLOCK | O_NOCTTY);
-        if (state->fd < 0)
-            return failWith(&state->error, ZIP_ER_OPEN, errno);
-        struct stat opened = {};
-        if (::fstat(state->fd, &opened) != 0 || !S_ISREG(opened.st_mode) ||
-            opened.st_dev != state->entry.status.st_dev ||
-            opened.st_ino != state->entry.status.st_ino) {
-            ::close(state->fd);
-            state->fd = -1;
-            return failWith(&state->error, ZIP_ER_CHANGED, 0);
-        }
-        ::posix_fadvise(state->fd, 0, 0, POSIX_FADV_SEQUENTIAL);
-        state->remaining = qint64(state->entry.status.st_size);
+    case ZIP_SOURCE_OPEN:
         return 0;
-    }
     case ZIP_SOURCE_READ: {
-        // Exactly the size the walk saw: a file that grows meanwhile is cut there, one that
-        // shrinks fails the archive.
-        const size_t wanted = size_t(std::min<qint64>(qint64(length), state->remaining));
-        size_t done = 0;
-        while (done < wanted) {
-            const ssize_t got = ::read(state->fd, static_cast<char *>(data) + done, wanted - done);
-            if (got < 0 && errno == EINTR)
+        zip_uint64_t done = 0;
+        while (done < length) {
+            if (state->offset == state->piece.size()) {
+                if (state->finished)
+                    break;
+                KSTDeflatePipeline::Piece next = state->pipeline->next();
+                if (!next.error.isEmpty())
+                    return failWith(&state->error, ZIP_ER_READ, EIO);
+                state->crc = quint32(::crc32_combine(state->crc, next.crc, next.inputBytes));
+                state->piece = std::move(next.data);
+                state->offset = 0;
+                state->finished = next.last;
+                state->compressedBytes += state->piece.size();
                 continue;
-            if (got < 0)
-                return failWith(&state->error, ZIP_ER_READ, errno);
-            if (got == 0)
-                return failWith(&state->error, ZIP_ER_CHANGED, 0);
-            done += size_t(got);
+            }
+            const zip_uint64_t part = std::min<zip_uint64_t>(
+                length - done, zip_uint64_t(state->piece.size() - state->offset));
+            std::memcpy(static_cast<char *>(data) + done, state->piece.constData() + state->offset,
+                        size_t(part));
+            state->offset += qsizetype(part);
+            done += part;
         }
-        state->remaining -= qint64(done);
         return zip_int64_t(done);
     }
     case ZIP_SOURCE_CLOSE:
-        if (state->fd >= 0)
-            ::close(state->fd);
-        state->fd = -1;
         return 0;
     case ZIP_SOURCE_STAT: {
         auto *status = ZIP_SOURCE_GET_ARGS(zip_stat_t, data, length, &state->error);
         if (!status)
             return -1;
         zip_stat_init(status);
-        status->valid = ZIP_STAT_SIZE | ZIP_STAT_MTIME;
+        // Already deflated: libzip only encrypts and writes it.
+        status->valid =
+            ZIP_STAT_SIZE | ZIP_STAT_MTIME | ZIP_STAT_COMP_METHOD | ZIP_STAT_ENCRYPTION_METHOD;
         status->size = zip_uint64_t(state->entry.status.st_size);
         status->mtime = state->entry.status.st_mtime;
+        status->comp_method = ZIP_CM_DEFLATE;
+        status->encryption_method = ZIP_EM_NONE;
+        if (state->finished && state->offset == state->piece.size()) {
+            status->valid |= ZIP_STAT_CRC | ZIP_STAT_COMP_SIZE;
+            status->crc = state->crc;
+            status->comp_size = zip_uint64_t(state->compressedBytes);
+        }
         return zip_int64_t(sizeof(zip_stat_t));
     }
     case ZIP_SOURCE_ERROR:
         return zip_error_to_data(&state->error, data, length);
     case ZIP_SOURCE_FREE:
-        if (state->fd >= 0)
-            ::close(state->fd);
         zip_error_fini(&state->error);
         delete state;
         return 0;
@@ -260,9 +261,9 @@ zip_source_t *makeOutputSource(Output &output, zip_error_t *error)
     return source;
 }
 
-zip_source_t *makeFileSource(zip_t *archive, int folderFd, const Entry &entry)
+zip_source_t *makeFileSource(zip_t *archive, KSTDeflatePipeline &pipeline, const Entry &entry)
 {
-    auto *state = new FileState{folderFd, entry, -1, 0, {}};
+    auto *state = new FileState{&pipeline, entry, {}, 0, false, 0, 0, {}};
     zip_error_init(&state->error);
     zip_source_t *source = zip_source_function(archive, fileCallback, state);
     if (!source) {

@@ -11,6 +11,8 @@ typedef struct zip zip_t;
 typedef struct zip_source zip_source_t;
 typedef struct zip_error zip_error_t;
 
+class KSTDeflatePipeline;
+
 /// The libzip data sources behind KSTEncryptedArchiveWriter: files read through their folder
 /// without following a link, and the archive written through a buffer into a descriptor.
 namespace KSTArchiveSources {
@@ -82,8 +84,9 @@ private:
 /// A libzip source writing into @p output (which must outlive it).
 zip_source_t *makeOutputSource(Output &output, zip_error_t *error);
 
-/// A libzip source reading the regular file @p entry below @p folderFd when the archive is
-/// written; the file must still be the one the walk saw, else reading fails.
-zip_source_t *makeFileSource(zip_t *archive, int folderFd, const Entry &entry);
+/// A libzip source giving the regular file @p entry already deflated, as @p pipeline delivers
+/// it (the pipeline's files and the archive's file entries in the same order), with its size,
+/// time, and once read its CRC. @p pipeline must outlive the archive's writing.
+zip_source_t *makeFileSource(zip_t *archive, KSTDeflatePipeline &pipeline, const Entry &entry);
 
 } // namespace KSTArchiveSources

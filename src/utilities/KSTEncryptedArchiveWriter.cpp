@@ -1,6 +1,7 @@
 #include "KSTEncryptedArchiveWriter.h"
 
 #include "KSTArchiveSources.h"
+#include "KSTDeflatePipeline.h"
 #include "KSTFileName.h"
 #include "KSTPathText.h"
 
@@ -136,6 +137,13 @@ KSTEncryptedArchiveWriter::Outcome KSTEncryptedArchiveWriter::write(const QStrin
     if (entries.empty())
         return Outcome::Empty;
 
+    std::vector<Entry> files;
+    for (const Entry &entry : entries) {
+        if (entry.kind == Entry::Kind::File)
+            files.push_back(entry);
+    }
+    KSTDeflatePipeline pipeline(parentFd, std::move(files), CompressionLevel);
+
     KSTArchiveSources::Output output(outputFd);
     zip_error_t error;
     zip_error_init(&error);
@@ -165,7 +173,7 @@ KSTEncryptedArchiveWriter::Outcome KSTEncryptedArchiveWriter::write(const QStrin
                 entry.kind == Entry::Kind::Link
                     ? zip_source_buffer(archive, entry.linkTarget.constData(),
                                         zip_uint64_t(entry.linkTarget.size()), 0)
-                    : KSTArchiveSources::makeFileSource(archive, parentFd, entry);
+                    : KSTArchiveSources::makeFileSource(archive, pipeline, entry);
             if (!source)
                 return fail(QString::fromUtf8(zip_strerror(archive)));
             index = zip_file_add(archive, entry.name.constData(), source, ZIP_FL_ENC_GUESS);
