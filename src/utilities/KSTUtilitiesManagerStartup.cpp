@@ -4,6 +4,7 @@
 
 #include "KSTEnvironment.h"
 #include "KSTFileName.h"
+#include "KSTLaunchJob.h"
 #include "KSTNoFollowPath.h"
 #include "KSTPathText.h"
 #include "KSTPropertyList.h"
@@ -23,12 +24,6 @@ constexpr qint64 MediumImpactBytes = 20'971'521;
 constexpr qint64 HighImpactBytes = 209'715'201;
 // launchctl talks to launchd and returns at once; one that hangs is given up on.
 constexpr int LaunchctlTimeoutMs = 30'000;
-
-QString stringValue(const QVariantMap &map, const QString &key)
-{
-    const QVariant value = map.value(key);
-    return value.typeId() == QMetaType::QString ? value.toString() : QString();
-}
 
 } // namespace
 
@@ -70,18 +65,9 @@ KSTUtilitiesManager::scanLaunchPlistsInDirectory(const QString &directory, quint
         if (plist.typeId() != QMetaType::QVariantMap)
             continue;
         const QVariantMap dictionary = plist.toMap();
-
-        QString label = stringValue(dictionary, QStringLiteral("Label"));
-        if (label.isEmpty())
-            label = KSTPathText::deletingPathExtension(name);
-        QString program = stringValue(dictionary, QStringLiteral("Program"));
-        const QVariant arguments = dictionary.value(QStringLiteral("ProgramArguments"));
-        if (program.isEmpty() && arguments.typeId() == QMetaType::QVariantList &&
-            !arguments.toList().isEmpty()) {
-            const QVariant first = arguments.toList().first();
-            if (first.typeId() == QMetaType::QString)
-                program = first.toString();
-        }
+        const KSTLaunchJob job = KSTLaunchJob::fromPlist(dictionary, name);
+        const QString &label = job.label;
+        const QString &program = job.program;
 
         KSTStartupItemRecord item;
         item.name = displayNameForProgramPath(program, label);
