@@ -553,6 +553,12 @@ KSTRemovalGuard::startNewFile(const QString &path, const std::optional<KSTFileId
             ? target
             : (resolvedFolder == QLatin1String("/") ? QString() : resolvedFolder) +
                   QLatin1Char('/') + name;
+    if (KSTPermissionChecker::liesInPrivacyProtectedPlace(resolvedTarget)) {
+        ::close(folderFd);
+        refuse(error, RefusedPrivacyProtected, path,
+               QStringLiteral("it is in the Music folder or a photo or music library"));
+        return std::nullopt;
+    }
     std::vector<KSTFileIdentity> holders =
         foldersDownTo(resolvedFolder.isEmpty() ? folder : resolvedFolder);
     holders.push_back(KSTFileIdentity::fromStatus(folderStatus));

@@ -4,6 +4,7 @@
 #include "KSTDeflatePipeline.h"
 #include "KSTFileName.h"
 #include "KSTPathText.h"
+#include "KSTPermissionChecker.h"
 
 #include <zip.h>
 
@@ -26,8 +27,8 @@ QString failure()
 
 // The entry @p leaf of the open folder @p folderFd and, for a folder, everything below it,
 // depth first with names in byte order; never through a link.
-bool collect(int folderFd, const QByteArray &leaf, const QByteArray &relative,
-             std::vector<Entry> &entries, QString *message)
+bool collect(const QString &base, int folderFd, const QByteArray &leaf,
+             const QByteArray &relative, std::vector<Entry> &entries, QString *message)
 {
     Entry entry;
     entry.relative = relative;
@@ -58,6 +59,10 @@ bool collect(int folderFd, const QByteArray &leaf, const QByteArray &relative,
     }
     if (!S_ISDIR(entry.status.st_mode))
         return true; // FIFOs, sockets and devices hold nothing to store
+    // A photo or music library (or the Music folder) inside what was chosen is never read.
+    if (KSTPermissionChecker::shouldSkipPrivacyProtectedPath(base + QLatin1Char('/') +
+                                                             KSTFileName::decoded(relative)))
+        return true;
 
     entry.kind = Entry::Kind::Folder;
     entry.name = relative + '/';
@@ -92,7 +97,7 @@ bool collect(int folderFd, const QByteArray &leaf, const QByteArray &relative,
     std::sort(names.begin(), names.end());
     bool ok = true;
     for (const QByteArray &name : std::as_const(names)) {
-        if (!collect(::dirfd(dir), name, relative + '/' + name, entries, message)) {
+        if (!collect(base, ::dirfd(dir), name, relative + '/' + name, entries, message)) {
             ok = false;
             break;
         }
@@ -132,7 +137,7 @@ KSTEncryptedArchiveWriter::Outcome KSTEncryptedArchiveWriter::write(const QStrin
     KSTArchiveSources::Folder folder(parentFd);
 
     std::vector<Entry> entries;
-    if (!collect(parentFd, name, name, entries, message))
+    if (!collect(parent, parentFd, name, name, entries, message))
         return Outcome::CannotStart;
     if (entries.empty())
         return Outcome::Empty;

@@ -6,11 +6,13 @@
 #include "KSTEncryptedArchiveWriter.h"
 #include "KSTFileName.h"
 #include "KSTPathText.h"
+#include "KSTPermissionChecker.h"
 #include "KSTRemovalGuard.h"
 
 #include <QDir>
 #include <QRandomGenerator>
 
+#include <cstdlib>
 #include <sys/stat.h>
 
 namespace {
@@ -23,6 +25,19 @@ bool exists(const QString &path)
 {
     struct stat status = {};
     return ::lstat(KSTFileName::encoded(path).constData(), &status) == 0;
+}
+
+// @p path with its folders' links resolved.
+QString resolvedForm(const QString &path)
+{
+    char *real = ::realpath(
+        KSTFileName::encoded(KSTPathText::deletingLastPathComponent(path)).constData(), nullptr);
+    if (!real)
+        return path;
+    const QString folder = KSTFileName::decoded(real);
+    ::free(real);
+    return (folder == QLatin1String("/") ? QString() : folder) + QLatin1Char('/') +
+           KSTPathText::lastPathComponent(path);
 }
 
 QString archivePathFor(const QString &source)
@@ -65,6 +80,14 @@ bool KSTUtilitiesManager::createPasswordProtectedZipForPath(const QString &path,
     const QString source = path.isEmpty() ? path : QDir::cleanPath(path);
     if (!source.startsWith(QLatin1Char('/')) || source == QLatin1String("/") || !exists(source))
         return fail(ArchiveSourceMissing);
+
+    // The privacy rule holds for what is read: not the Music folder, not a photo or music
+    // library, also when a linked folder leads there.
+    if (KSTPermissionChecker::liesInPrivacyProtectedPlace(source) ||
+        KSTPermissionChecker::liesInPrivacyProtectedPlace(resolvedForm(source)))
+        return fail(ArchiveWriterFailed,
+                    QStringLiteral("%1 is in the Music folder or a photo or music library.")
+                        .arg(source));
 
     // The archive is a new file next to its original, never one that replaces anything.
     const QString folder = KSTPathText::deletingLastPathComponent(source);

@@ -160,13 +160,25 @@ TEST_F(EncryptedArchiveTest, AFailedWriteLeavesNoArchive)
     ::close(full);
 }
 
-TEST_F(EncryptedArchiveTest, ArchivesAreNotWrittenWhereTheGuardRefuses)
+TEST_F(EncryptedArchiveTest, PrivacyPlacesAreNeitherReadNorWritten)
 {
     const QString inMusic = mac.writeHomeFile("Music/song.m4a", "song");
+    mac.makeSymlink("Users/alice/Desktop/tunes", mac.homePath("Music"));
+    for (const QString &source : {inMusic, mac.homePath("Desktop/tunes/song.m4a")}) {
+        KSTError error;
+        EXPECT_FALSE(manager->createPasswordProtectedZipForPath(source, "pw", &error));
+        EXPECT_EQ(error.code, KSTUtilitiesManager::ArchiveWriterFailed);
+    }
+    EXPECT_EQ(QDir(mac.homePath("Music")).entryList(QDir::Files), QStringList{"song.m4a"});
+
+    // A library inside a chosen folder is left out of its archive.
+    mac.writeHomeFile("Pictures/Trip/Photos Library.photoslibrary/database/photos.db", "db");
+    mac.writeHomeFile("Pictures/Trip/day1.jpg", "jpg");
+    QString archive;
     KSTError error;
-    EXPECT_FALSE(manager->createPasswordProtectedZipForPath(inMusic, "pw", &error));
-    EXPECT_EQ(error.code, KSTUtilitiesManager::ArchiveWriterFailed);
-    EXPECT_FALSE(QFile::exists(inMusic + ".zip"));
+    ASSERT_TRUE(manager->createPasswordProtectedZipForPath(mac.homePath("Pictures/Trip"), "pw",
+                                                           &error, &archive));
+    EXPECT_EQ(readWithPython(archive, "pw"), "Trip/ \nTrip/day1.jpg jpg\n");
 }
 
 TEST(EncryptionModel, PasswordChecksAndTexts)
