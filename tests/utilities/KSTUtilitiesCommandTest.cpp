@@ -78,7 +78,8 @@ TEST_F(UtilitiesCommandTest, StartupListsAndDisablesAfterAsking)
     }
     EXPECT_TRUE(mac.toolCalls("/bin/launchctl").isEmpty());
 
-    const KSTProgramRun global = run({"--json", "startup", "disable", "com.example.global", "--yes"});
+    const KSTProgramRun global =
+        run({"--json", "startup", "disable", "com.example.global", "--yes"});
     EXPECT_EQ(global.status, 1);
     EXPECT_EQ(global.json().object().value("error").toObject().value("code"), 1);
 
@@ -220,22 +221,24 @@ TEST_F(UtilitiesCommandTest, ReadOnlyToolsPrintTheirRecords)
     KSTFixtureMac::App preview;
     preview.name = "Preview";
     preview.bundleIdentifier = "com.apple.Preview";
-    preview.extraInfo = {{"CFBundleName", "Preview"},
-                         {"CFBundleDocumentTypes",
-                          QVariantList{QVariantMap{{"LSItemContentTypes", QStringList{"com.adobe.pdf"}},
-                                                   {"LSHandlerRank", "Owner"}}}}};
+    preview.extraInfo = {
+        {"CFBundleName", "Preview"},
+        {"CFBundleDocumentTypes",
+         QVariantList{QVariantMap{{"LSItemContentTypes", QStringList{"com.adobe.pdf"}},
+                                  {"LSHandlerRank", "Owner"}}}}};
     mac.addApp(preview);
     mac.makeHomeDirectory("Library/Preferences/com.apple.LaunchServices");
     const KSTProgramRun apps = run({"--json", "default-apps"});
     ASSERT_EQ(apps.status, 0) << apps.err.toStdString();
-    EXPECT_EQ(apps.json().array(),
-              (QJsonArray{QJsonObject{
-                  {"extensionLabel", ".pdf"},
-                  {"contentTypeUTI", "com.adobe.pdf"},
-                  {"currentAppName", "Preview"},
-                  {"currentBundleIdentifier", "com.apple.Preview"},
-                  {"candidates", QJsonArray{QJsonObject{{"name", "Preview"},
-                                                        {"bundleIdentifier", "com.apple.Preview"}}}}}}));
+    EXPECT_EQ(
+        apps.json().array(),
+        (QJsonArray{QJsonObject{
+            {"extensionLabel", ".pdf"},
+            {"contentTypeUTI", "com.adobe.pdf"},
+            {"currentAppName", "Preview"},
+            {"currentBundleIdentifier", "com.apple.Preview"},
+            {"candidates", QJsonArray{QJsonObject{{"name", "Preview"},
+                                                  {"bundleIdentifier", "com.apple.Preview"}}}}}}));
     const KSTProgramRun missing = run({"--json", "default-apps", "set", "", "", "--yes"});
     EXPECT_EQ(missing.status, 1);
     EXPECT_EQ(missing.json().object().value("error").toObject().value("description"),
@@ -260,9 +263,9 @@ TEST_F(UtilitiesCommandTest, ReadOnlyToolsPrintTheirRecords)
     ASSERT_EQ(sizes.status, 0);
     const QJsonObject figures = sizes.json().object();
     const QJsonArray folders = figures.value("folders").toArray();
-    EXPECT_EQ(folders.at(0).toObject(), (QJsonObject{{"name", "Desktop"},
-                                                     {"path", mac.homePath("Desktop")},
-                                                     {"bytes", 8192}}));
+    EXPECT_EQ(
+        folders.at(0).toObject(),
+        (QJsonObject{{"name", "Desktop"}, {"path", mac.homePath("Desktop")}, {"bytes", 8192}}));
     EXPECT_EQ(folders.last().toObject().value("name"), "Music");
     EXPECT_EQ(folders.last().toObject().value("bytes"), 0);
     EXPECT_GT(figures.value("totalBytes").toDouble(), 0);
