@@ -21,17 +21,21 @@ KSTError protectedError(const QString &standardized)
         QStringLiteral("Cannot erase protected system path: %1").arg(standardized));
 }
 
-// A path on a file system of kernel state (/proc, /sys, …) is the running system, not data.
+// A path on a file system of kernel state (/proc, /sys, …) is the running system, not data:
+// the chosen folder itself, or the folder holding the chosen entry.
 bool isOnKernelStateFileSystem(const QString &path)
 {
-    const int fd =
-        ::open(KSTFileName::encoded(KSTPathText::deletingLastPathComponent(path)).constData(),
-               O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (fd < 0)
-        return false;
-    const bool kernel = KSTMountedVolumes::isKernelStateFileSystem(fd);
-    ::close(fd);
-    return kernel;
+    for (const QString &folder : {path, KSTPathText::deletingLastPathComponent(path)}) {
+        const int fd = ::open(KSTFileName::encoded(folder).constData(),
+                              O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+        if (fd < 0)
+            continue;
+        const bool kernel = KSTMountedVolumes::isKernelStateFileSystem(fd);
+        ::close(fd);
+        if (kernel)
+            return true;
+    }
+    return false;
 }
 
 } // namespace

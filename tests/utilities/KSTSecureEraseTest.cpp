@@ -214,6 +214,20 @@ TEST_F(SecureEraseTest, AProtectedPathChangesNothing)
     }
 }
 
+TEST_F(SecureEraseTest, KernelStateIsNeverWrittenTo)
+{
+    // Read-only places of /proc, so that nothing could change even if the refusal failed.
+    for (const QString &path :
+         {QStringLiteral("/proc/self/fdinfo"), QStringLiteral("/proc/self/status")}) {
+        const Outcome outcome = erase({path});
+        EXPECT_FALSE(outcome.success);
+        ASSERT_TRUE(outcome.error);
+        EXPECT_EQ(outcome.error->code, KSTUtilitiesManager::ProtectedErasePath)
+            << path.toStdString();
+        EXPECT_TRUE(outcome.progress.isEmpty());
+    }
+}
+
 TEST_F(SecureEraseTest, AVolumeIsEmptiedButKeepsItsFourNamesAndItsRoot)
 {
     const QString volume = mac.makeDirectory("Volumes/USB");
