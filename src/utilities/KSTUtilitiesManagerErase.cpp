@@ -25,9 +25,13 @@ KSTError protectedError(const QString &standardized)
 // the chosen folder itself, or the folder holding the chosen entry.
 bool isOnKernelStateFileSystem(const QString &path)
 {
-    for (const QString &folder : {path, KSTPathText::deletingLastPathComponent(path)}) {
+    // The chosen entry is never followed if it is a link; the folders leading to it are the
+    // user's own route.
+    const std::pair<QString, int> folders[] = {{path, O_NOFOLLOW},
+                                               {KSTPathText::deletingLastPathComponent(path), 0}};
+    for (const auto &[folder, flags] : folders) {
         const int fd = ::open(KSTFileName::encoded(folder).constData(),
-                              O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+                              O_RDONLY | O_DIRECTORY | O_CLOEXEC | flags);
         if (fd < 0)
             continue;
         const bool kernel = KSTMountedVolumes::isKernelStateFileSystem(fd);
