@@ -42,7 +42,7 @@ const QList<KSTCliCommand> &kstCliCommands()
                         "disable renames one of your own agents' plists after unloading it"),
          kstRunStartupCommand},
         {QStringLiteral("erase"),
-         QStringLiteral("erase PATH... [--method quick|secure|dod] [--yes]"),
+         QStringLiteral("erase PATH... [--method quick|secure|dod] [--yes] [--dry-run]"),
          QStringLiteral("Overwrite files, folders or a volume's contents (1, 3 or 7 passes) and "
                         "delete them for good; on SSDs and copy-on-write file systems older "
                         "copies may survive"),

@@ -36,6 +36,7 @@ int kstRunEraseCommand(KSTCliContext &context)
     bool methodOk = true;
     const std::optional<QString> method = context.takeOption(QStringLiteral("--method"), &methodOk);
     const bool yes = context.takeFlag(QStringLiteral("--yes"));
+    const bool dryRun = context.takeFlag(QStringLiteral("--dry-run"));
     if (!methodOk || (method && !Methods.contains(*method)))
         return context.usageError(QStringLiteral("--method takes quick, secure or dod"));
     if (context.arguments().isEmpty())
@@ -59,9 +60,23 @@ int kstRunEraseCommand(KSTCliContext &context)
         return context.failure(error);
     }
 
+    const KSTSecureEraseModel::Preview preview = model.preview(paths);
+    if (dryRun) {
+        if (context.json())
+            context.printJson(QJsonObject{
+                {QStringLiteral("filesToOverwrite"), qint64(preview.filesToOverwrite)},
+                {QStringLiteral("bytesToOverwrite"), qint64(preview.bytesToOverwrite)},
+                {QStringLiteral("entriesOnlyRemoved"), qint64(preview.entriesOnlyRemoved)}});
+        else
+            context.out() << KSTSecureEraseModel::previewText(preview) << '\n';
+        context.out().flush();
+        return KSTCliContext::Success;
+    }
+
     QTextStream &stream = talk(context);
     stream << KSTSecureEraseModel::confirmationMessage() << '\n'
            << model.confirmationInformativeText(paths) << '\n'
+           << KSTSecureEraseModel::previewText(preview) << '\n'
            << KSTSecureEraseModel::honestyText() << '\n';
     for (const QString &path : std::as_const(paths))
         stream << "  " << KSTTerminalText::escaped(path) << '\n';

@@ -1,6 +1,54 @@
 #include "KSTSecureEraseModel.h"
 
+#include "KSTFileName.h"
+#include "KSTSystemInfo.h"
+#include "KSTUtilitiesLocations.h"
 #include "KSTUtilitiesManager.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+// Counts the entry @p name of the open folder @p folderFd and what lies below it.
+void count(int folderFd, const char *name, dev_t device, const QStringList &kept, bool isVolume,
+           KSTSecureEraseModel::Preview &preview)
+{
+    struct stat status = {};
+    if (::fstatat(folderFd, name, &status, AT_SYMLINK_NOFOLLOW) != 0)
+        return;
+    if (S_ISREG(status.st_mode) && status.st_nlink == 1) {
+        ++preview.filesToOverwrite;
+        preview.bytesToOverwrite += quint64(status.st_size);
+        return;
+    }
+    if (!S_ISDIR(status.st_mode) || status.st_dev != device) {
+        ++preview.entriesOnlyRemoved;
+        return;
+    }
+    const int fd = ::openat(folderFd, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+    DIR *dir = fd < 0 ? nullptr : ::fdopendir(fd);
+    if (!dir) {
+        if (fd >= 0)
+            ::close(fd);
+        return;
+    }
+    if (!isVolume)
+        ++preview.entriesOnlyRemoved; // the folder itself
+    while (const dirent *entry = ::readdir(dir)) {
+        const char *child = entry->d_name;
+        if (child[0] == '.' && (child[1] == '\0' || (child[1] == '.' && child[2] == '\0')))
+            continue;
+        if (isVolume && kept.contains(QString::fromUtf8(child)))
+            continue;
+        count(::dirfd(dir), child, device, {}, false, preview);
+    }
+    ::closedir(dir);
+}
+
+} // namespace
 
 KSTSecureEraseModel::KSTSecureEraseModel(KSTUtilitiesManager &manager) : m_manager(manager) {}
 
@@ -42,6 +90,35 @@ std::optional<QString> KSTSecureEraseModel::refusalForPaths(const QStringList &p
             return QStringLiteral("Cannot erase protected path: %1").arg(standardized);
     }
     return std::nullopt;
+}
+
+KSTSecureEraseModel::Preview KSTSecureEraseModel::preview(const QStringList &paths) const
+{
+    Preview preview;
+    for (const QString &path : paths) {
+        const QString standardized = KSTUtilitiesManager::standardizedPath(path);
+        const qsizetype slash = standardized.lastIndexOf(QLatin1Char('/'));
+        const QString folder = slash <= 0 ? QStringLiteral("/") : standardized.left(slash);
+        const int fd =
+            ::open(KSTFileName::encoded(folder).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+        if (fd < 0)
+            continue;
+        struct stat status = {};
+        const QByteArray name = KSTFileName::encoded(standardized.mid(slash + 1));
+        if (::fstatat(fd, name.constData(), &status, AT_SYMLINK_NOFOLLOW) == 0)
+            count(fd, name.constData(), status.st_dev, KSTUtilitiesLocations::VolumeEntriesKept,
+                  m_manager.isVolumeMountPoint(standardized), preview);
+        ::close(fd);
+    }
+    return preview;
+}
+
+QString KSTSecureEraseModel::previewText(const Preview &preview)
+{
+    return QStringLiteral("%1 file(s), %2 to overwrite; %3 item(s) only removed")
+        .arg(QString::number(preview.filesToOverwrite),
+             KSTSystemInfo::formatBytes(preview.bytesToOverwrite),
+             QString::number(preview.entriesOnlyRemoved));
 }
 
 QString KSTSecureEraseModel::confirmationMessage()

@@ -31,6 +31,19 @@ public:
     /// "Cannot erase protected path: <path>".
     std::optional<QString> refusalForPaths(const QStringList &paths) const;
 
+    /// What erasing @p paths would do, counted without following a link or entering another
+    /// file system: the regular files that would be overwritten and their bytes, and the
+    /// entries that would only be removed (links, files with other hard links, FIFOs, …).
+    struct Preview
+    {
+        quint64 filesToOverwrite = 0;
+        quint64 bytesToOverwrite = 0;
+        quint64 entriesOnlyRemoved = 0;
+    };
+    Preview preview(const QStringList &paths) const;
+    /// "N file(s), SIZE to overwrite; M item(s) only removed".
+    static QString previewText(const Preview &preview);
+
     static QString confirmationMessage();
     /// Names the volume when one is among @p paths.
     QString confirmationInformativeText(const QStringList &paths) const;

@@ -278,6 +278,27 @@ TEST_F(SecureEraseTest, NeverTouchEntriesAndLibrariesStopTheJobBeforeTheyAreTouc
     KSTPreferences::suite(QStringLiteral("com.kestrel.autoclean"))->remove("whitelistPaths");
 }
 
+TEST_F(SecureEraseTest, APreviewCountsWithoutTouching)
+{
+    mac.writeHomeFile("Documents/Chosen/a.bin", QByteArray(10, 'a'));
+    mac.writeHomeFile("Documents/Chosen/sub/b.bin", QByteArray(20, 'b'));
+    const QString shared = mac.writeHomeFile("Documents/shared.txt", "shared");
+    ASSERT_EQ(::link(QFile::encodeName(shared).constData(),
+                     QFile::encodeName(mac.homePath("Documents/Chosen/twin.txt")).constData()),
+              0);
+    mac.makeSymlink("Users/alice/Documents/Chosen/link", mac.path("Outside"));
+    ::mkfifo(QFile::encodeName(mac.homePath("Documents/Chosen/pipe")).constData(), 0644);
+    const KSTTreeListing before = KSTTestSupport::listTree(QFile::encodeName(mac.root()));
+    KSTSecureEraseModel model(*manager);
+    const KSTSecureEraseModel::Preview preview = model.preview({mac.homePath("Documents/Chosen")});
+    EXPECT_EQ(preview.filesToOverwrite, 2u);
+    EXPECT_EQ(preview.bytesToOverwrite, 30u);
+    EXPECT_EQ(preview.entriesOnlyRemoved, 5u); // the twin, the link, the FIFO, two folders
+    EXPECT_EQ(KSTSecureEraseModel::previewText(preview),
+              "2 file(s), 30.0 B to overwrite; 5 item(s) only removed");
+    EXPECT_EQ(KSTTestSupport::listTree(QFile::encodeName(mac.root())), before);
+}
+
 TEST(SecureEraseModel, MenuAndTexts)
 {
     const struct
