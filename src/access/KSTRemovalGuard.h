@@ -2,6 +2,7 @@
 
 #include "KSTError.h"
 #include "KSTFileIdentity.h"
+#include "KSTGuardedNewFile.h"
 #include "KSTNoFollowPath.h"
 
 #include <QString>
@@ -50,6 +51,9 @@ public:
         RefusedPrivacyProtected = 5, ///< Music, a photo or music library, or holds one
         RefusedChanged = 6,          ///< not the entry the scan saw any more
         RefusedMissing = 7,          ///< nothing there (any more)
+        /// a file with other hard links: overwriting it would change data under a name
+        /// nobody chose
+        RefusedSharedData = 8,
     };
 
     struct Policy
@@ -112,6 +116,28 @@ public:
                         const QString &destinationFolder, const QString &destinationName,
                         QString *resultingPath = nullptr, KSTError *error = nullptr) const;
 
+    /// Opens @p path for overwriting in place once admitted: a regular file with no other hard
+    /// link, opened write-only relative to its held folder, never through a link and never
+    /// blocking, and only when the opened file is the entry admitted (and, when given,
+    /// @p expected). Returns the descriptor, which the caller closes. On failure returns -1
+    /// and fills @p error: a refusal in this class's domain, or what the file system said
+    /// (NSCocoaErrorDomain) when the file exists but cannot be opened for writing.
+    int openForOverwriting(const QString &path, const std::optional<KSTFileIdentity> &expected,
+                           KSTError *error = nullptr) const;
+
+    /// Starts a new file at @p path, which must not exist: every rule admit() applies holds
+    /// for @p path, and its folder is reached from the chosen folder without a link. The file
+    /// appears at @p path only once committed, never replacing anything there.
+    std::optional<KSTGuardedNewFile> createNewFile(const QString &path,
+                                                   KSTError *error = nullptr) const;
+
+    /// Starts replacing the file at @p path, admitted as for removal (with @p expected): the
+    /// new contents are written unseen and renamed over it when committed, and only while it
+    /// is still the entry admitted.
+    std::optional<KSTGuardedNewFile> replaceFile(const QString &path,
+                                                 const std::optional<KSTFileIdentity> &expected,
+                                                 KSTError *error = nullptr) const;
+
 private:
     struct NeverTouchEntry
     {
@@ -126,6 +152,13 @@ private:
     QString scopeRootFor(const QString &path) const;
     bool isProtectedFolder(const QString &path) const;
     std::optional<KSTHeldEntry> recheck(KSTHeldEntry entry, KSTError *error) const;
+    const NeverTouchEntry *neverTouchHit(const QString &target, const QString &resolvedTarget,
+                                         const std::optional<KSTFileIdentity> &identity,
+                                         const std::vector<KSTFileIdentity> &holders) const;
+    bool refuseNeverTouch(KSTError *error, const QString &path, const NeverTouchEntry &hit) const;
+    std::optional<KSTGuardedNewFile> startNewFile(const QString &path,
+                                                  const std::optional<KSTFileIdentity> &replaced,
+                                                  KSTError *error) const;
 
     QString m_home;
     QString m_root;

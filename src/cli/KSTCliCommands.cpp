@@ -4,7 +4,11 @@
 #include "KSTAutoCleanCommand.h"
 #include "KSTCleanUpCommand.h"
 #include "KSTDuplicatesCommand.h"
+#include "KSTEncryptCommand.h"
+#include "KSTEraseCommand.h"
 #include "KSTOverviewCommand.h"
+#include "KSTStartupCommand.h"
+#include "KSTUtilitiesCommand.h"
 
 const QList<KSTCliCommand> &kstCliCommands()
 {
@@ -40,6 +44,32 @@ const QList<KSTCliCommand> &kstCliCommands()
          QStringLiteral("automatic clean-up: show the state, switch automation or a rule (TYPE "
                         "0-5), keep the never-touch list, or run the enabled rules once"),
          kstRunAutoCleanCommand},
+        {QStringLiteral("startup"), QStringLiteral("startup | startup disable ITEM [--yes]"),
+         QStringLiteral("Launch agents, launch daemons and login items with their boot impact; "
+                        "disable renames one of your own agents' plists after unloading it"),
+         kstRunStartupCommand},
+        {QStringLiteral("erase"),
+         QStringLiteral("erase PATH... [--method quick|secure|dod] [--yes] [--dry-run]"),
+         QStringLiteral("Overwrite files, folders or a volume's contents (1, 3 or 7 passes) and "
+                        "delete them for good; on SSDs and copy-on-write file systems older "
+                        "copies may survive"),
+         kstRunEraseCommand},
+        {QStringLiteral("encrypt"), QStringLiteral("encrypt PATH... [--password-stdin] [--yes]"),
+         QStringLiteral("A password-protected .zip next to each file or folder; the password is "
+                        "asked twice without echo, or read from the first line of standard input"),
+         kstRunEncryptCommand},
+        {QStringLiteral("default-apps"),
+         QStringLiteral("default-apps | default-apps set UTI BUNDLE-ID [--yes]"),
+         QStringLiteral("File types with the app that opens them and the apps that can; set "
+                        "chooses another"),
+         kstRunDefaultAppsCommand},
+        {QStringLiteral("trash-origins"), QStringLiteral("trash-origins"),
+         QStringLiteral("Where each item in the Trash came from and which app deleted it"),
+         kstRunTrashOriginsCommand},
+        {QStringLiteral("home-sizes"), QStringLiteral("home-sizes"),
+         QStringLiteral("du's size of each standard home folder, with the volume's used and "
+                        "total space"),
+         kstRunHomeSizesCommand},
     };
     return commands;
 }

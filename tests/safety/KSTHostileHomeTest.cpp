@@ -13,6 +13,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QMap>
+#include <QProcess>
 #include <QTemporaryDir>
 
 #include <sys/stat.h>
@@ -67,10 +68,10 @@ protected:
         const auto isUnder = [](const QByteArray &path, const QByteArray &folder) {
             return path == folder || path.startsWith(QByteArray(folder + '/'));
         };
-        // The fixture's tools log their calls under usr/bin.
+        // The fixture's tools log their calls beside themselves.
         const QStringList outside =
             KSTTestSupport::treeDifferences(before, after, [&](const QByteArray &path) {
-                return path.startsWith("usr/bin/") ||
+                return path.startsWith("usr/bin/") || path.endsWith(".calls") ||
                        std::any_of(selection.cbegin(), selection.cend(),
                                    [&](const QByteArray &chosen) { return isUnder(path, chosen); });
             });
@@ -365,6 +366,136 @@ TEST_P(HostileHomeTest, DuplicatesHardLinkingChangesNoContentAndSparesWhatItMust
         })) << path.toStdString();
     }
     EXPECT_FALSE(linked.contains(hostile->changingFile()));
+}
+
+TEST_P(HostileHomeTest, EraseTouchesOnlyWhatWasChosen)
+{
+    const bool ordinary = GetParam() == Variant::Ordinary;
+    QStringList chosen;
+    if (ordinary) {
+        // A folder holding links out, a second name of a document, a FIFO, every odd name,
+        // a second name of a large file, and last a never-touch folder, which stops the job.
+        for (const char *entry :
+             {"Downloads/dir", "Downloads/tax-copy.pdf", "Downloads/pipe", "Movies/big-twin.iso"})
+            chosen << mac.homePath(QString::fromLatin1(entry));
+        // (A name that is not UTF-8 cannot travel through QProcess's arguments.)
+        for (const QByteArray &name : KSTHostileHome::oddNames()) {
+            if (!KSTFileName::hasEscapedBytes(KSTFileName::decoded(name)))
+                chosen << mac.homePath("Downloads/") + KSTFileName::decoded(name);
+        }
+        chosen << mac.homePath("Downloads/Keep");
+    } else {
+        // Through the linked Downloads into the Music folder.
+        chosen << mac.homePath("Downloads/setup.dmg");
+    }
+    QList<QByteArray> selection;
+    for (const QString &path : std::as_const(chosen))
+        selection << rootRelative(path);
+
+    const KSTTreeListing before = listing();
+    const KSTProgramRun erased = kestrel(QStringList{"--json", "erase", "--yes"} + chosen);
+    EXPECT_EQ(erased.status, 1) << erased.err.toStdString();
+    const KSTTreeListing after = listing();
+    expectOnlySelectionChanged(before, after, selection);
+    if (ordinary) {
+        EXPECT_EQ(erased.json().object().value("error").toObject().value("domain"),
+                  "KSTRemovalGuard");
+        for (const QByteArray &path : std::as_const(selection).mid(0, selection.size() - 1))
+            EXPECT_FALSE(after.contains(path)) << path.toStdString();
+        EXPECT_EQ(after.value(rootRelative(mac.homePath("Downloads/Keep/plan.txt"))),
+                  before.value(rootRelative(mac.homePath("Downloads/Keep/plan.txt"))));
+        // The other names of the files only unlinked kept their bytes.
+        EXPECT_EQ(after.value(rootRelative(mac.homePath("Movies/big.iso"))),
+                  before.value(rootRelative(mac.homePath("Movies/big.iso"))));
+    } else {
+        const QStringList changed = KSTTestSupport::treeDifferences(
+            before, after, [](const QByteArray &path) { return path.startsWith("usr/bin/"); });
+        EXPECT_TRUE(changed.isEmpty()) << changed.join('\n').toStdString();
+    }
+}
+
+TEST_P(HostileHomeTest, EncryptOnlyAddsArchivesNextToWhatWasChosen)
+{
+    const bool ordinary = GetParam() == Variant::Ordinary;
+    // Pictures holds a Photos library, a never-touch file and a link to Documents; Downloads
+    // is a link to Music in the other home.
+    const QStringList chosen = {mac.homePath("Pictures"),
+                                mac.homePath(ordinary ? "Downloads/dir" : "Downloads/setup.dmg")};
+    const KSTTreeListing before = listing();
+    KSTProgramOptions options;
+    options.input = "hostile-pw\n";
+    const KSTProgramRun encrypted =
+        kestrel(QStringList{"--json", "encrypt", "--password-stdin", "--yes"} + chosen, options);
+    EXPECT_EQ(encrypted.status, ordinary ? 0 : 1) << encrypted.err.toStdString();
+    const QByteArray pictures = rootRelative(mac.homePath("Pictures.zip"));
+    const QByteArray dir = rootRelative(mac.homePath("Downloads/dir.zip"));
+    const KSTTreeListing after = listing();
+    expectOnlySelectionChanged(before, after, {pictures, dir});
+    EXPECT_TRUE(after.contains(pictures));
+    EXPECT_EQ(after.contains(dir), ordinary);
+    EXPECT_EQ(encrypted.json().object().value("archivesCreated"), ordinary ? 2 : 1);
+
+    QProcess list;
+    list.start("unzip", {"-Z1", mac.homePath("Pictures.zip")});
+    ASSERT_TRUE(list.waitForFinished(30'000));
+    const QString names = QString::fromUtf8(list.readAllStandardOutput());
+    EXPECT_FALSE(names.contains("photoslibrary")) << names.toStdString();
+    EXPECT_TRUE(names.contains("Pictures/Screenshots\n")) << "the link is stored as itself";
+    EXPECT_FALSE(names.contains("Pictures/Screenshots/")) << names.toStdString();
+}
+
+TEST_P(HostileHomeTest, DisablingAStartupItemRenamesOnlyItsPlist)
+{
+    mac.addTool("/bin/launchctl", "");
+    mac.writeFile("Victim/agent.plist",
+                  "<?xml version=\"1.0\"?><plist version=\"1.0\"><dict><key>Label</key>"
+                  "<string>com.victim.agent</string></dict></plist>");
+    mac.makeSymlink("Users/alice/Library/LaunchAgents/com.victim.agent.plist",
+                    mac.path("Victim/agent.plist"));
+    mac.addLaunchdPlist(KSTFixtureMac::LaunchdDomain::UserAgent, "com.hostile.agent",
+                        {{"Program", "/usr/local/bin/hostile"}});
+    const KSTTreeListing before = listing();
+    for (const char *label : {"com.hostile.agent", "com.victim.agent"}) {
+        const KSTProgramRun disabled =
+            kestrel({"--json", "startup", "disable", QString::fromLatin1(label), "--yes"});
+        EXPECT_EQ(disabled.status, 0) << label << disabled.err.toStdString();
+    }
+    const KSTTreeListing after = listing();
+    expectOnlySelectionChanged(before, after, {rootRelative(mac.homePath("Library/LaunchAgents"))});
+    EXPECT_TRUE(after
+                    .value(rootRelative(
+                        mac.homePath("Library/LaunchAgents/com.victim.agent.plist.disabled")))
+                    .startsWith("link"));
+    EXPECT_EQ(after.value("Victim/agent.plist"), before.value("Victim/agent.plist"));
+}
+
+TEST_P(HostileHomeTest, ChangingADefaultAppRewritesOnlyItsPreferences)
+{
+    const bool ordinary = GetParam() == Variant::Ordinary;
+    KSTFixtureMac::App preview;
+    preview.name = "Preview";
+    preview.bundleIdentifier = "com.apple.Preview";
+    mac.addApp(preview);
+    const QString file = "Library/Preferences/com.apple.LaunchServices/"
+                         "com.apple.launchservices.secure.plist";
+    if (ordinary) {
+        mac.writeHomePlist(file, QVariantMap{{"LSHandlers", QVariantList{}}});
+    } else {
+        // The preferences are a link out of the home: never written through.
+        mac.writeFile("Victim/secure.plist", "<plist/>");
+        mac.makeHomeDirectory("Library/Preferences/com.apple.LaunchServices");
+        mac.makeSymlink("Users/alice/" + file, mac.path("Victim/secure.plist"));
+    }
+    const KSTTreeListing before = listing();
+    const KSTProgramRun set =
+        kestrel({"--json", "default-apps", "set", "com.adobe.pdf", "com.apple.Preview", "--yes"});
+    EXPECT_EQ(set.status, ordinary ? 0 : 1) << set.err.toStdString();
+    const KSTTreeListing after = listing();
+    expectOnlySelectionChanged(before, after, {rootRelative(mac.homePath(file))});
+    EXPECT_EQ(after.value("Victim/secure.plist"), before.value("Victim/secure.plist"));
+    EXPECT_EQ(after.value(rootRelative(mac.homePath(file))) !=
+                  before.value(rootRelative(mac.homePath(file))),
+              ordinary);
 }
 
 } // namespace
