@@ -95,10 +95,13 @@ void KSTAppUninstaller::uninstallApp(const KSTInstalledAppRecord &record, Comple
 void KSTAppUninstaller::uninstallApp(const KSTInstalledAppRecord &record,
                                      std::function<void(const Result &)> finished)
 {
-    m_engine->performSoon([this, record, finished] {
-        const Result result = uninstallAppNow(record);
+    // The uninstaller is a light handle that callers often make for one call: the work keeps
+    // the engine, never the handle.
+    KSTAppInventoryEngine *engine = m_engine;
+    engine->performSoon([engine, record, finished] {
+        const Result result = KSTAppUninstaller(*engine).uninstallAppNow(record);
         if (finished)
-            m_engine->systemInfo().onMain([finished, result] { finished(result); });
+            engine->systemInfo().onMain([finished, result] { finished(result); });
     });
 }
 
@@ -167,13 +170,14 @@ KSTAppUninstaller::Result KSTAppUninstaller::uninstallAppNow(KSTInstalledAppReco
 void KSTAppUninstaller::putBackLastUninstall(
     std::function<void(const KSTAppUninstallHistory::PutBackResult &)> finished)
 {
-    m_engine->performSoon([this, finished] {
+    KSTAppInventoryEngine *engine = m_engine;
+    engine->performSoon([engine, finished] {
         const KSTAppUninstallHistory::PutBackResult result =
             KSTAppUninstallHistory::putBackLastUninstall();
         if (!result.restoredPaths.isEmpty())
-            m_engine->systemInfo().invalidateAppInventoryCache();
+            engine->systemInfo().invalidateAppInventoryCache();
         if (finished)
-            m_engine->systemInfo().onMain([finished, result] { finished(result); });
+            engine->systemInfo().onMain([finished, result] { finished(result); });
     });
 }
 

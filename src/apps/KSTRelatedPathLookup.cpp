@@ -35,7 +35,9 @@ QString accessibleHome()
 QString userSystemPath(const QString &macPath)
 {
     const KSTEnvironment environment = KSTEnvironment::current();
-    if (macPath.contains(QLatin1String("%1")) && environment.loginName().isEmpty())
+    if (!macPath.contains(QLatin1String("%1")))
+        return environment.systemPath(macPath);
+    if (environment.loginName().isEmpty())
         return {};
     return environment.systemPath(macPath.arg(environment.loginName()));
 }

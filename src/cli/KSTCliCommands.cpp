@@ -1,6 +1,7 @@
 #include "KSTCliCommand.h"
 
 #include "KSTAccessCommand.h"
+#include "KSTAppsCommand.h"
 #include "KSTAutoCleanCommand.h"
 #include "KSTCleanUpCommand.h"
 #include "KSTDuplicatesCommand.h"
@@ -28,6 +29,14 @@ const QList<KSTCliCommand> &kstCliCommands()
                         "Downloads), in six categories, each group's copies newest first with the "
                         "kept one marked; progress goes to standard error unless --quiet"),
          kstRunDuplicatesCommand},
+        {QStringLiteral("apps"),
+         QStringLiteral(
+             "apps [--progress] | apps show APP | apps uninstall APP [--include PATH]... "
+             "[--exclude PATH]... [--yes] | apps undo [--yes]"),
+         QStringLiteral("Installed applications with version, developer, category, architecture, "
+                        "source, dates and size; show one with its related files; uninstall it "
+                        "(to the Trash) or put the last uninstall back"),
+         kstRunAppsCommand},
         {QStringLiteral("autoclean"),
          QStringLiteral("autoclean [on|off | rule TYPE on|off | whitelist add|remove PATH | run]"),
          QStringLiteral("automatic clean-up: show the state, switch automation or a rule (TYPE "
