@@ -11,6 +11,10 @@ class KSTFixtureMac;
 /// newlines, escape sequences, bytes that are not UTF-8, 255 bytes or a leading dash, FIFOs,
 /// hard links, a Photos library and the Music folder holding large files, a large file named
 /// "Mac Trash" and another named ".Trash". Old enough everywhere for the age rules to act.
+/// Applications for the uninstaller: "Go" (com.example.go) beside Google's containers, whose
+/// name every one of them contains, with a support folder that is a link out of the home and
+/// preferences on the never-touch list; "Docs", whose display name is "../../Documents"; a
+/// bundle that is a link to one outside; and one whose executable is a FIFO.
 ///
 /// Every destructive command joins the hostile-home test, which lists the whole machine
 /// before and after the command and requires that nothing changed outside what the command
@@ -41,6 +45,7 @@ private:
     void buildNeverTouchEntries();
     void buildOddNames();
     void buildSpecialFiles();
+    void buildApplications();
     void writeRaw(const QByteArray &homeRelative, const QByteArray &contents,
                   const QDateTime &modified);
     void writeSparse(const QString &homeRelative, qint64 bytes);
