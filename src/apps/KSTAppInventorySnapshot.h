@@ -1,8 +1,10 @@
 #pragma once
 
 #include "KSTFileIdentity.h"
+#include "KSTLaunchAgentJob.h"
 
 #include <QDateTime>
+#include <QHash>
 #include <QList>
 #include <QString>
 #include <QStringList>
@@ -123,6 +125,9 @@ struct KSTRelatedPathScanIndex
     QStringList sharedMiscPaths;
     /// Every entry of /private/var/folders up to four levels deep, standardised.
     QStringList varFolderPaths;
+    /// The launch job each ".plist" entry of the launch agents and shared folders holds, by
+    /// path, read once when the index is built (entries that are no job are absent).
+    QHash<QString, KSTLaunchAgentJob> launchJobsByPath;
     /// The bundle identifiers of every installed application, to tell a path that belongs
     /// to a longer identifier ("com.example.editor.pro") from one of a shorter one.
     QStringList installedBundleIdentifiers;

@@ -89,31 +89,46 @@ bool isDirectory(const QString &path)
     return status && S_ISDIR(status->st_mode);
 }
 
-// The candidates a launch-agent or shared-folder entry gives: by its name, else by its job.
+bool isPlistName(const QString &name)
+{
+    const qsizetype dot = name.lastIndexOf(QLatin1Char('.'));
+    return dot > 0 && QStringView(name).mid(dot + 1) == QLatin1String("plist");
+}
+
+// The candidate a launch-agent or shared-folder entry gives: by its name, else by the launch
+// job it holds (read when the index was built).
 std::optional<Matcher::Candidate> jobCandidate(const QString &path, const QStringList &tokens,
+                                               const KSTRelatedPathScanIndex &index,
                                                const QString &nameRule, const QString &jobRule)
 {
     Matcher::Candidate candidate{path, nameRule, {}, false, std::nullopt};
-    const QString name = lastComponent(path);
-    const qsizetype dot = name.lastIndexOf(QLatin1Char('.'));
-    const bool isPlist = dot > 0 && QStringView(name).mid(dot + 1) == QLatin1String("plist");
-    std::optional<KSTLaunchAgentJob> job;
-    std::optional<QString> token = Matcher::matchingTokenForEntry(name, tokens);
-    if (token) {
+    const auto job = index.launchJobsByPath.constFind(path);
+    if (job != index.launchJobsByPath.cend())
+        candidate.job = job.value();
+    if (const std::optional<QString> token =
+            Matcher::matchingTokenForEntry(lastComponent(path), tokens)) {
         candidate.matchedToken = *token;
-        if (isPlist)
-            Matcher::matchingTokenForPlist(path, {}, &job);
-    } else if (isPlist) {
-        token = Matcher::matchingTokenForPlist(path, tokens, &job);
-        if (!token)
-            return std::nullopt;
-        candidate.matchRule = jobRule;
-        candidate.matchedToken = *token;
-    } else {
-        return std::nullopt;
+        return candidate;
     }
-    candidate.job = job;
+    if (!candidate.job)
+        return std::nullopt;
+    const std::optional<QString> token = Matcher::matchingTokenForJob(*candidate.job, tokens);
+    if (!token)
+        return std::nullopt;
+    candidate.matchRule = jobRule;
+    candidate.matchedToken = *token;
     return candidate;
+}
+
+void readLaunchJobs(const QStringList &paths, QHash<QString, KSTLaunchAgentJob> &jobs)
+{
+    for (const QString &path : paths) {
+        if (!isPlistName(lastComponent(path)))
+            continue;
+        const KSTLaunchAgentJob job = Matcher::launchJobAtPath(path);
+        if (job.isValid)
+            jobs.insert(path, job);
+    }
 }
 
 } // namespace
@@ -176,6 +191,8 @@ KSTRelatedPathLookup::buildRelatedPathScanIndex(const QStringList &installedBund
     if (isDirectory(temporary))
         collectEntries(QDir::cleanPath(temporary), Locations::temporaryFolderDepth,
                        index->varFolderPaths);
+    readLaunchJobs(index->launchAgentPaths, index->launchJobsByPath);
+    readLaunchJobs(index->sharedMiscPaths, index->launchJobsByPath);
     index->installedBundleIdentifiers = installedBundleIdentifiers;
     index->builtDate = QDateTime::currentDateTimeUtc();
     return index;
@@ -230,13 +247,15 @@ KSTRelatedPathLookup::relatedPathsForInstalledApp(const KSTInstalledAppRecord &a
     addByName(index.groupContainerPathsByName, QStringLiteral("groupContainer"));
 
     for (const QString &path : index.launchAgentPaths) {
-        if (std::optional<Matcher::Candidate> candidate = jobCandidate(
-                path, tokens, QStringLiteral("launchAgent"), QStringLiteral("launchAgentProgram")))
+        if (std::optional<Matcher::Candidate> candidate =
+                jobCandidate(path, tokens, index, QStringLiteral("launchAgent"),
+                             QStringLiteral("launchAgentProgram")))
             addRelatedPathCandidate(*candidate, app, installed, collection);
     }
     for (const QString &path : index.sharedMiscPaths) {
-        if (std::optional<Matcher::Candidate> candidate = jobCandidate(
-                path, tokens, QStringLiteral("sharedFolder"), QStringLiteral("sharedFolder")))
+        if (std::optional<Matcher::Candidate> candidate =
+                jobCandidate(path, tokens, index, QStringLiteral("sharedFolder"),
+                             QStringLiteral("sharedFolder")))
             addRelatedPathCandidate(*candidate, app, installed, collection);
     }
 

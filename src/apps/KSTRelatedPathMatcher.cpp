@@ -176,26 +176,37 @@ bool KSTRelatedPathMatcher::relatedPathMatchesTokens(const QString &path, const 
     return matchingTokenForPath(path, tokens).has_value();
 }
 
-std::optional<QString>
-KSTRelatedPathMatcher::matchingTokenForPlist(const QString &path, const QStringList &tokens,
-                                             std::optional<KSTLaunchAgentJob> *job)
+KSTLaunchAgentJob KSTRelatedPathMatcher::launchJobAtPath(const QString &path)
 {
     QByteArray bytes;
     if (KSTQuietFiles::readFile(path, KSTLaunchAgentJob::MaximumBytes, &bytes) !=
         KSTRegularFile::Status::Read)
-        return std::nullopt;
-    const KSTLaunchAgentJob read = KSTLaunchAgentJob::fromData(bytes);
-    if (!read.isValid)
-        return std::nullopt;
-    if (job)
-        *job = read;
-    for (const QString &value : read.namedStrings()) {
+        return {};
+    return KSTLaunchAgentJob::fromData(bytes);
+}
+
+std::optional<QString> KSTRelatedPathMatcher::matchingTokenForJob(const KSTLaunchAgentJob &job,
+                                                                  const QStringList &tokens)
+{
+    for (const QString &value : job.namedStrings()) {
         if (std::optional<QString> token = matchingTokenForEntry(value, tokens))
             return token;
         if (std::optional<QString> token = matchingTokenForPath(value, tokens))
             return token;
     }
     return std::nullopt;
+}
+
+std::optional<QString>
+KSTRelatedPathMatcher::matchingTokenForPlist(const QString &path, const QStringList &tokens,
+                                             std::optional<KSTLaunchAgentJob> *job)
+{
+    const KSTLaunchAgentJob read = launchJobAtPath(path);
+    if (!read.isValid)
+        return std::nullopt;
+    if (job)
+        *job = read;
+    return matchingTokenForJob(read, tokens);
 }
 
 bool KSTRelatedPathMatcher::plistAtPathMatchesRelatedTokens(const QString &path,

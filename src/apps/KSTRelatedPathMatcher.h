@@ -90,6 +90,11 @@ public:
                                                         const QStringList &tokens,
                                                         std::optional<KSTLaunchAgentJob> *job);
     static bool plistAtPathMatchesRelatedTokens(const QString &path, const QStringList &tokens);
+    /// The token @p job matches through its label, program or arguments; nothing when none.
+    static std::optional<QString> matchingTokenForJob(const KSTLaunchAgentJob &job,
+                                                      const QStringList &tokens);
+    /// The launch job in the property list at @p path; invalid when it cannot be read.
+    static KSTLaunchAgentJob launchJobAtPath(const QString &path);
 
     // ---- How sure ----
 
