@@ -143,15 +143,13 @@ std::optional<QString> KSTRelatedPathMatcher::matchingTokenForEntry(const QStrin
     return std::nullopt;
 }
 
-bool KSTRelatedPathMatcher::relatedPathEntryMatchesTokens(const QString &name,
-                                                          const QStringList &tokens,
-                                                          const QString &bundleIdentifier)
+bool KSTRelatedPathMatcher::relatedPathEntry(const QString &name, const QStringList &tokens,
+                                             const QString &bundleIdentifier)
 {
     return matchingTokenForEntry(name, tokens, bundleIdentifier).has_value();
 }
 
-bool KSTRelatedPathMatcher::relatedPathEntryMatchesTokens(const QString &name,
-                                                          const QStringList &tokens)
+bool KSTRelatedPathMatcher::relatedPathEntry(const QString &name, const QStringList &tokens)
 {
     return matchingTokenForEntry(name, tokens).has_value();
 }
@@ -171,7 +169,7 @@ std::optional<QString> KSTRelatedPathMatcher::matchingTokenForPath(const QString
     return std::nullopt;
 }
 
-bool KSTRelatedPathMatcher::relatedPathMatchesTokens(const QString &path, const QStringList &tokens)
+bool KSTRelatedPathMatcher::relatedPath(const QString &path, const QStringList &tokens)
 {
     return matchingTokenForPath(path, tokens).has_value();
 }
@@ -209,8 +207,7 @@ KSTRelatedPathMatcher::matchingTokenForPlist(const QString &path, const QStringL
     return matchingTokenForJob(read, tokens);
 }
 
-bool KSTRelatedPathMatcher::plistAtPathMatchesRelatedTokens(const QString &path,
-                                                            const QStringList &tokens)
+bool KSTRelatedPathMatcher::plistAtPath(const QString &path, const QStringList &tokens)
 {
     return matchingTokenForPlist(path, tokens, nullptr).has_value();
 }

@@ -78,18 +78,23 @@ public:
     static std::optional<QString> matchingTokenForEntry(const QString &name,
                                                         const QStringList &tokens,
                                                         const QString &bundleIdentifier = {});
-    static bool relatedPathEntryMatchesTokens(const QString &name, const QStringList &tokens,
-                                              const QString &bundleIdentifier);
-    static bool relatedPathEntryMatchesTokens(const QString &name, const QStringList &tokens);
+    /// Whether the entry @p name matches (with or without the identifier's own names).
+    static bool relatedPathEntry(const QString &name, const QStringList &tokens,
+                                 const QString &bundleIdentifier);
+    static bool relatedPathEntry(const QString &name, const QStringList &tokens);
+    /// The token that makes the path match: its last component's entry match, else a token
+    /// of 2 characters or more anywhere in it, letter case ignored.
     static std::optional<QString> matchingTokenForPath(const QString &path,
                                                        const QStringList &tokens);
-    static bool relatedPathMatchesTokens(const QString &path, const QStringList &tokens);
+    /// Whether the path @p path matches.
+    static bool relatedPath(const QString &path, const QStringList &tokens);
     /// The token a launch job property list at @p path matches through its label, program or
     /// arguments; nothing when it does not (or cannot be read). @p job receives the job read.
     static std::optional<QString> matchingTokenForPlist(const QString &path,
                                                         const QStringList &tokens,
                                                         std::optional<KSTLaunchAgentJob> *job);
-    static bool plistAtPathMatchesRelatedTokens(const QString &path, const QStringList &tokens);
+    /// Whether the launch job property list at @p path matches.
+    static bool plistAtPath(const QString &path, const QStringList &tokens);
     /// The token @p job matches through its label, program or arguments; nothing when none.
     static std::optional<QString> matchingTokenForJob(const KSTLaunchAgentJob &job,
                                                       const QStringList &tokens);

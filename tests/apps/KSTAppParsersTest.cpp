@@ -360,12 +360,11 @@ TEST(RelatedPathMatcherTest, EntryAndPathMatchesWithTheTwoCharacterRule)
             EXPECT_EQ(*token, QString::fromUtf8(entry.token)) << entry.name;
         }
     }
-    EXPECT_TRUE(KSTRelatedPathMatcher::relatedPathMatchesTokens(
+    EXPECT_TRUE(KSTRelatedPathMatcher::relatedPath(
         QStringLiteral("/private/var/folders/ab/cd/T/com.example.go/cache"), goTokens));
-    EXPECT_FALSE(KSTRelatedPathMatcher::relatedPathMatchesTokens(
+    EXPECT_FALSE(KSTRelatedPathMatcher::relatedPath(
         QStringLiteral("/private/var/folders/ab/cd/T/other"), {QStringLiteral("com.example.go")}));
-    EXPECT_FALSE(
-        KSTRelatedPathMatcher::relatedPathEntryMatchesTokens(QStringLiteral("Google"), {}));
+    EXPECT_FALSE(KSTRelatedPathMatcher::relatedPathEntry(QStringLiteral("Google"), {}));
 }
 
 TEST(RelatedPathMatcherTest, SaysWhyAPathMatchedInWords)
