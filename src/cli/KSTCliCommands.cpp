@@ -1,6 +1,7 @@
 #include "KSTCliCommand.h"
 
 #include "KSTAccessCommand.h"
+#include "KSTAppsCommand.h"
 #include "KSTAutoCleanCommand.h"
 #include "KSTCleanUpCommand.h"
 #include "KSTDuplicatesCommand.h"
@@ -39,6 +40,14 @@ const QList<KSTCliCommand> &kstCliCommands()
                         "moves the copies not kept of the chosen groups to the Trash after "
                         "asking; link makes them clones of (or hard links to) the kept copy"),
          kstRunDuplicatesCommand},
+        {QStringLiteral("apps"),
+         QStringLiteral(
+             "apps [--progress] | apps show APP | apps uninstall APP [--include PATH]... "
+             "[--exclude PATH]... [--yes] | apps undo [--yes]"),
+         QStringLiteral("Installed applications with version, developer, category, architecture, "
+                        "source, dates and size; show one with its related files; uninstall it "
+                        "(to the Trash) or put the last uninstall back"),
+         kstRunAppsCommand},
         {QStringLiteral("autoclean"),
          QStringLiteral("autoclean [on|off | rule TYPE on|off | whitelist add|remove PATH | run]"),
          QStringLiteral("automatic clean-up: show the state, switch automation or a rule (TYPE "

@@ -190,9 +190,23 @@ public:
     void invalidateAppInventoryCache();
     AppInventorySnapshotPtr cachedAppInventorySnapshotIfComplete();
     void storeCachedAppInventorySnapshot(AppInventorySnapshotPtr snapshot);
-    /// Replaces a complete cached inventory with one of @p apps ("Scan complete"), keeping its
-    /// scan date; does nothing when the cache is not complete.
+    /// Replaces a complete cached inventory with one of @p apps ("Scan complete", sizes
+    /// complete, every app scanned), keeping its scan date; does nothing when the cache is not
+    /// complete.
     void updateCachedAppInventoryWithApps(const QList<KSTInstalledAppRecord> &apps);
+    /// The same keeping the cached status text ("Scan complete" when it has none) and size
+    /// flag.
+    void refreshCachedAppInventoryAfterMetadataUpdate(const QList<KSTInstalledAppRecord> &apps);
+    /// In one locked step, only when the cached inventory exists and is complete: replaces it
+    /// with a complete snapshot of @p apps (total = their count) with these status, size flag
+    /// and scanned count, keeping its scan date (now when it had none).
+    void refreshCachedAppInventoryAfterMetadataUpdate(const QList<KSTInstalledAppRecord> &apps,
+                                                      const QString &statusText,
+                                                      bool isSizeCalculationComplete,
+                                                      quint64 scannedCount);
+    /// Increments the App Manage generation and returns the new value in one locked step: a
+    /// pass started this way cancels every older one.
+    quint64 nextAppInventoryScanGeneration();
     void resumeAppInventorySizeCalculationIfNeeded();
 
     // ---- Duplicates ----

@@ -396,19 +396,45 @@ void KSTSystemInfo::storeCachedAppInventorySnapshot(AppInventorySnapshotPtr snap
 
 void KSTSystemInfo::updateCachedAppInventoryWithApps(const QList<KSTInstalledAppRecord> &apps)
 {
+    refreshCachedAppInventoryAfterMetadataUpdate(apps, QStringLiteral("Scan complete"), true,
+                                                 quint64(apps.size()));
+}
+
+void KSTSystemInfo::refreshCachedAppInventoryAfterMetadataUpdate(
+    const QList<KSTInstalledAppRecord> &apps)
+{
     Lock lock(m_monitor);
     if (!m_cachedAppInventorySnapshot || !m_cachedAppInventorySnapshot->isComplete)
         return;
-    auto updated = std::make_shared<KSTAppInventorySnapshot>();
-    updated->apps = apps;
-    updated->scannedCount = apps.size();
-    updated->totalCount = apps.size();
-    updated->statusText = QStringLiteral("Scan complete");
-    updated->isComplete = true;
-    updated->isSizeCalculationComplete = true;
-    const QDateTime previousDate = m_cachedAppInventorySnapshot->scanDate;
-    updated->scanDate = previousDate.isValid() ? previousDate : QDateTime::currentDateTimeUtc();
+    const QString status = m_cachedAppInventorySnapshot->statusText.isEmpty()
+                               ? QStringLiteral("Scan complete")
+                               : m_cachedAppInventorySnapshot->statusText;
+    refreshCachedAppInventoryAfterMetadataUpdate(
+        apps, status, m_cachedAppInventorySnapshot->isSizeCalculationComplete,
+        quint64(apps.size()));
+}
+
+void KSTSystemInfo::refreshCachedAppInventoryAfterMetadataUpdate(
+    const QList<KSTInstalledAppRecord> &apps, const QString &statusText,
+    bool isSizeCalculationComplete, quint64 scannedCount)
+{
+    Lock lock(m_monitor);
+    if (!m_cachedAppInventorySnapshot || !m_cachedAppInventorySnapshot->isComplete)
+        return;
+    auto updated = std::make_shared<KSTAppInventorySnapshot>(
+        KSTAppInventorySnapshot::inventorySnapshotWithApps(apps, scannedCount, quint64(apps.size()),
+                                                           statusText, true));
+    updated->isSizeCalculationComplete = isSizeCalculationComplete;
+    const std::optional<QDateTime> previousDate = m_cachedAppInventorySnapshot->scanDate;
+    if (previousDate && previousDate->isValid())
+        updated->scanDate = previousDate;
     m_cachedAppInventorySnapshot = std::move(updated);
+}
+
+quint64 KSTSystemInfo::nextAppInventoryScanGeneration()
+{
+    Lock lock(m_monitor);
+    return ++m_appInventoryScanGeneration;
 }
 
 void KSTSystemInfo::resumeAppInventorySizeCalculationIfNeeded()

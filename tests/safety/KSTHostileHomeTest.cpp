@@ -498,4 +498,66 @@ TEST_P(HostileHomeTest, ChangingADefaultAppRewritesOnlyItsPreferences)
               ordinary);
 }
 
+TEST_P(HostileHomeTest, AppsUninstallAndPutBackTouchNothingButTheChosenApp)
+{
+    const KSTTreeListing before = listing();
+    const KSTProgramRun show = kestrel({"--json", "apps", "show", "com.example.go"});
+    ASSERT_EQ(show.status, 0) << show.err.toStdString();
+    QStringList weak;
+    for (const QJsonValue &related : show.json().object().value("relatedPaths").toArray()) {
+        if (!related.toObject().value("isStrongMatch").toBool())
+            weak << related.toObject().value("path").toString();
+    }
+    std::sort(weak.begin(), weak.end());
+    EXPECT_EQ(weak,
+              (QStringList{mac.homePath("Library/Containers/com.google.Chrome"),
+                           mac.homePath("Library/Group Containers/EQHXZ8M8AV.group.com.google")}));
+
+    // What the user selects: the default, which leaves every weak match.
+    QList<QByteArray> selection = {rootRelative(mac.homePath(".Trash"))};
+    for (const QJsonValue &path : show.json().object().value("uninstallPaths").toArray())
+        selection << rootRelative(path.toString());
+    const KSTProgramRun uninstall =
+        kestrel({"--json", "apps", "uninstall", "com.example.go", "--yes"});
+    const KSTTreeListing afterUninstall = listing();
+    expectOnlySelectionChanged(before, afterUninstall, selection);
+    const QJsonObject result = uninstall.json().object();
+    if (GetParam() == Variant::Ordinary) {
+        EXPECT_EQ(uninstall.status, 0) << uninstall.err.toStdString();
+        // The never-touch preferences stay and are named; the link out moved as a link.
+        EXPECT_EQ(result.value("error").toObject().value("code").toInt(), 104);
+        EXPECT_EQ(result.value("error").toObject().value("failedPaths").toArray(),
+                  QJsonArray{mac.homePath("Library/Preferences/com.example.go.plist")});
+        EXPECT_TRUE(
+            afterUninstall.value(rootRelative(mac.homePath(".Trash/Go"))).startsWith("link"));
+        EXPECT_FALSE(afterUninstall.contains(rootRelative(mac.path("Applications/Go.app"))));
+
+        const KSTProgramRun undo = kestrel({"--json", "apps", "undo", "--yes"});
+        EXPECT_EQ(undo.status, 0) << undo.err.toStdString();
+        const QStringList changed = KSTTestSupport::treeDifferences(
+            before, listing(), [](const QByteArray &path) { return path.startsWith("usr/bin/"); });
+        EXPECT_TRUE(changed.isEmpty()) << changed.join('\n').toStdString();
+    } else {
+        // A Trash that is a link is never filled: nothing moved, nothing to put back.
+        EXPECT_EQ(uninstall.status, 1) << uninstall.out.toStdString();
+        EXPECT_EQ(result.value("error").toObject().value("code").toInt(), 103);
+        EXPECT_EQ(kestrel({"apps", "undo", "--yes"}).status, 1);
+        const QStringList changed = KSTTestSupport::treeDifferences(
+            before, listing(), [](const QByteArray &path) { return path.startsWith("usr/bin/"); });
+        EXPECT_TRUE(changed.isEmpty()) << changed.join('\n').toStdString();
+    }
+
+    // "../../Documents" names nothing of the Documents folder; a bundle reached through a link
+    // is no application here; a FIFO executable is read as nothing, without a hang.
+    const KSTProgramRun docs = kestrel({"--json", "apps", "show", "com.example.docs"});
+    ASSERT_EQ(docs.status, 0) << docs.err.toStdString();
+    EXPECT_EQ(docs.json().object().value("uninstallPaths").toArray(),
+              (QJsonArray{mac.homePath("Library/Caches/com.example.docs"),
+                          mac.path("Applications/Docs.app")}));
+    EXPECT_EQ(kestrel({"apps", "show", "com.example.outside"}).status, 2);
+    const KSTProgramRun piped = kestrel({"--json", "apps", "show", "com.example.piped"});
+    ASSERT_EQ(piped.status, 0) << piped.err.toStdString();
+    EXPECT_EQ(piped.json().object().value("architectureLabel").toString(), QStringLiteral("—"));
+}
+
 } // namespace

@@ -42,11 +42,16 @@ KSTHostileHome::KSTHostileHome(KSTFixtureMac &mac, Variant variant)
     buildOddNames();
     buildSpecialFiles();
     buildDuplicates();
+    buildApplications();
     m_mustSurvive << QStringLiteral("Victim") << homeEntry(mac, QStringLiteral("Music"))
                   << homeEntry(mac, QStringLiteral("Documents"))
                   << homeEntry(mac, QStringLiteral("Pictures/Photos Library.photoslibrary"));
     for (const QString &path : std::as_const(m_neverTouch))
         m_mustSurvive << homeEntry(mac, path.mid(2));
+    // Matched by containment only: listed for "Go", never removed unless the user asks.
+    m_mustSurvive << homeEntry(mac, QStringLiteral("Library/Containers/com.google.Chrome"))
+                  << homeEntry(mac, QStringLiteral("Library/Group Containers/"
+                                                   "EQHXZ8M8AV.group.com.google"));
 }
 
 QString KSTHostileHome::changingFile() const
@@ -211,6 +216,46 @@ void KSTHostileHome::buildDuplicates()
     // The file a test changes between a scan and the answer gets a copy (its partner by
     // name order, so the changing one is the copy a removal takes).
     writeSparse(QStringLiteral("Movies/changing-new.iso"), 53 * MiB);
+}
+
+void KSTHostileHome::buildApplications()
+{
+    KSTFixtureMac::App go;
+    go.name = QStringLiteral("Go");
+    go.bundleIdentifier = QStringLiteral("com.example.go");
+    go.resourceBytes = 8192;
+    m_mac.addApp(go);
+    for (const char *file :
+         {"Library/Containers/com.google.Chrome/Data/Default/History",
+          "Library/Group Containers/EQHXZ8M8AV.group.com.google/prefs",
+          "Library/Containers/com.example.go/Data/state", "Library/Caches/com.example.go/cache.db",
+          "Library/Preferences/com.example.go.plist"})
+        m_mac.writeHomeFile(QString::fromLatin1(file), QByteArray(4096, 'g'), m_old);
+    link(QStringLiteral("Library/Application Support/Go"), m_mac.path(QStringLiteral("Victim")));
+    m_neverTouch << QStringLiteral("~/Library/Preferences/com.example.go.plist");
+
+    KSTFixtureMac::App docs;
+    docs.name = QStringLiteral("Docs");
+    docs.bundleIdentifier = QStringLiteral("com.example.docs");
+    docs.extraInfo = {{QStringLiteral("CFBundleDisplayName"), QStringLiteral("../../Documents")}};
+    m_mac.addApp(docs);
+    m_mac.writeHomeFile(QStringLiteral("Library/Caches/com.example.docs/cache"), "docs", m_old);
+
+    // A bundle outside reached through a link in Applications, and a FIFO for an executable.
+    KSTFixtureMac::App outside;
+    outside.name = QStringLiteral("Outside");
+    outside.bundleIdentifier = QStringLiteral("com.example.outside");
+    outside.location = QStringLiteral("Victim");
+    m_mac.addApp(outside);
+    m_mac.makeSymlink(QStringLiteral("Applications/Outside.app"),
+                      m_mac.path(QStringLiteral("Victim/Outside.app")));
+    KSTFixtureMac::App piped;
+    piped.name = QStringLiteral("Piped");
+    piped.bundleIdentifier = QStringLiteral("com.example.piped");
+    piped.architectures = {};
+    const QString pipedBundle = m_mac.addApp(piped);
+    ::mkfifo(QFile::encodeName(pipedBundle + QStringLiteral("/Contents/MacOS/Piped")).constData(),
+             0755);
 }
 
 void KSTHostileHome::writeRaw(const QByteArray &homeRelative, const QByteArray &contents,
