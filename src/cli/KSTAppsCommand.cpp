@@ -40,15 +40,6 @@ int didNotFinish(KSTCliContext &context, const QString &what)
                             {}});
 }
 
-bool confirmed()
-{
-    char buffer[256] = {};
-    if (!std::fgets(buffer, sizeof buffer, stdin))
-        return false;
-    const QString answer = QString::fromLocal8Bit(buffer).trimmed().toLower();
-    return answer == QLatin1String("y") || answer == QLatin1String("yes");
-}
-
 // Discovery only: the passes that follow are cancelled once the records are there.
 SnapshotPtr discover()
 {
@@ -320,22 +311,15 @@ int runUninstall(KSTCliContext &context)
             context, KSTAppUninstallSelection::outcomeFor(refused, details->record.name, false));
     }
     // With --json the document alone goes to standard output.
-    QTextStream &talk = context.json() ? context.err() : context.out();
+    QTextStream &talk = context.talk();
     KSTAppsOutput::printRows(talk, selection);
     talk << selection.confirmationMessage() << '\n'
          << selection.confirmationInformativeText() << '\n';
-    if (!yes) {
-        talk << "Uninstall? [y/N] ";
-        talk.flush();
-        if (!confirmed()) {
-            talk << "Cancelled.\n";
-            talk.flush();
-            if (context.json())
-                context.printJson(uninstallJson({}));
-            return KSTCliContext::Failure;
-        }
+    if (!context.confirm(QStringLiteral("Uninstall?"), yes)) {
+        if (context.json())
+            context.printJson(uninstallJson({}));
+        return KSTCliContext::Failure;
     }
-    talk.flush();
 
     std::optional<KSTAppUninstallOutcome> outcome;
     selection.startUninstall(
@@ -352,7 +336,7 @@ int runUndo(KSTCliContext &context)
         return context.usageError(
             QStringLiteral("apps undo takes no argument '%1'").arg(context.arguments().first()));
     const QList<KSTAppUninstallHistory::Item> items = KSTAppUninstallHistory::lastUninstallItems();
-    QTextStream &talk = context.json() ? context.err() : context.out();
+    QTextStream &talk = context.talk();
     if (items.isEmpty()) {
         talk << "Nothing to put back: no uninstall moved anything to the Trash since the last "
                 "put back.\n";
@@ -365,16 +349,9 @@ int runUndo(KSTCliContext &context)
     talk << "Put back " << items.size() << " item(s) from the Trash:\n";
     for (const KSTAppUninstallHistory::Item &item : items)
         talk << "  " << escaped(item.originalPath) << '\n';
-    if (!yes) {
-        talk << "Put back? [y/N] ";
-        talk.flush();
-        if (!confirmed()) {
-            talk << "Cancelled.\n";
-            talk.flush();
-            return KSTCliContext::Failure;
-        }
+    if (!context.confirm(QStringLiteral("Put back?"), yes)) {
+        return KSTCliContext::Failure;
     }
-    talk.flush();
 
     std::optional<KSTAppUninstallHistory::PutBackResult> result;
     KSTAppUninstaller(KSTAppInventoryEngine::shared())

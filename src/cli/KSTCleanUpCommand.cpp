@@ -115,15 +115,6 @@ int runSnapshot(KSTCliContext &context)
     return KSTCliContext::Success;
 }
 
-bool confirmed()
-{
-    char buffer[256] = {};
-    if (!std::fgets(buffer, sizeof buffer, stdin))
-        return false;
-    const QString answer = QString::fromLocal8Bit(buffer).trimmed().toLower();
-    return answer == QLatin1String("y") || answer == QLatin1String("yes");
-}
-
 void printOutcome(KSTCliContext &context, const KSTCleanUpOutcome &outcome)
 {
     if (context.json()) {
@@ -200,18 +191,11 @@ int runClean(KSTCliContext &context)
     }
 
     // With --json the document alone goes to standard output.
-    QTextStream &talk = context.json() ? context.err() : context.out();
+    QTextStream &talk = context.talk();
     talk << model.confirmationMessage() << '\n' << model.confirmationInformativeText() << '\n';
-    if (!yes) {
-        talk << "Clean? [y/N] ";
-        talk.flush();
-        if (!confirmed()) {
-            talk << "Cancelled.\n";
-            talk.flush();
-            return KSTCliContext::Failure;
-        }
+    if (!context.confirm(QStringLiteral("Clean?"), yes)) {
+        return KSTCliContext::Failure;
     }
-    talk.flush();
 
     std::optional<KSTCleanUpOutcome> outcome;
     model.startCleaning([&outcome](const KSTCleanUpOutcome &finished) { outcome = finished; });

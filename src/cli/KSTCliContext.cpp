@@ -8,6 +8,8 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 
+#include <cstdio>
+
 namespace {
 
 // A file name that is not UTF-8 holds lone surrogates (KSTFileName), which QJsonDocument
@@ -138,4 +140,23 @@ QStringList KSTCliContext::takeRepeatedOption(const QString &name, bool *ok)
 bool KSTCliContext::takeFlag(const QString &name)
 {
     return m_arguments.removeAll(name) > 0;
+}
+
+bool KSTCliContext::confirm(const QString &question, bool yes)
+{
+    QTextStream &stream = talk();
+    if (yes) {
+        stream.flush();
+        return true;
+    }
+    stream << question << " [y/N] ";
+    stream.flush();
+    char buffer[256] = {};
+    const bool answered = std::fgets(buffer, sizeof buffer, stdin) != nullptr;
+    const QString answer = QString::fromLocal8Bit(buffer).trimmed().toLower();
+    if (answered && (answer == QLatin1String("y") || answer == QLatin1String("yes")))
+        return true;
+    stream << "Cancelled.\n";
+    stream.flush();
+    return false;
 }

@@ -40,6 +40,13 @@ public:
     /// Takes a flag ("--yes"); true when it was present.
     bool takeFlag(const QString &name);
 
+    /// Where texts meant for the person go: standard output, or standard error with --json so
+    /// that the document stands alone on standard output.
+    QTextStream &talk() { return m_json ? m_err : m_out; }
+    /// Unless @p yes, asks "<question> [y/N] " on talk() and reads one line of standard input:
+    /// true only for "y" or "yes" (any case); anything else, or no input, says "Cancelled.".
+    bool confirm(const QString &question, bool yes);
+
 private:
     QStringList m_arguments;
     bool m_json = false;

@@ -259,15 +259,6 @@ std::optional<int> applyChoice(KSTCliContext &context, KSTDuplicateReviewModel &
     return std::nullopt;
 }
 
-bool confirmed()
-{
-    char buffer[256] = {};
-    if (!std::fgets(buffer, sizeof buffer, stdin))
-        return false;
-    const QString answer = QString::fromLocal8Bit(buffer).trimmed().toLower();
-    return answer == QLatin1String("y") || answer == QLatin1String("yes");
-}
-
 bool waitFor(const std::function<bool()> &done)
 {
     return KSTDispatch::runMainLoopUntil(done, LongWaitMs);

@@ -62,9 +62,6 @@ std::optional<KSTDuplicateGroup> groupForKey(const KSTDuplicateSnapshot &snapsho
 std::optional<int> applyChoice(KSTCliContext &context, KSTDuplicateReviewModel &model,
                                const Choice &choice);
 
-/// Reads one line from standard input: true for "y" or "yes" (any case).
-bool confirmed();
-
 /// Runs the main loop until @p done answers true (or a long time-out); false on time-out.
 bool waitFor(const std::function<bool()> &done);
 

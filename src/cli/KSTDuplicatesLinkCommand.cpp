@@ -54,7 +54,7 @@ int kstRunDuplicatesLinkCommand(KSTCliContext &context)
         return *status;
 
     const QStringList paths = model.removablePathsForSelectedGroups();
-    QTextStream &talk = context.json() ? context.err() : context.out();
+    QTextStream &talk = context.talk();
     const KSTDuplicateLinkOutcome nothing;
     if (paths.isEmpty()) {
         context.err() << "kestrel: nothing to replace: every copy of the chosen groups is kept\n";
@@ -69,18 +69,11 @@ int kstRunDuplicatesLinkCommand(KSTCliContext &context)
                             : QStringLiteral("Replace these copies with hard links to the kept "
                                              "copies"),
         paths, model);
-    if (!yes) {
-        talk << "Replace? [y/N] ";
-        talk.flush();
-        if (!Support::confirmed()) {
-            talk << "Cancelled.\n";
-            talk.flush();
-            if (context.json())
-                printOutcome(context, nothing, model);
-            return KSTCliContext::Failure;
-        }
+    if (!context.confirm(QStringLiteral("Replace?"), yes)) {
+        if (context.json())
+            printOutcome(context, nothing, model);
+        return KSTCliContext::Failure;
     }
-    talk.flush();
 
     Support::echoProgress(context, model, request.quiet);
     std::optional<KSTDuplicateLinkOutcome> outcome;

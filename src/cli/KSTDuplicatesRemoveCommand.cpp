@@ -68,7 +68,7 @@ int kstRunDuplicatesRemoveCommand(KSTCliContext &context)
     const bool current = choice.currentKey.has_value();
     const QStringList paths = current ? model.removablePathsForGroup(model.selectedGroup())
                                       : model.removablePathsForSelectedGroups();
-    QTextStream &talk = context.json() ? context.err() : context.out();
+    QTextStream &talk = context.talk();
     const KSTDuplicateRemovalOutcome nothing;
     if (paths.isEmpty()) {
         context.err() << "kestrel: nothing to remove: every copy of the chosen groups is kept\n";
@@ -80,18 +80,11 @@ int kstRunDuplicatesRemoveCommand(KSTCliContext &context)
     KSTDuplicatesOutput::printRemovalPlan(
         talk, current ? model.removeCurrentButtonTitle() : model.removeSelectedButtonTitle(), paths,
         model);
-    if (!yes) {
-        talk << "Remove? [y/N] ";
-        talk.flush();
-        if (!Support::confirmed()) {
-            talk << "Cancelled.\n";
-            talk.flush();
-            if (context.json())
-                printOutcome(context, nothing, model, current);
-            return KSTCliContext::Failure;
-        }
+    if (!context.confirm(QStringLiteral("Remove?"), yes)) {
+        if (context.json())
+            printOutcome(context, nothing, model, current);
+        return KSTCliContext::Failure;
     }
-    talk.flush();
 
     Support::echoProgress(context, model, request.quiet);
     std::optional<KSTDuplicateRemovalOutcome> outcome;

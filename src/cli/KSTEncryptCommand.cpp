@@ -87,12 +87,12 @@ int kstRunEncryptCommand(KSTCliContext &context)
     }
     confirmation.fill(QChar(0));
 
-    QTextStream &stream = talk(context);
+    QTextStream &stream = context.talk();
     stream << KSTEncryptionModel::confirmationMessage() << '\n'
            << KSTEncryptionModel::confirmationInformativeText() << '\n';
     for (const QString &path : std::as_const(paths))
         stream << "  " << KSTTerminalText::escaped(path) << '\n';
-    if (!confirmed(context, KSTEncryptionModel::encryptButtonTitle() + QLatin1Char('?'), yes)) {
+    if (!context.confirm(KSTEncryptionModel::encryptButtonTitle() + QLatin1Char('?'), yes)) {
         password.fill(QChar(0));
         return KSTCliContext::Failure;
     }

@@ -73,14 +73,14 @@ int kstRunEraseCommand(KSTCliContext &context)
         return KSTCliContext::Success;
     }
 
-    QTextStream &stream = talk(context);
+    QTextStream &stream = context.talk();
     stream << KSTSecureEraseModel::confirmationMessage() << '\n'
            << model.confirmationInformativeText(paths) << '\n'
            << KSTSecureEraseModel::previewText(preview) << '\n'
            << KSTSecureEraseModel::honestyText() << '\n';
     for (const QString &path : std::as_const(paths))
         stream << "  " << KSTTerminalText::escaped(path) << '\n';
-    if (!confirmed(context, KSTSecureEraseModel::eraseButtonTitle() + QLatin1Char('?'), yes))
+    if (!context.confirm(KSTSecureEraseModel::eraseButtonTitle() + QLatin1Char('?'), yes))
         return KSTCliContext::Failure;
 
     std::optional<std::pair<bool, std::optional<KSTError>>> outcome;

@@ -65,11 +65,10 @@ int disable(KSTCliContext &context, KSTStartupItemsPanelModel &model)
     case KSTStartupItemsPanelModel::Match::Found:
         break;
     }
-    QTextStream &stream = talk(context);
+    QTextStream &stream = context.talk();
     stream << KSTTerminalText::escaped(KSTStartupItemsPanelModel::confirmationMessage(item)) << '\n'
            << KSTStartupItemsPanelModel::confirmationInformativeText() << '\n';
-    if (!confirmed(context, KSTStartupItemsPanelModel::disableButtonTitle() + QLatin1Char('?'),
-                   yes))
+    if (!context.confirm(KSTStartupItemsPanelModel::disableButtonTitle() + QLatin1Char('?'), yes))
         return KSTCliContext::Failure;
 
     KSTError error;

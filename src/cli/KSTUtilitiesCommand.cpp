@@ -66,11 +66,11 @@ int setDefaultApp(KSTCliContext &context)
         return context.usageError(QStringLiteral("default-apps set needs UTI and BUNDLE-ID"));
     const QString uti = context.arguments().at(0);
     const QString bundleIdentifier = context.arguments().at(1);
-    QTextStream &stream = talk(context);
+    QTextStream &stream = context.talk();
     stream << KSTTerminalText::escaped(
                   QStringLiteral("Open files of type %1 with %2?").arg(uti, bundleIdentifier))
            << '\n';
-    if (!confirmed(context, QStringLiteral("Change?"), yes))
+    if (!context.confirm(QStringLiteral("Change?"), yes))
         return KSTCliContext::Failure;
     KSTError error;
     const bool changed = KSTUtilitiesManager::sharedManager().setDefaultAppWithBundleIdentifier(
