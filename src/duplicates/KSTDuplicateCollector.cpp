@@ -4,6 +4,7 @@
 #include "KSTEnvironment.h"
 #include "KSTFileName.h"
 #include "KSTFolderReader.h"
+#include "KSTFolderWorkList.h"
 #include "KSTNoFollowPath.h"
 #include "KSTPermissionChecker.h"
 #include "KSTSystemInfo.h"
@@ -143,59 +144,6 @@ const std::vector<std::string> &lowerCasePackageExtensions()
     return extensions;
 }
 
-// The folders of one scan folder still to read, by their paths relative to it. A folder is
-// pending from the moment it is pushed until its reader has pushed all of its sub-folders,
-// so nothing pending means the walk is done.
-class WorkList
-{
-public:
-    void push(std::string relative)
-    {
-        std::lock_guard lock(m_mutex);
-        m_folders.push_back(std::move(relative));
-        ++m_pending;
-        m_wake.notify_one();
-    }
-
-    bool pop(std::string &relative)
-    {
-        std::unique_lock lock(m_mutex);
-        m_wake.wait(lock, [this] { return !m_folders.empty() || m_pending == 0 || m_stopped; });
-        if (m_folders.empty() || m_stopped)
-            return false;
-        relative = std::move(m_folders.back());
-        m_folders.pop_back();
-        return true;
-    }
-
-    void finishOne()
-    {
-        std::lock_guard lock(m_mutex);
-        if (--m_pending == 0)
-            m_wake.notify_all();
-    }
-
-    void stop()
-    {
-        std::lock_guard lock(m_mutex);
-        m_stopped = true;
-        m_wake.notify_all();
-    }
-
-    std::size_t queued()
-    {
-        std::lock_guard lock(m_mutex);
-        return m_folders.size();
-    }
-
-private:
-    std::mutex m_mutex;
-    std::condition_variable m_wake;
-    std::vector<std::string> m_folders;
-    std::size_t m_pending = 0;
-    bool m_stopped = false;
-};
-
 // One collection over all scan folders: the rules, the folders already walked, the count.
 class Walk
 {
@@ -213,7 +161,7 @@ public:
     {
         const quint32 root = m_collection.addRoot(encoded(path), fd);
         const unsigned threadCount = std::clamp(std::thread::hardware_concurrency(), 1u, 4u);
-        WorkList work;
+        KSTFolderWorkList work;
         work.push(std::string());
         std::vector<KSTDuplicateFileCollection> parts(threadCount);
         std::vector<std::thread> helpers;
@@ -253,7 +201,7 @@ private:
     // Collects the files of the folder @p relative to scan folder @p root into @p part and
     // queues its sub-folders; false when cancelled.
     bool readFolder(quint32 root, const std::string &relative, KSTDuplicateFileCollection &part,
-                    KSTFolderReader &reader, WorkList &work)
+                    KSTFolderReader &reader, KSTFolderWorkList &work)
     {
         const int rootFd = m_collection.rootDescriptor(root);
         const int fd =

@@ -2,6 +2,7 @@
 
 #include "KSTFileName.h"
 #include "KSTFolderReader.h"
+#include "KSTFolderWorkList.h"
 #include "KSTNoFollowPath.h"
 
 #include <QDir>
@@ -80,60 +81,8 @@ bool isExcludedFolder(const std::string &path, const Rules &rules)
            rules.excludedFolders.end();
 }
 
-// Shared work list of folders still to read. A folder is "pending" from the moment it is
-// pushed until its reader has pushed all of its sub-folders, so pending == 0 means done.
-class WorkList
-{
-public:
-    void push(std::string path)
-    {
-        std::lock_guard lock(m_mutex);
-        m_folders.push_back(std::move(path));
-        ++m_pending;
-        m_wake.notify_one();
-    }
-
-    bool pop(std::string &path)
-    {
-        std::unique_lock lock(m_mutex);
-        m_wake.wait(lock, [this] { return !m_folders.empty() || m_pending == 0 || m_stopped; });
-        if (m_folders.empty() || m_stopped)
-            return false;
-        path = std::move(m_folders.back());
-        m_folders.pop_back();
-        return true;
-    }
-
-    void finishOne()
-    {
-        std::lock_guard lock(m_mutex);
-        if (--m_pending == 0)
-            m_wake.notify_all();
-    }
-
-    void stop()
-    {
-        std::lock_guard lock(m_mutex);
-        m_stopped = true;
-        m_wake.notify_all();
-    }
-
-    size_t queued()
-    {
-        std::lock_guard lock(m_mutex);
-        return m_folders.size();
-    }
-
-private:
-    std::mutex m_mutex;
-    std::condition_variable m_wake;
-    std::vector<std::string> m_folders;
-    size_t m_pending = 0;
-    bool m_stopped = false;
-};
-
 // Reads one folder: adds the blocks of its non-folder entries, queues its sub-folders.
-quint64 readFolder(const std::string &path, const Rules &rules, WorkList &work,
+quint64 readFolder(const std::string &path, const Rules &rules, KSTFolderWorkList &work,
                    KSTFolderReader &reader, std::string &child)
 {
     const int fd = openFolderForReading(path.c_str(), rules.preserveAccessTimes);
@@ -210,7 +159,7 @@ quint64 KSTTreeSize::allocatedBytes(const QString &folder, const Options &option
     if (threadCount <= 0)
         threadCount = static_cast<int>(std::clamp(std::thread::hardware_concurrency(), 1u, 4u));
 
-    WorkList work;
+    KSTFolderWorkList work;
     work.push(root);
     std::atomic<quint64> total{0};
     std::mutex cancelMutex; // the caller's predicate need not be thread-safe
