@@ -222,7 +222,7 @@ TEST_F(CleanUpCommandTest, UnreadableFoldersContributeNothingAndTheScanGoesOn)
         executable = copy.program;
         settings = copy.environment;
         for (const QString &owned : {mac.root(), xdg.path()})
-            ASSERT_EQ(QProcess::execute("chown", {"-R", "-h", "65534:65534", owned}), 0);
+            ASSERT_EQ(KSTTestSupport::runHostTool("chown", {"-R", "-h", "65534:65534", owned}), 0);
         program = QStringList{"setpriv", "--reuid=65534", "--regid=65534", "--clear-groups", "--"};
         for (const char *name : {"XDG_CONFIG_HOME", "XDG_DATA_HOME", "XDG_CACHE_HOME"})
             settings.insert(name, xdg.path());

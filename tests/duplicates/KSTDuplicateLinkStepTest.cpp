@@ -17,7 +17,6 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QProcess>
 #include <QSettings>
 #include <QStandardPaths>
 #include <QTemporaryDir>
@@ -205,9 +204,11 @@ TEST_F(DuplicateLinkStepTest, ClonesKeepTheCopysOwnPermissionsAndDates)
     file.close();
     const QString volume = mac.homePath(QStringLiteral("Volume"));
     QDir().mkpath(volume);
-    if (QProcess::execute(QStringLiteral("mkfs.btrfs"), {QStringLiteral("-q"), image}) != 0 ||
-        QProcess::execute(QStringLiteral("mount"),
-                          {QStringLiteral("-o"), QStringLiteral("loop"), image, volume}) != 0)
+    if (KSTTestSupport::runHostTool(QStringLiteral("mkfs.btrfs"), {QStringLiteral("-q"), image}) !=
+            0 ||
+        KSTTestSupport::runHostTool(
+            QStringLiteral("mount"),
+            {QStringLiteral("-o"), QStringLiteral("loop"), image, volume}) != 0)
         GTEST_SKIP() << "no loop mount of a Btrfs file system here";
     struct Unmount
     {

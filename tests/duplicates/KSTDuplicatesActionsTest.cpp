@@ -12,7 +12,6 @@
 #include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonObject>
-#include <QProcess>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
@@ -359,7 +358,7 @@ TEST_F(DuplicatesActionsTest, AnUnreadableFolderIsNamedAndItsCopiesStay)
         executable = copy.program;
         options.environment = copy.environment;
         for (const QString &owned : {mac.root(), xdg.path()})
-            ASSERT_EQ(QProcess::execute("chown", {"-R", "-h", "65534:65534", owned}), 0);
+            ASSERT_EQ(KSTTestSupport::runHostTool("chown", {"-R", "-h", "65534:65534", owned}), 0);
         options.prefix = {"setpriv", "--reuid=65534", "--regid=65534", "--clear-groups", "--"};
         for (const char *name : {"XDG_CONFIG_HOME", "XDG_DATA_HOME", "XDG_CACHE_HOME"})
             options.environment.insert(name, xdg.path());

@@ -1,5 +1,8 @@
 #include "KSTTestSupport.h"
 
+#include "KSTEnvironment.h"
+#include "KSTToolRunner.h"
+
 #include <QCoreApplication>
 #include <QDeadlineTimer>
 #include <QDir>
@@ -7,6 +10,7 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QJsonParseError>
+#include <QStandardPaths>
 #include <QThread>
 
 #include <gtest/gtest.h>
@@ -59,6 +63,20 @@ bool writeFile(const QString &path, const QByteArray &contents)
     if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate))
         return false;
     return file.write(contents) == contents.size();
+}
+
+int runHostTool(const QString &name, const QStringList &arguments, QByteArray *output)
+{
+    const QString program = QStandardPaths::findExecutable(name);
+    if (program.isEmpty())
+        return -1;
+    // The host's own tool, whatever machine the test has made current.
+    const KSTScopedEnvironment host(KSTEnvironment::hostDefault());
+    const KSTToolResult result =
+        KSTToolRunner::run(program, arguments, KSTToolRunner::Channels::Separate, 60'000);
+    if (output)
+        *output = result.standardOutput;
+    return result.started && !result.timedOut ? result.exitCode : -1;
 }
 
 QByteArray readFile(const QString &path)

@@ -2,6 +2,7 @@
 
 #include <QJsonDocument>
 #include <QString>
+#include <QStringList>
 
 #include <functional>
 #include <optional>
@@ -51,6 +52,13 @@ bool pumpUntil(const std::function<bool()> &done, int timeoutMs = 10'000);
 
 /// Pumps the main event loop for @p milliseconds (to show that nothing arrives).
 void pumpFor(int milliseconds);
+
+/// Runs the host's tool @p name (found on PATH) with @p arguments and returns its exit status,
+/// -1 when it is missing, crashed or ran past a minute; its standard output goes to @p output
+/// when given. It is started with posix_spawn (through KSTToolRunner), never QProcess: the
+/// way QProcess starts a child corrupts ThreadSanitizer's view of the test process, which then
+/// dies or reports false races as soon as the test starts threads of its own.
+int runHostTool(const QString &name, const QStringList &arguments, QByteArray *output = nullptr);
 
 /// A file of the recorded test data (tests/data/<relativePath>).
 QString testDataPath(const QString &relativePath);

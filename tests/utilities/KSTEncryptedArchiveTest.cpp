@@ -7,7 +7,6 @@
 
 #include <QDir>
 #include <QFile>
-#include <QProcess>
 #include <QStandardPaths>
 
 #include <gtest/gtest.h>
@@ -44,27 +43,28 @@ protected:
     // exception's class name), one line each; links as "link:<target>" from the Unix mode.
     static QString readWithPython(const QString &archive, const QByteArray &password)
     {
-        QProcess python;
-        python.start(QStringLiteral("python3"),
-                     {QStringLiteral("-c"),
-                      QStringLiteral("import sys, zipfile, stat\n"
-                                     "z = zipfile.ZipFile(sys.argv[1])\n"
-                                     "for i in z.infolist():\n"
-                                     "    mode = i.external_attr >> 16\n"
-                                     "    try:\n"
-                                     "        data = z.read(i, pwd=sys.argv[2].encode())\n"
-                                     "        kind = 'link:' if stat.S_ISLNK(mode) else ''\n"
-                                     "        print(i.filename, kind + data.decode('latin-1'))\n"
-                                     "    except Exception as e:\n"
-                                     "        print(i.filename, type(e).__name__)\n"),
-                      archive, QString::fromUtf8(password)});
-        python.waitForFinished(60'000);
-        return QString::fromUtf8(python.readAllStandardOutput());
+        QByteArray output;
+        KSTTestSupport::runHostTool(
+            QStringLiteral("python3"),
+            {QStringLiteral("-c"),
+             QStringLiteral("import sys, zipfile, stat\n"
+                            "z = zipfile.ZipFile(sys.argv[1])\n"
+                            "for i in z.infolist():\n"
+                            "    mode = i.external_attr >> 16\n"
+                            "    try:\n"
+                            "        data = z.read(i, pwd=sys.argv[2].encode())\n"
+                            "        kind = 'link:' if stat.S_ISLNK(mode) else ''\n"
+                            "        print(i.filename, kind + data.decode('latin-1'))\n"
+                            "    except Exception as e:\n"
+                            "        print(i.filename, type(e).__name__)\n"),
+             archive, QString::fromUtf8(password)},
+            &output);
+        return QString::fromUtf8(output);
     }
 
     static int unzipTest(const QString &archive, const QString &password)
     {
-        return QProcess::execute(
+        return KSTTestSupport::runHostTool(
             QStringLiteral("unzip"),
             {QStringLiteral("-qq"), QStringLiteral("-t"), QStringLiteral("-P"), password, archive});
     }

@@ -9,7 +9,6 @@
 #include <QFile>
 #include <QJsonArray>
 #include <QJsonObject>
-#include <QProcess>
 #include <QRandomGenerator>
 
 #include <gtest/gtest.h>
@@ -167,13 +166,14 @@ TEST_F(UtilitiesCommandTest, EncryptTakesThePasswordOnlyFromStandardInput)
     EXPECT_EQ(partly.status, 1);
     EXPECT_EQ(partly.json().object().value("archivesCreated"), 1);
     EXPECT_EQ(partly.json().object().value("error").toObject().value("code"), 20);
-    EXPECT_EQ(QProcess::execute("unzip", {"-qq", "-t", "-P", "pw", notes + ".zip"}), 0);
+    EXPECT_EQ(KSTTestSupport::runHostTool("unzip", {"-qq", "-t", "-P", "pw", notes + ".zip"}), 0);
 
     const KSTProgramRun asked = run({"encrypt", notes}, "pw2\npw2\ny\n");
     EXPECT_EQ(asked.status, 0) << asked.err.toStdString();
     EXPECT_TRUE(asked.out.endsWith("Encrypted 1 item(s).\nPassword-protected .zip files were "
                                    "created next to the originals.\n"));
-    EXPECT_EQ(QProcess::execute("unzip", {"-qq", "-t", "-P", "pw2", notes + "-1.zip"}), 0);
+    EXPECT_EQ(KSTTestSupport::runHostTool("unzip", {"-qq", "-t", "-P", "pw2", notes + "-1.zip"}),
+              0);
 }
 
 TEST_F(UtilitiesCommandTest, ThePasswordNeverShowsInTheProcessTable)
@@ -211,9 +211,10 @@ TEST_F(UtilitiesCommandTest, ThePasswordNeverShowsInTheProcessTable)
     EXPECT_EQ(encrypted.status, 0) << encrypted.err.toStdString();
     EXPECT_GE(sweeps.load(), 2) << "the process table was looked at while the archive was made";
     EXPECT_EQ(sightings.load(), 0);
-    EXPECT_EQ(QProcess::execute("unzip", {"-qq", "-t", "-P", QString::fromLatin1(password),
-                                          mac.homePath("Documents/Big.zip")}),
-              0);
+    EXPECT_EQ(
+        KSTTestSupport::runHostTool("unzip", {"-qq", "-t", "-P", QString::fromLatin1(password),
+                                              mac.homePath("Documents/Big.zip")}),
+        0);
 }
 
 TEST_F(UtilitiesCommandTest, ReadOnlyToolsPrintTheirRecords)
