@@ -67,7 +67,7 @@ int runReport(KSTCliContext &context)
 
 int runHistory(KSTCliContext &context, bool csv)
 {
-    const QString path = KSTReporterHistory::reporterHistoryPath();
+    const QString path = KSTReporterHistory::reporterHistoryPathWithoutCreating();
     const KSTReporterHistory::Contents contents = KSTReporterHistory::readHistoryAtPath(path);
     if (contents.state == KSTReporterHistory::State::Damaged)
         return context.failure(

@@ -102,6 +102,11 @@ QString KSTReporterHistory::reporterHistoryPath()
     return folder + QLatin1Char('/') + FileName;
 }
 
+QString KSTReporterHistory::reporterHistoryPathWithoutCreating()
+{
+    return reporterHistoryFolder() + QLatin1Char('/') + FileName;
+}
+
 QVariantList KSTReporterHistory::reporterHistoryRecords()
 {
     return readHistoryAtPath(reporterHistoryPath()).records;

@@ -57,6 +57,8 @@ public:
     static QString reporterHistoryFolder();
     /// The history file's path; creates its folder (failures are ignored).
     static QString reporterHistoryPath();
+    /// The same without creating anything, for readers that must change nothing.
+    static QString reporterHistoryPathWithoutCreating();
     /// The records of the file at the history path; empty when missing or damaged.
     static QVariantList reporterHistoryRecords();
     /// Reads and checks the history file at @p path (at most MaximumFileBytes are read).
