@@ -104,10 +104,16 @@ KSTReporterEngine::fetchReporterSnapshotWithGeneration(quint64 generation) const
     fillCharts(*snapshot, total, now);
 
     KSTSystemInfo *info = m_systemInfo;
+    // Each bundle's Info.plist is read once, and only when the database has rows.
+    std::optional<QHash<QString, QString>> bundles;
     snapshot->appUsageEntries = KSTReporterSources::appUsageTimeSince(
         weekStart, UsageEntryLimit,
         [info, generation] { return info->isReporterScanCancelled(generation); },
-        [this](const QString &identifier) { return bundlePathForIdentifier(identifier); });
+        [this, &bundles](const QString &identifier) {
+            if (!bundles)
+                bundles = bundlePathsByIdentifier();
+            return bundles->value(identifier);
+        });
     snapshot->isPartial = false;
     return snapshot;
 }
@@ -239,17 +245,22 @@ QList<KSTAppUsageInfo> KSTReporterEngine::applicationsInstalledSince(const QDate
 
 QString KSTReporterEngine::bundlePathForIdentifier(const QString &bundleIdentifier) const
 {
-    if (bundleIdentifier.isEmpty())
-        return {};
+    return bundlePathsByIdentifier().value(bundleIdentifier);
+}
+
+QHash<QString, QString> KSTReporterEngine::bundlePathsByIdentifier() const
+{
+    QHash<QString, QString> paths;
     for (const QString &path :
          KSTApplicationBundleCatalog(*m_systemInfo).applicationBundlePaths()) {
         const QVariant identifier =
             KSTPropertyList::readDictionary(path + QLatin1String("/Contents/Info.plist"))
                 .value(QStringLiteral("CFBundleIdentifier"));
-        if (identifier.typeId() == QMetaType::QString && identifier.toString() == bundleIdentifier)
-            return path;
+        if (identifier.typeId() == QMetaType::QString && !identifier.toString().isEmpty() &&
+            !paths.contains(identifier.toString()))
+            paths.insert(identifier.toString(), path);
     }
-    return {};
+    return paths;
 }
 
 QString KSTReporterEngine::shortenHomePath(const QString &path)

@@ -5,6 +5,7 @@
 #include "KSTSystemSnapshot.h"
 
 #include <QDateTime>
+#include <QHash>
 #include <QList>
 #include <QLocale>
 #include <QString>
@@ -80,6 +81,8 @@ public:
     /// The first collected bundle whose CFBundleIdentifier is @p bundleIdentifier; empty
     /// when none.
     QString bundlePathForIdentifier(const QString &bundleIdentifier) const;
+    /// Each collected bundle's CFBundleIdentifier with the first bundle that has it.
+    QHash<QString, QString> bundlePathsByIdentifier() const;
     /// @p path with the accessible home replaced by "~".
     static QString shortenHomePath(const QString &path);
 

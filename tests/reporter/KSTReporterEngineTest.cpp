@@ -185,6 +185,20 @@ TEST_F(ReporterEngineTest, TheFrameDeliversPlaceholderThenFullOnTheReporterQueue
     EXPECT_EQ(KSTReporterHistory::reporterHistoryRecords().size(), 1);
 }
 
+TEST_F(ReporterEngineTest, AnIdentifierNamesTheFirstCollectedBundle)
+{
+    KSTFixtureMac::App system;
+    system.name = "Editor";
+    system.bundleIdentifier = "com.example.editor";
+    KSTFixtureMac::App home = system;
+    home.inHome = true;
+    const QString first = mac.addApp(system);
+    mac.addApp(home);
+    EXPECT_EQ(KSTReporterEngine(info).bundlePathForIdentifier("com.example.editor"), first);
+    EXPECT_EQ(KSTReporterEngine(info).bundlePathForIdentifier("com.example.none"), "");
+    EXPECT_EQ(KSTReporterEngine(info).bundlePathForIdentifier(""), "");
+}
+
 TEST_F(ReporterEngineTest, ShortensPathsInTheHome)
 {
     EXPECT_EQ(KSTReporterEngine::shortenHomePath(mac.home() + "/Documents/x"), "~/Documents/x");
