@@ -8,6 +8,7 @@
 #include "KSTSystemInfo.h"
 
 #include <QFileInfo>
+#include <QMetaType>
 #include <QRegularExpression>
 #include <QStringDecoder>
 
@@ -181,9 +182,10 @@ QString displayNameForAppBundlePath(const QString &bundlePath, const QString &fa
     const QVariantMap info =
         KSTPropertyList::readDictionary(bundlePath + QLatin1String("/Contents/Info.plist"));
     for (const char *key : {"CFBundleDisplayName", "CFBundleName"}) {
-        const QString name = info.value(QLatin1String(key)).toString();
-        if (!name.isEmpty())
-            return name;
+        // A bundle's Info.plist is the bundle author's: a name of another type is no name.
+        const QVariant name = info.value(QLatin1String(key));
+        if (name.typeId() == QMetaType::QString && !name.toString().isEmpty())
+            return name.toString();
     }
     return withoutExtension(lastPathComponent(bundlePath));
 }

@@ -185,7 +185,7 @@ TEST_F(ReporterSourcesTest, DisplayNamesFromTheBundle)
     plain.bundleIdentifier = QStringLiteral("com.example.plain");
     KSTFixtureMac::App onlyName = plain;
     onlyName.name = QStringLiteral("Short");
-    onlyName.extraInfo = {{"CFBundleName", "Short Name"}};
+    onlyName.extraInfo = {{"CFBundleDisplayName", 42}, {"CFBundleName", "Short Name"}};
     const struct
     {
         QString path;
