@@ -12,6 +12,7 @@
 #include "KSTEnvironment.h"
 #include "KSTFileName.h"
 #include "KSTOverviewEngine.h"
+#include "KSTReporterEngine.h"
 #include "KSTSystemInfo.h"
 #include "KSTToolProcessGroups.h"
 #include "KSTWindowApplication.h"
@@ -29,6 +30,7 @@ namespace {
 void installEngines()
 {
     KSTOverviewEngine::install(KSTSystemInfo::shared());
+    KSTReporterEngine::install(KSTSystemInfo::shared());
     KSTCleanUpEngine::install(KSTSystemInfo::shared());
     KSTDuplicateEngine::install(KSTSystemInfo::shared());
     KSTAppInventoryEngine::shared();

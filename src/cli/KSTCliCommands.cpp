@@ -8,6 +8,7 @@
 #include "KSTEncryptCommand.h"
 #include "KSTEraseCommand.h"
 #include "KSTOverviewCommand.h"
+#include "KSTReporterCommand.h"
 #include "KSTStartupCommand.h"
 #include "KSTUtilitiesCommand.h"
 
@@ -53,6 +54,11 @@ const QList<KSTCliCommand> &kstCliCommands()
          QStringLiteral("automatic clean-up: show the state, switch automation or a rule (TYPE "
                         "0-5), keep the never-touch list, or run the enabled rules once"),
          kstRunAutoCleanCommand},
+        {QStringLiteral("reporter"), QStringLiteral("reporter | reporter history [--csv]"),
+         QStringLiteral("The last seven days: apps installed and removed, disk use and network "
+                        "traffic per day, the most used apps (records today in the history); "
+                        "history prints the stored days, --csv for a spreadsheet"),
+         kstRunReporterCommand},
         {QStringLiteral("startup"), QStringLiteral("startup | startup disable ITEM [--yes]"),
          QStringLiteral("Launch agents, launch daemons and login items with their boot impact; "
                         "disable renames one of your own agents' plists after unloading it"),

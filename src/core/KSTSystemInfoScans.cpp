@@ -173,10 +173,8 @@ std::shared_ptr<KSTReporterSnapshot> KSTSystemInfo::fetchReporterSnapshotPartial
         builder = m_reporterPartialBuilder;
     }
     std::shared_ptr<KSTReporterSnapshot> snapshot = builder ? builder() : nullptr;
-    if (!snapshot) {
+    if (!snapshot)
         snapshot = std::make_shared<KSTReporterSnapshot>();
-        snapshot->generatedDate = QDateTime::currentDateTimeUtc();
-    }
     snapshot->isPartial = true;
     return snapshot;
 }

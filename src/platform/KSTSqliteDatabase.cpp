@@ -42,6 +42,11 @@ bool KSTSqliteStatement::bindInt64(int index, qint64 value)
     return m_statement && sqlite3_bind_int64(m_statement, index, value) == SQLITE_OK;
 }
 
+bool KSTSqliteStatement::bindDouble(int index, double value)
+{
+    return m_statement && sqlite3_bind_double(m_statement, index, value) == SQLITE_OK;
+}
+
 KSTSqliteStatement::StepResult KSTSqliteStatement::step()
 {
     if (!m_statement)

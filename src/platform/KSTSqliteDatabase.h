@@ -27,6 +27,7 @@ public:
     /// Binds a text parameter (1-based) as a transient copy.
     bool bindText(int index, const QString &value);
     bool bindInt64(int index, qint64 value);
+    bool bindDouble(int index, double value);
 
     StepResult step();
 

@@ -1,0 +1,233 @@
+#include "KSTReporterHistory.h"
+
+#include "KSTEnvironment.h"
+#include "KSTFileName.h"
+#include "KSTPropertyList.h"
+#include "KSTRegularFile.h"
+#include "KSTReporterCharts.h"
+#include "KSTTrashSupport.h"
+
+#include <QDir>
+#include <QLockFile>
+#include <QMetaType>
+#include <QSaveFile>
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <cstring>
+
+namespace {
+
+const QString FileName = QStringLiteral("reporter-history.plist");
+const QString DayKey = QStringLiteral("day");
+
+std::atomic<bool> interruptWrites{false};
+
+bool isUsableRecord(const QVariant &value)
+{
+    if (value.typeId() != QMetaType::QVariantMap)
+        return false;
+    return value.toMap().value(DayKey).typeId() == QMetaType::QString;
+}
+
+// Moves the damaged file to the first free "<path>.damaged-<stamp>[-n]" name.
+QString keepDamagedAside(const QString &path, QString *reason)
+{
+    const QString base = path + QLatin1String(".damaged-") +
+                         QDateTime::currentDateTime().toString(QStringLiteral("yyyyMMdd-HHmmss"));
+    for (int attempt = 1; attempt <= KSTReporterHistory::MaximumDamagedNameAttempts; ++attempt) {
+        const QString candidate =
+            attempt == 1 ? base : base + QLatin1Char('-') + QString::number(attempt);
+        const int error = KSTTrashSupport::renameNoReplace(KSTFileName::encoded(path),
+                                                           KSTFileName::encoded(candidate));
+        if (error == 0)
+            return candidate;
+        if (error != EEXIST) {
+            *reason = QStringLiteral("the damaged history %1 could not be kept aside: %2")
+                          .arg(path, QString::fromLocal8Bit(std::strerror(error)));
+            return {};
+        }
+    }
+    *reason =
+        QStringLiteral("the damaged history %1 could not be kept aside: no free name").arg(path);
+    return {};
+}
+
+bool writeRecords(const QString &path, const QVariantList &records, QString *reason)
+{
+    const QByteArray xml = KSTPropertyList::toXml(records);
+    QSaveFile file(path);
+    if (!file.open(QIODevice::WriteOnly)) {
+        *reason = QStringLiteral("%1 cannot be written: %2").arg(path, file.errorString());
+        return false;
+    }
+    if (file.write(xml) != xml.size() || !file.flush()) {
+        *reason = QStringLiteral("%1 cannot be written: %2").arg(path, file.errorString());
+        file.cancelWriting();
+        return false;
+    }
+    if (interruptWrites.load()) {
+        file.cancelWriting();
+        *reason = QStringLiteral("the write of %1 was interrupted").arg(path);
+        return false;
+    }
+    if (!file.commit()) {
+        *reason = QStringLiteral("%1 cannot be written: %2").arg(path, file.errorString());
+        return false;
+    }
+    return true;
+}
+
+} // namespace
+
+QString KSTReporterHistory::reporterHistoryFolder()
+{
+    const KSTEnvironment environment = KSTEnvironment::current();
+    if (environment.layout() == KSTLayout::Mac)
+        return environment.homePath(QStringLiteral("Library/Application Support/Kestrel"));
+    // $XDG_DATA_HOME belongs to the user running the program; another home keeps the default.
+    const QString dataHome = qEnvironmentVariable("XDG_DATA_HOME");
+    if (!dataHome.isEmpty() && QDir::isAbsolutePath(dataHome) &&
+        QDir::cleanPath(environment.home()) ==
+            QDir::cleanPath(KSTEnvironment::hostDefault().home()))
+        return QDir::cleanPath(dataHome) + QLatin1String("/kestrel");
+    return environment.homePath(QStringLiteral(".local/share/kestrel"));
+}
+
+QString KSTReporterHistory::reporterHistoryPath()
+{
+    const QString folder = reporterHistoryFolder();
+    QDir().mkpath(folder);
+    return folder + QLatin1Char('/') + FileName;
+}
+
+QString KSTReporterHistory::reporterHistoryPathWithoutCreating()
+{
+    return reporterHistoryFolder() + QLatin1Char('/') + FileName;
+}
+
+QVariantList KSTReporterHistory::reporterHistoryRecords()
+{
+    return readHistoryAtPath(reporterHistoryPath()).records;
+}
+
+KSTReporterHistory::Contents KSTReporterHistory::readHistoryAtPath(const QString &path)
+{
+    Contents contents;
+    QByteArray bytes;
+    switch (KSTRegularFile::read(path, MaximumFileBytes, &bytes)) {
+    case KSTRegularFile::Status::Read:
+        break;
+    case KSTRegularFile::Status::Missing:
+        return contents;
+    case KSTRegularFile::Status::NotRegular:
+        contents.state = State::Damaged;
+        contents.problem = QStringLiteral("it is not a regular file");
+        return contents;
+    case KSTRegularFile::Status::TooLarge:
+        contents.state = State::Damaged;
+        contents.problem = QStringLiteral("it is larger than 1 MiB");
+        return contents;
+    case KSTRegularFile::Status::Unreadable:
+        contents.state = State::Damaged;
+        contents.problem = QStringLiteral("it cannot be read");
+        return contents;
+    }
+    return historyFromData(bytes);
+}
+
+KSTReporterHistory::Contents KSTReporterHistory::historyFromData(const QByteArray &bytes)
+{
+    Contents contents;
+    if (bytes.size() > MaximumFileBytes) {
+        contents.state = State::Damaged;
+        contents.problem = QStringLiteral("it is larger than 1 MiB");
+        return contents;
+    }
+    QString error;
+    const QVariant root = KSTPropertyList::fromData(bytes, &error);
+    if (!root.isValid()) {
+        contents.state = State::Damaged;
+        contents.problem = error.isEmpty()
+                               ? QStringLiteral("it is not a property list")
+                               : QStringLiteral("it is not a property list (%1)").arg(error);
+        return contents;
+    }
+    if (root.typeId() != QMetaType::QVariantList) {
+        contents.state = State::Damaged;
+        contents.problem = QStringLiteral("its root is not an array");
+        return contents;
+    }
+    contents.state = State::Valid;
+    for (const QVariant &element : root.toList())
+        if (isUsableRecord(element))
+            contents.records.append(element);
+    return contents;
+}
+
+QVariantMap KSTReporterHistory::recordForDate(const QDateTime &date, quint64 storageUsedBytes,
+                                              quint64 networkInputBytes, quint64 networkOutputBytes,
+                                              quint64 filesAddedCount, quint64 trashItemCount)
+{
+    return QVariantMap{
+        {DayKey, KSTReporterCharts::historyDayKeyForDate(date)},
+        {QStringLiteral("storageUsed"), QVariant::fromValue(storageUsedBytes)},
+        {QStringLiteral("networkIn"), QVariant::fromValue(networkInputBytes)},
+        {QStringLiteral("networkOut"), QVariant::fromValue(networkOutputBytes)},
+        {QStringLiteral("filesAdded"), QVariant::fromValue(filesAddedCount)},
+        {QStringLiteral("trashCount"), QVariant::fromValue(trashItemCount)},
+    };
+}
+
+QVariantList KSTReporterHistory::mergedRecords(QVariantList records, const QVariantMap &record)
+{
+    const QString key = record.value(DayKey).toString();
+    auto sameDay = std::find_if(records.begin(), records.end(), [&](const QVariant &existing) {
+        return existing.toMap().value(DayKey).toString() == key;
+    });
+    if (sameDay != records.end())
+        *sameDay = record;
+    else
+        records.append(record);
+    std::stable_sort(records.begin(), records.end(), [](const QVariant &a, const QVariant &b) {
+        return a.toMap().value(DayKey).toString() < b.toMap().value(DayKey).toString();
+    });
+    if (records.size() > MaximumRecords)
+        records.remove(0, records.size() - MaximumRecords);
+    return records;
+}
+
+KSTReporterHistory::UpdateResult KSTReporterHistory::updateReporterHistoryForDate(
+    const QDateTime &date, quint64 storageUsedBytes, quint64 networkInputBytes,
+    quint64 networkOutputBytes, quint64 filesAddedCount, quint64 trashItemCount)
+{
+    UpdateResult result;
+    const QVariantMap record = recordForDate(date, storageUsedBytes, networkInputBytes,
+                                             networkOutputBytes, filesAddedCount, trashItemCount);
+    if (record.value(DayKey).toString().isEmpty()) {
+        result.reason = QStringLiteral("the date has no calendar day");
+        return result;
+    }
+    const QString path = reporterHistoryPath();
+    QLockFile lock(path + QLatin1String(".lock"));
+    if (!lock.tryLock(LockTimeoutMs)) {
+        result.reason = lock.error() == QLockFile::LockFailedError
+                            ? QStringLiteral("another program held %1.lock for 5 seconds").arg(path)
+                            : QStringLiteral("%1.lock cannot be created").arg(path);
+        return result;
+    }
+    const Contents contents = readHistoryAtPath(path);
+    if (contents.state == State::Damaged) {
+        result.keptDamagedPath = keepDamagedAside(path, &result.reason);
+        if (result.keptDamagedPath.isEmpty())
+            return result;
+    }
+    result.written = writeRecords(path, mergedRecords(contents.records, record), &result.reason);
+    return result;
+}
+
+void KSTReporterHistory::setInterruptWritesForTesting(bool interrupt)
+{
+    interruptWrites.store(interrupt);
+}
