@@ -1,6 +1,7 @@
 #include "KSTCleanUpSelectionModel.h"
 
 #include "KSTCleanUpRemoval.h"
+#include "KSTFormatting.h"
 #include "KSTSystemInfo.h"
 
 #include <QDir>
@@ -245,7 +246,7 @@ QList<KSTCleanUpItem> KSTCleanUpSelectionModel::reducedSelection(QList<KSTCleanU
 
 QString KSTCleanUpSelectionModel::confirmationMessage() const
 {
-    return QStringLiteral("Clean %1?").arg(KSTSystemInfo::formatBytesShort(selectedBytes()));
+    return QStringLiteral("Clean %1?").arg(KSTFormatting::formatBytesShort(selectedBytes()));
 }
 
 QString KSTCleanUpSelectionModel::confirmationInformativeText() const

@@ -3,6 +3,7 @@
 #include "KSTCleanUpSelectionModel.h"
 #include "KSTDispatch.h"
 #include "KSTFileName.h"
+#include "KSTFormatting.h"
 #include "KSTSystemInfo.h"
 #include "KSTTerminalText.h"
 
@@ -62,14 +63,13 @@ QJsonObject snapshotJson(const KSTCleanUpSnapshot &snapshot)
 
 void printSummary(QTextStream &out, const KSTCleanUpSnapshot &snapshot)
 {
-    using Info = KSTSystemInfo;
-    out << Info::formatBytesShort(snapshot.totalReclaimableBytes) << " reclaimable of "
-        << Info::formatBytesShort(snapshot.storageTotalBytes) << " · "
-        << Info::formatCount(snapshot.filesAnalyzed) << " files analyzed\n";
+    out << KSTFormatting::formatBytesShort(snapshot.totalReclaimableBytes) << " reclaimable of "
+        << KSTFormatting::formatBytesShort(snapshot.storageTotalBytes) << " · "
+        << KSTFormatting::formatCount(snapshot.filesAnalyzed) << " files analyzed\n";
     for (const KSTCleanUpCategory &category : snapshot.categories) {
         out << '\n'
             << category.name.leftJustified(40) << ' '
-            << Info::formatBytesShort(category.totalBytes).rightJustified(9) << "  ("
+            << KSTFormatting::formatBytesShort(category.totalBytes).rightJustified(9) << "  ("
             << category.categoryType << ")\n"
             << category.categoryDescription << '\n';
         const QList<KSTCleanUpItem> items = category.reviewItems();
@@ -77,7 +77,7 @@ void printSummary(QTextStream &out, const KSTCleanUpSnapshot &snapshot)
             out << "  nothing found\n";
         for (const KSTCleanUpItem &item : items)
             out << "  " << KSTTerminalText::escaped(item.name).leftJustified(38) << ' '
-                << Info::formatBytesShort(item.bytes).rightJustified(9) << "  "
+                << KSTFormatting::formatBytesShort(item.bytes).rightJustified(9) << "  "
                 << KSTTerminalText::escaped(item.filePath) << '\n';
     }
 }
@@ -145,7 +145,7 @@ void printOutcome(KSTCliContext &context, const KSTCleanUpOutcome &outcome)
     }
     QTextStream &out = context.out();
     out << "Removed " << outcome.itemsRemoved << " item(s), "
-        << KSTSystemInfo::formatBytesShort(outcome.bytesRemoved) << " (" << outcome.bytesRemoved
+        << KSTFormatting::formatBytesShort(outcome.bytesRemoved) << " (" << outcome.bytesRemoved
         << " bytes)\n";
     if (outcome.alert == KSTCleanUpOutcome::Alert::PartlyCleaned)
         out << outcome.message << ": " << KSTTerminalText::escaped(outcome.informativeText) << '\n';

@@ -1,11 +1,11 @@
 #include "KSTDuplicatesOutput.h"
 
+#include "KSTFormatting.h"
 #include "KSTJsonTextWriter.h"
-#include "KSTSystemInfo.h"
 
 namespace {
 
-using Info = KSTSystemInfo;
+using Info = KSTFormatting;
 using Model = KSTDuplicateReviewModel;
 
 QString isoDate(const QDateTime &date)

@@ -4,8 +4,8 @@
 #include "KSTEnvironment.h"
 #include "KSTFileStatus.h"
 #include "KSTFolderReader.h"
+#include "KSTFormatting.h"
 #include "KSTPermissionChecker.h"
-#include "KSTSystemInfo.h"
 
 #include <QDir>
 #include <QFile>
@@ -126,7 +126,7 @@ const std::vector<std::string> &lowerCasePackageExtensions()
 QString filesFoundText(quint64 count)
 {
     return QStringLiteral("Scanning folders… %1 files found")
-        .arg(KSTSystemInfo::formatCount(count));
+        .arg(KSTFormatting::formatCount(count));
 }
 
 // One walk over all scan folders: the collection, the folders already walked, the count.
@@ -280,7 +280,7 @@ KSTDuplicateCollector::collectFileRecordsInPaths(const QStringList &paths,
     }
     if (walk.count() > 0 && report)
         report(QStringLiteral("Found %1 files — comparing duplicates…")
-                   .arg(KSTSystemInfo::formatCount(walk.count())),
+                   .arg(KSTFormatting::formatCount(walk.count())),
                walk.count());
     return walk.takeCollection();
 }

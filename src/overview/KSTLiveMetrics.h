@@ -30,6 +30,9 @@ public:
     /// second, activity fraction.
     using Handler = std::function<void(double processor, double memory, double download,
                                        double upload, double activity)>;
+    /// Takes one sample and calls the handler on the main thread (a screen's source of live
+    /// figures; tests hand in one that counts).
+    using Sampler = std::function<void(Handler handler)>;
 
     /// Works for @p systemInfo, reading the time from @p clock (the wall clock when empty).
     explicit KSTLiveMetrics(KSTSystemInfo &systemInfo, Clock clock = {});

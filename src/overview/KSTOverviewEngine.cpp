@@ -2,6 +2,7 @@
 
 #include "KSTApplicationBundleCatalog.h"
 #include "KSTEnvironment.h"
+#include "KSTFormatting.h"
 #include "KSTLiveMetrics.h"
 #include "KSTOverviewLocations.h"
 #include "KSTPropertyList.h"
@@ -96,12 +97,12 @@ QString KSTOverviewEngine::specsLine()
     const QString version = macOSVersionLine();
     if (!version.isEmpty())
         parts << version;
-    parts << KSTSystemInfo::formatBytesShort(KSTHostInfo::current().physicalMemoryBytes()) +
+    parts << KSTFormatting::formatBytesShort(KSTHostInfo::current().physicalMemoryBytes()) +
                  QLatin1String(" RAM");
     quint64 capacity = 0;
     KSTStorageMetrics::bootVolumeUsageTotal(&capacity, nullptr);
     if (capacity != 0)
-        parts << KSTSystemInfo::formatBytesShort(capacity) + QLatin1String(" SSD");
+        parts << KSTFormatting::formatBytesShort(capacity) + QLatin1String(" SSD");
     const QString serial = serialNumberText(serialNumber());
     if (!serial.isEmpty())
         parts << serial;

@@ -5,7 +5,7 @@
 #include "KSTContentShellViewController.h"
 #include "KSTPalette.h"
 #include "KSTSectionCatalog.h"
-#include "KSTUnavailableViewController.h"
+#include "KSTUnavailableScreen.h"
 
 #include <QApplication>
 #include <QClipboard>
@@ -96,8 +96,8 @@ TEST_F(DelegateTest, ToolsWithoutAnEngineSayItPlainly)
     auto controller = makeShownWindow();
     for (int section : {1, 3, 5, 6}) {
         controller->showSection(section);
-        auto *screen = qobject_cast<KSTUnavailableViewController *>(
-            controller->currentShell()->childController());
+        auto *screen =
+            qobject_cast<KSTUnavailableScreen *>(controller->currentShell()->childController());
         ASSERT_NE(screen, nullptr) << section;
         const auto *message = screen->findChild<QLabel *>(QStringLiteral("unavailableMessage"));
         ASSERT_NE(message, nullptr);

@@ -9,9 +9,10 @@
 #include "KSTCleanUpEngine.h"
 #include "KSTCleanUpReviewDelegate.h"
 #include "KSTCleanUpReviewList.h"
-#include "KSTCleanUpViewController.h"
+#include "KSTCleanUpScreen.h"
 #include "KSTContentShellViewController.h"
-#include "KSTFullDiskAccessViewController.h"
+#include "KSTFormatting.h"
+#include "KSTFullDiskAccessScreen.h"
 
 #include <QDir>
 #include <QMessageBox>
@@ -26,11 +27,10 @@ namespace {
 class CleanUpScreenTest : public ShellTest
 {
 protected:
-    KSTCleanUpViewController *showCleanUp(KSTMainWindowController &controller)
+    KSTCleanUpScreen *showCleanUp(KSTMainWindowController &controller)
     {
         controller.showSection(2);
-        auto *screen =
-            qobject_cast<KSTCleanUpViewController *>(controller.viewControllerForSection(2));
+        auto *screen = qobject_cast<KSTCleanUpScreen *>(controller.screenForSection(2));
         if (screen) {
             screen->setAlertPresenters(
                 [this](QWidget *, const QString &message, const QString &informative) {
@@ -93,7 +93,7 @@ TEST_F(CleanUpScreenTest, ShowsThePlaceholderThenTheFourCategoriesAndScansOnlyWh
         return std::make_shared<KSTCleanUpSnapshot>(scanned);
     });
     auto controller = makeShownWindow();
-    KSTCleanUpViewController *screen = showCleanUp(*controller);
+    KSTCleanUpScreen *screen = showCleanUp(*controller);
     ASSERT_NE(screen, nullptr);
     bool announced = false;
     QObject::connect(screen, &KSTToolScreen::contentReady, [&announced] { announced = true; });
@@ -116,7 +116,7 @@ TEST_F(CleanUpScreenTest, ShowsThePlaceholderThenTheFourCategoriesAndScansOnlyWh
     EXPECT_EQ(scans, 1);
     EXPECT_EQ(screen->summaryText(), QStringLiteral("12 MB can be cleaned"));
     EXPECT_EQ(screen->detailText(), QStringLiteral("%1 files analyzed · Scanned just now")
-                                        .arg(KSTSystemInfo::formatCount(1234)));
+                                        .arg(KSTFormatting::formatCount(1234)));
     for (KSTCleanUpCategoryCard *card : screen->categoryCards()) {
         EXPECT_EQ(card->totalText(), QStringLiteral("3 MB"));
         EXPECT_EQ(card->shownItemNames(), QStringList({QStringLiteral("Logs")}));
@@ -149,7 +149,7 @@ TEST_F(CleanUpScreenTest, TicksGoThroughTheModelAndCleanAsksFirst)
     systemInfo.setCleanUpSnapshotBuilder(
         [&](quint64) { return std::make_shared<KSTCleanUpSnapshot>(scanned); });
     auto controller = makeShownWindow();
-    KSTCleanUpViewController *screen = showCleanUp(*controller);
+    KSTCleanUpScreen *screen = showCleanUp(*controller);
     ASSERT_TRUE(KSTTestSupport::pumpUntil([screen] { return screen->isContentReady(); }));
     KSTCleanUpReviewList *list = screen->reviewList();
     EXPECT_EQ(screen->selectionText(), QStringLiteral("No items selected"));
@@ -195,7 +195,7 @@ TEST_F(CleanUpScreenTest, CleaningRemovesThroughTheEngineAndRescans)
     mac.writeSizedHomeFile(QStringLiteral(".Trash/old.zip"), 4096);
     mac.writeSizedHomeFile(QStringLiteral(".Trash/notes.txt"), 4096);
     auto controller = makeShownWindow();
-    KSTCleanUpViewController *screen = showCleanUp(*controller);
+    KSTCleanUpScreen *screen = showCleanUp(*controller);
     ASSERT_TRUE(KSTTestSupport::pumpUntil([screen] { return screen->isContentReady(); }));
     const auto scanned = screen->model().snapshot();
     click(screen->reviewList(), rowNamed(screen->reviewList(), QStringLiteral("Logs")));
@@ -227,7 +227,7 @@ TEST_F(CleanUpScreenTest, NothingRemovedIsReportedAsAFailedClean)
     KSTCleanUpEngine::install(systemInfo);
     const QString download = mac.writeSizedHomeFile(QStringLiteral("Downloads/a.download"), 4096);
     auto controller = makeShownWindow();
-    KSTCleanUpViewController *screen = showCleanUp(*controller);
+    KSTCleanUpScreen *screen = showCleanUp(*controller);
     ASSERT_TRUE(KSTTestSupport::pumpUntil([screen] { return screen->isContentReady(); }));
     click(screen->reviewList(), rowNamed(screen->reviewList(), QStringLiteral("a.download")));
     QFile::remove(download); // gone before the user pressed Clean
@@ -257,13 +257,12 @@ TEST_F(CleanUpScreenTest, ReminderBannerAsksForFullDiskAccessUntilItIsGranted)
 {
     auto controller = makeShownWindow();
     controller->showSection(2);
-    auto *gate = qobject_cast<KSTFullDiskAccessViewController *>(
-        controller->currentShell()->childController());
+    auto *gate =
+        qobject_cast<KSTFullDiskAccessScreen *>(controller->currentShell()->childController());
     ASSERT_NE(gate, nullptr);
     QTest::mouseClick(gate->remindLaterButton(), Qt::LeftButton);
     KSTTestSupport::pumpFor(10);
-    auto *screen =
-        qobject_cast<KSTCleanUpViewController *>(controller->viewControllerForSection(2));
+    auto *screen = qobject_cast<KSTCleanUpScreen *>(controller->screenForSection(2));
     KSTAccessReminderBanner *banner = screen->reminderBanner();
     ASSERT_TRUE(banner->isVisible());
     EXPECT_EQ(banner->titleText(), QStringLiteral("Allow Full Disk Access"));

@@ -3,7 +3,7 @@
 #include "KSTShellTestFixture.h"
 
 #include "KSTContentShellViewController.h"
-#include "KSTFullDiskAccessViewController.h"
+#include "KSTFullDiskAccessScreen.h"
 #include "KSTNavRowView.h"
 #include "KSTSectionCatalog.h"
 #include "KSTSidebarViewController.h"
@@ -98,7 +98,7 @@ TEST_F(WindowTest, PressingARowSelectsExactlyThatRowAndShowsItsTool)
         EXPECT_EQ(controller->currentSection(), section);
         EXPECT_EQ(shownTitle(*controller), KSTSectionCatalog::contentTitle(section));
         // Screens are made once and kept.
-        EXPECT_EQ(shownScreen(*controller), controller->viewControllerForSection(section));
+        EXPECT_EQ(shownScreen(*controller), controller->screenForSection(section));
     }
     sidebar.selectSection(42);
     EXPECT_TRUE(selectedRows(sidebar).isEmpty());
@@ -136,7 +136,7 @@ TEST_F(WindowTest, CleanUpWithoutFullDiskAccessShowsTheGateEvenWithAHomeGrant)
     for (int section = 0; section < KSTSectionCatalog::SectionCount; ++section) {
         controller->showSection(section);
         const bool gated = section == 1 || section == 2 || section == 4;
-        auto *gate = qobject_cast<KSTFullDiskAccessViewController *>(shownScreen(*controller));
+        auto *gate = qobject_cast<KSTFullDiskAccessScreen *>(shownScreen(*controller));
         EXPECT_EQ(gate != nullptr, gated) << section;
         if (!gate) {
             EXPECT_EQ(shownTitle(*controller), KSTSectionCatalog::contentTitle(section));
@@ -162,13 +162,13 @@ TEST_F(WindowTest, RemindLaterOnTheGateShowsTheToolAtOnce)
     for (int section : {2, 4}) {
         KSTPermissionChecker::clearRemindLater();
         press(controller->sidebar()->navRows().at(section));
-        auto *gate = qobject_cast<KSTFullDiskAccessViewController *>(shownScreen(*controller));
+        auto *gate = qobject_cast<KSTFullDiskAccessScreen *>(shownScreen(*controller));
         ASSERT_NE(gate, nullptr) << section;
 
         QTest::mouseClick(gate->remindLaterButton(), Qt::LeftButton);
         KSTTestSupport::pumpFor(10);
         EXPECT_TRUE(KSTPermissionChecker::isRemindLaterSet());
-        EXPECT_EQ(shownScreen(*controller), controller->viewControllerForSection(section));
+        EXPECT_EQ(shownScreen(*controller), controller->screenForSection(section));
         EXPECT_EQ(shownTitle(*controller), KSTSectionCatalog::contentTitle(section));
         EXPECT_EQ(selectedRows(*controller->sidebar()), QList<int>({section}));
         EXPECT_FALSE(controller->isWaitingForFullDiskAccessGrant());
@@ -182,7 +182,7 @@ TEST_F(WindowTest, AccessGrantedInSettingsReshowsTheAskingToolAndDropsTheCaches)
         [this] { return systemInfo.cachedOverviewSnapshotIfAvailable() != nullptr; }));
 
     press(controller->sidebar()->navRows().at(4));
-    auto *gate = qobject_cast<KSTFullDiskAccessViewController *>(shownScreen(*controller));
+    auto *gate = qobject_cast<KSTFullDiskAccessScreen *>(shownScreen(*controller));
     ASSERT_NE(gate, nullptr);
     QTest::mouseClick(gate->openSettingsButton(), Qt::LeftButton);
     EXPECT_TRUE(controller->isWaitingForFullDiskAccessGrant());

@@ -3,13 +3,13 @@
 #include "KSTShellTestFixture.h"
 
 #include "KSTAutoCleanRuleRow.h"
-#include "KSTAutoCleanViewController.h"
+#include "KSTAutoCleanScreen.h"
 #include "KSTContentShellViewController.h"
 #include "KSTGaugeView.h"
 #include "KSTKeptAsideBanner.h"
 #include "KSTLargestAppsView.h"
 #include "KSTNeverTouchListView.h"
-#include "KSTOverviewViewController.h"
+#include "KSTOverviewScreen.h"
 #include "KSTSidebarViewController.h"
 #include "KSTToggleSwitch.h"
 
@@ -24,21 +24,21 @@ namespace {
 
 using ScreensTest = ShellTest;
 
-KSTOverviewViewController *overviewOf(const KSTMainWindowController &controller)
+KSTOverviewScreen *overviewOf(const KSTMainWindowController &controller)
 {
-    return qobject_cast<KSTOverviewViewController *>(controller.viewControllerForSection(0));
+    return qobject_cast<KSTOverviewScreen *>(controller.screenForSection(0));
 }
 
-KSTAutoCleanViewController *autoCleanOf(const KSTMainWindowController &controller)
+KSTAutoCleanScreen *autoCleanOf(const KSTMainWindowController &controller)
 {
-    return qobject_cast<KSTAutoCleanViewController *>(controller.viewControllerForSection(4));
+    return qobject_cast<KSTAutoCleanScreen *>(controller.screenForSection(4));
 }
 
 TEST_F(ScreensTest, OverviewShowsTheEngineSnapshotAndItsShortcutsOpenTools)
 {
     grantFullDiskAccess();
     auto controller = makeShownWindow();
-    KSTOverviewViewController *overview = overviewOf(*controller);
+    KSTOverviewScreen *overview = overviewOf(*controller);
     ASSERT_NE(overview, nullptr);
     overview->setLiveSampleInterval(20);
     ASSERT_TRUE(KSTTestSupport::pumpUntil([overview] { return overview->isContentReady(); }));
@@ -85,7 +85,7 @@ TEST_F(ScreensTest, OverviewSamplesLiveFiguresOnlyWhileShown)
 {
     grantFullDiskAccess();
     auto controller = makeShownWindow();
-    KSTOverviewViewController *overview = overviewOf(*controller);
+    KSTOverviewScreen *overview = overviewOf(*controller);
     overview->setLiveSampleInterval(20);
     ASSERT_TRUE(KSTTestSupport::pumpUntil([overview] { return overview->isContentReady(); }));
     EXPECT_TRUE(overview->isLiveSamplingActive());
@@ -124,7 +124,7 @@ TEST_F(ScreensTest, OverviewDoesNotRestartASnapshotStillBeingComputed)
         return std::make_shared<KSTSystemSnapshot>(snapshot);
     });
     auto controller = makeShownWindow();
-    KSTOverviewViewController *overview = overviewOf(*controller);
+    KSTOverviewScreen *overview = overviewOf(*controller);
     overview->setLiveSampleInterval(20);
     for (int visit = 0; visit < 3; ++visit) {
         controller->showSection(3);
@@ -146,7 +146,7 @@ TEST_F(ScreensTest, AutoCleanSwitchesReachTheManagerAndItsStateComesBack)
     grantFullDiskAccess();
     auto controller = makeShownWindow();
     controller->showSection(4);
-    KSTAutoCleanViewController *screen = autoCleanOf(*controller);
+    KSTAutoCleanScreen *screen = autoCleanOf(*controller);
     ASSERT_NE(screen, nullptr);
     ASSERT_EQ(screen->ruleRows().size(), 6);
     EXPECT_EQ(screen->ruleRows().at(1)->titleText(), QStringLiteral("Trash"));
@@ -176,7 +176,7 @@ TEST_F(ScreensTest, NeverTouchListAddsFromThePickerExplainsRefusalsAndRemoves)
     mac.makeHomeDirectory(QStringLiteral("Documents/Taxes"));
     auto controller = makeShownWindow();
     controller->showSection(4);
-    KSTAutoCleanViewController *screen = autoCleanOf(*controller);
+    KSTAutoCleanScreen *screen = autoCleanOf(*controller);
     KSTNeverTouchListView *list = screen->neverTouchList();
     QString picked = mac.homePath(QStringLiteral("Documents/Taxes"));
     screen->setFolderPicker([&picked](QWidget *) { return picked; });

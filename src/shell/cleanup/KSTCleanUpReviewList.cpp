@@ -2,7 +2,7 @@
 
 #include "KSTCleanUpReviewDelegate.h"
 #include "KSTCleanUpSelectionModel.h"
-#include "KSTSystemInfo.h"
+#include "KSTFormatting.h"
 
 #include <QHeaderView>
 #include <QKeyEvent>
@@ -76,7 +76,7 @@ void KSTCleanUpReviewList::rebuild()
         row->setData(0, Delegate::ItemIndexRole, -1);
         row->setData(0, Delegate::LocationRole, record.categoryDescription);
         row->setData(0, Delegate::SizeRole,
-                     placeholder ? QString() : KSTSystemInfo::formatBytesShort(record.totalBytes));
+                     placeholder ? QString() : KSTFormatting::formatBytesShort(record.totalBytes));
         const bool anySelectable =
             std::any_of(items.cbegin(), items.cend(), &KSTCleanUpSelectionModel::isSelectable);
         row->setData(0, Delegate::SelectableRole, anySelectable);
@@ -92,7 +92,7 @@ void KSTCleanUpReviewList::rebuild()
             child->setData(0, Delegate::LocationRole,
                            item.nameOnlyInList ? QString() : item.displayPath);
             child->setData(0, Delegate::SizeRole,
-                           placeholder ? QString() : KSTSystemInfo::formatBytesShort(item.bytes));
+                           placeholder ? QString() : KSTFormatting::formatBytesShort(item.bytes));
             child->setToolTip(0, item.filePath.isEmpty() ? item.name : item.filePath);
         }
         setCategoryOpen(row, !m_closedCategoryTypes.contains(record.categoryType));

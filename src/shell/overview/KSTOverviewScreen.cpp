@@ -1,6 +1,7 @@
-#include "KSTOverviewViewController.h"
+#include "KSTOverviewScreen.h"
 
 #include "KSTCardFrame.h"
+#include "KSTFormatting.h"
 #include "KSTGaugeView.h"
 #include "KSTLargestAppsView.h"
 #include "KSTPalette.h"
@@ -43,14 +44,13 @@ QString percentText(double fraction)
 
 } // namespace
 
-KSTOverviewViewController::KSTOverviewViewController(KSTSystemInfo &systemInfo,
-                                                     KSTShellEngines::LiveSampler liveSampler,
-                                                     QWidget *parent)
+KSTOverviewScreen::KSTOverviewScreen(KSTSystemInfo &systemInfo, KSTLiveMetrics::Sampler liveSampler,
+                                     QWidget *parent)
     : KSTToolScreen(parent), m_systemInfo(systemInfo), m_liveSampler(std::move(liveSampler))
 {
     setObjectName(QStringLiteral("overviewScreen"));
     m_liveTimer.setInterval(LiveSampleIntervalMs);
-    connect(&m_liveTimer, &QTimer::timeout, this, &KSTOverviewViewController::takeLiveSample);
+    connect(&m_liveTimer, &QTimer::timeout, this, &KSTOverviewScreen::takeLiveSample);
 
     m_stack = new QStackedLayout(this);
     QLabel *loading =
@@ -90,7 +90,7 @@ KSTOverviewViewController::KSTOverviewViewController(KSTSystemInfo &systemInfo,
     bottom->addWidget(m_largestApps, 3);
     auto *shortcuts = new KSTShortcutListView;
     connect(shortcuts, &KSTShortcutListView::didRequestSection, this,
-            &KSTOverviewViewController::didRequestSection);
+            &KSTOverviewScreen::didRequestSection);
     bottom->addWidget(shortcuts, 2);
     layout->addLayout(bottom);
     layout->addStretch(1);
@@ -99,10 +99,10 @@ KSTOverviewViewController::KSTOverviewViewController(KSTSystemInfo &systemInfo,
     m_stack->setCurrentIndex(LoadingPage);
 
     connect(&KSTPalette::instance(), &KSTPalette::appearanceChanged, this,
-            &KSTOverviewViewController::refreshLegend);
+            &KSTOverviewScreen::refreshLegend);
 }
 
-QWidget *KSTOverviewViewController::buildHeroCard()
+QWidget *KSTOverviewScreen::buildHeroCard()
 {
     auto *card = new KSTCardFrame;
     auto *layout = new QHBoxLayout(card);
@@ -137,7 +137,7 @@ QWidget *KSTOverviewViewController::buildHeroCard()
     return card;
 }
 
-QWidget *KSTOverviewViewController::buildStorageCard()
+QWidget *KSTOverviewScreen::buildStorageCard()
 {
     auto *card = new KSTCardFrame;
     auto *layout = new QVBoxLayout(card);
@@ -170,8 +170,8 @@ QWidget *KSTOverviewViewController::buildStorageCard()
     return card;
 }
 
-QWidget *KSTOverviewViewController::buildGaugeCard(const QString &title, const QString &symbol,
-                                                   KSTGaugeView *gauge, QLabel *caption)
+QWidget *KSTOverviewScreen::buildGaugeCard(const QString &title, const QString &symbol,
+                                           KSTGaugeView *gauge, QLabel *caption)
 {
     auto *card = new KSTCardFrame;
     auto *layout = new QHBoxLayout(card);
@@ -195,7 +195,7 @@ QWidget *KSTOverviewViewController::buildGaugeCard(const QString &title, const Q
     return card;
 }
 
-QWidget *KSTOverviewViewController::buildNetworkCard()
+QWidget *KSTOverviewScreen::buildNetworkCard()
 {
     auto *card = new KSTCardFrame;
     auto *layout = new QVBoxLayout(card);
@@ -240,19 +240,19 @@ QWidget *KSTOverviewViewController::buildNetworkCard()
     return card;
 }
 
-bool KSTOverviewViewController::isContentReady() const
+bool KSTOverviewScreen::isContentReady() const
 {
     return m_snapshot && m_hasSampleAfterSnapshot;
 }
 
-void KSTOverviewViewController::refreshSnapshot()
+void KSTOverviewScreen::refreshSnapshot()
 {
     // A new fetch would supersede one under way, whose minutes of sizing would be lost; only
     // a fetch the service has since dropped (an invalidated cache) is replaced.
     if (m_fetchInFlight && m_systemInfo.overviewFetchGeneration() == m_fetchGeneration)
         return;
     m_fetchInFlight = true;
-    QPointer<KSTOverviewViewController> self(this);
+    QPointer<KSTOverviewScreen> self(this);
     m_systemInfo.fetchSnapshotAsync([self](KSTSystemInfo::SystemSnapshotPtr snapshot) {
         if (!self)
             return;
@@ -263,7 +263,7 @@ void KSTOverviewViewController::refreshSnapshot()
     m_fetchGeneration = m_systemInfo.overviewFetchGeneration();
 }
 
-void KSTOverviewViewController::showEvent(QShowEvent *event)
+void KSTOverviewScreen::showEvent(QShowEvent *event)
 {
     KSTToolScreen::showEvent(event);
     // The live figures first: they take milliseconds, the snapshot may take minutes.
@@ -274,13 +274,13 @@ void KSTOverviewViewController::showEvent(QShowEvent *event)
     refreshSnapshot();
 }
 
-void KSTOverviewViewController::hideEvent(QHideEvent *event)
+void KSTOverviewScreen::hideEvent(QHideEvent *event)
 {
     m_liveTimer.stop();
     KSTToolScreen::hideEvent(event);
 }
 
-void KSTOverviewViewController::takeLiveSample()
+void KSTOverviewScreen::takeLiveSample()
 {
     // One sample at a time: the engine's baselines are shared, and a slow sample must not
     // pile up others behind it.
@@ -288,7 +288,7 @@ void KSTOverviewViewController::takeLiveSample()
         return;
     m_sampleInFlight = true;
     const bool afterSnapshot = m_snapshot != nullptr;
-    QPointer<KSTOverviewViewController> self(this);
+    QPointer<KSTOverviewScreen> self(this);
     m_liveSampler([self, afterSnapshot](double processor, double memory, double download,
                                         double upload, double activity) {
         if (!self)
@@ -303,7 +303,7 @@ void KSTOverviewViewController::takeLiveSample()
     });
 }
 
-void KSTOverviewViewController::applySnapshot(const KSTSystemInfo::SystemSnapshotPtr &snapshot)
+void KSTOverviewScreen::applySnapshot(const KSTSystemInfo::SystemSnapshotPtr &snapshot)
 {
     m_snapshot = snapshot;
     m_machineTitle->setText(snapshot->machineTitle);
@@ -318,8 +318,8 @@ void KSTOverviewViewController::applySnapshot(const KSTSystemInfo::SystemSnapsho
 
     m_storageSummary->setText(
         QStringLiteral("%1 of %2 used")
-            .arg(KSTSystemInfo::formatBytesShort(snapshot->storageUsedBytes),
-                 KSTSystemInfo::formatBytesShort(snapshot->storageTotalBytes)));
+            .arg(KSTFormatting::formatBytesShort(snapshot->storageUsedBytes),
+                 KSTFormatting::formatBytesShort(snapshot->storageTotalBytes)));
     QList<KSTStorageBarView::Segment> segments;
     for (const KSTStorageCategory &category : snapshot->storageCategories)
         segments << KSTStorageBarView::Segment{category.colorKey, category.bytes};
@@ -327,7 +327,7 @@ void KSTOverviewViewController::applySnapshot(const KSTSystemInfo::SystemSnapsho
     refreshLegend();
 
     m_memoryCaption->setText(
-        QStringLiteral("of %1").arg(KSTSystemInfo::formatBytesShort(snapshot->memoryTotalBytes)));
+        QStringLiteral("of %1").arg(KSTFormatting::formatBytesShort(snapshot->memoryTotalBytes)));
     m_processorCaption->setText(snapshot->cpuCoreCount == 1
                                     ? QStringLiteral("1 core")
                                     : QStringLiteral("%1 cores").arg(snapshot->cpuCoreCount));
@@ -342,13 +342,13 @@ void KSTOverviewViewController::applySnapshot(const KSTSystemInfo::SystemSnapsho
     announceReadinessIfNeeded();
 }
 
-void KSTOverviewViewController::applyLive(double processor, double memory, double download,
-                                          double upload, double activity)
+void KSTOverviewScreen::applyLive(double processor, double memory, double download, double upload,
+                                  double activity)
 {
     m_memoryGauge->setFraction(memory);
     m_processorGauge->setFraction(processor);
-    m_download->setText(KSTSystemInfo::formatThroughput(download));
-    m_upload->setText(KSTSystemInfo::formatThroughput(upload));
+    m_download->setText(KSTFormatting::formatThroughput(download));
+    m_upload->setText(KSTFormatting::formatThroughput(upload));
     m_activityBar->setSegments({{QStringLiteral("sky"), quint64(std::lround(activity * 1000))}},
                                1000);
     m_activityBar->setToolTip(QStringLiteral("Network activity %1").arg(percentText(activity)));
@@ -356,7 +356,7 @@ void KSTOverviewViewController::applyLive(double processor, double memory, doubl
     m_processorGauge->setToolTip(percentText(processor));
 }
 
-void KSTOverviewViewController::refreshLegend()
+void KSTOverviewScreen::refreshLegend()
 {
     if (!m_snapshot)
         return;
@@ -372,12 +372,12 @@ void KSTOverviewViewController::refreshLegend()
                            "<span style=\"color:%2;\">%3</span>&nbsp;&nbsp;<b>%4</b>")
                 .arg(KSTPalette::color(category.colorKey).name(),
                      KSTPalette::secondaryText().name(), category.name.toHtmlEscaped(),
-                     KSTSystemInfo::formatBytesShort(category.bytes)));
+                     KSTFormatting::formatBytesShort(category.bytes)));
         label->show();
     }
 }
 
-void KSTOverviewViewController::announceReadinessIfNeeded()
+void KSTOverviewScreen::announceReadinessIfNeeded()
 {
     if (m_announcedReady || !isContentReady())
         return;
@@ -385,17 +385,17 @@ void KSTOverviewViewController::announceReadinessIfNeeded()
     Q_EMIT contentReady();
 }
 
-QString KSTOverviewViewController::machineTitleText() const
+QString KSTOverviewScreen::machineTitleText() const
 {
     return m_machineTitle->text();
 }
 
-QString KSTOverviewViewController::downloadText() const
+QString KSTOverviewScreen::downloadText() const
 {
     return m_download->text();
 }
 
-QString KSTOverviewViewController::uptimeText() const
+QString KSTOverviewScreen::uptimeText() const
 {
     return m_uptime->text();
 }

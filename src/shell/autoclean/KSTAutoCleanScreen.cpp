@@ -1,15 +1,15 @@
-#include "KSTAutoCleanViewController.h"
+#include "KSTAutoCleanScreen.h"
 
 #include "KSTAutoCleanManager.h"
 #include "KSTAutoCleanRuleRow.h"
 #include "KSTCardFrame.h"
+#include "KSTFormatting.h"
 #include "KSTKeptAsideBanner.h"
 #include "KSTNeverTouchListView.h"
 #include "KSTNotificationCenter.h"
 #include "KSTPermissionChecker.h"
 #include "KSTStyle.h"
 #include "KSTSymbolView.h"
-#include "KSTSystemInfo.h"
 #include "KSTToggleSwitch.h"
 
 #include <QFileDialog>
@@ -40,8 +40,7 @@ QWidget *statisticTile(const QString &title, const QString &symbol, const QStrin
 
 } // namespace
 
-KSTAutoCleanViewController::KSTAutoCleanViewController(KSTAutoCleanManager &manager,
-                                                       QWidget *parent)
+KSTAutoCleanScreen::KSTAutoCleanScreen(KSTAutoCleanManager &manager, QWidget *parent)
     : KSTToolScreen(parent), m_manager(manager)
 {
     setObjectName(QStringLiteral("autoCleanScreen"));
@@ -76,9 +75,9 @@ KSTAutoCleanViewController::KSTAutoCleanViewController(KSTAutoCleanManager &mana
     layout->addWidget(buildRulesCard());
     m_neverTouch = new KSTNeverTouchListView;
     connect(m_neverTouch, &KSTNeverTouchListView::addRequested, this,
-            &KSTAutoCleanViewController::addNeverTouchFolder);
+            &KSTAutoCleanScreen::addNeverTouchFolder);
     connect(m_neverTouch, &KSTNeverTouchListView::removeRequested, this,
-            &KSTAutoCleanViewController::removeNeverTouchPath);
+            &KSTAutoCleanScreen::removeNeverTouchPath);
     layout->addWidget(m_neverTouch);
     layout->addStretch(1);
     scroll->setWidget(content);
@@ -93,7 +92,7 @@ KSTAutoCleanViewController::KSTAutoCleanViewController(KSTAutoCleanManager &mana
     refresh();
 }
 
-QWidget *KSTAutoCleanViewController::buildMasterCard()
+QWidget *KSTAutoCleanScreen::buildMasterCard()
 {
     auto *card = new KSTCardFrame;
     auto *layout = new QHBoxLayout(card);
@@ -121,7 +120,7 @@ QWidget *KSTAutoCleanViewController::buildMasterCard()
     return card;
 }
 
-QWidget *KSTAutoCleanViewController::buildStatistics()
+QWidget *KSTAutoCleanScreen::buildStatistics()
 {
     auto *row = new QWidget;
     auto *layout = new QHBoxLayout(row);
@@ -145,7 +144,7 @@ QWidget *KSTAutoCleanViewController::buildStatistics()
     return row;
 }
 
-QWidget *KSTAutoCleanViewController::buildRulesCard()
+QWidget *KSTAutoCleanScreen::buildRulesCard()
 {
     auto *card = new KSTCardFrame;
     auto *layout = new QVBoxLayout(card);
@@ -183,12 +182,12 @@ QWidget *KSTAutoCleanViewController::buildRulesCard()
     return card;
 }
 
-void KSTAutoCleanViewController::setFolderPicker(FolderPicker picker)
+void KSTAutoCleanScreen::setFolderPicker(FolderPicker picker)
 {
     m_folderPicker = std::move(picker);
 }
 
-void KSTAutoCleanViewController::refresh()
+void KSTAutoCleanScreen::refresh()
 {
     const bool enabled = m_manager.automationEnabled();
     m_masterSwitch->setChecked(enabled);
@@ -199,10 +198,10 @@ void KSTAutoCleanViewController::refresh()
     else
         m_status->setText(QStringLiteral("Off · nothing is cleaned automatically"));
 
-    m_bytesSaved->setText(KSTSystemInfo::formatBytes(m_manager.bytesSavedThisMonth()));
-    m_filesRemoved->setText(KSTSystemInfo::formatCount(m_manager.filesRemovedThisMonth()));
+    m_bytesSaved->setText(KSTFormatting::formatBytes(m_manager.bytesSavedThisMonth()));
+    m_filesRemoved->setText(KSTFormatting::formatCount(m_manager.filesRemovedThisMonth()));
     const std::optional<QDateTime> lastRun = m_manager.lastRunDate();
-    m_lastRun->setText(lastRun ? KSTSystemInfo::formatRelativeScanTime(lastRun)
+    m_lastRun->setText(lastRun ? KSTFormatting::formatRelativeScanTime(lastRun)
                                : QStringLiteral("Not yet"));
 
     const QList<KSTAutoCleanRuleDefinition> rules = m_manager.rules();
@@ -216,7 +215,7 @@ void KSTAutoCleanViewController::refresh()
     m_keptAside->setPaths(m_manager.keptAsideWhitelistPaths());
 }
 
-void KSTAutoCleanViewController::addNeverTouchFolder()
+void KSTAutoCleanScreen::addNeverTouchFolder()
 {
     const QString path = m_folderPicker ? m_folderPicker(this) : QString();
     if (path.isEmpty())
@@ -233,34 +232,34 @@ void KSTAutoCleanViewController::addNeverTouchFolder()
     refresh();
 }
 
-void KSTAutoCleanViewController::removeNeverTouchPath(const QString &path)
+void KSTAutoCleanScreen::removeNeverTouchPath(const QString &path)
 {
     m_manager.removeWhitelistPath(path);
     m_neverTouch->setNotice({});
     refresh();
 }
 
-QString KSTAutoCleanViewController::statusText() const
+QString KSTAutoCleanScreen::statusText() const
 {
     return m_status->text();
 }
 
-QString KSTAutoCleanViewController::bytesSavedText() const
+QString KSTAutoCleanScreen::bytesSavedText() const
 {
     return m_bytesSaved->text();
 }
 
-QString KSTAutoCleanViewController::filesRemovedText() const
+QString KSTAutoCleanScreen::filesRemovedText() const
 {
     return m_filesRemoved->text();
 }
 
-QString KSTAutoCleanViewController::lastRunText() const
+QString KSTAutoCleanScreen::lastRunText() const
 {
     return m_lastRun->text();
 }
 
-void KSTAutoCleanViewController::showEvent(QShowEvent *event)
+void KSTAutoCleanScreen::showEvent(QShowEvent *event)
 {
     // The last run is shown relative to now.
     refresh();

@@ -1,4 +1,4 @@
-#include "KSTCleanUpViewController.h"
+#include "KSTCleanUpScreen.h"
 
 #include "KSTAccessReminderBanner.h"
 #include "KSTBusyIndicator.h"
@@ -6,6 +6,7 @@
 #include "KSTCleanUpAlerts.h"
 #include "KSTCleanUpCategoryCard.h"
 #include "KSTCleanUpReviewList.h"
+#include "KSTFormatting.h"
 #include "KSTNotificationCenter.h"
 #include "KSTPermissionChecker.h"
 #include "KSTStyle.h"
@@ -34,7 +35,7 @@ QWidget *separatorLine(QWidget *parent)
 
 } // namespace
 
-KSTCleanUpViewController::KSTCleanUpViewController(KSTSystemInfo &systemInfo, QWidget *parent)
+KSTCleanUpScreen::KSTCleanUpScreen(KSTSystemInfo &systemInfo, QWidget *parent)
     : KSTToolScreen(parent), m_systemInfo(systemInfo), m_model(systemInfo),
       m_confirm(&KSTCleanUpAlerts::askToClean), m_tell(&KSTCleanUpAlerts::tellOutcome)
 {
@@ -46,7 +47,7 @@ KSTCleanUpViewController::KSTCleanUpViewController(KSTSystemInfo &systemInfo, QW
     m_banner = new KSTAccessReminderBanner(this);
     m_banner->hide();
     connect(m_banner, &KSTAccessReminderBanner::openSettingsRequested, this,
-            &KSTCleanUpViewController::didRequestFullDiskAccessSettings);
+            &KSTCleanUpScreen::didRequestFullDiskAccessSettings);
     layout->addWidget(m_banner);
     layout->addWidget(buildSummaryCard());
 
@@ -62,22 +63,22 @@ KSTCleanUpViewController::KSTCleanUpViewController(KSTSystemInfo &systemInfo, QW
     layout->addWidget(buildReviewCard(), 1);
 
     m_ageTimer.setInterval(AgeRefreshMs);
-    connect(&m_ageTimer, &QTimer::timeout, this, &KSTCleanUpViewController::refreshSummary);
+    connect(&m_ageTimer, &QTimer::timeout, this, &KSTCleanUpScreen::refreshSummary);
     connect(&m_model, &KSTCleanUpSelectionModel::snapshotChanged, this,
-            &KSTCleanUpViewController::snapshotDidChange);
+            &KSTCleanUpScreen::snapshotDidChange);
     connect(&m_model, &KSTCleanUpSelectionModel::selectionChanged, this,
-            &KSTCleanUpViewController::refreshControls);
+            &KSTCleanUpScreen::refreshControls);
     connect(&m_model, &KSTCleanUpSelectionModel::cleaningChanged, this,
-            &KSTCleanUpViewController::refreshControls);
+            &KSTCleanUpScreen::refreshControls);
     connect(&m_model, &KSTCleanUpSelectionModel::cleanFinished, this,
-            &KSTCleanUpViewController::cleaningDidFinish);
+            &KSTCleanUpScreen::cleaningDidFinish);
     KSTNotificationCenter::defaultCenter().addObserver(
         KSTPermissionChecker::FolderAccessStatusDidChangeNotification, this,
         [this](const KSTNotification &) { refreshReminderBanner(); });
     snapshotDidChange();
 }
 
-QWidget *KSTCleanUpViewController::buildSummaryCard()
+QWidget *KSTCleanUpScreen::buildSummaryCard()
 {
     auto *card = new KSTCardFrame(this);
     auto *layout = new QHBoxLayout(card);
@@ -102,12 +103,12 @@ QWidget *KSTCleanUpViewController::buildSummaryCard()
     m_rescanButton = new QPushButton(QStringLiteral("Rescan"), card);
     m_rescanButton->setObjectName(QStringLiteral("rescanButton"));
     KSTStyle::setButtonRole(m_rescanButton, KSTStyle::SecondaryButton);
-    connect(m_rescanButton, &QPushButton::clicked, this, &KSTCleanUpViewController::rescan);
+    connect(m_rescanButton, &QPushButton::clicked, this, &KSTCleanUpScreen::rescan);
     layout->addWidget(m_rescanButton);
     return card;
 }
 
-QWidget *KSTCleanUpViewController::buildReviewCard()
+QWidget *KSTCleanUpScreen::buildReviewCard()
 {
     auto *card = new KSTCardFrame(this);
     auto *layout = new QVBoxLayout(card);
@@ -142,32 +143,32 @@ QWidget *KSTCleanUpViewController::buildReviewCard()
     m_cleanButton->setObjectName(QStringLiteral("cleanButton"));
     m_cleanButton->setMinimumWidth(96);
     KSTStyle::setButtonRole(m_cleanButton, KSTStyle::PrimaryButton);
-    connect(m_cleanButton, &QPushButton::clicked, this, &KSTCleanUpViewController::requestClean);
+    connect(m_cleanButton, &QPushButton::clicked, this, &KSTCleanUpScreen::requestClean);
     footer->addWidget(m_cleanButton);
     layout->addLayout(footer);
     return card;
 }
 
-bool KSTCleanUpViewController::isContentReady() const
+bool KSTCleanUpScreen::isContentReady() const
 {
     return m_model.hasCompleteSnapshot();
 }
 
-void KSTCleanUpViewController::setAlertPresenters(ConfirmationPresenter confirmation,
-                                                  OutcomePresenter outcome)
+void KSTCleanUpScreen::setAlertPresenters(ConfirmationPresenter confirmation,
+                                          OutcomePresenter outcome)
 {
     m_confirm = std::move(confirmation);
     m_tell = std::move(outcome);
 }
 
-void KSTCleanUpViewController::refreshSnapshot()
+void KSTCleanUpScreen::refreshSnapshot()
 {
     // A new fetch would supersede the scan under way and start its work over; only a scan
     // the service has since dropped (an invalidated cache, a removal) is replaced.
     if (m_fetchInFlight && m_systemInfo.cleanUpScanGeneration() == m_fetchGeneration)
         return;
     m_fetchInFlight = true;
-    QPointer<KSTCleanUpViewController> self(this);
+    QPointer<KSTCleanUpScreen> self(this);
     m_systemInfo.fetchCleanUpSnapshotAsync([self](KSTSystemInfo::CleanUpSnapshotPtr snapshot) {
         if (!self || !snapshot)
             return;
@@ -180,7 +181,7 @@ void KSTCleanUpViewController::refreshSnapshot()
     m_fetchGeneration = m_systemInfo.cleanUpScanGeneration();
 }
 
-void KSTCleanUpViewController::rescan()
+void KSTCleanUpScreen::rescan()
 {
     if (m_model.isCleaning())
         return;
@@ -188,7 +189,7 @@ void KSTCleanUpViewController::rescan()
     refreshSnapshot();
 }
 
-void KSTCleanUpViewController::requestClean()
+void KSTCleanUpScreen::requestClean()
 {
     if (!m_model.canClean() || !m_confirm)
         return;
@@ -197,7 +198,7 @@ void KSTCleanUpViewController::requestClean()
     m_model.startCleaning();
 }
 
-void KSTCleanUpViewController::cleaningDidFinish(const KSTCleanUpOutcome &outcome)
+void KSTCleanUpScreen::cleaningDidFinish(const KSTCleanUpOutcome &outcome)
 {
     // The model has dropped the cached scan; what is left is scanned again at once.
     refreshSnapshot();
@@ -207,7 +208,7 @@ void KSTCleanUpViewController::cleaningDidFinish(const KSTCleanUpOutcome &outcom
     QTimer::singleShot(0, this, [this, outcome] { m_tell(this, outcome); });
 }
 
-void KSTCleanUpViewController::refreshReminderBanner()
+void KSTCleanUpScreen::refreshReminderBanner()
 {
     // Access may have been switched on in System Settings since the answer was cached.
     KSTPermissionChecker::invalidateFullDiskAccessCache();
@@ -219,7 +220,7 @@ void KSTCleanUpViewController::refreshReminderBanner()
     m_banner->setVisible(due);
 }
 
-void KSTCleanUpViewController::snapshotDidChange()
+void KSTCleanUpScreen::snapshotDidChange()
 {
     const auto snapshot = m_model.snapshot();
     for (int index = 0; index < m_cards.size(); ++index) {
@@ -236,7 +237,7 @@ void KSTCleanUpViewController::snapshotDidChange()
     }
 }
 
-void KSTCleanUpViewController::refreshSummary()
+void KSTCleanUpScreen::refreshSummary()
 {
     const auto snapshot = m_model.snapshot();
     const bool scanning = !snapshot || snapshot->isPartial;
@@ -251,16 +252,16 @@ void KSTCleanUpViewController::refreshSummary()
         snapshot->totalReclaimableBytes == 0
             ? QStringLiteral("Nothing to clean")
             : QStringLiteral("%1 can be cleaned")
-                  .arg(KSTSystemInfo::formatBytesShort(snapshot->totalReclaimableBytes)));
+                  .arg(KSTFormatting::formatBytesShort(snapshot->totalReclaimableBytes)));
     const QString files = snapshot->filesAnalyzed == 1
                               ? QStringLiteral("1 file analyzed")
                               : QStringLiteral("%1 files analyzed")
-                                    .arg(KSTSystemInfo::formatCount(snapshot->filesAnalyzed));
+                                    .arg(KSTFormatting::formatCount(snapshot->filesAnalyzed));
     m_detail->setText(files + QStringLiteral(" · Scanned ") +
-                      KSTSystemInfo::formatRelativeScanTime(snapshot->scanDate));
+                      KSTFormatting::formatRelativeScanTime(snapshot->scanDate));
 }
 
-void KSTCleanUpViewController::refreshControls()
+void KSTCleanUpScreen::refreshControls()
 {
     const bool cleaning = m_model.isCleaning();
     const QList<KSTCleanUpItem> chosen = m_model.itemsToRemove();
@@ -268,7 +269,7 @@ void KSTCleanUpViewController::refreshControls()
         m_selection->setText(QStringLiteral("No items selected"));
     } else {
         m_selection->setText(QStringLiteral("%1 selected · %2")
-                                 .arg(KSTSystemInfo::formatBytesShort(m_model.selectedBytes()),
+                                 .arg(KSTFormatting::formatBytesShort(m_model.selectedBytes()),
                                       chosen.size() == 1
                                           ? QStringLiteral("1 item")
                                           : QStringLiteral("%1 items").arg(chosen.size())));
@@ -280,27 +281,27 @@ void KSTCleanUpViewController::refreshControls()
     m_cleaningLabel->setVisible(cleaning);
 }
 
-QString KSTCleanUpViewController::summaryText() const
+QString KSTCleanUpScreen::summaryText() const
 {
     return m_summary->text();
 }
 
-QString KSTCleanUpViewController::detailText() const
+QString KSTCleanUpScreen::detailText() const
 {
     return m_detail->text();
 }
 
-QString KSTCleanUpViewController::selectionText() const
+QString KSTCleanUpScreen::selectionText() const
 {
     return m_selection->text();
 }
 
-bool KSTCleanUpViewController::isShowingProgress() const
+bool KSTCleanUpScreen::isShowingProgress() const
 {
     return m_cleanIndicator->isRunning() && !m_cleanButton->isEnabled();
 }
 
-void KSTCleanUpViewController::showEvent(QShowEvent *event)
+void KSTCleanUpScreen::showEvent(QShowEvent *event)
 {
     KSTToolScreen::showEvent(event);
     refreshReminderBanner();
@@ -309,7 +310,7 @@ void KSTCleanUpViewController::showEvent(QShowEvent *event)
     m_ageTimer.start();
 }
 
-void KSTCleanUpViewController::hideEvent(QHideEvent *event)
+void KSTCleanUpScreen::hideEvent(QHideEvent *event)
 {
     m_ageTimer.stop();
     KSTToolScreen::hideEvent(event);

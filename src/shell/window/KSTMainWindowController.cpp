@@ -1,10 +1,8 @@
 #include "KSTMainWindowController.h"
 
-#include "KSTCleanUpViewController.h"
 #include "KSTContentShellViewController.h"
-#include "KSTFullDiskAccessViewController.h"
+#include "KSTFullDiskAccessScreen.h"
 #include "KSTNotificationCenter.h"
-#include "KSTOverviewViewController.h"
 #include "KSTPalette.h"
 #include "KSTPermissionChecker.h"
 #include "KSTScreenFactory.h"
@@ -12,6 +10,7 @@
 #include "KSTSidebarViewController.h"
 #include "KSTStyle.h"
 #include "KSTSystemInfo.h"
+#include "KSTToolScreen.h"
 
 #include <QGuiApplication>
 #include <QHBoxLayout>
@@ -83,14 +82,10 @@ void KSTMainWindowController::setupUI()
     for (int section = 0; section < KSTSectionCatalog::SectionCount; ++section) {
         KSTToolScreen *screen =
             KSTScreenFactory::makeScreenForSection(section, m_engines, m_screenParking);
-        if (auto *overview = qobject_cast<KSTOverviewViewController *>(screen)) {
-            connect(overview, &KSTOverviewViewController::didRequestSection, this,
-                    &KSTMainWindowController::overviewDidRequestSection);
-        }
-        if (auto *cleanUp = qobject_cast<KSTCleanUpViewController *>(screen)) {
-            connect(cleanUp, &KSTCleanUpViewController::didRequestFullDiskAccessSettings, this,
-                    [this] { openFullDiskAccessSettingsForSection(KSTSectionCatalog::CleanUp); });
-        }
+        connect(screen, &KSTToolScreen::didRequestSection, this,
+                &KSTMainWindowController::screenDidRequestSection);
+        connect(screen, &KSTToolScreen::didRequestFullDiskAccessSettings, this,
+                [this, section] { openFullDiskAccessSettingsForSection(section); });
         screen->hide();
         m_screenControllers << screen;
     }
@@ -98,7 +93,7 @@ void KSTMainWindowController::setupUI()
     showSection(KSTSectionCatalog::Overview);
 }
 
-KSTToolScreen *KSTMainWindowController::viewControllerForSection(int section) const
+KSTToolScreen *KSTMainWindowController::screenForSection(int section) const
 {
     if (section < 0 || section >= m_screenControllers.size())
         return nullptr;
@@ -107,7 +102,7 @@ KSTToolScreen *KSTMainWindowController::viewControllerForSection(int section) co
 
 QString KSTMainWindowController::contentTitleForSection(int section, const QWidget *screen)
 {
-    if (qobject_cast<const KSTFullDiskAccessViewController *>(screen)) {
+    if (qobject_cast<const KSTFullDiskAccessScreen *>(screen)) {
         return KSTPermissionChecker::isRunningSandboxed() ? QStringLiteral("User Folder Access")
                                                           : QStringLiteral("Full Disk Access");
     }
@@ -116,20 +111,16 @@ QString KSTMainWindowController::contentTitleForSection(int section, const QWidg
 
 bool KSTMainWindowController::sectionRequiresFolderAccess(int section)
 {
-    if (KSTPermissionChecker::isRunningSandboxed()) {
-        return section == KSTSectionCatalog::Overview || section == KSTSectionCatalog::CleanUp ||
-               section == KSTSectionCatalog::AutoClean || section == KSTSectionCatalog::AppManage;
-    }
-    return section == KSTSectionCatalog::Reporter || section == KSTSectionCatalog::CleanUp ||
-           section == KSTSectionCatalog::AutoClean;
+    return KSTSectionCatalog::requiresFolderAccess(section,
+                                                   KSTPermissionChecker::isRunningSandboxed());
 }
 
 bool KSTMainWindowController::shouldShowFolderAccessGateForSection(int section)
 {
     if (!sectionRequiresFolderAccess(section))
         return false;
-    // Clean Up cannot do its work from a home grant alone: it needs Full Disk Access.
-    if (section == KSTSectionCatalog::CleanUp && !KSTPermissionChecker::hasFullDiskAccess())
+    if (KSTSectionCatalog::requiresFullDiskAccess(section) &&
+        !KSTPermissionChecker::hasFullDiskAccess())
         return true;
     return KSTPermissionChecker::shouldShowFolderAccessPrompt();
 }
@@ -148,15 +139,15 @@ void KSTMainWindowController::showSection(int section, Gate gate)
 
     QWidget *screen = nullptr;
     if (gate == Gate::Apply && shouldShowFolderAccessGateForSection(section)) {
-        auto *permission = new KSTFullDiskAccessViewController(section);
-        connect(permission, &KSTFullDiskAccessViewController::didChooseOpenSettings, this,
-                &KSTMainWindowController::fullDiskAccessViewControllerDidChooseOpenSettings);
-        connect(permission, &KSTFullDiskAccessViewController::didChooseRemindLater, this,
-                &KSTMainWindowController::fullDiskAccessViewControllerDidChooseRemindLater);
+        auto *permission = new KSTFullDiskAccessScreen(section);
+        connect(permission, &KSTFullDiskAccessScreen::didChooseOpenSettings, this,
+                &KSTMainWindowController::fullDiskAccessScreenDidChooseOpenSettings);
+        connect(permission, &KSTFullDiskAccessScreen::didChooseRemindLater, this,
+                &KSTMainWindowController::fullDiskAccessScreenDidChooseRemindLater);
         m_permissionScreen = permission;
         screen = permission;
     } else {
-        screen = viewControllerForSection(section);
+        screen = screenForSection(section);
     }
 
     auto *shell = new KSTContentShellViewController(screen, contentTitleForSection(section, screen),
@@ -237,14 +228,14 @@ void KSTMainWindowController::sidebarDidSelectSection(int section)
     showSection(section);
 }
 
-void KSTMainWindowController::overviewDidRequestSection(int section)
+void KSTMainWindowController::screenDidRequestSection(int section)
 {
     m_sidebar->selectSection(section);
     showSection(section);
 }
 
-void KSTMainWindowController::fullDiskAccessViewControllerDidChooseOpenSettings(
-    KSTFullDiskAccessViewController *screen)
+void KSTMainWindowController::fullDiskAccessScreenDidChooseOpenSettings(
+    KSTFullDiskAccessScreen *screen)
 {
     openFullDiskAccessSettingsForSection(screen->targetSection());
 }
@@ -264,8 +255,8 @@ void KSTMainWindowController::openFullDiskAccessSettingsForSection(int section)
     KSTPermissionChecker::openFullDiskAccessSettings();
 }
 
-void KSTMainWindowController::fullDiskAccessViewControllerDidChooseRemindLater(
-    KSTFullDiskAccessViewController *screen)
+void KSTMainWindowController::fullDiskAccessScreenDidChooseRemindLater(
+    KSTFullDiskAccessScreen *screen)
 {
     const int section = screen->targetSection();
     KSTPermissionChecker::setRemindLater(true);

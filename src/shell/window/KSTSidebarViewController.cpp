@@ -60,7 +60,7 @@ KSTSidebarViewController::KSTSidebarViewController(KSTAutoCleanManager &autoClea
             connect(row, &KSTNavRowView::activated, this, &KSTSidebarViewController::navClicked);
             m_navRows[section] = row;
             layout->addWidget(row);
-            if (section == KSTSectionCatalog::AutoClean)
+            if (KSTSectionCatalog::showsAutomationBadge(section))
                 m_autoCleanRow = row;
         }
     }

@@ -1,27 +1,27 @@
 #include "KSTScreenFactory.h"
 
-#include "KSTAutoCleanViewController.h"
-#include "KSTCleanUpViewController.h"
-#include "KSTOverviewViewController.h"
+#include "KSTAutoCleanScreen.h"
+#include "KSTCleanUpScreen.h"
+#include "KSTOverviewScreen.h"
 #include "KSTSectionCatalog.h"
-#include "KSTUnavailableViewController.h"
+#include "KSTUnavailableScreen.h"
 
 KSTToolScreen *KSTScreenFactory::makeScreenForSection(int section, const KSTShellEngines &engines,
                                                       QWidget *parent)
 {
     switch (section) {
     case KSTSectionCatalog::Overview:
-        return new KSTOverviewViewController(*engines.systemInfo, engines.liveSampler, parent);
+        return new KSTOverviewScreen(*engines.systemInfo, engines.liveSampler, parent);
     case KSTSectionCatalog::CleanUp:
-        return new KSTCleanUpViewController(*engines.systemInfo, parent);
+        return new KSTCleanUpScreen(*engines.systemInfo, parent);
     case KSTSectionCatalog::AutoClean:
-        return new KSTAutoCleanViewController(*engines.autoCleanManager, parent);
+        return new KSTAutoCleanScreen(*engines.autoCleanManager, parent);
     case KSTSectionCatalog::Reporter:
     case KSTSectionCatalog::Duplicates:
     case KSTSectionCatalog::AppManage:
     case KSTSectionCatalog::Utilities:
     default:
         // Their engines are not part of this version yet.
-        return new KSTUnavailableViewController(section, parent);
+        return new KSTUnavailableScreen(section, parent);
     }
 }

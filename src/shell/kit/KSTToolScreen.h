@@ -7,7 +7,8 @@
 ///
 /// The window creates one screen per section once and keeps it, so a screen keeps its state
 /// while the user visits other tools; it is shown and hidden (showEvent/hideEvent) as the
-/// user moves between tools.
+/// user moves between tools. A screen never reaches for the window: what it wants of it goes
+/// through the signals below.
 class KSTToolScreen : public QWidget
 {
     Q_OBJECT
@@ -22,4 +23,13 @@ public:
 Q_SIGNALS:
     /// isContentReady() has become true.
     void contentReady();
+
+    // Requests a screen makes of the window. The window connects them for every screen, so a
+    // new tool needs no change there to use them.
+
+    /// The user asked for another tool (a shortcut, a link in a message).
+    void didRequestSection(int section);
+    /// The user asked to grant Full Disk Access for this screen's tool (a reminder's button):
+    /// the window opens the settings and shows the tool again once access arrives.
+    void didRequestFullDiskAccessSettings();
 };

@@ -10,7 +10,7 @@
 #include <memory>
 
 class KSTContentShellViewController;
-class KSTFullDiskAccessViewController;
+class KSTFullDiskAccessScreen;
 class KSTSidebarViewController;
 class KSTToolScreen;
 class QMainWindow;
@@ -51,7 +51,7 @@ public:
     /// content shell; then applies the last-good-size rule.
     void showSection(int section);
     /// The kept screen of @p section; nullptr outside the table or before setupUI().
-    KSTToolScreen *viewControllerForSection(int section) const;
+    KSTToolScreen *screenForSection(int section) const;
     /// "Full Disk Access" for the permission screen ("User Folder Access" in a sandboxed
     /// build), else the section's content title.
     static QString contentTitleForSection(int section, const QWidget *screen);
@@ -63,9 +63,9 @@ public:
 
     // ---- Delegate callbacks ----
     void sidebarDidSelectSection(int section);
-    void overviewDidRequestSection(int section);
-    void fullDiskAccessViewControllerDidChooseOpenSettings(KSTFullDiskAccessViewController *screen);
-    void fullDiskAccessViewControllerDidChooseRemindLater(KSTFullDiskAccessViewController *screen);
+    void screenDidRequestSection(int section);
+    void fullDiskAccessScreenDidChooseOpenSettings(KSTFullDiskAccessScreen *screen);
+    void fullDiskAccessScreenDidChooseRemindLater(KSTFullDiskAccessScreen *screen);
     /// Opens the Full Disk Access settings (in a sandboxed build: asks for the home folder)
     /// and waits for the grant, after which @p section is shown again. The permission screen
     /// and the Clean Up screen's reminder both come here.
@@ -101,7 +101,7 @@ private:
     // Parent of the screens that are not on display.
     QWidget *m_screenParking = nullptr;
     QPointer<KSTContentShellViewController> m_currentShell;
-    QPointer<KSTFullDiskAccessViewController> m_permissionScreen;
+    QPointer<KSTFullDiskAccessScreen> m_permissionScreen;
     QList<KSTToolScreen *> m_screenControllers;
     QSize m_lastGoodContentSize;
     int m_currentSection = 0;

@@ -1,7 +1,4 @@
-// The formatting class operations of KSTSystemInfo. Sizes step by 1024 even though the
-// labels look decimal; numbers are printed with the C locale's point, as printf would,
-// except formatCount, which groups digits the way the user's locale does.
-#include "KSTSystemInfo.h"
+#include "KSTFormatting.h"
 
 #include <QLocale>
 
@@ -46,7 +43,7 @@ const QLocale &installedDateLocale()
 
 } // namespace
 
-QString KSTSystemInfo::formatBytes(quint64 bytes)
+QString KSTFormatting::formatBytes(quint64 bytes)
 {
     static const char *const units[] = {"B", "KB", "MB", "GB", "TB"};
     if (bytes == 0)
@@ -63,7 +60,7 @@ QString KSTSystemInfo::formatBytes(quint64 bytes)
     return fixed(value, unit == 1 ? 1 : 0) + QLatin1Char(' ') + QLatin1String(units[unit]);
 }
 
-QString KSTSystemInfo::formatBytesShort(quint64 bytes)
+QString KSTFormatting::formatBytesShort(quint64 bytes)
 {
     if (bytes >= TiB)
         return fixed(static_cast<double>(bytes) / static_cast<double>(TiB), 1) +
@@ -76,7 +73,7 @@ QString KSTSystemInfo::formatBytesShort(quint64 bytes)
     return fixed(static_cast<double>(bytes) / static_cast<double>(GiB), 0) + QLatin1String(" GB");
 }
 
-QString KSTSystemInfo::formatSignedBytesShort(qint64 bytes)
+QString KSTFormatting::formatSignedBytesShort(qint64 bytes)
 {
     if (bytes == 0)
         return QStringLiteral("0 B");
@@ -87,7 +84,7 @@ QString KSTSystemInfo::formatSignedBytesShort(qint64 bytes)
     return sign + formatBytesShort(magnitude);
 }
 
-QString KSTSystemInfo::formatThroughput(double megabytesPerSecond)
+QString KSTFormatting::formatThroughput(double megabytesPerSecond)
 {
     if (megabytesPerSecond >= 1024.0)
         return fixed(megabytesPerSecond / 1024.0, 1) + QLatin1String(" GB/s");
@@ -96,7 +93,7 @@ QString KSTSystemInfo::formatThroughput(double megabytesPerSecond)
     return fixed(megabytesPerSecond * 1024.0, 0) + QLatin1String(" KB/s");
 }
 
-QString KSTSystemInfo::formatCount(quint64 count)
+QString KSTFormatting::formatCount(quint64 count)
 {
     const QString grouped = QLocale().toString(static_cast<qulonglong>(count));
     if (!grouped.isEmpty())
@@ -104,7 +101,7 @@ QString KSTSystemInfo::formatCount(quint64 count)
     return QString::number(count);
 }
 
-QString KSTSystemInfo::formatDuration(double seconds)
+QString KSTFormatting::formatDuration(double seconds)
 {
     if (seconds < 60)
         return fixed(seconds, 0) + QLatin1String(" sec");
@@ -123,7 +120,7 @@ QString KSTSystemInfo::formatDuration(double seconds)
                              static_cast<long long>(hours % 24));
 }
 
-QString KSTSystemInfo::formatApproximateUsageDuration(double seconds)
+QString KSTFormatting::formatApproximateUsageDuration(double seconds)
 {
     if (seconds < 30)
         return QStringLiteral("Less than 1 minute");
@@ -150,7 +147,7 @@ QString KSTSystemInfo::formatApproximateUsageDuration(double seconds)
     return plural(minutesInHour, "minute");
 }
 
-QString KSTSystemInfo::formatRelativeScanTime(const std::optional<QDateTime> &date)
+QString KSTFormatting::formatRelativeScanTime(const std::optional<QDateTime> &date)
 {
     if (!date || !date->isValid())
         return QStringLiteral("just now");
@@ -165,14 +162,14 @@ QString KSTSystemInfo::formatRelativeScanTime(const std::optional<QDateTime> &da
     return fixed(interval / 86400.0, 0) + QLatin1String(" days ago");
 }
 
-QString KSTSystemInfo::formatAppManageInstalledDate(const std::optional<QDateTime> &date)
+QString KSTFormatting::formatAppManageInstalledDate(const std::optional<QDateTime> &date)
 {
     if (!date || !date->isValid())
         return QString(QChar(0x2014));
     return installedDateLocale().toString(date->toLocalTime(), QStringLiteral("MMM dd, yyyy"));
 }
 
-QString KSTSystemInfo::formatAppManageLastOpened(const std::optional<QDateTime> &date)
+QString KSTFormatting::formatAppManageLastOpened(const std::optional<QDateTime> &date)
 {
     if (!date || !date->isValid())
         return QStringLiteral("Never");
@@ -203,7 +200,7 @@ QString KSTSystemInfo::formatAppManageLastOpened(const std::optional<QDateTime> 
     return formatAppManageInstalledDate(date);
 }
 
-QString KSTSystemInfo::sourceLabelForInstalledAppSource(qint64 source)
+QString KSTFormatting::sourceLabelForInstalledAppSource(qint64 source)
 {
     switch (source) {
     case 0:
@@ -215,7 +212,7 @@ QString KSTSystemInfo::sourceLabelForInstalledAppSource(qint64 source)
     }
 }
 
-QString KSTSystemInfo::detailSourceLabelForInstalledAppSource(qint64 source)
+QString KSTFormatting::detailSourceLabelForInstalledAppSource(qint64 source)
 {
     switch (source) {
     case 0:

@@ -1,4 +1,4 @@
-#include "KSTUnavailableViewController.h"
+#include "KSTUnavailableScreen.h"
 
 #include "KSTSectionCatalog.h"
 #include "KSTStyle.h"
@@ -7,7 +7,7 @@
 #include <QLabel>
 #include <QVBoxLayout>
 
-KSTUnavailableViewController::KSTUnavailableViewController(int section, QWidget *parent)
+KSTUnavailableScreen::KSTUnavailableScreen(int section, QWidget *parent)
     : KSTToolScreen(parent), m_section(section)
 {
     setObjectName(QStringLiteral("unavailableScreen"));
@@ -36,7 +36,7 @@ KSTUnavailableViewController::KSTUnavailableViewController(int section, QWidget 
     layout->addStretch(3);
 }
 
-QString KSTUnavailableViewController::messageForSection(int section)
+QString KSTUnavailableScreen::messageForSection(int section)
 {
     return QStringLiteral("%1 is not available in this version of Kestrel yet.")
         .arg(KSTSectionCatalog::sidebarTitle(section));

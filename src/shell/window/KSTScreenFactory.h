@@ -6,7 +6,7 @@ class KSTToolScreen;
 class QWidget;
 
 /// Which screen each section shows. This is the one place to change when a tool's screen
-/// arrives: replace the section's KSTUnavailableViewController with the tool's screen.
+/// arrives: replace the section's KSTUnavailableScreen with the tool's screen.
 class KSTScreenFactory
 {
 public:

@@ -11,13 +11,13 @@ class QPushButton;
 /// be reminded later. A sandboxed build asks for the home folder instead.
 ///
 /// The screen only reports the choice; the window (its delegate) acts on it.
-class KSTFullDiskAccessViewController : public KSTToolScreen
+class KSTFullDiskAccessScreen : public KSTToolScreen
 {
     Q_OBJECT
 
 public:
     /// A screen standing in for @p targetSection.
-    explicit KSTFullDiskAccessViewController(int targetSection, QWidget *parent = nullptr);
+    explicit KSTFullDiskAccessScreen(int targetSection, QWidget *parent = nullptr);
 
     int targetSection() const { return m_targetSection; }
     QString titleText() const;
@@ -29,8 +29,8 @@ public:
     void refreshTexts();
 
 Q_SIGNALS:
-    void didChooseOpenSettings(KSTFullDiskAccessViewController *screen);
-    void didChooseRemindLater(KSTFullDiskAccessViewController *screen);
+    void didChooseOpenSettings(KSTFullDiskAccessScreen *screen);
+    void didChooseRemindLater(KSTFullDiskAccessScreen *screen);
 
 protected:
     void showEvent(QShowEvent *event) override;

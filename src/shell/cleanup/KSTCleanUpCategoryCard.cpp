@@ -1,9 +1,9 @@
 #include "KSTCleanUpCategoryCard.h"
 
 #include "KSTElidedLabel.h"
+#include "KSTFormatting.h"
 #include "KSTStyle.h"
 #include "KSTSymbolView.h"
-#include "KSTSystemInfo.h"
 
 #include <QHBoxLayout>
 #include <QLabel>
@@ -86,7 +86,7 @@ void KSTCleanUpCategoryCard::setCategory(const KSTCleanUpCategory &category, boo
     m_title->setText(category.name);
     m_description->setText(category.categoryDescription);
     m_total->setText(placeholder ? QStringLiteral("…")
-                                 : KSTSystemInfo::formatBytesShort(category.totalBytes));
+                                 : KSTFormatting::formatBytesShort(category.totalBytes));
 
     while (QLayoutItem *item = m_rows->takeAt(0)) {
         if (QWidget *widget = item->widget())
@@ -117,7 +117,7 @@ void KSTCleanUpCategoryCard::setCategory(const KSTCleanUpCategory &category, boo
     for (qsizetype index = 0; index < shown; ++index) {
         const KSTCleanUpItem &item = category.items.at(index);
         m_shownNames << item.name;
-        addRow(item.name, placeholder ? QString() : KSTSystemInfo::formatBytesShort(item.bytes),
+        addRow(item.name, placeholder ? QString() : KSTFormatting::formatBytesShort(item.bytes),
                placeholder ? KSTStyle::Secondary : KSTStyle::Body, item.displayPath);
     }
     if (category.items.size() > shown) {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "KSTShellEngines.h"
+#include "KSTLiveMetrics.h"
 #include "KSTSystemInfo.h"
 #include "KSTToolScreen.h"
 
@@ -21,7 +21,7 @@ class QStackedLayout;
 /// (the cached one at once once there is one, so a cache invalidated meanwhile is recomputed).
 /// While the screen is shown, processor, memory and network are sampled again every
 /// LiveSampleIntervalMs, one sample at a time; hiding the screen stops the sampling.
-class KSTOverviewViewController : public KSTToolScreen
+class KSTOverviewScreen : public KSTToolScreen
 {
     Q_OBJECT
 
@@ -29,8 +29,8 @@ public:
     static constexpr int LiveSampleIntervalMs = 2000;
 
     /// @p systemInfo must outlive the screen; @p liveSampler takes one live sample.
-    KSTOverviewViewController(KSTSystemInfo &systemInfo, KSTShellEngines::LiveSampler liveSampler,
-                              QWidget *parent = nullptr);
+    KSTOverviewScreen(KSTSystemInfo &systemInfo, KSTLiveMetrics::Sampler liveSampler,
+                      QWidget *parent = nullptr);
 
     /// The snapshot is shown and a live sample taken after it has been applied, so every
     /// figure on screen is a measured one (the first sample of a process only lays the
@@ -56,10 +56,6 @@ public:
     const KSTGaugeView *processorGauge() const { return m_processorGauge; }
     const KSTLargestAppsView *largestApps() const { return m_largestApps; }
 
-Q_SIGNALS:
-    /// A shortcut asked for another tool (the delegate's overviewDidRequestSection).
-    void didRequestSection(int section);
-
 protected:
     void showEvent(QShowEvent *event) override;
     void hideEvent(QHideEvent *event) override;
@@ -79,7 +75,7 @@ private:
     void announceReadinessIfNeeded();
 
     KSTSystemInfo &m_systemInfo;
-    KSTShellEngines::LiveSampler m_liveSampler;
+    KSTLiveMetrics::Sampler m_liveSampler;
     KSTSystemInfo::SystemSnapshotPtr m_snapshot;
     QTimer m_liveTimer;
     bool m_fetchInFlight = false;

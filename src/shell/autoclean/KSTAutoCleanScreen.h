@@ -20,7 +20,7 @@ class QLabel;
 /// Every switch and list change goes to the manager; the screen then shows the manager's
 /// state again (on its "KSTAutoCleanStateDidChangeNotification" and at once), so it never
 /// shows a state the manager does not hold.
-class KSTAutoCleanViewController : public KSTToolScreen
+class KSTAutoCleanScreen : public KSTToolScreen
 {
     Q_OBJECT
 
@@ -29,7 +29,7 @@ public:
     using FolderPicker = std::function<QString(QWidget *parent)>;
 
     /// @p manager must outlive the screen.
-    explicit KSTAutoCleanViewController(KSTAutoCleanManager &manager, QWidget *parent = nullptr);
+    explicit KSTAutoCleanScreen(KSTAutoCleanManager &manager, QWidget *parent = nullptr);
 
     /// Replaces the folder dialog (tests).
     void setFolderPicker(FolderPicker picker);

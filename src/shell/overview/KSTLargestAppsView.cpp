@@ -1,10 +1,10 @@
 #include "KSTLargestAppsView.h"
 
 #include "KSTCardFrame.h"
+#include "KSTFormatting.h"
 #include "KSTStorageBarView.h"
 #include "KSTStyle.h"
 #include "KSTSymbolView.h"
-#include "KSTSystemInfo.h"
 
 #include <QGridLayout>
 #include <QHBoxLayout>
@@ -56,7 +56,7 @@ void KSTLargestAppsView::setApps(const QList<KSTAppUsageInfo> &apps, qint64 inst
         installedAppCount == 1
             ? QStringLiteral("1 application installed")
             : QStringLiteral("%1 applications installed")
-                  .arg(KSTSystemInfo::formatCount(quint64(qMax<qint64>(0, installedAppCount)))));
+                  .arg(KSTFormatting::formatCount(quint64(qMax<qint64>(0, installedAppCount)))));
     if (apps.isEmpty()) {
         m_rows->addWidget(
             KSTStyle::label(QStringLiteral("No applications found."), KSTStyle::Secondary));
@@ -80,7 +80,7 @@ void KSTLargestAppsView::setApps(const QList<KSTAppUsageInfo> &apps, qint64 inst
         name->setToolTip(app.bundlePath);
         grid->addWidget(name, 0, 1);
         QLabel *size =
-            KSTStyle::label(KSTSystemInfo::formatBytesShort(app.sizeBytes), KSTStyle::Body, row);
+            KSTStyle::label(KSTFormatting::formatBytesShort(app.sizeBytes), KSTStyle::Body, row);
         size->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
         grid->addWidget(size, 0, 2);
         auto *bar = new KSTStorageBarView(row);

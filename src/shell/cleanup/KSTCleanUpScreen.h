@@ -31,7 +31,7 @@ class QPushButton;
 /// The snapshot is asked for each time the screen is shown (a cached one comes at once, so a
 /// cache dropped meanwhile is scanned again), but never while a scan this screen started is
 /// still under way. Alerts go through replaceable presenters, so tests answer them.
-class KSTCleanUpViewController : public KSTToolScreen
+class KSTCleanUpScreen : public KSTToolScreen
 {
     Q_OBJECT
 
@@ -43,7 +43,7 @@ public:
     using OutcomePresenter = std::function<void(QWidget *parent, const KSTCleanUpOutcome &)>;
 
     /// @p systemInfo must outlive the screen and every removal it starts.
-    explicit KSTCleanUpViewController(KSTSystemInfo &systemInfo, QWidget *parent = nullptr);
+    explicit KSTCleanUpScreen(KSTSystemInfo &systemInfo, QWidget *parent = nullptr);
 
     /// A complete scan is shown.
     bool isContentReady() const override;
@@ -71,10 +71,6 @@ public:
     QString detailText() const;
     QString selectionText() const;
     bool isShowingProgress() const;
-
-Q_SIGNALS:
-    /// The reminder's button: the window opens the settings and waits for the grant.
-    void didRequestFullDiskAccessSettings();
 
 protected:
     void showEvent(QShowEvent *event) override;

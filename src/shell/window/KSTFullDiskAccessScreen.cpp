@@ -1,4 +1,4 @@
-#include "KSTFullDiskAccessViewController.h"
+#include "KSTFullDiskAccessScreen.h"
 
 #include "KSTCardFrame.h"
 #include "KSTPermissionChecker.h"
@@ -11,7 +11,7 @@
 #include <QPushButton>
 #include <QVBoxLayout>
 
-KSTFullDiskAccessViewController::KSTFullDiskAccessViewController(int targetSection, QWidget *parent)
+KSTFullDiskAccessScreen::KSTFullDiskAccessScreen(int targetSection, QWidget *parent)
     : KSTToolScreen(parent), m_targetSection(targetSection)
 {
     setObjectName(QStringLiteral("fullDiskAccessScreen"));
@@ -77,17 +77,17 @@ KSTFullDiskAccessViewController::KSTFullDiskAccessViewController(int targetSecti
     refreshTexts();
 }
 
-QString KSTFullDiskAccessViewController::titleText() const
+QString KSTFullDiskAccessScreen::titleText() const
 {
     return m_titleLabel->text();
 }
 
-QString KSTFullDiskAccessViewController::messageText() const
+QString KSTFullDiskAccessScreen::messageText() const
 {
     return m_messageLabel->text();
 }
 
-void KSTFullDiskAccessViewController::refreshTexts()
+void KSTFullDiskAccessScreen::refreshTexts()
 {
     if (KSTPermissionChecker::isRunningSandboxed()) {
         m_titleLabel->setText(QStringLiteral("Allow Access to Your Home Folder"));
@@ -101,7 +101,7 @@ void KSTFullDiskAccessViewController::refreshTexts()
     m_openSettingsButton->setText(QStringLiteral("Open System Settings"));
 }
 
-void KSTFullDiskAccessViewController::showEvent(QShowEvent *event)
+void KSTFullDiskAccessScreen::showEvent(QShowEvent *event)
 {
     refreshTexts();
     KSTToolScreen::showEvent(event);

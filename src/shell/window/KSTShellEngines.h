@@ -14,7 +14,7 @@ struct KSTShellEngines
 {
     /// Takes one live sample (processor, memory, download, upload, activity) and calls the
     /// handler on the main thread.
-    using LiveSampler = std::function<void(KSTLiveMetrics::Handler handler)>;
+    using LiveSampler = KSTLiveMetrics::Sampler;
 
     KSTSystemInfo *systemInfo = nullptr;
     KSTAutoCleanManager *autoCleanManager = nullptr;
