@@ -2,8 +2,10 @@
 
 #include "KSTDispatch.h"
 #include "KSTFormatting.h"
+#include "KSTLiveBaselines.h"
 #include "KSTLiveMetrics.h"
 #include "KSTSystemInfo.h"
+#include "KSTSystemSnapshot.h"
 #include "KSTTerminalText.h"
 
 #include <QJsonArray>
@@ -127,7 +129,7 @@ struct LiveSample
 
 int runLive(KSTCliContext &context, int count)
 {
-    const KSTLiveMetrics live(KSTSystemInfo::shared());
+    const KSTLiveMetrics live(KSTLiveBaselines::shared());
     QJsonArray samples;
     QTextStream &out = context.out();
     for (int index = 0; index < count; ++index) {

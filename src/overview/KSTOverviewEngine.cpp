@@ -33,19 +33,23 @@ QVariantMap rootPlist(const QString &systemPath)
 
 } // namespace
 
-KSTOverviewEngine::KSTOverviewEngine(KSTSystemInfo &systemInfo) : m_systemInfo(&systemInfo) {}
+KSTOverviewEngine::KSTOverviewEngine(KSTSystemInfo &systemInfo, KSTLiveBaselines &baselines)
+    : m_systemInfo(&systemInfo), m_baselines(&baselines)
+{
+}
 
-void KSTOverviewEngine::install(KSTSystemInfo &systemInfo)
+void KSTOverviewEngine::install(KSTSystemInfo &systemInfo, KSTLiveBaselines &baselines)
 {
     KSTSystemInfo *info = &systemInfo;
+    KSTLiveBaselines *shared = &baselines;
     systemInfo.setOverviewSnapshotBuilder(
-        [info] { return KSTOverviewEngine(*info).fetchSnapshot(); });
+        [info, shared] { return KSTOverviewEngine(*info, *shared).fetchSnapshot(); });
 }
 
 std::shared_ptr<KSTSystemSnapshot> KSTOverviewEngine::fetchSnapshot() const
 {
     auto snapshot = std::make_shared<KSTSystemSnapshot>();
-    const KSTLiveMetrics live(*m_systemInfo);
+    const KSTLiveMetrics live(*m_baselines);
     const KSTApplicationBundleCatalog catalog(*m_systemInfo);
 
     snapshot->machineTitle = machineTitle(systemProfilerHardwareReport());

@@ -1,6 +1,7 @@
 #include "KSTShellEngines.h"
 
 #include "KSTAutoCleanManager.h"
+#include "KSTLiveBaselines.h"
 #include "KSTSystemInfo.h"
 
 KSTShellEngines KSTShellEngines::shared()
@@ -8,13 +9,13 @@ KSTShellEngines KSTShellEngines::shared()
     KSTShellEngines engines;
     engines.systemInfo = &KSTSystemInfo::shared();
     engines.autoCleanManager = &KSTAutoCleanManager::shared();
-    engines.liveSampler = liveSamplerFor(KSTSystemInfo::shared());
+    engines.liveSampler = liveSamplerFor(KSTLiveBaselines::shared());
     return engines;
 }
 
-KSTShellEngines::LiveSampler KSTShellEngines::liveSamplerFor(KSTSystemInfo &systemInfo)
+KSTShellEngines::LiveSampler KSTShellEngines::liveSamplerFor(KSTLiveBaselines &baselines)
 {
-    return [&systemInfo](KSTLiveMetrics::Handler handler) {
-        KSTLiveMetrics(systemInfo).sampleLiveMetricsWithCompletion(std::move(handler));
+    return [&baselines](KSTLiveMetrics::Handler handler) {
+        KSTLiveMetrics(baselines).sampleLiveMetricsWithCompletion(std::move(handler));
     };
 }

@@ -5,6 +5,7 @@
 #include <functional>
 
 class KSTAutoCleanManager;
+class KSTLiveBaselines;
 class KSTSystemInfo;
 
 /// The engines the window presents. The program uses the shared instances; a test hands in
@@ -20,9 +21,9 @@ struct KSTShellEngines
     KSTAutoCleanManager *autoCleanManager = nullptr;
     LiveSampler liveSampler;
 
-    /// KSTSystemInfo::shared(), KSTAutoCleanManager::shared() and live samples of the shared
-    /// service.
+    /// KSTSystemInfo::shared(), KSTAutoCleanManager::shared() and live samples against the
+    /// shared baselines.
     static KSTShellEngines shared();
-    /// A sampler of @p systemInfo's live metrics; @p systemInfo must outlive every sample.
-    static LiveSampler liveSamplerFor(KSTSystemInfo &systemInfo);
+    /// A sampler measuring against @p baselines, which must outlive every sample.
+    static LiveSampler liveSamplerFor(KSTLiveBaselines &baselines);
 };
