@@ -82,17 +82,13 @@ void printSummary(QTextStream &out, const KSTCleanUpSnapshot &snapshot)
     }
 }
 
-// Waits for the complete snapshot; the placeholder that arrives first is passed over.
-KSTSystemInfo::CleanUpSnapshotPtr scan()
+// Fetches through the model the window uses and waits for the complete snapshot; the
+// placeholder that arrives first is passed over.
+KSTSystemInfo::CleanUpSnapshotPtr scan(KSTCleanUpSelectionModel &model)
 {
-    KSTSystemInfo::CleanUpSnapshotPtr complete;
-    KSTSystemInfo::shared().fetchCleanUpSnapshotAsync(
-        [&complete](KSTSystemInfo::CleanUpSnapshotPtr snapshot) {
-            if (snapshot && !snapshot->isPartial)
-                complete = snapshot;
-        });
-    KSTDispatch::runMainLoopUntil([&complete] { return complete != nullptr; }, ScanTimeoutMs);
-    return complete;
+    model.refresh();
+    KSTDispatch::runMainLoopUntil([&model] { return model.hasCompleteSnapshot(); }, ScanTimeoutMs);
+    return model.hasCompleteSnapshot() ? model.snapshot() : nullptr;
 }
 
 int scanDidNotArrive(KSTCliContext &context)
@@ -105,7 +101,8 @@ int scanDidNotArrive(KSTCliContext &context)
 
 int runSnapshot(KSTCliContext &context)
 {
-    const KSTSystemInfo::CleanUpSnapshotPtr snapshot = scan();
+    KSTCleanUpSelectionModel model(KSTSystemInfo::shared());
+    const KSTSystemInfo::CleanUpSnapshotPtr snapshot = scan(model);
     if (!snapshot)
         return scanDidNotArrive(context);
     if (context.json())
@@ -180,11 +177,9 @@ int runClean(KSTCliContext &context)
                                           .arg(type, CategoryTypes.join(QStringLiteral(", "))));
     }
 
-    const KSTSystemInfo::CleanUpSnapshotPtr snapshot = scan();
-    if (!snapshot)
-        return scanDidNotArrive(context);
     KSTCleanUpSelectionModel model(KSTSystemInfo::shared());
-    model.setSnapshot(snapshot);
+    if (!scan(model))
+        return scanDidNotArrive(context);
     for (const QString &type : categories)
         model.setCategorySelected(model.indexOfCategoryType(type), true);
     for (const QString &path : paths) {

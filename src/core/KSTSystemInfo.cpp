@@ -9,7 +9,8 @@ KSTSystemInfo &KSTSystemInfo::shared()
     return *instance;
 }
 
-KSTSystemInfo::KSTSystemInfo() : m_poolWork(std::make_unique<KSTDispatchGroup>())
+KSTSystemInfo::KSTSystemInfo()
+    : m_context(std::make_unique<QObject>()), m_poolWork(std::make_unique<KSTDispatchGroup>())
 {
     using Quality = KSTQualityOfService;
     m_reporterQueue = std::make_unique<KSTDispatchQueue>(QStringLiteral("com.kestrel.reporter"),
@@ -36,7 +37,7 @@ KSTSystemInfo::~KSTSystemInfo()
     m_appInventoryQueue.reset();
     for (auto &worker : m_duplicateHashWorkers)
         worker.reset();
-    m_alive.reset();
+    m_context.reset();
 }
 
 KSTDispatchQueue &KSTSystemInfo::duplicateHashWorkerQueueForIndex(qint32 index)
@@ -46,11 +47,7 @@ KSTDispatchQueue &KSTSystemInfo::duplicateHashWorkerQueueForIndex(qint32 index)
 
 void KSTSystemInfo::onMain(std::function<void()> block)
 {
-    std::weak_ptr<char> alive = m_alive;
-    KSTDispatch::mainAsync([alive = std::move(alive), block = std::move(block)] {
-        if (alive.lock())
-            block();
-    });
+    KSTDispatch::mainAsync(m_context.get(), std::move(block));
 }
 
 void KSTSystemInfo::onGlobalPool(KSTQualityOfService quality, std::function<void()> block)

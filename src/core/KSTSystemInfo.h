@@ -6,6 +6,7 @@
 
 #include <QDateTime>
 #include <QList>
+#include <QObject>
 #include <QString>
 #include <QStringList>
 
@@ -216,7 +217,7 @@ private:
     DuplicateSnapshotBuilder m_duplicateSnapshotBuilder;
     DuplicateScanRoutine m_duplicateScanRoutine;
 
-    // Main-queue blocks hold a weak reference and skip themselves once this is gone.
-    std::shared_ptr<char> m_alive = std::make_shared<char>();
+    // The context of this instance's main-queue hops: they are dropped once it is gone.
+    std::unique_ptr<QObject> m_context;
     std::unique_ptr<KSTDispatchGroup> m_poolWork;
 };

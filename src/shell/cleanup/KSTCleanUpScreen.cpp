@@ -163,22 +163,7 @@ void KSTCleanUpScreen::setAlertPresenters(ConfirmationPresenter confirmation,
 
 void KSTCleanUpScreen::refreshSnapshot()
 {
-    // A new fetch would supersede the scan under way and start its work over; only a scan
-    // the service has since dropped (an invalidated cache, a removal) is replaced.
-    if (m_fetchInFlight && m_systemInfo.cleanUpScanGeneration() == m_fetchGeneration)
-        return;
-    m_fetchInFlight = true;
-    QPointer<KSTCleanUpScreen> self(this);
-    m_systemInfo.fetchCleanUpSnapshotAsync([self](KSTSystemInfo::CleanUpSnapshotPtr snapshot) {
-        if (!self || !snapshot)
-            return;
-        if (!snapshot->isPartial)
-            self->m_fetchInFlight = false;
-        // The cached scan handed out again on a later visit keeps the user's ticks.
-        if (snapshot != self->m_model.snapshot())
-            self->m_model.setSnapshot(std::move(snapshot));
-    });
-    m_fetchGeneration = m_systemInfo.cleanUpScanGeneration();
+    m_model.refresh();
 }
 
 void KSTCleanUpScreen::rescan()

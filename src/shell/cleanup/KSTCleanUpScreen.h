@@ -89,8 +89,6 @@ private:
     KSTCleanUpSelectionModel m_model;
     ConfirmationPresenter m_confirm;
     OutcomePresenter m_tell;
-    bool m_fetchInFlight = false;
-    quint64 m_fetchGeneration = 0;
     bool m_announcedReady = false;
     // Keeps "Scanned 5 min ago" true while the screen is on display.
     QTimer m_ageTimer;

@@ -1,6 +1,7 @@
 #include "KSTOverviewScreen.h"
 
 #include "KSTCardFrame.h"
+#include "KSTDispatch.h"
 #include "KSTFormatting.h"
 #include "KSTGaugeView.h"
 #include "KSTLargestAppsView.h"
@@ -252,14 +253,12 @@ void KSTOverviewScreen::refreshSnapshot()
     if (m_fetchInFlight && m_systemInfo.overviewFetchGeneration() == m_fetchGeneration)
         return;
     m_fetchInFlight = true;
-    QPointer<KSTOverviewScreen> self(this);
-    m_systemInfo.fetchSnapshotAsync([self](KSTSystemInfo::SystemSnapshotPtr snapshot) {
-        if (!self)
-            return;
-        self->m_fetchInFlight = false;
-        if (snapshot)
-            self->applySnapshot(snapshot);
-    });
+    m_systemInfo.fetchSnapshotAsync(KSTDispatch::onMainFor<KSTSystemInfo::SystemSnapshotPtr>(
+        this, [this](KSTSystemInfo::SystemSnapshotPtr snapshot) {
+            m_fetchInFlight = false;
+            if (snapshot)
+                applySnapshot(snapshot);
+        }));
     m_fetchGeneration = m_systemInfo.overviewFetchGeneration();
 }
 
@@ -288,19 +287,17 @@ void KSTOverviewScreen::takeLiveSample()
         return;
     m_sampleInFlight = true;
     const bool afterSnapshot = m_snapshot != nullptr;
-    QPointer<KSTOverviewScreen> self(this);
-    m_liveSampler([self, afterSnapshot](double processor, double memory, double download,
-                                        double upload, double activity) {
-        if (!self)
-            return;
-        self->m_sampleInFlight = false;
-        self->m_hasLiveFigures = true;
-        ++self->m_liveSampleCount;
-        if (afterSnapshot)
-            self->m_hasSampleAfterSnapshot = true;
-        self->applyLive(processor, memory, download, upload, activity);
-        self->announceReadinessIfNeeded();
-    });
+    m_liveSampler(KSTDispatch::onMainFor<double, double, double, double, double>(
+        this, [this, afterSnapshot](double processor, double memory, double download, double upload,
+                                    double activity) {
+            m_sampleInFlight = false;
+            m_hasLiveFigures = true;
+            ++m_liveSampleCount;
+            if (afterSnapshot)
+                m_hasSampleAfterSnapshot = true;
+            applyLive(processor, memory, download, upload, activity);
+            announceReadinessIfNeeded();
+        }));
 }
 
 void KSTOverviewScreen::applySnapshot(const KSTSystemInfo::SystemSnapshotPtr &snapshot)

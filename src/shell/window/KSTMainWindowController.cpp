@@ -1,6 +1,7 @@
 #include "KSTMainWindowController.h"
 
 #include "KSTContentShellViewController.h"
+#include "KSTDispatch.h"
 #include "KSTFullDiskAccessScreen.h"
 #include "KSTNotificationCenter.h"
 #include "KSTPalette.h"
@@ -245,11 +246,8 @@ void KSTMainWindowController::openFullDiskAccessSettingsForSection(int section)
     m_pendingPermissionSection = section;
     m_waitingForFullDiskAccessGrant = true;
     if (KSTPermissionChecker::isRunningSandboxed()) {
-        QPointer<KSTMainWindowController> self(this);
-        KSTPermissionChecker::requestHomeFolderAccessWithCompletion([self](bool) {
-            if (self)
-                self->handleFolderAccessGrantedIfNeeded();
-        });
+        KSTPermissionChecker::requestHomeFolderAccessWithCompletion(KSTDispatch::onMainFor<bool>(
+            this, [this](bool) { handleFolderAccessGrantedIfNeeded(); }));
         return;
     }
     KSTPermissionChecker::openFullDiskAccessSettings();
