@@ -8,6 +8,7 @@
 #include "KSTTrashSupport.h"
 
 #include <QDir>
+#include <QRandomGenerator>
 #include <QSettings>
 
 #include <algorithm>
@@ -340,26 +341,9 @@ std::optional<KSTHeldEntry> KSTRemovalGuard::admit(const QString &path,
                   QLatin1Char('/') + KSTFileName::decoded(entry->name());
     const std::vector<KSTFileIdentity> holders =
         resolvedParent.isEmpty() ? std::vector<KSTFileIdentity>() : foldersDownTo(resolvedParent);
-    for (const NeverTouchEntry &neverTouch : m_neverTouch) {
-        bool hit =
-            containsFile(neverTouch.itself, identity) || containsFile(neverTouch.holders, identity);
-        for (const KSTFileIdentity &file : neverTouch.itself)
-            hit =
-                hit || (file.kind == KSTFileIdentity::Kind::Folder && containsFile(holders, file));
-        for (const QString &form : {neverTouch.cleanPath, neverTouch.resolvedPath}) {
-            if (form.isEmpty())
-                continue;
-            for (const QString &mine : {target, resolvedTarget}) {
-                hit = hit || mine == form || isInside(mine, form) || isInside(form, mine);
-            }
-        }
-        if (hit) {
-            const bool music = neverTouch.cleanPath == m_home + QLatin1String("/Music");
-            refuse(error, music ? RefusedPrivacyProtected : RefusedNeverTouch, path,
-                   music ? QStringLiteral("it is in the Music folder or holds it")
-                         : QStringLiteral("it is, holds or lies inside a never-touch item"));
-            return std::nullopt;
-        }
+    if (const NeverTouchEntry *hit = neverTouchHit(target, resolvedTarget, identity, holders)) {
+        refuseNeverTouch(error, path, *hit);
+        return std::nullopt;
     }
 
     if (expected && !expected->matches(identity)) {
@@ -373,6 +357,39 @@ std::optional<KSTHeldEntry> KSTRemovalGuard::admit(const QString &path,
         return std::nullopt;
     }
     return entry;
+}
+
+const KSTRemovalGuard::NeverTouchEntry *
+KSTRemovalGuard::neverTouchHit(const QString &target, const QString &resolvedTarget,
+                               const std::optional<KSTFileIdentity> &identity,
+                               const std::vector<KSTFileIdentity> &holders) const
+{
+    for (const NeverTouchEntry &neverTouch : m_neverTouch) {
+        bool hit = identity && (containsFile(neverTouch.itself, *identity) ||
+                                containsFile(neverTouch.holders, *identity));
+        for (const KSTFileIdentity &file : neverTouch.itself)
+            hit =
+                hit || (file.kind == KSTFileIdentity::Kind::Folder && containsFile(holders, file));
+        for (const QString &form : {neverTouch.cleanPath, neverTouch.resolvedPath}) {
+            if (form.isEmpty())
+                continue;
+            for (const QString &mine : {target, resolvedTarget}) {
+                hit = hit || mine == form || isInside(mine, form) || isInside(form, mine);
+            }
+        }
+        if (hit)
+            return &neverTouch;
+    }
+    return nullptr;
+}
+
+bool KSTRemovalGuard::refuseNeverTouch(KSTError *error, const QString &path,
+                                       const NeverTouchEntry &hit) const
+{
+    const bool music = hit.cleanPath == m_home + QLatin1String("/Music");
+    return refuse(error, music ? RefusedPrivacyProtected : RefusedNeverTouch, path,
+                  music ? QStringLiteral("it is in the Music folder or holds it")
+                        : QStringLiteral("it is, holds or lies inside a never-touch item"));
 }
 
 std::optional<KSTHeldEntry> KSTRemovalGuard::recheck(KSTHeldEntry entry, KSTError *error) const
@@ -408,6 +425,75 @@ bool KSTRemovalGuard::removePermanently(const QString &path,
     if (entry)
         entry = recheck(std::move(*entry), error);
     return entry && KSTTrash::removePermanently(*entry, error);
+}
+
+bool KSTRemovalGuard::replaceFile(const QString &path,
+                                  const std::optional<KSTFileIdentity> &expected,
+                                  const Builder &build, KSTError *error) const
+{
+    std::optional<KSTHeldEntry> entry = admit(path, expected, error);
+    if (entry)
+        entry = recheck(std::move(*entry), error);
+    if (!entry)
+        return false;
+    if (!S_ISREG(entry->status().st_mode))
+        return refuse(error, RefusedChanged, path, QStringLiteral("it is not a file"));
+    const KSTFileIdentity admitted = KSTFileIdentity::fromStatus(entry->status());
+    const int folder = entry->parentFd();
+
+    // A hidden name of our own beside the file; the builder creates it exclusively.
+    const QByteArray temporary =
+        ".kestrel-" + QByteArray::number(QRandomGenerator::global()->generate64(), 16) + ".tmp";
+    KSTError buildError;
+    if (!build(folder, temporary, &buildError)) {
+        if (error)
+            *error =
+                buildError.description.isEmpty()
+                    ? KSTTrashSupport::cocoaError(
+                          EIO, path,
+                          QStringLiteral("%1 was left in place").arg(KSTTrashSupport::quoted(path)))
+                    : buildError;
+        return false;
+    }
+    const auto fail = [&](int failure, const QString &reason) {
+        ::unlinkat(folder, temporary.constData(), 0);
+        if (failure == 0)
+            return refuse(error, RefusedChanged, path, reason);
+        if (error)
+            *error = KSTTrashSupport::cocoaError(
+                failure, path,
+                QStringLiteral("%1 was left in place").arg(KSTTrashSupport::quoted(path)));
+        return false;
+    };
+    struct stat built = {};
+    if (::fstatat(folder, temporary.constData(), &built, AT_SYMLINK_NOFOLLOW) != 0 ||
+        !S_ISREG(built.st_mode))
+        return fail(0, QStringLiteral("its replacement is not a file"));
+    if (!entry->refresh() || !admitted.matches(KSTFileIdentity::fromStatus(entry->status())))
+        return fail(0, QStringLiteral("it changed since the scan"));
+
+    const int exchanged = KSTTrashSupport::exchangeAt(folder, temporary, entry->name());
+    if (exchanged == 0) {
+        // The entry swapped out must be the file admitted; otherwise put it back.
+        struct stat displaced = {};
+        if (::fstatat(folder, temporary.constData(), &displaced, AT_SYMLINK_NOFOLLOW) != 0 ||
+            !admitted.matches(KSTFileIdentity::fromStatus(displaced))) {
+            if (KSTTrashSupport::exchangeAt(folder, temporary, entry->name()) != 0)
+                return refuse(error, RefusedChanged, path,
+                              QStringLiteral("it changed while it was being replaced, and the "
+                                             "entry that took its place was kept as %1")
+                                  .arg(KSTFileName::decoded(temporary)));
+            return fail(0, QStringLiteral("it changed since the scan"));
+        }
+        ::unlinkat(folder, temporary.constData(), 0);
+        return true;
+    }
+    if (exchanged != EINVAL && exchanged != ENOSYS && exchanged != ENOTSUP)
+        return fail(exchanged, {});
+    // Without an atomic swap: the re-check above is the last look before the rename.
+    if (::renameat(folder, temporary.constData(), folder, entry->name().constData()) != 0)
+        return fail(errno, {});
+    return true;
 }
 
 bool KSTRemovalGuard::moveIntoFolder(const QString &path,
@@ -455,4 +541,138 @@ bool KSTRemovalGuard::moveIntoFolder(const QString &path,
     if (resultingPath)
         *resultingPath = folder + QLatin1Char('/') + destinationName;
     return true;
+}
+
+int KSTRemovalGuard::openForOverwriting(const QString &path,
+                                        const std::optional<KSTFileIdentity> &expected,
+                                        KSTError *error) const
+{
+    std::optional<KSTHeldEntry> entry = admit(path, expected, error);
+    if (entry)
+        entry = recheck(std::move(*entry), error);
+    if (!entry)
+        return -1;
+    if (!S_ISREG(entry->status().st_mode)) {
+        refuse(error, RefusedChanged, path, QStringLiteral("it is not a regular file"));
+        return -1;
+    }
+    if (entry->status().st_nlink > 1) {
+        refuse(error, RefusedSharedData, path,
+               QStringLiteral("its data also lives under another name"));
+        return -1;
+    }
+    const int fd = ::openat(entry->parentFd(), entry->name().constData(),
+                            O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+    if (fd < 0) {
+        if (error)
+            *error = KSTTrashSupport::cocoaError(
+                errno, path,
+                QStringLiteral("Could not open %1 for writing").arg(KSTTrashSupport::quoted(path)));
+        return -1;
+    }
+    struct stat opened = {};
+    if (::fstat(fd, &opened) != 0 || !S_ISREG(opened.st_mode) || opened.st_nlink > 1 ||
+        !KSTFileIdentity::fromStatus(entry->status())
+             .matches(KSTFileIdentity::fromStatus(opened))) {
+        ::close(fd);
+        refuse(error, RefusedChanged, path, QStringLiteral("it changed since the scan"));
+        return -1;
+    }
+    return fd;
+}
+
+std::optional<KSTGuardedNewFile>
+KSTRemovalGuard::startNewFile(const QString &path, const std::optional<KSTFileIdentity> &replaced,
+                              KSTError *error) const
+{
+    const QString target = clean(path);
+    const QString folder = parentOf(target);
+    const QString scope = scopeRootFor(target);
+    if (!target.startsWith(QLatin1Char('/')) || isProtectedFolder(target)) {
+        refuse(error, RefusedProtectedFolder, path, QStringLiteral("it is a protected folder"));
+        return std::nullopt;
+    }
+    if (scope.isEmpty()) {
+        refuse(error, RefusedOutsideChoice, path,
+               QStringLiteral("it lies outside the folders chosen for this task"));
+        return std::nullopt;
+    }
+    if (KSTPermissionChecker::liesInPrivacyProtectedPlace(target)) {
+        refuse(error, RefusedPrivacyProtected, path,
+               QStringLiteral("it is in the Music folder or a photo or music library"));
+        return std::nullopt;
+    }
+    const int folderFd = KSTNoFollowPath::openFolderBeneath(scope, folder);
+    if (folderFd < 0) {
+        const int failure = errno;
+        if (failure == ELOOP || failure == ENOTDIR || failure == EXDEV)
+            refuse(error, RefusedThroughLink, path,
+                   QStringLiteral("its folder is reached only through a symbolic link"));
+        else if (error)
+            *error = KSTTrashSupport::cocoaError(
+                failure, path,
+                QStringLiteral("Could not write %1").arg(KSTTrashSupport::quoted(path)));
+        return std::nullopt;
+    }
+    struct stat folderStatus = {};
+    ::fstat(folderFd, &folderStatus);
+    const QString resolvedFolder = resolved(folder);
+    const QString name = target.mid(folder.size() == 1 ? 1 : folder.size() + 1);
+    const QString resolvedTarget =
+        resolvedFolder.isEmpty()
+            ? target
+            : (resolvedFolder == QLatin1String("/") ? QString() : resolvedFolder) +
+                  QLatin1Char('/') + name;
+    if (KSTPermissionChecker::liesInPrivacyProtectedPlace(resolvedTarget)) {
+        ::close(folderFd);
+        refuse(error, RefusedPrivacyProtected, path,
+               QStringLiteral("it is in the Music folder or a photo or music library"));
+        return std::nullopt;
+    }
+    std::vector<KSTFileIdentity> holders =
+        foldersDownTo(resolvedFolder.isEmpty() ? folder : resolvedFolder);
+    holders.push_back(KSTFileIdentity::fromStatus(folderStatus));
+    if (const NeverTouchEntry *hit = neverTouchHit(target, resolvedTarget, replaced, holders)) {
+        ::close(folderFd);
+        refuseNeverTouch(error, path, *hit);
+        return std::nullopt;
+    }
+    std::optional<KSTGuardedNewFile> file = KSTGuardedNewFile::start(
+        folderFd, KSTFileName::encoded(name), target,
+        replaced ? KSTGuardedNewFile::Mode::Replace : KSTGuardedNewFile::Mode::CreateOnly,
+        replaced);
+    if (!file && error) {
+        *error = KSTTrashSupport::cocoaError(
+            errno, path, QStringLiteral("Could not write %1").arg(KSTTrashSupport::quoted(path)));
+    }
+    if (!file)
+        ::close(folderFd);
+    return file;
+}
+
+std::optional<KSTGuardedNewFile> KSTRemovalGuard::createNewFile(const QString &path,
+                                                                KSTError *error) const
+{
+    if (KSTNoFollowPath::status(clean(path))) {
+        if (error)
+            *error = KSTTrashSupport::cocoaError(
+                EEXIST, path,
+                QStringLiteral("Could not write %1").arg(KSTTrashSupport::quoted(path)));
+        return std::nullopt;
+    }
+    return startNewFile(path, std::nullopt, error);
+}
+
+std::optional<KSTGuardedNewFile>
+KSTRemovalGuard::replaceFile(const QString &path, const std::optional<KSTFileIdentity> &expected,
+                             KSTError *error) const
+{
+    std::optional<KSTHeldEntry> entry = admit(path, expected, error);
+    if (!entry)
+        return std::nullopt;
+    if (!S_ISREG(entry->status().st_mode)) {
+        refuse(error, RefusedChanged, path, QStringLiteral("it is not a regular file"));
+        return std::nullopt;
+    }
+    return startNewFile(path, KSTFileIdentity::fromStatus(entry->status()), error);
 }

@@ -2,16 +2,19 @@
 
 #include "KSTError.h"
 #include "KSTFileIdentity.h"
+#include "KSTGuardedNewFile.h"
 #include "KSTNoFollowPath.h"
 
 #include <QString>
 #include <QStringList>
 
+#include <functional>
 #include <optional>
 #include <vector>
 
 /// The one gate every deletion, move to the Trash, overwrite or rename of a user's file
-/// passes: Clean Up's removal and Trash emptying, the auto-clean rules, and every later tool.
+/// passes: Clean Up's removal and Trash emptying, the auto-clean rules, the duplicate
+/// finder's removal and linking, and every later tool.
 ///
 /// It decides on the file system, never on names or labels. An entry is admitted only when
 /// all of these hold:
@@ -48,6 +51,9 @@ public:
         RefusedPrivacyProtected = 5, ///< Music, a photo or music library, or holds one
         RefusedChanged = 6,          ///< not the entry the scan saw any more
         RefusedMissing = 7,          ///< nothing there (any more)
+        /// a file with other hard links: overwriting it would change data under a name
+        /// nobody chose
+        RefusedSharedData = 8,
     };
 
     struct Policy
@@ -86,11 +92,51 @@ public:
     bool removePermanently(const QString &path, const std::optional<KSTFileIdentity> &expected = {},
                            KSTError *error = nullptr) const;
 
+    /// Makes the replacement of a file under a temporary name in the file's own folder:
+    /// @p folderFd is that folder, held open, and @p temporaryName a name no entry has yet,
+    /// which the builder creates with O_EXCL. On failure it removes what it made and returns
+    /// false with @p error.
+    using Builder =
+        std::function<bool(int folderFd, const QByteArray &temporaryName, KSTError *error)>;
+
+    /// Replaces the regular file @p path, admitted as for the other acts and matching
+    /// @p expected, with the file @p build makes beside it: once built (it must be a regular
+    /// file), and the file re-checked, the two are swapped in one step where the file system
+    /// can (the entry swapped out is then checked once more and the swap undone when it is not
+    /// the file admitted), else the new file is renamed over it; then the old file's name is
+    /// deleted. On any failure the file stays as it was and the temporary entry is removed.
+    /// The replacement is the caller's to make equal to the file (its content, permissions
+    /// and dates): the guard only decides whether the file may be replaced at all.
+    bool replaceFile(const QString &path, const std::optional<KSTFileIdentity> &expected,
+                     const Builder &build, KSTError *error = nullptr) const;
+
     /// Moves @p path into @p destinationFolder (inside the chosen folders, reached without a
     /// link) as @p destinationName, never replacing anything there. Both ends are checked.
     bool moveIntoFolder(const QString &path, const std::optional<KSTFileIdentity> &expected,
                         const QString &destinationFolder, const QString &destinationName,
                         QString *resultingPath = nullptr, KSTError *error = nullptr) const;
+
+    /// Opens @p path for overwriting in place once admitted: a regular file with no other hard
+    /// link, opened write-only relative to its held folder, never through a link and never
+    /// blocking, and only when the opened file is the entry admitted (and, when given,
+    /// @p expected). Returns the descriptor, which the caller closes. On failure returns -1
+    /// and fills @p error: a refusal in this class's domain, or what the file system said
+    /// (NSCocoaErrorDomain) when the file exists but cannot be opened for writing.
+    int openForOverwriting(const QString &path, const std::optional<KSTFileIdentity> &expected,
+                           KSTError *error = nullptr) const;
+
+    /// Starts a new file at @p path, which must not exist: every rule admit() applies holds
+    /// for @p path, and its folder is reached from the chosen folder without a link. The file
+    /// appears at @p path only once committed, never replacing anything there.
+    std::optional<KSTGuardedNewFile> createNewFile(const QString &path,
+                                                   KSTError *error = nullptr) const;
+
+    /// Starts replacing the file at @p path, admitted as for removal (with @p expected): the
+    /// new contents are written unseen and renamed over it when committed, and only while it
+    /// is still the entry admitted.
+    std::optional<KSTGuardedNewFile> replaceFile(const QString &path,
+                                                 const std::optional<KSTFileIdentity> &expected,
+                                                 KSTError *error = nullptr) const;
 
 private:
     struct NeverTouchEntry
@@ -106,6 +152,13 @@ private:
     QString scopeRootFor(const QString &path) const;
     bool isProtectedFolder(const QString &path) const;
     std::optional<KSTHeldEntry> recheck(KSTHeldEntry entry, KSTError *error) const;
+    const NeverTouchEntry *neverTouchHit(const QString &target, const QString &resolvedTarget,
+                                         const std::optional<KSTFileIdentity> &identity,
+                                         const std::vector<KSTFileIdentity> &holders) const;
+    bool refuseNeverTouch(KSTError *error, const QString &path, const NeverTouchEntry &hit) const;
+    std::optional<KSTGuardedNewFile> startNewFile(const QString &path,
+                                                  const std::optional<KSTFileIdentity> &replaced,
+                                                  KSTError *error) const;
 
     QString m_home;
     QString m_root;

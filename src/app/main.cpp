@@ -5,6 +5,7 @@
 // Everything is decided before a Qt application object exists: the command line needs only
 // a QCoreApplication, and a screenshot must choose the off-screen platform before the
 // QApplication is created.
+#include "KSTAppInventoryEngine.h"
 #include "KSTCleanUpEngine.h"
 #include "KSTCommandLine.h"
 #include "KSTDuplicateEngine.h"
@@ -30,6 +31,7 @@ void installEngines()
     KSTOverviewEngine::install(KSTSystemInfo::shared());
     KSTCleanUpEngine::install(KSTSystemInfo::shared());
     KSTDuplicateEngine::install(KSTSystemInfo::shared());
+    KSTAppInventoryEngine::shared();
 }
 
 int runCommandLine(int &argc, char **argv, const QStringList &arguments)

@@ -1,6 +1,7 @@
 #include "KSTCliContext.h"
 
 #include "KSTFileName.h"
+#include "KSTJsonTextWriter.h"
 #include "KSTTerminalText.h"
 
 #include <QJsonArray>
@@ -12,7 +13,8 @@ namespace {
 // A file name that is not UTF-8 holds lone surrogates (KSTFileName), which QJsonDocument
 // would write as U+FFFD, losing the name's bytes. They are carried through serialisation as
 // a noncharacter (reserved for such internal use) and two hex digits, then written as the
-// JSON escape "\udcXX", which a reader decodes back to the same lone surrogate.
+// JSON escape the streaming writer uses too (KSTJsonTextWriter::escapedByte()), which a
+// reader decodes back to the same lone surrogate.
 constexpr char16_t Marker = 0xFDD0;
 
 QString marked(const QString &text)
@@ -21,12 +23,10 @@ QString marked(const QString &text)
         return text;
     QString result;
     for (qsizetype index = 0; index < text.size(); ++index) {
-        const char16_t unit = text.at(index).unicode();
-        const bool pairedLow = index > 0 && text.at(index - 1).isHighSurrogate();
-        if (unit >= 0xDC80 && unit <= 0xDCFF && !pairedLow)
-            result += QChar(Marker) + QString::number(unit - 0xDC00, 16).rightJustified(2, u'0');
+        if (const int byte = KSTFileName::escapedByteAt(text, index); byte >= 0)
+            result += QChar(Marker) + QString::number(byte, 16).rightJustified(2, u'0');
         else
-            result += QChar(unit);
+            result += text.at(index);
     }
     return result;
 }
@@ -55,8 +55,10 @@ QByteArray unmarked(QByteArray json)
 {
     static const QByteArray marker = QString(QChar(Marker)).toUtf8();
     for (qsizetype at = json.indexOf(marker); at >= 0; at = json.indexOf(marker, at)) {
-        json.replace(at, marker.size(), "\\udc");
-        at += 5;
+        const int byte = json.mid(at + marker.size(), 2).toInt(nullptr, 16);
+        const QByteArray escape = KSTJsonTextWriter::escapedByte(byte).toLatin1();
+        json.replace(at, marker.size() + 2, escape);
+        at += escape.size();
     }
     return json;
 }

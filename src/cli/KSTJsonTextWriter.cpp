@@ -1,6 +1,10 @@
 #include "KSTJsonTextWriter.h"
 
+#include "KSTFileName.h"
+
 #include <QLocale>
+
+#include <algorithm>
 
 void KSTJsonTextWriter::indent()
 {
@@ -100,13 +104,30 @@ void KSTJsonTextWriter::nullValue()
     m_out << "null";
 }
 
+QString KSTJsonTextWriter::escapedByte(int byte)
+{
+    return QStringLiteral("\\udc") + QString::number(byte & 0xff, 16).rightJustified(2, u'0');
+}
+
 QString KSTJsonTextWriter::quoted(const QString &text)
 {
+    // Most strings (paths, keys) need no escape at all.
+    const bool plain = std::none_of(text.cbegin(), text.cend(), [](QChar character) {
+        const char16_t code = character.unicode();
+        return code < 0x20 || code == u'"' || code == u'\\' || (code >= 0xDC80 && code <= 0xDCFF);
+    });
+    if (plain)
+        return QLatin1Char('"') + text + QLatin1Char('"');
     QString result;
     result.reserve(text.size() + 2);
     result += QLatin1Char('"');
-    for (const QChar character : text) {
+    for (qsizetype index = 0; index < text.size(); ++index) {
+        const QChar character = text.at(index);
         const char16_t code = character.unicode();
+        if (const int byte = KSTFileName::escapedByteAt(text, index); byte >= 0) {
+            result += escapedByte(byte);
+            continue;
+        }
         switch (code) {
         case u'"':
             result += QLatin1String("\\\"");

@@ -8,7 +8,9 @@
 /// Writes one indented JSON document straight to a stream, in the layout QJsonDocument
 /// uses (four spaces per level), for documents too large to build in memory first: keys come
 /// out in the order they are written. Strings are escaped as JSON requires (quote, backslash,
-/// control characters).
+/// control characters), and a byte of a file name that is not UTF-8 (KSTFileName's escaped
+/// bytes) as "\udcNN", which a reader decoding lone surrogates back to bytes (Python's
+/// surrogateescape) turns into the name's own bytes.
 ///
 /// The caller pairs every begin with its end and writes a key before each value inside an
 /// object; the writer does not check.
@@ -32,6 +34,8 @@ public:
 
     /// @p text as a JSON string literal.
     static QString quoted(const QString &text);
+    /// The JSON escape that carries the file-name byte @p byte (0x80–0xFF): "\udcNN".
+    static QString escapedByte(int byte);
 
 private:
     void beforeValue();

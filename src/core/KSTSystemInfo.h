@@ -20,6 +20,7 @@ struct KSTAppInventorySnapshot;
 struct KSTCleanUpSnapshot;
 struct KSTDuplicateSnapshot;
 struct KSTInstalledAppRecord;
+struct KSTRelatedPathScanIndex;
 struct KSTReporterSnapshot;
 struct KSTSystemSnapshot;
 
@@ -60,6 +61,7 @@ public:
     KSTDispatchQueue &reporterQueue() { return *m_reporterQueue; }
     KSTDispatchQueue &cleanUpQueue() { return *m_cleanUpQueue; }
     KSTDispatchQueue &duplicateQueue() { return *m_duplicateQueue; }
+    KSTDispatchQueue &appInventoryQueue() { return *m_appInventoryQueue; }
     /// Hash worker index & 3: any integer maps onto one of the four workers.
     KSTDispatchQueue &duplicateHashWorkerQueueForIndex(qint32 index);
 
@@ -159,18 +161,39 @@ public:
     /// routine on the inventory queue. A null completion does nothing; progress may be null.
     void scanInstalledApplicationsWithProgress(AppInventorySnapshotHandler progress,
                                                AppInventorySnapshotHandler completion);
-    /// Clears the inventory and the bundle paths, leaving the generation unchanged: a scan
-    /// in flight goes on and may store its result.
+    /// Clears the inventory, the bundle paths and the related-path index, leaving the generation
+    /// unchanged: a scan in flight goes on and may store its result.
     void invalidateAppInventoryCache();
     void storeCachedAppInventorySnapshot(AppInventorySnapshotPtr snapshot);
-    /// Replaces a complete cached inventory with one of @p apps ("Scan complete"), keeping its
-    /// scan date; does nothing when the cache is not complete.
+    /// Replaces a complete cached inventory with one of @p apps ("Scan complete", sizes
+    /// complete, every app scanned), keeping its scan date; does nothing when the cache is not
+    /// complete.
     void updateCachedAppInventoryWithApps(const QList<KSTInstalledAppRecord> &apps);
+    /// The same keeping the cached status text ("Scan complete" when it has none) and size
+    /// flag.
+    void refreshCachedAppInventoryAfterMetadataUpdate(const QList<KSTInstalledAppRecord> &apps);
+    /// In one locked step, only when the cached inventory exists and is complete: replaces it
+    /// with a complete snapshot of @p apps (total = their count) with these status, size flag
+    /// and scanned count, keeping its scan date (now when it had none).
+    void refreshCachedAppInventoryAfterMetadataUpdate(const QList<KSTInstalledAppRecord> &apps,
+                                                      const QString &statusText,
+                                                      bool isSizeCalculationComplete,
+                                                      quint64 scannedCount);
+    /// Increments the App Manage generation and returns the new value in one locked step: a
+    /// pass started this way cancels every older one.
+    quint64 nextAppInventoryScanGeneration();
+    void cancelAppInventoryScan();
+    bool isAppInventoryScanCancelled(quint64 generation) const;
+    void resumeAppInventorySizeCalculationIfNeeded();
     quint64 appInventoryScanGeneration() const;
     AppInventorySnapshotPtr cachedAppInventorySnapshot() const;
+    AppInventorySnapshotPtr cachedAppInventorySnapshotIfComplete() const;
     /// The application bundles the last search found (the Overview's count, App Manage's list).
     QStringList cachedApplicationBundlePaths() const;
     void setCachedApplicationBundlePaths(QStringList paths);
+    /// App Manage's index of the places related files are looked for, kept with the inventory.
+    std::shared_ptr<const KSTRelatedPathScanIndex> cachedRelatedPathScanIndex() const;
+    void setCachedRelatedPathScanIndex(std::shared_ptr<const KSTRelatedPathScanIndex> index);
 
     // ---- Duplicates (src/duplicates/KSTSystemInfoDuplicates.cpp) ----
 
@@ -214,6 +237,7 @@ private:
     AppInventoryScanRoutine m_appInventoryScanRoutine;
     std::function<void()> m_appInventorySizeResumeRoutine;
     QStringList m_cachedApplicationBundlePaths;
+    std::shared_ptr<const KSTRelatedPathScanIndex> m_cachedRelatedPathScanIndex;
     DuplicateSnapshotBuilder m_duplicateSnapshotBuilder;
     DuplicateScanRoutine m_duplicateScanRoutine;
 

@@ -2,20 +2,25 @@
 
 #include "KSTDuplicateLocations.h"
 #include "KSTEnvironment.h"
-#include "KSTFileStatus.h"
+#include "KSTFileName.h"
 #include "KSTFolderReader.h"
 #include "KSTFormatting.h"
+#include "KSTNoFollowPath.h"
 #include "KSTPermissionChecker.h"
 
 #include <QDir>
-#include <QFile>
 #include <QFileInfo>
 
+#include <algorithm>
+#include <condition_variable>
+#include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <mutex>
 #include <set>
 #include <string>
 #include <sys/stat.h>
+#include <thread>
 #include <unistd.h>
 #include <utility>
 #include <vector>
@@ -26,9 +31,14 @@ namespace {
 
 using Identity = std::pair<quint64, quint64>; // device, inode
 
+// A walk reads this many folders on the calling thread before it brings in helpers, and only
+// when at least QueuedFoldersForHelpers wait: a small tree is read faster than threads start.
+constexpr unsigned FoldersBeforeHelpers = 4;
+constexpr std::size_t QueuedFoldersForHelpers = 2;
+
 std::string encoded(const QString &path)
 {
-    return QFile::encodeName(path).toStdString();
+    return KSTFileName::encoded(path).toStdString();
 }
 
 // The extension of a name, or nothing: what follows the last dot, when the dot is neither
@@ -52,9 +62,26 @@ std::optional<Identity> identityOf(const QString &path)
     // Following a link on purpose: if the Music folder is a link, its target is what must
     // not be read.
     struct stat info;
-    if (path.isEmpty() || ::stat(QFile::encodeName(path).constData(), &info) != 0)
+    if (path.isEmpty() || ::stat(KSTFileName::encoded(path).constData(), &info) != 0)
         return std::nullopt;
     return Identity{static_cast<quint64>(info.st_dev), static_cast<quint64>(info.st_ino)};
+}
+
+// @p path with every link resolved, or empty when it cannot be.
+QString canonicalPath(const QString &path)
+{
+    char *real = ::realpath(KSTFileName::encoded(path).constData(), nullptr);
+    if (!real)
+        return {};
+    const QString result = KSTFileName::decoded(real);
+    std::free(real);
+    return result;
+}
+
+QString realHome()
+{
+    const QString home = QDir::cleanPath(Checker::realUserHomeDirectoryPath());
+    return home.isEmpty() ? QDir::cleanPath(QDir::homePath()) : home;
 }
 
 // The places a walk leaves out besides hidden names and packages, by path and by identity.
@@ -74,9 +101,7 @@ struct WalkRules
         for (const QByteArray &extension : privacy.excludedExtensions)
             rules.excludedExtensions.push_back(extension.toLower().toStdString());
 
-        QString home = QDir::cleanPath(Checker::realUserHomeDirectoryPath());
-        if (home.isEmpty())
-            home = QDir::cleanPath(QDir::homePath());
+        const QString home = realHome();
         if (const std::optional<Identity> music =
                 identityOf(home + QLatin1Char('/') + KSTDuplicateLocations::musicFolder))
             rules.privateIdentities.insert(*music);
@@ -95,20 +120,15 @@ struct WalkRules
         const std::string_view extension = extensionOf(name, length);
         if (extension.empty())
             return false;
-        for (const std::string &excluded : excludedExtensions) {
-            if (equalsIgnoringCase(extension, excluded))
-                return true;
-        }
-        return false;
+        return std::any_of(
+            excludedExtensions.begin(), excludedExtensions.end(),
+            [&](const std::string &excluded) { return equalsIgnoringCase(extension, excluded); });
     }
 
     bool isExcludedFolderPath(const std::string &path) const
     {
-        for (const std::string &excluded : excludedFolders) {
-            if (path == excluded)
-                return true;
-        }
-        return false;
+        return std::find(excludedFolders.begin(), excludedFolders.end(), path) !=
+               excludedFolders.end();
     }
 };
 
@@ -123,13 +143,60 @@ const std::vector<std::string> &lowerCasePackageExtensions()
     return extensions;
 }
 
-QString filesFoundText(quint64 count)
+// The folders of one scan folder still to read, by their paths relative to it. A folder is
+// pending from the moment it is pushed until its reader has pushed all of its sub-folders,
+// so nothing pending means the walk is done.
+class WorkList
 {
-    return QStringLiteral("Scanning folders… %1 files found")
-        .arg(KSTFormatting::formatCount(count));
-}
+public:
+    void push(std::string relative)
+    {
+        std::lock_guard lock(m_mutex);
+        m_folders.push_back(std::move(relative));
+        ++m_pending;
+        m_wake.notify_one();
+    }
 
-// One walk over all scan folders: the collection, the folders already walked, the count.
+    bool pop(std::string &relative)
+    {
+        std::unique_lock lock(m_mutex);
+        m_wake.wait(lock, [this] { return !m_folders.empty() || m_pending == 0 || m_stopped; });
+        if (m_folders.empty() || m_stopped)
+            return false;
+        relative = std::move(m_folders.back());
+        m_folders.pop_back();
+        return true;
+    }
+
+    void finishOne()
+    {
+        std::lock_guard lock(m_mutex);
+        if (--m_pending == 0)
+            m_wake.notify_all();
+    }
+
+    void stop()
+    {
+        std::lock_guard lock(m_mutex);
+        m_stopped = true;
+        m_wake.notify_all();
+    }
+
+    std::size_t queued()
+    {
+        std::lock_guard lock(m_mutex);
+        return m_folders.size();
+    }
+
+private:
+    std::mutex m_mutex;
+    std::condition_variable m_wake;
+    std::vector<std::string> m_folders;
+    std::size_t m_pending = 0;
+    bool m_stopped = false;
+};
+
+// One collection over all scan folders: the rules, the folders already walked, the count.
 class Walk
 {
 public:
@@ -141,47 +208,70 @@ public:
 
     bool cancelled() const { return m_isCancelled && m_isCancelled(); }
 
-    // Walks one scan folder, depth first; stops when cancelled.
-    void walkRoot(const std::string &root)
+    // Walks the scan folder @p path (clean, absolute), held open at @p fd.
+    void walkRoot(const QString &path, int fd)
     {
-        std::vector<std::string> pending = {root};
-        std::vector<std::string> subfolders;
-        while (!pending.empty()) {
-            if (cancelled())
-                return;
-            const std::string folder = std::move(pending.back());
-            pending.pop_back();
-            subfolders.clear();
-            if (!readFolder(folder, folder == root, subfolders))
-                return;
-            // Reversed, so that sub-folders are walked in listing order.
-            for (auto name = subfolders.rbegin(); name != subfolders.rend(); ++name)
-                pending.push_back(std::move(*name));
-        }
+        const quint32 root = m_collection.addRoot(encoded(path), fd);
+        const unsigned threadCount = std::clamp(std::thread::hardware_concurrency(), 1u, 4u);
+        WorkList work;
+        work.push(std::string());
+        std::vector<KSTDuplicateFileCollection> parts(threadCount);
+        std::vector<std::thread> helpers;
+
+        auto walk = [&](KSTDuplicateFileCollection &part, const auto &afterFolder) {
+            KSTFolderReader reader;
+            std::string relative;
+            unsigned folders = 0;
+            while (work.pop(relative)) {
+                const bool finished = readFolder(root, relative, part, reader, work);
+                work.finishOne();
+                if (!finished) {
+                    work.stop();
+                    return;
+                }
+                afterFolder(++folders);
+            }
+        };
+        walk(parts[0], [&](unsigned folders) {
+            if (helpers.empty() && threadCount > 1 && folders >= FoldersBeforeHelpers &&
+                work.queued() >= QueuedFoldersForHelpers) {
+                for (unsigned index = 1; index < threadCount; ++index)
+                    helpers.emplace_back(
+                        [&walk, &part = parts[index]] { walk(part, [](unsigned) {}); });
+            }
+        });
+        for (std::thread &helper : helpers)
+            helper.join();
+        for (KSTDuplicateFileCollection &part : parts)
+            m_collection.append(std::move(part));
     }
 
     KSTDuplicateFileCollection takeCollection() { return std::move(m_collection); }
     quint64 count() const { return m_count; }
 
 private:
-    // Collects the files of @p folder and lists its sub-folders' paths; false when cancelled.
-    bool readFolder(const std::string &folder, bool isRoot, std::vector<std::string> &subfolders)
+    // Collects the files of the folder @p relative to scan folder @p root into @p part and
+    // queues its sub-folders; false when cancelled.
+    bool readFolder(quint32 root, const std::string &relative, KSTDuplicateFileCollection &part,
+                    KSTFolderReader &reader, WorkList &work)
     {
-        const int fd = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+        const int rootFd = m_collection.rootDescriptor(root);
+        const int fd =
+            relative.empty()
+                ? ::openat(rootFd, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC)
+                : KSTNoFollowPath::openBeneath(rootFd, QByteArray::fromStdString(relative),
+                                               O_RDONLY | O_DIRECTORY);
         if (fd < 0)
             return true;
-        const std::optional<KSTFileStatus> status = KSTFileStatus::ofDescriptor(fd);
-        const Identity identity = status ? Identity{status->device, status->inode} : Identity{};
-        if (!status || m_rules.privateIdentities.count(identity) ||
-            (!isRoot && m_rules.hiddenIdentities.count(identity)) ||
-            !m_walked.insert(identity).second) {
+        if (!mayRead(fd, relative.empty())) {
             ::close(fd);
             return true;
         }
 
         std::optional<quint32> folderIndex;
         bool stopped = false;
-        m_reader.forEachEntry(fd, [&](const char *name, unsigned char type) {
+        std::string child;
+        reader.forEachEntry(fd, [&](const char *name, unsigned char type) {
             if (stopped || KSTFolderReader::isDotOrDotDot(name) || name[0] == '.')
                 return;
             if (cancelled()) {
@@ -191,47 +281,80 @@ private:
             const std::size_t length = std::strlen(name);
             if (m_rules.hasExcludedExtension(name, length))
                 return;
-            std::optional<KSTFileStatus> entry;
+            std::optional<KSTFileIdentity> entry;
             if (type == DT_UNKNOWN) {
-                entry = KSTFileStatus::ofEntry(fd, name);
+                entry = KSTFileIdentity::ofEntry(fd, name);
                 if (!entry)
                     return;
-                type = entry->isDirectory() ? DT_DIR : entry->isRegularFile() ? DT_REG : DT_LNK;
+                type = entry->isFolder() ? DT_DIR : entry->isFile() ? DT_REG : DT_LNK;
             }
             if (type == DT_DIR) {
                 if (KSTDuplicateCollector::isPackageName(name, length))
                     return;
-                std::string child = folder;
-                if (child.back() != '/')
+                child = relative;
+                if (!child.empty())
                     child.push_back('/');
                 child.append(name, length);
-                if (!m_rules.isExcludedFolderPath(child))
-                    subfolders.push_back(std::move(child));
+                if (!m_rules.isExcludedFolderPath(absolutePath(root, child)))
+                    work.push(child);
                 return;
             }
             if (type != DT_REG)
                 return;
             if (!entry)
-                entry = KSTFileStatus::ofEntry(fd, name);
+                entry = KSTFileIdentity::ofEntry(fd, name);
             // The entry may have changed since it was listed.
-            if (!entry || !entry->isRegularFile() || entry->size == 0)
+            if (!entry || !entry->isFile() || entry->size <= 0)
                 return;
             if (!folderIndex)
-                folderIndex = m_collection.addFolder(folder);
-            m_collection.addFile(*folderIndex, name, length, *entry);
-            if (++m_count % 100 == 0 && m_report)
-                m_report(filesFoundText(m_count), m_count);
+                folderIndex = part.addFolder(root, relative);
+            part.addFile(*folderIndex, name, length, *entry);
+            countFile();
         });
         ::close(fd);
         return !stopped;
     }
 
+    // Whether the folder open at @p fd may be read: not a private place, not the hidden
+    // Library below a scan folder, and not walked before.
+    bool mayRead(int fd, bool isRoot)
+    {
+        const std::optional<KSTFileIdentity> status = KSTFileIdentity::ofDescriptor(fd);
+        if (!status)
+            return false;
+        const Identity identity{status->device, status->inode};
+        if (m_rules.privateIdentities.count(identity) ||
+            (!isRoot && m_rules.hiddenIdentities.count(identity)))
+            return false;
+        std::lock_guard lock(m_walkedMutex);
+        return m_walked.insert(identity).second;
+    }
+
+    std::string absolutePath(quint32 root, const std::string &relative) const
+    {
+        std::string path = m_collection.rootPath(root);
+        if (path.empty() || path.back() != '/')
+            path.push_back('/');
+        return path.append(relative);
+    }
+
+    // Counts one file and reports every hundredth, one report at a time and in order.
+    void countFile()
+    {
+        std::lock_guard lock(m_countMutex);
+        if (++m_count % 100 == 0 && m_report)
+            m_report(QStringLiteral("Scanning folders… %1 files found")
+                         .arg(KSTFormatting::formatCount(m_count)),
+                     m_count);
+    }
+
     const std::function<bool()> &m_isCancelled;
     const KSTDuplicateCollector::ProgressReport &m_report;
     const WalkRules m_rules;
-    KSTFolderReader m_reader;
     KSTDuplicateFileCollection m_collection;
+    std::mutex m_walkedMutex;
     std::set<Identity> m_walked;
+    std::mutex m_countMutex;
     quint64 m_count = 0;
 };
 
@@ -239,14 +362,11 @@ private:
 // inside, a privacy-protected place: a path through a link must not reach the Music folder.
 bool resolvesIntoPrivateFolder(const QString &path)
 {
-    const QString resolved = QFileInfo(path).canonicalFilePath();
+    const QString resolved = canonicalPath(path);
     if (resolved.isEmpty())
         return false;
-    QString home = QDir::cleanPath(Checker::realUserHomeDirectoryPath());
-    if (home.isEmpty())
-        home = QDir::cleanPath(QDir::homePath());
     const QString music =
-        QFileInfo(home + QLatin1Char('/') + KSTDuplicateLocations::musicFolder).canonicalFilePath();
+        canonicalPath(realHome() + QLatin1Char('/') + KSTDuplicateLocations::musicFolder);
     return Checker::shouldSkipPrivacyProtectedPath(resolved) ||
            (!music.isEmpty() &&
             (resolved == music || resolved.startsWith(music + QLatin1Char('/'))));
@@ -276,7 +396,10 @@ KSTDuplicateCollector::collectFileRecordsInPaths(const QStringList &paths,
         if (url.isEmpty() || !Checker::URLExists(url, &isDirectory) || !isDirectory ||
             resolvesIntoPrivateFolder(url))
             continue;
-        walk.walkRoot(encoded(QDir::cleanPath(QFileInfo(url).absoluteFilePath())));
+        const QString clean = QDir::cleanPath(QFileInfo(url).absoluteFilePath());
+        const int fd = KSTNoFollowPath::openFolder(clean);
+        if (fd >= 0)
+            walk.walkRoot(clean, fd);
     }
     if (walk.count() > 0 && report)
         report(QStringLiteral("Found %1 files — comparing duplicates…")
@@ -307,9 +430,7 @@ bool KSTDuplicateCollector::isPackageName(const char *name, std::size_t length)
     const std::string_view extension = extensionOf(name, length);
     if (extension.empty())
         return false;
-    for (const std::string &package : lowerCasePackageExtensions()) {
-        if (equalsIgnoringCase(extension, package))
-            return true;
-    }
-    return false;
+    return std::any_of(
+        lowerCasePackageExtensions().begin(), lowerCasePackageExtensions().end(),
+        [&](const std::string &package) { return equalsIgnoringCase(extension, package); });
 }

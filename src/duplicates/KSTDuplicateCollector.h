@@ -29,20 +29,30 @@
 /// Scan folders themselves are walked even when hidden or packages (the user chose them), but
 /// never when privacy-protected. Unreadable folders are left out without a sound.
 ///
-/// Thread-safe: no state; the walk runs on the calling thread.
+/// A scan folder is opened as KSTNoFollowPath::openFolder() opens it (no link followed below
+/// the analysed home or root) and stays open in the collection; every folder below it is
+/// opened relative to it, following no link in any component.
+///
+/// Scan folders are walked one after the other. A big one is read by a few threads (up to
+/// four, the calling thread among them; a small tree stays on the calling thread), so the
+/// order of the collection within a scan folder is not fixed.
+///
+/// Thread-safe: no state of its own.
 class KSTDuplicateCollector
 {
 public:
     KSTDuplicateCollector() = delete;
 
-    /// Receives a status text and the running file count.
+    /// Receives a status text and the running file count; called one report at a time, in
+    /// the order of the counts, from whichever thread of the walk reached the count.
     using ProgressReport = std::function<void(const QString &statusText, quint64 fileCount)>;
 
     /// Walks @p paths in order. Reports "Scanning folders for files…" with 0 first, "Scanning
     /// folders… %@ files found" after every 100th file, and "Found %@ files — comparing
     /// duplicates…" at the end when a file was found (counts in formatCount()). When
     /// @p isCancelled answers true the walk leaves the folder it is in and starts no other;
-    /// what was collected so far is returned.
+    /// what was collected so far is returned. @p isCancelled is asked for every entry, from
+    /// the walk's threads, and must be thread-safe.
     static KSTDuplicateFileCollection
     collectFileRecordsInPaths(const QStringList &paths, const std::function<bool()> &isCancelled,
                               const ProgressReport &report);

@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <span>
+#include <string>
 #include <unordered_map>
 
 namespace {
@@ -60,7 +61,8 @@ bool KSTDuplicateComparison::processDuplicateSizeBuckets(
     const KSTDuplicateFileCollection &collection, const std::vector<std::vector<quint32>> &buckets,
     quint64 generation, QList<KSTDuplicateGroup> &groups)
 {
-    // 1. Sample fingerprints of every file that has a size partner, straight from the collection.
+    // 1. Sample fingerprints of every file that has a size partner, straight from the
+    // collection; small files read whole are kept for their digests.
     std::vector<quint32> candidates;
     for (const std::vector<quint32> &bucket : buckets) {
         if (bucket.size() >= 2)
@@ -68,22 +70,93 @@ bool KSTDuplicateComparison::processDuplicateSizeBuckets(
     }
     if (candidates.empty())
         return true;
+    std::vector<std::string_view> wholeContents;
     const std::vector<std::optional<quint64>> fingerprints =
-        m_hasher.computeSampleFingerprintsForFiles(collection, candidates, generation);
+        m_hasher.computeSampleFingerprintsForFiles(collection, candidates, generation,
+                                                   &wholeContents);
     if (m_systemInfo.isDuplicateScanCancelled(generation))
         return false;
-    QList<Record> withPartners;
+    // The files left, each with its set: same size and fingerprint, so probably equal.
+    std::vector<quint32> withPartners;
+    std::vector<quint32> fingerprintSets;
+    std::vector<std::string_view> partnerContents;
     std::size_t offset = 0;
+    quint32 setsBefore = 0;
     for (const std::vector<quint32> &bucket : buckets) {
         if (bucket.size() < 2)
             continue;
         const std::span<const std::optional<quint64>> bucketFingerprints(
             fingerprints.data() + offset, bucket.size());
-        for (const std::size_t position : positionsWithPartners(bucketFingerprints))
-            withPartners.append(collection.recordAt(bucket[position]));
+        std::unordered_map<quint64, quint32> setOfFingerprint;
+        for (const std::size_t position : positionsWithPartners(bucketFingerprints)) {
+            const auto [set, added] = setOfFingerprint.try_emplace(
+                *bucketFingerprints[position], setsBefore + quint32(setOfFingerprint.size()));
+            withPartners.push_back(bucket[position]);
+            fingerprintSets.push_back(set->second);
+            partnerContents.push_back(wholeContents[offset + position]);
+        }
+        setsBefore += quint32(setOfFingerprint.size());
         offset += bucket.size();
     }
-    return groupFilesWithPartners(withPartners, generation, groups);
+    wholeContents.clear();
+    if (withPartners.empty())
+        return true;
+
+    // 2. Content digests; the size prefix keeps buckets of different sizes apart.
+    const std::vector<std::optional<KSTSHA256Digest>> contentDigests =
+        m_hasher.computeContentDigestsForFiles(collection, withPartners, fingerprintSets,
+                                               generation, partnerContents);
+    partnerContents.clear();
+    if (m_systemInfo.isDuplicateScanCancelled(generation))
+        return false;
+    std::map<KSTSHA256Digest, std::vector<quint32>> byContent;
+    for (std::size_t position = 0; position < withPartners.size(); ++position) {
+        if (contentDigests[position])
+            byContent[*contentDigests[position]].push_back(withPartners[position]);
+    }
+
+    // 3. Final buckets per size: complete digests as they are, large files by full digest.
+    std::map<quint64, std::map<KSTSHA256Digest, std::vector<quint32>>> finalBySize;
+    std::vector<quint32> needFullDigest;
+    std::vector<quint32> contentSets; // files with one content digest are probably equal
+    for (auto &[digest, files] : byContent) {
+        if (files.size() < 2)
+            continue;
+        const quint64 size = collection.bytesAt(files.front());
+        if (size <= KSTDuplicateDigest::PartialDigestThreshold) {
+            finalBySize[size][digest] = std::move(files);
+            continue;
+        }
+        const auto set = static_cast<quint32>(contentSets.empty() ? 0 : contentSets.back() + 1);
+        needFullDigest.insert(needFullDigest.end(), files.begin(), files.end());
+        contentSets.insert(contentSets.end(), files.size(), set);
+    }
+    if (!needFullDigest.empty()) {
+        const std::vector<std::optional<KSTSHA256Digest>> fullDigests =
+            m_hasher.computeFullDigestsForFiles(collection, needFullDigest, contentSets,
+                                                generation);
+        if (m_systemInfo.isDuplicateScanCancelled(generation))
+            return false;
+        for (std::size_t position = 0; position < needFullDigest.size(); ++position) {
+            const quint32 file = needFullDigest[position];
+            if (fullDigests[position])
+                finalBySize[collection.bytesAt(file)][*fullDigests[position]].push_back(file);
+        }
+    }
+
+    // 4. Groups: records are made only for their files.
+    for (const auto &[size, finalBuckets] : finalBySize) {
+        DigestBuckets records;
+        for (const auto &[digest, files] : finalBuckets) {
+            if (files.size() < 2)
+                continue;
+            QList<Record> &list = records[digest];
+            for (const quint32 file : files)
+                list.append(collection.recordAt(file));
+        }
+        appendDuplicateGroupsFromHashBuckets(records, size, groups);
+    }
+    return true;
 }
 
 bool KSTDuplicateComparison::groupFilesWithPartners(const QList<Record> &withPartners,

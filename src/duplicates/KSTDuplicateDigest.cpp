@@ -1,31 +1,19 @@
 #include "KSTDuplicateDigest.h"
 
+#include "KSTNoFollowPath.h"
 #include "KSTReadOnlyFile.h"
 
-#include <QFile>
 #include <QtEndian>
 
 #include <algorithm>
+#include <array>
+#include <cstring>
 #include <functional>
 #include <string_view>
-#include <vector>
 
 namespace {
 
 using Scratch = KSTDuplicateDigest::Scratch;
-
-// Opens the file of @p record, refusing one that another file has replaced since the walk.
-bool openRecord(KSTReadOnlyFile &file, const KSTDuplicateFileRecord &record)
-{
-    if (!file.open(record.path))
-        return false;
-    if (record.inode != 0 &&
-        (file.status().inode != record.inode || file.status().device != record.device)) {
-        file.close();
-        return false;
-    }
-    return true;
-}
 
 // A caller without a worker's scratch gets one for this call.
 template <typename Work> auto withScratch(Scratch *scratch, Work &&work)
@@ -36,14 +24,24 @@ template <typename Work> auto withScratch(Scratch *scratch, Work &&work)
     return work(local);
 }
 
-std::optional<KSTSHA256Digest> wholeFileDigest(KSTReadOnlyFile &file, quint64 fileSize,
-                                               Scratch &scratch)
+// Opens @p path as KSTNoFollowPath::hold() reaches it: its folder without a link on the way
+// below the home or root, the file itself never through a link.
+bool openPath(KSTReadOnlyFile &file, const QString &path)
 {
-    KSTSHA256Context &context = scratch.context;
-    context.reset();
-    if (!KSTDuplicateDigest::updateSHA256Context(context, file, fileSize, &scratch))
-        return std::nullopt;
-    return KSTDuplicateDigest::sha256DigestFromContext(context);
+    const std::optional<KSTHeldEntry> entry = KSTNoFollowPath::hold(path);
+    return entry && file.openBeneath(entry->parentFd(), entry->name().constData());
+}
+
+void feedSizePrefix(KSTSHA256Context &context, quint64 size)
+{
+    quint8 prefix[8];
+    qToLittleEndian<quint64>(size, prefix);
+    context.update(prefix, sizeof prefix);
+}
+
+quint64 fingerprintOf(const char *data, qint64 length)
+{
+    return std::hash<std::string_view>{}(std::string_view(data, std::size_t(length)));
 }
 
 } // namespace
@@ -57,6 +55,26 @@ char *KSTDuplicateDigest::Scratch::buffer(qint64 length)
     return m_buffer.get();
 }
 
+char *KSTDuplicateDigest::Scratch::secondBuffer(qint64 length)
+{
+    if (length > m_secondCapacity) {
+        m_second.reset(new char[static_cast<size_t>(length)]);
+        m_secondCapacity = length;
+    }
+    return m_second.get();
+}
+
+bool KSTDuplicateDigest::openRecord(KSTReadOnlyFile &file, const KSTDuplicateFileRecord &record)
+{
+    if (record.path.isEmpty() || !openPath(file, record.path))
+        return false;
+    if (record.identity.inode != 0 && !record.identity.matches(file.identity())) {
+        file.close();
+        return false;
+    }
+    return true;
+}
+
 std::optional<KSTSHA256Digest>
 KSTDuplicateDigest::contentDigestForRecord(const KSTDuplicateFileRecord &record, bool *isComplete,
                                            Scratch *scratch)
@@ -65,33 +83,91 @@ KSTDuplicateDigest::contentDigestForRecord(const KSTDuplicateFileRecord &record,
         KSTReadOnlyFile file;
         if (!openRecord(file, record))
             return std::nullopt;
-        KSTSHA256Context &context = work.context;
-        context.reset();
-        quint8 sizePrefix[8];
-        qToLittleEndian<quint64>(record.bytes, sizePrefix);
-        context.update(sizePrefix, sizeof sizePrefix);
-
-        const bool complete = record.bytes <= PartialDigestThreshold;
-        if (complete) {
-            if (!updateSHA256Context(context, file, record.bytes, &work))
-                return std::nullopt;
-        } else {
-            char *buffer = work.buffer(SampleLength);
-            const qint64 head = file.read(buffer, SampleLength);
-            if (head <= 0)
-                return std::nullopt;
-            context.update(buffer, static_cast<size_t>(head));
-            // Above the threshold the size always exceeds two samples: head and tail never
-            // overlap.
-            const qint64 tail =
-                file.readAt(static_cast<qint64>(record.bytes) - SampleLength, buffer, SampleLength);
-            if (tail > 0)
-                context.update(buffer, static_cast<size_t>(tail));
-        }
-        if (isComplete)
-            *isComplete = complete;
-        return sha256DigestFromContext(context);
+        return contentDigestOfFile(file, record.bytes, isComplete, work);
     });
+}
+
+std::optional<KSTSHA256Digest> KSTDuplicateDigest::contentDigestOfFile(KSTReadOnlyFile &file,
+                                                                       quint64 size,
+                                                                       bool *isComplete,
+                                                                       Scratch &scratch)
+{
+    KSTSHA256Context &context = scratch.context;
+    context.reset();
+    feedSizePrefix(context, size);
+    const bool complete = size <= PartialDigestThreshold;
+    if (complete) {
+        if (!updateSHA256Context(context, file, size, &scratch))
+            return std::nullopt;
+    } else {
+        char *buffer = scratch.buffer(SampleLength);
+        const qint64 head = file.readAt(0, buffer, SampleLength);
+        if (head <= 0)
+            return std::nullopt;
+        context.update(buffer, static_cast<size_t>(head));
+        // Above the threshold the size always exceeds two samples: head and tail never
+        // overlap.
+        const qint64 tail =
+            file.readAt(static_cast<qint64>(size) - SampleLength, buffer, SampleLength);
+        if (tail > 0)
+            context.update(buffer, static_cast<size_t>(tail));
+    }
+    if (isComplete)
+        *isComplete = complete;
+    return sha256DigestFromContext(context);
+}
+
+bool KSTDuplicateDigest::readContentBytes(KSTReadOnlyFile &file, quint64 size, std::string &out)
+{
+    const bool whole = size <= PartialDigestThreshold;
+    const auto wanted = static_cast<qint64>(whole ? size : quint64(2 * SampleLength));
+    out.resize(static_cast<size_t>(wanted));
+    if (whole) {
+        // A file that became shorter counts with what was read, as the whole-file feed says.
+        const qint64 read = file.readAt(0, out.data(), wanted);
+        out.resize(static_cast<size_t>(std::max<qint64>(read, 0)));
+        return read > 0;
+    }
+    const qint64 head = file.readAt(0, out.data(), SampleLength);
+    if (head <= 0) {
+        out.clear();
+        return false;
+    }
+    const qint64 tail =
+        file.readAt(static_cast<qint64>(size) - SampleLength, out.data() + head, SampleLength);
+    out.resize(static_cast<size_t>(head + std::max<qint64>(tail, 0)));
+    return true;
+}
+
+std::optional<KSTSHA256Digest>
+KSTDuplicateDigest::contentDigestOfBytes(std::string_view content, quint64 size, Scratch &scratch)
+{
+    if (content.empty())
+        return std::nullopt;
+    KSTSHA256Context &context = scratch.context;
+    context.reset();
+    feedSizePrefix(context, size);
+    context.update(content.data(), content.size());
+    return sha256DigestFromContext(context);
+}
+
+bool KSTDuplicateDigest::haveSameContent(KSTReadOnlyFile &first, KSTReadOnlyFile &second,
+                                         quint64 size, Scratch &scratch)
+{
+    for (quint64 offset = 0; offset < size;) {
+        const auto asked = static_cast<qint64>(std::min<quint64>(size - offset, CompareChunk));
+        char *a = scratch.buffer(asked);
+        char *b = scratch.secondBuffer(asked);
+        if (first.readAt(qint64(offset), a, asked) != asked ||
+            second.readAt(qint64(offset), b, asked) != asked ||
+            std::memcmp(a, b, static_cast<size_t>(asked)) != 0)
+            return false;
+        offset += quint64(asked);
+    }
+    // Neither holds more than the size either.
+    char extra = 0;
+    return first.readAt(qint64(size), &extra, 1) == 0 &&
+           second.readAt(qint64(size), &extra, 1) == 0;
 }
 
 std::optional<KSTSHA256Digest>
@@ -100,9 +176,9 @@ KSTDuplicateDigest::fullSHA256DigestForFileAtPath(const QString &path, quint64 f
 {
     return withScratch(scratch, [&](Scratch &work) -> std::optional<KSTSHA256Digest> {
         KSTReadOnlyFile file;
-        if (!file.open(path))
+        if (!openPath(file, path))
             return std::nullopt;
-        return wholeFileDigest(file, fileSize, work);
+        return fullDigestOfFile(file, fileSize, work);
     });
 }
 
@@ -114,8 +190,18 @@ KSTDuplicateDigest::fullSHA256DigestForRecord(const KSTDuplicateFileRecord &reco
         KSTReadOnlyFile file;
         if (!openRecord(file, record))
             return std::nullopt;
-        return wholeFileDigest(file, record.bytes, work);
+        return fullDigestOfFile(file, record.bytes, work);
     });
+}
+
+std::optional<KSTSHA256Digest> KSTDuplicateDigest::fullDigestOfFile(KSTReadOnlyFile &file,
+                                                                    quint64 size, Scratch &scratch)
+{
+    KSTSHA256Context &context = scratch.context;
+    context.reset();
+    if (!updateSHA256Context(context, file, size, &scratch))
+        return std::nullopt;
+    return sha256DigestFromContext(context);
 }
 
 bool KSTDuplicateDigest::updateSHA256Context(KSTSHA256Context &context, KSTReadOnlyFile &file,
@@ -163,43 +249,47 @@ std::optional<quint64>
 KSTDuplicateDigest::sampleFingerprintForRecord(const KSTDuplicateFileRecord &record,
                                                Scratch *scratch)
 {
-    return sampleFingerprintOfFile(QFile::encodeName(record.path).constData(), record.bytes,
-                                   record.device, record.inode, scratch);
-}
-
-std::optional<quint64> KSTDuplicateDigest::sampleFingerprintOfFile(const char *encodedPath,
-                                                                   quint64 size, quint64 device,
-                                                                   quint64 inode, Scratch *scratch)
-{
     return withScratch(scratch, [&](Scratch &work) -> std::optional<quint64> {
         KSTReadOnlyFile file;
-        if (!file.open(encodedPath))
+        if (!openRecord(file, record))
             return std::nullopt;
-        if (inode != 0 && (file.status().inode != inode || file.status().device != device))
-            return std::nullopt;
-        const auto length = static_cast<qint64>(size);
-        const qint64 middles = size > PartialDigestThreshold ? MiddleSamples : 0;
-        char *buffer = work.buffer((2 + MiddleSamples) * SampleBlock);
-        qint64 read = 0;
-        if (length <= 2 * SampleBlock) {
-            read = file.read(buffer, length);
-        } else {
-            // Head, the middle blocks in order, tail; a short read ends the sampling (the file
-            // changed) and what was read counts.
-            std::vector<qint64> offsets = {0};
-            for (qint64 sample = 1; sample <= middles; ++sample)
-                offsets.push_back(length / (middles + 1) * sample / SampleBlock * SampleBlock);
-            offsets.push_back(length - SampleBlock);
-            for (const qint64 offset : offsets) {
-                const qint64 got = file.readAt(offset, buffer + read, SampleBlock);
-                if (got > 0)
-                    read += got;
-                if (got != SampleBlock)
-                    break;
-            }
-        }
-        if (read <= 0)
-            return std::nullopt;
-        return std::hash<std::string_view>{}(std::string_view(buffer, static_cast<size_t>(read)));
+        return sampleFingerprintOfFile(file, record.bytes, work);
     });
+}
+
+std::optional<quint64> KSTDuplicateDigest::sampleFingerprintOfFile(KSTReadOnlyFile &file,
+                                                                   quint64 size, Scratch &scratch,
+                                                                   std::string_view *wholeContent)
+{
+    const auto length = static_cast<qint64>(size);
+    char *buffer =
+        scratch.buffer(std::max<qint64>((2 + MiddleSamples) * SampleBlock, WholeSampleLimit));
+    qint64 read = 0;
+    if (length <= WholeSampleLimit) {
+        read = file.readAt(0, buffer, length);
+        if (wholeContent && read == length)
+            *wholeContent = std::string_view(buffer, static_cast<size_t>(read));
+    } else {
+        // Head, the middle blocks in order, tail; a short read ends the sampling (the file
+        // changed) and what was read counts.
+        std::array<qint64, 2 + MiddleSamples> offsets{};
+        std::size_t count = 0;
+        offsets[count++] = 0;
+        if (size > PartialDigestThreshold) {
+            for (qint64 sample = 1; sample <= MiddleSamples; ++sample)
+                offsets[count++] =
+                    length / (MiddleSamples + 1) * sample / SampleBlock * SampleBlock;
+        }
+        offsets[count++] = length - SampleBlock;
+        for (std::size_t index = 0; index < count; ++index) {
+            const qint64 got = file.readAt(offsets[index], buffer + read, SampleBlock);
+            if (got > 0)
+                read += got;
+            if (got != SampleBlock)
+                break;
+        }
+    }
+    if (read <= 0)
+        return std::nullopt;
+    return fingerprintOf(buffer, read);
 }

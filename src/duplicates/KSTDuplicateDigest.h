@@ -8,6 +8,8 @@
 #include <memory>
 #include <optional>
 #include <span>
+#include <string>
+#include <string_view>
 
 class KSTReadOnlyFile;
 
@@ -21,15 +23,18 @@ class KSTReadOnlyFile;
 ///   large files whose content digests agree.
 ///
 /// Besides them, a cheap sample fingerprint (sampleFingerprintForRecord) lets a scan drop most
-/// files of a shared size before any digest: a 64-bit hash of the file's first and last
+/// files of a shared size before any digest: a 64-bit hash of the whole file up to
+/// WholeSampleLimit bytes (one read, as cheap as two small ones), else of its first and last
 /// SampleBlock bytes and, above PartialDigestThreshold, of MiddleSamples blocks spread evenly
 /// between them, so large files that share their head and tail but differ inside are told
 /// apart without reading them whole. Equal files always have equal fingerprints, so dropping
 /// a file whose fingerprint no other file of its size shares never splits a group.
 ///
 /// Files are opened through KSTReadOnlyFile (no link followed, no FIFO waited on, regular
-/// files only). An operation given a record refuses a file whose device and inode are no
-/// longer the ones the walk recorded. Every failure gives no digest.
+/// files only); a record's file is reached as KSTNoFollowPath::hold() reaches it, and refused
+/// when it is no longer what the walk recorded (KSTFileIdentity::matches()). Every failure
+/// gives no digest. The forms taking an open file leave opening and checking to the caller
+/// (the scan opens files below their held scan folder).
 ///
 /// Thread-safe: the operations keep no state; a Scratch belongs to one thread at a time.
 class KSTDuplicateDigest
@@ -48,6 +53,10 @@ public:
     /// Blocks a sample fingerprint reads between head and tail of a file above
     /// PartialDigestThreshold.
     static constexpr qint64 MiddleSamples = 8;
+    /// The chunk in which haveSameContent() compares two files: 1 MiB.
+    static constexpr qint64 CompareChunk = 1048576;
+    /// Files up to this size are read whole for their sample fingerprint: 32 KiB.
+    static constexpr qint64 WholeSampleLimit = 32768;
 
     /// A read buffer (grown on demand, never above ReadChunk) and a digest context that one
     /// hash worker reuses from file to file, so hashing a file allocates nothing.
@@ -56,11 +65,17 @@ public:
     public:
         /// A buffer of at least @p length bytes (at most ReadChunk are ever asked for).
         char *buffer(qint64 length);
+        /// A second one, for comparing two files chunk by chunk (at most CompareChunk).
+        char *secondBuffer(qint64 length);
         KSTSHA256Context context;
+        /// The bytes a content digest covers, as last read (see readContentBytes()).
+        std::string content;
 
     private:
         std::unique_ptr<char[]> m_buffer;
         qint64 m_capacity = 0;
+        std::unique_ptr<char[]> m_second;
+        qint64 m_secondCapacity = 0;
     };
 
     /// The content digest of @p record (see above); @p isComplete (may be null) tells whether
@@ -94,9 +109,34 @@ public:
     /// blocks); nothing when it cannot be read or is no longer the file recorded.
     static std::optional<quint64> sampleFingerprintForRecord(const KSTDuplicateFileRecord &record,
                                                              Scratch *scratch = nullptr);
-    /// The same for the file at @p encodedPath recorded with @p size, @p device and @p inode
-    /// (identity not checked when @p inode is 0).
-    static std::optional<quint64> sampleFingerprintOfFile(const char *encodedPath, quint64 size,
-                                                          quint64 device, quint64 inode,
-                                                          Scratch *scratch = nullptr);
+
+    /// Opens the file of @p record (see above); false when it is missing, not a regular file,
+    /// reached through a link, or not the file recorded (when the record has an identity).
+    static bool openRecord(KSTReadOnlyFile &file, const KSTDuplicateFileRecord &record);
+
+    /// contentDigestForRecord() of the open @p file of @p size bytes.
+    static std::optional<KSTSHA256Digest> contentDigestOfFile(KSTReadOnlyFile &file, quint64 size,
+                                                              bool *isComplete, Scratch &scratch);
+    /// Reads the bytes the content digest of the open @p file of @p size bytes covers into
+    /// @p out: the whole file up to PartialDigestThreshold, else its first and last
+    /// SampleLength bytes. False when nothing was read.
+    static bool readContentBytes(KSTReadOnlyFile &file, quint64 size, std::string &out);
+    /// The content digest of a file of @p size bytes whose covered bytes are @p content
+    /// (readContentBytes(), or the whole file when a fingerprint read it); equal to
+    /// contentDigestOfFile() of that file.
+    static std::optional<KSTSHA256Digest> contentDigestOfBytes(std::string_view content,
+                                                               quint64 size, Scratch &scratch);
+    /// Whether the open files @p first and @p second both hold exactly @p size bytes, equal
+    /// byte for byte (read in chunks of CompareChunk, from offset 0).
+    static bool haveSameContent(KSTReadOnlyFile &first, KSTReadOnlyFile &second, quint64 size,
+                                Scratch &scratch);
+    /// The full digest of the open @p file, read up to @p size bytes.
+    static std::optional<KSTSHA256Digest> fullDigestOfFile(KSTReadOnlyFile &file, quint64 size,
+                                                           Scratch &scratch);
+    /// The sample fingerprint of the open @p file of @p size bytes. When the whole file is
+    /// read (up to WholeSampleLimit) and @p wholeContent is given, it is set to those bytes (in
+    /// @p scratch, valid until it is used again), so a later stage need not read them again.
+    static std::optional<quint64> sampleFingerprintOfFile(KSTReadOnlyFile &file, quint64 size,
+                                                          Scratch &scratch,
+                                                          std::string_view *wholeContent = nullptr);
 };

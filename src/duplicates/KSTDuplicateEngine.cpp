@@ -17,11 +17,7 @@ using Checker = KSTPermissionChecker;
 
 namespace {
 
-// A batch of size buckets goes through each hashing stage together once it holds this many
-// files or bytes: enough for the four workers to share out, small enough that progress
-// keeps moving.
-constexpr qsizetype BatchFiles = 2048;
-constexpr quint64 BatchBytes = 128ull * 1024 * 1024;
+using Engine = KSTDuplicateEngine;
 
 // Passes a report when @p always or when the throttle interval has passed since the last one.
 class Throttle
@@ -196,7 +192,8 @@ bool KSTDuplicateEngine::compareCollection(const KSTDuplicateFileCollection &col
                            order.begin() + std::ptrdiff_t(bucket.end));
         batchFiles += qsizetype(bucket.count());
         batchBytes += collection.bytesAt(order[bucket.begin]) * bucket.count();
-        if ((batchFiles >= BatchFiles || batchBytes >= BatchBytes || index + 1 == total) &&
+        if ((batchFiles >= Engine::BatchFiles || batchBytes >= Engine::BatchBytes ||
+             index + 1 == total) &&
             !flush(index + 1))
             return false;
     }

@@ -50,6 +50,11 @@ public:
     static constexpr double ProgressThrottleSeconds = 0.12;
     /// Files at which the collection estimate is half its range.
     static constexpr double CollectionCurveFiles = 800;
+    /// A batch of size buckets goes through each hashing stage together once it holds this
+    /// many files or bytes: enough for the workers to share out and to find several files of
+    /// one folder together, small enough that progress keeps moving.
+    static constexpr qsizetype BatchFiles = 8192;
+    static constexpr quint64 BatchBytes = 128ull * 1024 * 1024;
 
     /// Pictures and Downloads (in that order) of the accessible home, those that exist as
     /// folders; the home alone when neither does.

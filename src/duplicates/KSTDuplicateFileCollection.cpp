@@ -1,11 +1,14 @@
 #include "KSTDuplicateFileCollection.h"
 
-#include "KSTFileStatus.h"
-
-#include <QFile>
+#include "KSTFileName.h"
+#include "KSTNoFollowPath.h"
+#include "KSTReadOnlyFile.h"
 
 #include <algorithm>
 #include <cstring>
+#include <fcntl.h>
+#include <unistd.h>
+#include <utility>
 
 namespace {
 
@@ -16,20 +19,66 @@ constexpr std::size_t NameBlockBytes = 1 << 20;
 } // namespace
 
 KSTDuplicateFileCollection::KSTDuplicateFileCollection() = default;
-KSTDuplicateFileCollection::~KSTDuplicateFileCollection() = default;
-KSTDuplicateFileCollection::KSTDuplicateFileCollection(KSTDuplicateFileCollection &&) noexcept =
-    default;
-KSTDuplicateFileCollection &
-KSTDuplicateFileCollection::operator=(KSTDuplicateFileCollection &&) noexcept = default;
 
-quint32 KSTDuplicateFileCollection::addFolder(const std::string &encodedPath)
+KSTDuplicateFileCollection::~KSTDuplicateFileCollection()
 {
-    m_folders.push_back(encodedPath);
+    closeRoots();
+}
+
+KSTDuplicateFileCollection::KSTDuplicateFileCollection(KSTDuplicateFileCollection &&other) noexcept
+    : m_roots(std::exchange(other.m_roots, {})), m_entries(std::move(other.m_entries)),
+      m_nameBlocks(std::move(other.m_nameBlocks)),
+      m_nameBlockUsed(std::exchange(other.m_nameBlockUsed, 0)),
+      m_folders(std::move(other.m_folders)), m_devices(std::move(other.m_devices))
+{
+}
+
+KSTDuplicateFileCollection &
+KSTDuplicateFileCollection::operator=(KSTDuplicateFileCollection &&other) noexcept
+{
+    if (this != &other) {
+        closeRoots();
+        m_roots = std::exchange(other.m_roots, {});
+        m_entries = std::move(other.m_entries);
+        m_nameBlocks = std::move(other.m_nameBlocks);
+        m_nameBlockUsed = std::exchange(other.m_nameBlockUsed, 0);
+        m_folders = std::move(other.m_folders);
+        m_devices = std::move(other.m_devices);
+    }
+    return *this;
+}
+
+void KSTDuplicateFileCollection::closeRoots()
+{
+    for (const Root &root : m_roots) {
+        if (root.fd >= 0)
+            ::close(root.fd);
+    }
+    m_roots.clear();
+}
+
+quint32 KSTDuplicateFileCollection::addRoot(const std::string &encodedPath, int fd)
+{
+    m_roots.push_back({encodedPath, fd});
+    return static_cast<quint32>(m_roots.size() - 1);
+}
+
+quint32 KSTDuplicateFileCollection::addFolder(quint32 root, const std::string &relativePath)
+{
+    m_folders.push_back({root, relativePath});
     return static_cast<quint32>(m_folders.size() - 1);
 }
 
+quint16 KSTDuplicateFileCollection::deviceIndexOf(quint64 device)
+{
+    auto found = std::find(m_devices.begin(), m_devices.end(), device);
+    if (found == m_devices.end())
+        found = m_devices.insert(m_devices.end(), device);
+    return static_cast<quint16>(found - m_devices.begin());
+}
+
 void KSTDuplicateFileCollection::addFile(quint32 folder, const char *name, std::size_t length,
-                                         const KSTFileStatus &status)
+                                         const KSTFileIdentity &identity)
 {
     // Names longer than a block cannot exist (NAME_MAX is far smaller); clip defensively.
     length = std::min<std::size_t>(length, 0xffff);
@@ -41,13 +90,35 @@ void KSTDuplicateFileCollection::addFile(quint32 folder, const char *name, std::
     std::memcpy(m_nameBlocks.back().get() + m_nameBlockUsed, name, length);
     m_nameBlockUsed += length;
 
-    auto device = std::find(m_devices.begin(), m_devices.end(), status.device);
-    if (device == m_devices.end())
-        device = m_devices.insert(m_devices.end(), status.device);
+    m_entries.push_back(Entry{
+        quint64(std::max<qint64>(identity.size, 0)), identity.modifiedSeconds, identity.inode,
+        static_cast<quint32>(identity.modifiedNanoseconds), folder, static_cast<quint32>(offset),
+        static_cast<quint32>(std::min<quint64>(identity.linkCount, 0xffffffffu)),
+        static_cast<quint16>(length), deviceIndexOf(identity.device)});
+}
 
-    m_entries.push_back(Entry{status.size, status.modificationTimeMs, status.inode, folder,
-                              static_cast<quint32>(offset), static_cast<quint16>(length),
-                              static_cast<quint16>(device - m_devices.begin())});
+void KSTDuplicateFileCollection::append(KSTDuplicateFileCollection &&part)
+{
+    const auto folderBase = static_cast<quint32>(m_folders.size());
+    const std::size_t nameBase = m_nameBlocks.size() * NameBlockBytes;
+    for (Folder &folder : part.m_folders)
+        m_folders.push_back(std::move(folder));
+    if (!part.m_nameBlocks.empty()) {
+        for (std::unique_ptr<char[]> &block : part.m_nameBlocks)
+            m_nameBlocks.push_back(std::move(block));
+        m_nameBlockUsed = part.m_nameBlockUsed;
+    }
+    for (Entry entry : part.m_entries) {
+        entry.folder += folderBase;
+        entry.nameOffset = static_cast<quint32>(entry.nameOffset + nameBase);
+        entry.deviceIndex = deviceIndexOf(part.m_devices[entry.deviceIndex]);
+        m_entries.push_back(entry);
+    }
+    part.m_entries.clear();
+    part.m_folders.clear();
+    part.m_nameBlocks.clear();
+    part.m_nameBlockUsed = 0;
+    part.m_devices.clear();
 }
 
 const char *KSTDuplicateFileCollection::nameAt(const Entry &entry) const
@@ -56,13 +127,33 @@ const char *KSTDuplicateFileCollection::nameAt(const Entry &entry) const
     return m_nameBlocks[offset / NameBlockBytes].get() + offset % NameBlockBytes;
 }
 
+KSTFileIdentity KSTDuplicateFileCollection::identityAt(qsizetype index) const
+{
+    const Entry &entry = m_entries[static_cast<size_t>(index)];
+    KSTFileIdentity identity;
+    identity.kind = KSTFileIdentity::Kind::File;
+    identity.device = m_devices[entry.deviceIndex];
+    identity.inode = entry.inode;
+    identity.size = static_cast<qint64>(entry.size);
+    identity.modifiedSeconds = entry.modifiedSeconds;
+    identity.modifiedNanoseconds = entry.modifiedNanoseconds;
+    identity.linkCount = entry.linkCount;
+    return identity;
+}
+
 std::string KSTDuplicateFileCollection::encodedPathAt(qsizetype index) const
 {
     const Entry &entry = m_entries[static_cast<size_t>(index)];
-    const std::string &folder = m_folders[entry.folder];
+    const Folder &folder = m_folders[entry.folder];
+    const std::string &root = m_roots[folder.root].path;
     std::string path;
-    path.reserve(folder.size() + 1 + entry.nameLength);
-    path.append(folder);
+    path.reserve(root.size() + folder.relativePath.size() + 2 + entry.nameLength);
+    path.append(root);
+    if (!folder.relativePath.empty()) {
+        if (path.empty() || path.back() != '/')
+            path.push_back('/');
+        path.append(folder.relativePath);
+    }
     if (path.empty() || path.back() != '/')
         path.push_back('/');
     path.append(nameAt(entry), entry.nameLength);
@@ -72,17 +163,58 @@ std::string KSTDuplicateFileCollection::encodedPathAt(qsizetype index) const
 QString KSTDuplicateFileCollection::pathAt(qsizetype index) const
 {
     const std::string path = encodedPathAt(index);
-    return QFile::decodeName(QByteArray::fromRawData(path.data(), qsizetype(path.size())));
+    return KSTFileName::decoded(path.data(), qsizetype(path.size()));
 }
 
 KSTDuplicateFileRecord KSTDuplicateFileCollection::recordAt(qsizetype index) const
 {
-    const Entry &entry = m_entries[static_cast<size_t>(index)];
     KSTDuplicateFileRecord record;
     record.path = pathAt(index);
-    record.bytes = entry.size;
-    record.modificationDate = QDateTime::fromMSecsSinceEpoch(entry.modificationTimeMs, Qt::UTC);
-    record.device = m_devices[entry.deviceIndex];
-    record.inode = entry.inode;
+    record.identity = identityAt(index);
+    record.bytes = m_entries[static_cast<size_t>(index)].size;
+    record.modificationDate =
+        QDateTime::fromMSecsSinceEpoch(record.identity.modifiedMilliseconds(), Qt::UTC);
     return record;
+}
+
+KSTDuplicateFileCollection::FolderCursor::~FolderCursor()
+{
+    if (m_fd >= 0)
+        ::close(m_fd);
+}
+
+bool KSTDuplicateFileCollection::openFile(qsizetype index, KSTReadOnlyFile &file,
+                                          FolderCursor *cursor) const
+{
+    const Entry &entry = m_entries[static_cast<size_t>(index)];
+    const Folder &folder = m_folders[entry.folder];
+    const int rootFd = m_roots[folder.root].fd;
+    // The name alone, relative to its folder held open.
+    thread_local std::string relative;
+    relative.assign(nameAt(entry), entry.nameLength);
+    if (cursor) {
+        if (cursor->m_folder != entry.folder) {
+            if (cursor->m_fd >= 0)
+                ::close(cursor->m_fd);
+            cursor->m_folder = entry.folder;
+            cursor->m_fd = folder.relativePath.empty()
+                               ? ::openat(rootFd, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC)
+                               : KSTNoFollowPath::openBeneath(
+                                     rootFd, QByteArray::fromStdString(folder.relativePath),
+                                     O_RDONLY | O_DIRECTORY);
+        }
+        if (cursor->m_fd < 0 || !file.openBeneath(cursor->m_fd, relative.c_str()))
+            return false;
+    } else {
+        // The whole path below the scan folder, built in a buffer each thread keeps.
+        if (!folder.relativePath.empty())
+            relative.insert(0, folder.relativePath + '/');
+        if (!file.openBeneath(rootFd, relative.c_str()))
+            return false;
+    }
+    if (!identityAt(index).matches(file.identity())) {
+        file.close();
+        return false;
+    }
+    return true;
 }

@@ -2,9 +2,13 @@
 
 #include "KSTDispatchGroup.h"
 #include "KSTDuplicateFileCollection.h"
+#include "KSTReadOnlyFile.h"
 #include "KSTSystemInfo.h"
 
+#include <atomic>
 #include <map>
+#include <string_view>
+#include <unordered_map>
 
 namespace {
 
@@ -29,8 +33,70 @@ std::vector<qsizetype> firstNamesOfSameFile(qsizetype count, const Identity &ide
 std::vector<qsizetype> recordFirstNames(const QList<KSTDuplicateFileRecord> &records)
 {
     return firstNamesOfSameFile(records.size(), [&records](qsizetype index) {
-        return std::pair{records.at(index).device, records.at(index).inode};
+        return std::pair{records.at(index).identity.device, records.at(index).identity.inode};
     });
+}
+
+// For each position, the first position naming the same file. A file with a single name
+// (the usual case) is its own first without a lookup.
+std::vector<qsizetype> fileFirstNames(const KSTDuplicateFileCollection &collection,
+                                      std::span<const quint32> indexes)
+{
+    std::vector<qsizetype> first(indexes.size());
+    std::map<std::pair<quint64, quint64>, qsizetype> seen;
+    for (std::size_t position = 0; position < indexes.size(); ++position) {
+        const quint32 file = indexes[position];
+        first[position] =
+            collection.linkCountAt(file) <= 1
+                ? qsizetype(position)
+                : seen.try_emplace(std::pair{collection.deviceAt(file), collection.inodeAt(file)},
+                                   qsizetype(position))
+                      .first->second;
+    }
+    return first;
+}
+
+// @p positions in the order of their files in the collection: files of one folder come one
+// after another, so a worker keeps their folder open and the kernel finds them warm.
+void sortByFile(std::vector<qsizetype> &positions, std::span<const quint32> indexes)
+{
+    std::sort(positions.begin(), positions.end(), [&indexes](qsizetype a, qsizetype b) {
+        return indexes[static_cast<size_t>(a)] < indexes[static_cast<size_t>(b)];
+    });
+}
+
+// Every slot takes the answer of the first name of its file.
+template <typename Slot>
+void shareWithOtherNames(std::vector<Slot> &slots, const std::vector<qsizetype> &first)
+{
+    for (std::size_t index = 0; index < slots.size(); ++index) {
+        if (first[index] != qsizetype(index))
+            slots[index] = slots[static_cast<size_t>(first[index])];
+    }
+}
+
+// The files of a stage in sets that probably hold the same bytes: the first file of each set,
+// the others, and for each file the first of its set.
+struct Representatives
+{
+    std::vector<qsizetype> firsts;
+    std::vector<qsizetype> others;
+    std::vector<qsizetype> firstOf; // per position; set for every read
+};
+
+Representatives representativesOf(const std::vector<qsizetype> &reads,
+                                  std::span<const quint32> likelySame)
+{
+    Representatives sets;
+    sets.firstOf.assign(likelySame.size(), -1);
+    std::unordered_map<quint32, qsizetype> firstOfSet;
+    for (const qsizetype read : reads) {
+        const auto [found, isFirst] =
+            firstOfSet.try_emplace(likelySame[static_cast<size_t>(read)], read);
+        sets.firstOf[static_cast<size_t>(read)] = found->second;
+        (isFirst ? sets.firsts : sets.others).push_back(read);
+    }
+    return sets;
 }
 
 // The work list: the entries that are their own first name.
@@ -62,7 +128,45 @@ resultsInRecordOrder(const QList<KSTDuplicateFileRecord> &records,
 
 } // namespace
 
-KSTDuplicateHasher::KSTDuplicateHasher(KSTSystemInfo &systemInfo) : m_systemInfo(systemInfo) {}
+class KSTDuplicateHasher::ContentArena
+{
+public:
+    explicit ContentArena(std::size_t capacity) : m_capacity(capacity) {}
+
+    // Forgets what was kept; only between stages.
+    void reset() { m_used.store(0, std::memory_order_relaxed); }
+
+    // A copy of @p bytes, or an empty view when the arena is full. Thread-safe.
+    std::string_view keep(std::string_view bytes)
+    {
+        if (bytes.empty())
+            return {};
+        const std::size_t offset = m_used.fetch_add(bytes.size(), std::memory_order_relaxed);
+        if (offset + bytes.size() > m_capacity)
+            return {};
+        // Made on first use, between stages of the calling thread's scan.
+        char *data = m_data.get() + offset;
+        std::memcpy(data, bytes.data(), bytes.size());
+        return std::string_view(data, bytes.size());
+    }
+
+    void allocate()
+    {
+        if (!m_data)
+            m_data.reset(new char[m_capacity]);
+    }
+
+private:
+    const std::size_t m_capacity;
+    std::unique_ptr<char[]> m_data;
+    std::atomic<std::size_t> m_used{0};
+};
+
+KSTDuplicateHasher::KSTDuplicateHasher(KSTSystemInfo &systemInfo)
+    : m_systemInfo(systemInfo), m_wholeContents(std::make_unique<ContentArena>(WholeContentBudget)),
+      m_keptContents(std::make_unique<ContentArena>(KeptContentBudget))
+{
+}
 
 KSTDuplicateHasher::~KSTDuplicateHasher() = default;
 
@@ -83,6 +187,33 @@ void KSTDuplicateHasher::forEachRecordOnHashWorkers(qsizetype count, quint64 gen
                             if (m_systemInfo.isDuplicateScanCancelled(generation))
                                 return;
                             task(index, scratch);
+                        }
+                    });
+    }
+    group.wait();
+}
+
+template <typename Task>
+void KSTDuplicateHasher::forEachFileRunOnHashWorkers(qsizetype count, quint64 generation,
+                                                     const Task &task)
+{
+    // Worker w takes the w-th quarter of the list: the files of one folder, next to each other
+    // in the list, go to one worker, which keeps their folder open from one to the next.
+    KSTDispatchGroup group;
+    const qsizetype workers = std::min(count, HashWorkers);
+    for (qsizetype worker = 0; worker < workers; ++worker) {
+        if (m_systemInfo.isDuplicateScanCancelled(generation))
+            break;
+        KSTDuplicateDigest::Scratch &scratch = m_scratch[static_cast<size_t>(worker)];
+        const qsizetype begin = count * worker / workers;
+        const qsizetype end = count * (worker + 1) / workers;
+        group.async(m_systemInfo.duplicateHashWorkerQueueForIndex(static_cast<qint32>(worker)),
+                    [this, begin, end, generation, &task, &scratch] {
+                        KSTDuplicateFileCollection::FolderCursor cursor;
+                        for (qsizetype index = begin; index < end; ++index) {
+                            if (m_systemInfo.isDuplicateScanCancelled(generation))
+                                return;
+                            task(index, scratch, cursor);
                         }
                     });
     }
@@ -140,33 +271,146 @@ std::vector<std::optional<quint64>> KSTDuplicateHasher::computeSampleFingerprint
                                        KSTDuplicateDigest::sampleFingerprintForRecord(
                                            records.at(index), &scratch);
                                });
-    for (std::size_t index = 0; index < slots.size(); ++index)
-        slots[index] = slots[static_cast<size_t>(first[index])];
+    shareWithOtherNames(slots, first);
     return slots;
 }
 
-std::vector<std::optional<quint64>>
-KSTDuplicateHasher::computeSampleFingerprintsForFiles(const KSTDuplicateFileCollection &collection,
-                                                      std::span<const quint32> indexes,
-                                                      quint64 generation)
+std::vector<std::optional<quint64>> KSTDuplicateHasher::computeSampleFingerprintsForFiles(
+    const KSTDuplicateFileCollection &collection, std::span<const quint32> indexes,
+    quint64 generation, std::vector<std::string_view> *wholeContents)
 {
-    const std::vector<qsizetype> first =
-        firstNamesOfSameFile(qsizetype(indexes.size()), [&](qsizetype position) {
-            const quint32 file = indexes[static_cast<size_t>(position)];
-            return std::pair{collection.deviceAt(file), collection.inodeAt(file)};
-        });
-    const std::vector<qsizetype> reads = readsFor(first);
+    const std::vector<qsizetype> first = fileFirstNames(collection, indexes);
+    std::vector<qsizetype> reads = readsFor(first);
+    sortByFile(reads, indexes);
     std::vector<std::optional<quint64>> slots(indexes.size());
+    if (wholeContents) {
+        wholeContents->assign(indexes.size(), std::string_view());
+        m_wholeContents->allocate();
+        m_wholeContents->reset();
+    }
+    forEachFileRunOnHashWorkers(qsizetype(reads.size()), generation,
+                                [&](qsizetype position, KSTDuplicateDigest::Scratch &scratch,
+                                    KSTDuplicateFileCollection::FolderCursor &cursor) {
+                                    const auto index =
+                                        static_cast<size_t>(reads[static_cast<size_t>(position)]);
+                                    const quint32 file = indexes[index];
+                                    KSTReadOnlyFile opened;
+                                    if (!collection.openFile(file, opened, &cursor))
+                                        return;
+                                    std::string_view content;
+                                    const quint64 bytes = collection.bytesAt(file);
+                                    slots[index] = KSTDuplicateDigest::sampleFingerprintOfFile(
+                                        opened, bytes, scratch, wholeContents ? &content : nullptr);
+                                    // Each worker writes only its own slots; the arena is shared.
+                                    if (!content.empty())
+                                        (*wholeContents)[index] = m_wholeContents->keep(content);
+                                });
+    shareWithOtherNames(slots, first);
+    if (wholeContents)
+        shareWithOtherNames(*wholeContents, first);
+    return slots;
+}
+
+std::vector<std::optional<KSTSHA256Digest>> KSTDuplicateHasher::computeContentDigestsForFiles(
+    const KSTDuplicateFileCollection &collection, std::span<const quint32> indexes,
+    std::span<const quint32> likelySame, quint64 generation,
+    std::span<const std::string_view> wholeContents)
+{
+    const std::vector<qsizetype> first = fileFirstNames(collection, indexes);
+    std::vector<qsizetype> reads = readsFor(first);
+    sortByFile(reads, indexes);
+    const Representatives sets = representativesOf(reads, likelySame);
+    std::vector<std::optional<KSTSHA256Digest>> slots(indexes.size());
+    std::vector<std::string_view> firstContents(indexes.size());
+    m_keptContents->allocate();
+    m_keptContents->reset();
+
+    // The covered bytes of file @p index: those its fingerprint kept, else read into scratch.
+    const auto contentOf =
+        [&](std::size_t index,
+            KSTDuplicateDigest::Scratch &scratch) -> std::optional<std::string_view> {
+        if (index < wholeContents.size() && !wholeContents[index].empty())
+            return std::string_view(wholeContents[index]);
+        KSTReadOnlyFile opened;
+        if (!collection.openFile(indexes[index], opened) ||
+            !KSTDuplicateDigest::readContentBytes(opened, collection.bytesAt(indexes[index]),
+                                                  scratch.content))
+            return std::nullopt;
+        return std::string_view(scratch.content);
+    };
     forEachRecordOnHashWorkers(
-        qsizetype(reads.size()), generation,
+        qsizetype(sets.firsts.size()), generation,
         [&](qsizetype position, KSTDuplicateDigest::Scratch &scratch) {
-            const qsizetype index = reads[static_cast<size_t>(position)];
-            const quint32 file = indexes[static_cast<size_t>(index)];
-            slots[static_cast<size_t>(index)] = KSTDuplicateDigest::sampleFingerprintOfFile(
-                collection.encodedPathAt(file).c_str(), collection.bytesAt(file),
-                collection.deviceAt(file), collection.inodeAt(file), &scratch);
+            const auto index = static_cast<size_t>(sets.firsts[static_cast<size_t>(position)]);
+            const std::optional<std::string_view> content = contentOf(index, scratch);
+            if (!content)
+                return;
+            slots[index] = KSTDuplicateDigest::contentDigestOfBytes(
+                *content, collection.bytesAt(indexes[index]), scratch);
+            // Each worker writes only its own slots; the arena is shared.
+            firstContents[index] = index < wholeContents.size() && !wholeContents[index].empty()
+                                       ? *content
+                                       : m_keptContents->keep(*content);
         });
-    for (std::size_t index = 0; index < slots.size(); ++index)
-        slots[index] = slots[static_cast<size_t>(first[index])];
+    if (m_systemInfo.isDuplicateScanCancelled(generation))
+        return slots;
+    forEachRecordOnHashWorkers(
+        qsizetype(sets.others.size()), generation,
+        [&](qsizetype position, KSTDuplicateDigest::Scratch &scratch) {
+            const auto index = static_cast<size_t>(sets.others[static_cast<size_t>(position)]);
+            const auto setFirst = static_cast<size_t>(sets.firstOf[index]);
+            const std::optional<std::string_view> content = contentOf(index, scratch);
+            if (!content)
+                return;
+            if (slots[setFirst] && !firstContents[setFirst].empty() &&
+                *content == firstContents[setFirst])
+                slots[index] = slots[setFirst];
+            else
+                slots[index] = KSTDuplicateDigest::contentDigestOfBytes(
+                    *content, collection.bytesAt(indexes[index]), scratch);
+        });
+    shareWithOtherNames(slots, first);
+    return slots;
+}
+
+std::vector<std::optional<KSTSHA256Digest>> KSTDuplicateHasher::computeFullDigestsForFiles(
+    const KSTDuplicateFileCollection &collection, std::span<const quint32> indexes,
+    std::span<const quint32> likelySame, quint64 generation)
+{
+    const std::vector<qsizetype> first = fileFirstNames(collection, indexes);
+    std::vector<qsizetype> reads = readsFor(first);
+    sortByFile(reads, indexes);
+    const Representatives sets = representativesOf(reads, likelySame);
+    std::vector<std::optional<KSTSHA256Digest>> slots(indexes.size());
+    forEachRecordOnHashWorkers(
+        qsizetype(sets.firsts.size()), generation,
+        [&](qsizetype position, KSTDuplicateDigest::Scratch &scratch) {
+            const auto index = static_cast<size_t>(sets.firsts[static_cast<size_t>(position)]);
+            const quint32 file = indexes[index];
+            KSTReadOnlyFile opened;
+            if (collection.openFile(file, opened))
+                slots[index] =
+                    KSTDuplicateDigest::fullDigestOfFile(opened, collection.bytesAt(file), scratch);
+        });
+    if (m_systemInfo.isDuplicateScanCancelled(generation))
+        return slots;
+    forEachRecordOnHashWorkers(
+        qsizetype(sets.others.size()), generation,
+        [&](qsizetype position, KSTDuplicateDigest::Scratch &scratch) {
+            const auto index = static_cast<size_t>(sets.others[static_cast<size_t>(position)]);
+            const auto setFirst = static_cast<size_t>(sets.firstOf[index]);
+            const quint32 file = indexes[index];
+            const quint64 size = collection.bytesAt(file);
+            KSTReadOnlyFile opened;
+            if (!collection.openFile(file, opened))
+                return;
+            KSTReadOnlyFile firstFile;
+            if (slots[setFirst] && collection.openFile(indexes[setFirst], firstFile) &&
+                KSTDuplicateDigest::haveSameContent(opened, firstFile, size, scratch))
+                slots[index] = slots[setFirst];
+            else
+                slots[index] = KSTDuplicateDigest::fullDigestOfFile(opened, size, scratch);
+        });
+    shareWithOtherNames(slots, first);
     return slots;
 }

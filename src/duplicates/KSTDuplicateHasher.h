@@ -6,8 +6,11 @@
 #include <QList>
 
 #include <array>
+#include <memory>
 #include <optional>
 #include <span>
+#include <string>
+#include <string_view>
 #include <vector>
 
 class KSTDuplicateFileCollection;
@@ -28,7 +31,9 @@ struct KSTDuplicateDigestResult
 /// overlaps the next.
 ///
 /// Names of one hard-linked file (same device and inode) within a stage are read once and share
-/// the answer: they hold the same bytes, and reading them twice would only cost time.
+/// the answer: they hold the same bytes, and reading them twice would only cost time. For the
+/// files of a collection the same holds for files compared equal byte for byte: a digest is
+/// computed once per content, and comparing costs a fraction of hashing.
 ///
 /// Each worker reuses one read buffer and digest context for the whole life of the hasher
 /// (make one per scan): hashing allocates nothing per file, and the buffers never exceed the
@@ -60,17 +65,58 @@ public:
     computeSampleFingerprintsForRecords(const QList<KSTDuplicateFileRecord> &records,
                                         quint64 generation);
 
-    /// The same for the files @p indexes of @p collection, read straight from the collection
-    /// (no record is made for a file the fingerprints leave out).
+    /// The same for the files @p indexes of @p collection, each opened below its scan folder
+    /// (KSTDuplicateFileCollection::openFile()), so no record is made for a file the
+    /// fingerprints leave out; the files are read in collection order, a quarter of the list
+    /// per worker, each keeping the folder of its last file open. With @p wholeContents (one
+    /// slot per index) the bytes of files read whole are kept by the hasher, up to
+    /// WholeContentBudget in all and until its next fingerprint stage, for
+    /// computeContentDigestsForFiles() to use instead of reading them again.
     std::vector<std::optional<quint64>>
     computeSampleFingerprintsForFiles(const KSTDuplicateFileCollection &collection,
-                                      std::span<const quint32> indexes, quint64 generation);
+                                      std::span<const quint32> indexes, quint64 generation,
+                                      std::vector<std::string_view> *wholeContents = nullptr);
+    /// The content digests of the files @p indexes of @p collection, one slot per index
+    /// (nothing for a file that failed). Files with the same @p likelySame value (a value per
+    /// index: the same size and fingerprint) probably hold the same bytes: the first of each
+    /// such set is digested first, on its own stage, and keeps its covered bytes (up to
+    /// KeptContentBudget in all); each other file of the set is then read and compared with
+    /// them, and takes the first one's digest when they are equal, or gets its own. A file
+    /// whose bytes @p wholeContents holds (same positions; may be empty) is not read again.
+    std::vector<std::optional<KSTSHA256Digest>>
+    computeContentDigestsForFiles(const KSTDuplicateFileCollection &collection,
+                                  std::span<const quint32> indexes,
+                                  std::span<const quint32> likelySame, quint64 generation,
+                                  std::span<const std::string_view> wholeContents = {});
+    /// The full digests of the files @p indexes of @p collection, one slot per index, in the
+    /// same two steps: the first file of each @p likelySame set is digested, then every other
+    /// one is compared with it byte for byte and takes its digest when equal.
+    std::vector<std::optional<KSTSHA256Digest>>
+    computeFullDigestsForFiles(const KSTDuplicateFileCollection &collection,
+                               std::span<const quint32> indexes,
+                               std::span<const quint32> likelySame, quint64 generation);
+
+    /// The most bytes the first files of content-digest sets keep for the comparisons.
+    static constexpr std::size_t KeptContentBudget = 8 * 1024 * 1024;
+    /// The most bytes of whole small files one fingerprint stage keeps for the digests.
+    static constexpr std::size_t WholeContentBudget = 16 * 1024 * 1024;
 
 private:
     // Runs task(i, scratch) for every i < count, i on worker i mod 4, and waits for all.
     template <typename Task>
     void forEachRecordOnHashWorkers(qsizetype count, quint64 generation, const Task &task);
+    // Runs task(i, scratch, cursor) for every i < count in runs: worker w takes the w-th
+    // quarter in order, with a folder cursor of its own. For the fingerprints, whose files
+    // come ordered by folder.
+    template <typename Task>
+    void forEachFileRunOnHashWorkers(qsizetype count, quint64 generation, const Task &task);
+
+    // Bytes kept from one stage to the next, in one buffer that every batch of the scan
+    // reuses, so keeping them costs no allocation and no fresh pages per batch.
+    class ContentArena;
 
     KSTSystemInfo &m_systemInfo;
     std::array<KSTDuplicateDigest::Scratch, 4> m_scratch;
+    std::unique_ptr<ContentArena> m_wholeContents;
+    std::unique_ptr<ContentArena> m_keptContents;
 };

@@ -1,20 +1,14 @@
 #include "KSTDuplicateRemovalStep.h"
 
-#include "KSTFileStatus.h"
-
-#include <QFile>
-
-#include <fcntl.h>
+#include "KSTNoFollowPath.h"
 
 bool KSTDuplicateRemovalStep::isUnchangedSinceScan(const KSTDuplicateFileRecord &record)
 {
-    if (record.path.isEmpty())
+    if (!record.path.startsWith(QLatin1Char('/')) || !record.identity.isFile() ||
+        record.identity.inode == 0)
         return false;
-    const std::optional<KSTFileStatus> status =
-        KSTFileStatus::ofEntry(AT_FDCWD, QFile::encodeName(record.path).constData());
-    return status && status->isRegularFile() && status->size == record.bytes &&
-           status->modificationTimeMs == record.modificationDate.toMSecsSinceEpoch() &&
-           status->device == record.device && status->inode == record.inode;
+    const std::optional<struct stat> status = KSTNoFollowPath::status(record.path);
+    return status && record.identity.matches(KSTFileIdentity::fromStatus(*status));
 }
 
 const KSTDuplicateFileRecord *

@@ -2,6 +2,7 @@
 
 #include "KSTDispatch.h"
 #include "KSTDuplicateEngine.h"
+#include "KSTDuplicateTrashStep.h"
 #include "KSTFormatting.h"
 #include "KSTSystemInfo.h"
 
@@ -13,13 +14,13 @@ using Record = KSTDuplicateFileRecord;
 
 bool sameFile(const Record &a, const Record &b)
 {
-    return a.inode != 0 && a.inode == b.inode && a.device == b.device;
+    return a.identity.isSameFile(b.identity);
 }
 
 } // namespace
 
 KSTDuplicateReviewModel::KSTDuplicateReviewModel(KSTSystemInfo &systemInfo, QObject *parent)
-    : QObject(parent), m_systemInfo(&systemInfo),
+    : QObject(parent), m_systemInfo(&systemInfo), m_step(std::make_shared<KSTDuplicateTrashStep>()),
       m_self(std::make_shared<KSTDuplicateReviewModel *>(this))
 {
     updateActionButtons();
@@ -288,19 +289,23 @@ void KSTDuplicateReviewModel::toggleGroupSelection(const KSTDuplicateGroup &grou
     updateActionButtons();
 }
 
-void KSTDuplicateReviewModel::toggleAllGroups(Qt::CheckState state)
+void KSTDuplicateReviewModel::toggleGroupsSelection(const QList<KSTDuplicateGroup> &groups, bool on)
 {
-    const QList<KSTDuplicateGroup> groups = groupsForSelectedCategory();
-    if (groups.isEmpty())
-        return;
     for (const KSTDuplicateGroup &group : groups) {
-        if (state == Qt::Checked)
+        if (on)
             m_selectedGroupKeys.insert(group.hashKey);
         else
             m_selectedGroupKeys.remove(group.hashKey);
     }
     Q_EMIT selectionChanged();
     updateActionButtons();
+}
+
+void KSTDuplicateReviewModel::toggleAllGroups(Qt::CheckState state)
+{
+    const QList<KSTDuplicateGroup> groups = groupsForSelectedCategory();
+    if (!groups.isEmpty())
+        toggleGroupsSelection(groups, state == Qt::Checked);
 }
 
 void KSTDuplicateReviewModel::togglePreviewSelection(const KSTDuplicateGroup &group,
@@ -403,6 +408,12 @@ bool KSTDuplicateReviewModel::trashFilesAtPaths(
 {
     if (!m_step || m_removing || !m_snapshot)
         return false;
+    runPlan(planFor(paths), std::move(done));
+    return true;
+}
+
+KSTDuplicateReviewModel::Plan KSTDuplicateReviewModel::planFor(const QStringList &paths)
+{
     // Each path with its group's kept copies, as the scan saw them.
     QHash<QString, const KSTDuplicateGroup *> groupOfPath;
     for (const KSTDuplicateCategorySummary &category : m_snapshot->categories) {
@@ -412,6 +423,7 @@ bool KSTDuplicateReviewModel::trashFilesAtPaths(
         }
     }
     Plan plan;
+    plan.scanFolders = m_snapshot->scanPaths;
     for (const QString &path : paths) {
         const KSTDuplicateGroup *group = groupOfPath.value(path);
         if (!group) {
@@ -436,8 +448,65 @@ bool KSTDuplicateReviewModel::trashFilesAtPaths(
         else
             plan.copies.append({*copy, keptCopies, group->hashKey});
     }
-    runPlan(std::move(plan), std::move(done));
+    return plan;
+}
+
+bool KSTDuplicateReviewModel::replaceSelectedDuplicatesWithLinks(
+    KSTDuplicateLinkStep::Kind kind, std::function<void(const KSTDuplicateLinkOutcome &)> finished)
+{
+    const QStringList paths = removablePathsForSelectedGroups();
+    if (paths.isEmpty() || isBusy())
+        return false;
+    Plan plan = planFor(paths);
+    const QStringList scanPaths = m_snapshot->scanPaths;
+    m_removing = true;
+    updateActionButtons();
+    std::weak_ptr<KSTDuplicateReviewModel *> self = m_self;
+    KSTDispatch::globalAsync(
+        KSTQualityOfService::UserInitiated,
+        [self, kind, scanPaths, plan = std::move(plan), finished = std::move(finished)] {
+            KSTDuplicateLinkStep step(kind);
+            KSTDuplicateLinkOutcome outcome = executeLinkPlan(plan, step);
+            KSTDispatch::mainAsync([self, scanPaths, outcome = std::move(outcome), finished] {
+                if (const auto model = self.lock()) {
+                    (*model)->m_removing = false;
+                    (*model)->scanDuplicatesInPaths(scanPaths);
+                    if (finished)
+                        finished(outcome);
+                }
+            });
+        });
     return true;
+}
+
+KSTDuplicateLinkOutcome KSTDuplicateReviewModel::executeLinkPlan(const Plan &plan,
+                                                                 KSTDuplicateLinkStep &step)
+{
+    using Result = KSTDuplicateLinkStep::Result;
+    KSTDuplicateLinkOutcome outcome;
+    outcome.skipped = plan.skipped;
+    if (!plan.copies.isEmpty())
+        step.beginLinking(plan.scanFolders);
+    QSet<QString> groupsWithoutKeptCopy;
+    for (const PlannedCopy &planned : plan.copies) {
+        if (groupsWithoutKeptCopy.contains(planned.groupKey)) {
+            outcome.skipped.append(
+                {planned.copy.path, KSTDuplicateRemovalStep::keptCopyChangedReason()});
+            continue;
+        }
+        const KSTDuplicateLinkStep::Outcome linked =
+            step.replaceWithLink(planned.copy, planned.keptCopies);
+        if (linked.result == Result::Linked) {
+            ++outcome.itemsLinked;
+            outcome.bytesFreed += linked.bytesFreed;
+            outcome.linkedPaths << planned.copy.path;
+            continue;
+        }
+        if (linked.result == Result::KeptCopyChanged)
+            groupsWithoutKeptCopy.insert(planned.groupKey);
+        outcome.skipped.append({planned.copy.path, linked.reason});
+    }
+    return outcome;
 }
 
 void KSTDuplicateReviewModel::runPlan(Plan plan,
@@ -464,6 +533,8 @@ KSTDuplicateRemovalOutcome KSTDuplicateReviewModel::executePlan(const Plan &plan
     using Result = KSTDuplicateRemovalStep::Result;
     KSTDuplicateRemovalOutcome outcome;
     outcome.skipped = plan.skipped;
+    if (!plan.copies.isEmpty())
+        step.beginRemoval(plan.scanFolders);
     QSet<QString> groupsWithoutKeptCopy;
     for (const PlannedCopy &planned : plan.copies) {
         if (groupsWithoutKeptCopy.contains(planned.groupKey)) {

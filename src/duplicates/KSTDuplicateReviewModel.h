@@ -1,5 +1,6 @@
 #pragma once
 
+#include "KSTDuplicateLinkStep.h"
 #include "KSTDuplicateRemovalStep.h"
 #include "KSTDuplicateSnapshot.h"
 
@@ -30,6 +31,16 @@ struct KSTDuplicateRemovalOutcome
     QList<Skipped> skipped;
 };
 
+/// What replacing copies with links did: the copies that now share a kept copy's data, the
+/// bytes that freed, and the copies left as they were, with why.
+struct KSTDuplicateLinkOutcome
+{
+    quint64 itemsLinked = 0;
+    quint64 bytesFreed = 0; ///< blocks actually given back (see KSTDuplicateLinkStep)
+    QStringList linkedPaths;
+    QList<KSTDuplicateRemovalOutcome::Skipped> skipped;
+};
+
 /// The Duplicates screen's review rules without its widgets, shared by the window and the
 /// command line: the snapshot shown, the category listed, the group previewed, the groups
 /// ticked for bulk removal, the copies kept per group, the two removal actions and their
@@ -39,9 +50,9 @@ struct KSTDuplicateRemovalOutcome
 /// the newest copy ("Auto-select: keep newest"); every other copy is removable until the user
 /// changes it. The user may keep several copies, or none.
 ///
-/// Removal never deletes anything itself: each copy goes through the injected
-/// KSTDuplicateRemovalStep (the removal guard), one at a time on a worker thread, with the
-/// group's kept copies as they were scanned:
+/// Removal never deletes anything itself: each copy goes through the KSTDuplicateRemovalStep
+/// (KSTDuplicateTrashStep, the removal guard, unless a test injects another), one at a time
+/// on a worker thread, with the group's kept copies as they were scanned:
 /// - a group that keeps no copy is skipped whole, and each of its copies is reported;
 /// - a copy that is no longer the scanned file stays and is reported;
 /// - when no kept copy of a group is still the scanned file, the group's remaining copies
@@ -76,7 +87,8 @@ public:
     explicit KSTDuplicateReviewModel(KSTSystemInfo &systemInfo, QObject *parent = nullptr);
     ~KSTDuplicateReviewModel() override;
 
-    /// The step every copy goes through; without one, removals are refused.
+    /// The step every copy goes through: KSTDuplicateTrashStep (the removal guard) unless
+    /// replaced; without one (nullptr), removals are refused.
     void setRemovalStep(std::shared_ptr<KSTDuplicateRemovalStep> step);
 
     // ---- Snapshot ----
@@ -141,6 +153,8 @@ public:
 
     /// A group row's check box: ticks or clears the group for bulk removal.
     void toggleGroupSelection(const KSTDuplicateGroup &group, bool on);
+    /// Ticks or clears each of @p groups at once (then refreshes the buttons once).
+    void toggleGroupsSelection(const QList<KSTDuplicateGroup> &groups, bool on);
     /// The check box for all: Qt::Checked ticks every group of the listed category, any other
     /// state clears them; nothing happens when the category has no group.
     void toggleAllGroups(Qt::CheckState state);
@@ -174,6 +188,16 @@ public:
     /// folders. Refused (false) while busy, without a removal step, or with nothing removable.
     bool removeAllSelectedDuplicates(
         std::function<void(const KSTDuplicateRemovalOutcome &)> finished = {});
+
+    /// Frees the space of the removable copies of every ticked group while keeping their
+    /// paths: each becomes a clone of (or, for Kind::HardLink, a hard link to) a kept copy of
+    /// its group (KSTDuplicateLinkStep), then the same folders are scanned again. The same
+    /// rules as removal: a group keeping no copy is skipped, a copy that changed stays, and
+    /// once no kept copy is unchanged the group's other copies stay. Refused (false) while
+    /// busy or with nothing removable. @p finished (may be null) follows on the main thread.
+    bool replaceSelectedDuplicatesWithLinks(
+        KSTDuplicateLinkStep::Kind kind,
+        std::function<void(const KSTDuplicateLinkOutcome &)> finished = {});
 
     /// Moves @p paths, copies of groups in the snapshot, to the Trash through the removal step
     /// on a worker thread, each with its group's kept copies; a path of a group that keeps
@@ -212,13 +236,17 @@ private:
     };
     struct Plan
     {
+        QStringList scanFolders;
         QList<PlannedCopy> copies;
         QList<KSTDuplicateRemovalOutcome::Skipped> skipped;
     };
 
+    // Each of @p paths with its group's kept copies as the scan saw them, or why it is left.
+    Plan planFor(const QStringList &paths);
     // Runs the plan through the step on a worker thread, then @p done on the main thread.
     void runPlan(Plan plan, std::function<void(const KSTDuplicateRemovalOutcome &)> done);
     static KSTDuplicateRemovalOutcome executePlan(const Plan &plan, KSTDuplicateRemovalStep &step);
+    static KSTDuplicateLinkOutcome executeLinkPlan(const Plan &plan, KSTDuplicateLinkStep &step);
     void replaceSnapshot(std::shared_ptr<const KSTDuplicateSnapshot> snapshot);
     void resetSelectionsForResult();
 

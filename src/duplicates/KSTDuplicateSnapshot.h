@@ -1,5 +1,7 @@
 #pragma once
 
+#include "KSTFileIdentity.h"
+
 #include <QDateTime>
 #include <QList>
 #include <QString>
@@ -15,10 +17,10 @@ struct KSTDuplicateFileRecord
     quint64 bytes = 0;          ///< file size, never 0
     QDateTime modificationDate; ///< content modification date (UTC); the scan time when unknown
 
-    /// Identity of the file the scan saw, so that a removal can re-check that the entry
-    /// still holds that very file; 0 when not known.
-    quint64 device = 0;
-    quint64 inode = 0;
+    /// What the scan saw of the entry (kind, device, inode, size, modification time to the
+    /// nanosecond, link count), so that a removal can re-check that it still holds that very
+    /// file; all 0 when not known.
+    KSTFileIdentity identity;
 };
 
 /// Files with identical content.

@@ -138,17 +138,25 @@ QString decoded(const char *bytes)
 
 bool hasEscapedBytes(const QString &name)
 {
-    const char16_t *units = reinterpret_cast<const char16_t *>(name.utf16());
     for (qsizetype index = 0; index < name.size(); ++index) {
-        const char16_t unit = units[index];
-        if (!isEscape(unit))
-            continue;
-        // The low half of a real pair is not an escape.
-        if (index > 0 && units[index - 1] >= 0xD800 && units[index - 1] <= 0xDBFF)
-            continue;
-        return true;
+        if (escapedByteAt(name, index) >= 0)
+            return true;
     }
     return false;
+}
+
+int escapedByteAt(const QString &name, qsizetype index)
+{
+    if (index < 0 || index >= name.size())
+        return -1;
+    const char16_t *units = reinterpret_cast<const char16_t *>(name.utf16());
+    const char16_t unit = units[index];
+    if (!isEscape(unit))
+        return -1;
+    // The low half of a real pair is not an escape.
+    if (index > 0 && units[index - 1] >= 0xD800 && units[index - 1] <= 0xDBFF)
+        return -1;
+    return int(unit - EscapeBase);
 }
 
 } // namespace KSTFileName

@@ -28,4 +28,9 @@ QString decoded(const char *bytes, qsizetype length);
 /// True when @p name holds an escaped byte (it came from a name that is not UTF-8).
 bool hasEscapedBytes(const QString &name);
 
+/// The byte (0x80–0xFF) the code unit at @p index of @p name stands for when it is an escaped
+/// byte (a lone surrogate U+DC80–U+DCFF, not the second half of a pair); -1 otherwise. Every
+/// writer that must show or carry such a byte asks this.
+int escapedByteAt(const QString &name, qsizetype index);
+
 } // namespace KSTFileName

@@ -1,8 +1,10 @@
 #include "KSTReadOnlyFile.h"
 
-#include <QFile>
+#include "KSTFileName.h"
+#include "KSTNoFollowPath.h"
 
 #include <cerrno>
+#include <cstring>
 #include <fcntl.h>
 #include <unistd.h>
 #include <utility>
@@ -13,7 +15,7 @@ KSTReadOnlyFile::~KSTReadOnlyFile()
 }
 
 KSTReadOnlyFile::KSTReadOnlyFile(KSTReadOnlyFile &&other) noexcept
-    : m_fd(std::exchange(other.m_fd, -1)), m_status(other.m_status)
+    : m_fd(std::exchange(other.m_fd, -1)), m_identity(other.m_identity)
 {
 }
 
@@ -22,14 +24,14 @@ KSTReadOnlyFile &KSTReadOnlyFile::operator=(KSTReadOnlyFile &&other) noexcept
     if (this != &other) {
         close();
         m_fd = std::exchange(other.m_fd, -1);
-        m_status = other.m_status;
+        m_identity = other.m_identity;
     }
     return *this;
 }
 
 bool KSTReadOnlyFile::open(const QString &path)
 {
-    return open(QFile::encodeName(path));
+    return open(KSTFileName::encoded(path));
 }
 
 bool KSTReadOnlyFile::open(const QByteArray &encodedPath)
@@ -46,15 +48,39 @@ bool KSTReadOnlyFile::open(const char *encodedPath)
     do {
         fd = ::open(encodedPath, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
     } while (fd < 0 && errno == EINTR);
+    return adopt(fd);
+}
+
+bool KSTReadOnlyFile::openBeneath(int baseFd, const char *relative)
+{
+    close();
+    if (baseFd < 0 || !relative || !*relative)
+        return false;
+    int fd = -1;
+    if (!std::strchr(relative, '/')) {
+        // One name: nothing to walk, and O_NOFOLLOW covers the only component.
+        do {
+            fd = ::openat(baseFd, relative, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+        } while (fd < 0 && errno == EINTR);
+    } else {
+        fd = KSTNoFollowPath::openBeneath(
+            baseFd, QByteArray::fromRawData(relative, qsizetype(std::strlen(relative))),
+            O_RDONLY | O_NOFOLLOW | O_NONBLOCK);
+    }
+    return adopt(fd);
+}
+
+bool KSTReadOnlyFile::adopt(int fd)
+{
     if (fd < 0)
         return false;
-    const std::optional<KSTFileStatus> status = KSTFileStatus::ofDescriptor(fd);
-    if (!status || !status->isRegularFile()) {
+    const std::optional<KSTFileIdentity> identity = KSTFileIdentity::ofDescriptor(fd);
+    if (!identity || !identity->isFile()) {
         ::close(fd);
         return false;
     }
     m_fd = fd;
-    m_status = *status;
+    m_identity = *identity;
     return true;
 }
 
@@ -63,7 +89,7 @@ void KSTReadOnlyFile::close()
     if (m_fd >= 0)
         ::close(m_fd);
     m_fd = -1;
-    m_status = {};
+    m_identity = {};
 }
 
 qint64 KSTReadOnlyFile::read(char *buffer, qint64 length)

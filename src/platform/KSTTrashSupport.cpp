@@ -54,6 +54,24 @@ int renameNoReplace(const QByteArray &from, const QByteArray &to)
     return renameNoReplaceAt(AT_FDCWD, from, AT_FDCWD, to);
 }
 
+int exchangeAt(int folder, const QByteArray &first, const QByteArray &second)
+{
+#if defined(__APPLE__)
+    return ::renameatx_np(folder, first.constData(), folder, second.constData(), RENAME_SWAP) == 0
+               ? 0
+               : errno;
+#elif defined(RENAME_EXCHANGE)
+    return ::renameat2(folder, first.constData(), folder, second.constData(), RENAME_EXCHANGE) == 0
+               ? 0
+               : errno;
+#else
+    Q_UNUSED(folder);
+    Q_UNUSED(first);
+    Q_UNUSED(second);
+    return ENOSYS;
+#endif
+}
+
 int renameNoReplaceAt(int fromFolder, const QByteArray &fromName, int toFolder,
                       const QByteArray &toName)
 {

@@ -29,6 +29,11 @@ int renameNoReplace(const QByteArray &from, const QByteArray &to);
 int renameNoReplaceAt(int fromFolder, const QByteArray &fromName, int toFolder,
                       const QByteArray &toName);
 
+/// Swaps the entries @p first and @p second of the folder open at @p folder in one step
+/// (renameat2 RENAME_EXCHANGE, renameatx_np RENAME_SWAP). 0 on success, else the errno;
+/// EINVAL, ENOSYS or ENOTSUP where the file system cannot.
+int exchangeAt(int folder, const QByteArray &first, const QByteArray &second);
+
 /// An error in "NSCocoaErrorDomain" with the Foundation file-error code closest to
 /// @p errorNumber, the description @p message followed by strerror's reason, and the keys
 /// "NSFilePath" (@p path) and "NSPOSIXErrorCode".

@@ -59,6 +59,10 @@ public:
         int threads = 0;
         /// Shared with other sizes when given; else each size has its own.
         std::shared_ptr<SeenFiles> seenFiles;
+        /// Read folders without updating their access times where the system allows it
+        /// (O_NOATIME: the owner's folders, or any for a privileged process): sizing an
+        /// application bundle must not make it look opened.
+        bool preserveAccessTimes = false;
     };
 
     /// The allocated bytes below @p folder (not counting the folder itself). 0 when it is

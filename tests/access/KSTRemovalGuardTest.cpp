@@ -13,6 +13,7 @@
 
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
 #include <sched.h>
 #include <sys/mount.h>
 #include <unistd.h>
@@ -181,6 +182,90 @@ TEST_F(RemovalGuardTest, MovingIntoAFolderNeverReplacesAndNeverPassesALink)
         << error.description.toStdString();
     EXPECT_EQ(landed, mac.homePath("Pictures/Archive/Screenshot 2.png"));
     EXPECT_FALSE(QFileInfo::exists(shot));
+}
+
+TEST_F(RemovalGuardTest, AFileIsReplacedOnlyByWhatItsBuilderMadeAndOnlyWhenAdmitted)
+{
+    const Guard rules = guard();
+    // Writes "new" under the temporary name, or something else when asked to misbehave.
+    enum class Build { File, Link, Fails, WhileTheFileIsSwapped };
+    const auto builder = [this](Build kind) {
+        return [this, kind](int folder, const QByteArray &name, KSTError *error) {
+            // Someone else puts another file in its place while the replacement is built.
+            if (kind == Build::WhileTheFileIsSwapped) {
+                mac.writeHomeFile("Downloads/other.bin", "other");
+                QFile::remove(mac.homePath("Downloads/file.bin"));
+                QFile::rename(mac.homePath("Downloads/other.bin"),
+                              mac.homePath("Downloads/file.bin"));
+            }
+            if (kind == Build::Fails) {
+                error->description = QStringLiteral("no clone here");
+                return false;
+            }
+            if (kind == Build::Link)
+                return ::symlinkat("/etc/passwd", folder, name.constData()) == 0;
+            const int fd =
+                ::openat(folder, name.constData(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+            const bool written = fd >= 0 && ::write(fd, "new", 3) == 3;
+            return ::close(fd) == 0 && written;
+        };
+    };
+    struct Case
+    {
+        const char *what;
+        QString path;
+        Build build;
+        bool replaced;
+        const char *reason;
+    };
+    const QString file = mac.homePath("Downloads/file.bin");
+    const Case cases[] = {
+        {"a plain file", file, Build::File, true, ""},
+        {"a builder that fails", file, Build::Fails, false, "no clone here"},
+        {"a replacement that is a link", file, Build::Link, false, "replacement is not a file"},
+        {"a file swapped meanwhile", file, Build::WhileTheFileIsSwapped, false,
+         "changed since the scan"},
+        {"a never-touch file", mac.homePath("Documents/Keep/plan.txt"), Build::File, false,
+         "never-touch"},
+        {"a file behind a link", mac.homePath("Linked/Kept/b.txt"), Build::File, false,
+         "symbolic link"},
+        {"a folder", mac.homePath("Pictures/Loose"), Build::File, false, "not a file"},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.what);
+        mac.writeHomeFile("Downloads/file.bin", "bytes");
+        const QStringList before =
+            QDir(QFileInfo(c.path).path()).entryList(QDir::AllEntries | QDir::Hidden);
+        const QByteArray contents = KSTTestSupport::readFile(c.path);
+        KSTError error;
+        EXPECT_EQ(rules.replaceFile(c.path, Guard::identityOf(c.path), builder(c.build), &error),
+                  c.replaced);
+        EXPECT_TRUE(error.description.contains(QLatin1String(c.reason)))
+            << error.description.toStdString();
+        const QByteArray expected = c.replaced                                ? QByteArray("new")
+                                    : c.build == Build::WhileTheFileIsSwapped ? QByteArray("other")
+                                                                              : contents;
+        EXPECT_EQ(KSTTestSupport::readFile(c.path), expected);
+        // No temporary entry stays behind.
+        EXPECT_EQ(QDir(QFileInfo(c.path).path()).entryList(QDir::AllEntries | QDir::Hidden),
+                  before);
+    }
+
+    // A file that changed since the scan is not replaced, and no builder runs for it.
+    const std::optional<KSTFileIdentity> seen = Guard::identityOf(file);
+    mac.writeHomeFile("Downloads/file.bin", "rewritten");
+    bool built = false;
+    KSTError error;
+    EXPECT_FALSE(rules.replaceFile(
+        file, seen,
+        [&built](int, const QByteArray &, KSTError *) {
+            built = true;
+            return true;
+        },
+        &error));
+    EXPECT_FALSE(built);
+    EXPECT_EQ(error.code, Guard::RefusedChanged);
+    EXPECT_EQ(KSTTestSupport::readFile(file), QByteArray("rewritten"));
 }
 
 TEST_F(RemovalGuardTest, TheStoredNeverTouchListIncludesWhatALaunchKeptAside)

@@ -1,9 +1,11 @@
 // `kestrel duplicates` run in-process against fixture homes: the JSON document with the
 // records' property names, the readable summary, progress lines on standard error, and the
 // folders it refuses. Also the streaming JSON writer the command prints with.
+#include "KSTCliContext.h"
 #include "KSTCommandLineRun.h"
 #include "KSTDuplicateEngine.h"
 #include "KSTDuplicateTestSupport.h"
+#include "KSTFileName.h"
 #include "KSTJsonTextWriter.h"
 #include "KSTMachineTest.h"
 #include "KSTSystemInfo.h"
@@ -204,6 +206,28 @@ TEST(JsonTextWriterTest, WritesWhatAJsonReaderReadsBack)
     EXPECT_TRUE(text.contains(QStringLiteral("\\u0007")));
     EXPECT_TRUE(text.startsWith(QStringLiteral("{\n    \"name\": ")));
     EXPECT_TRUE(text.endsWith(QStringLiteral("\n}\n")));
+}
+
+TEST(JsonTextWriterTest, NamesThatAreNotUtf8AreWrittenAsTheirBytes)
+{
+    // The same escapes as every other command's JSON, so one reader gets the bytes back.
+    const QString name = KSTFileName::decoded(QByteArray("/x/caf\xe9 \xf0\x9f\x98\x80 \xff"));
+    QString streamed;
+    QTextStream stream(&streamed);
+    KSTJsonTextWriter json(stream);
+    json.beginArray();
+    json.value(name);
+    json.endArray();
+    stream.flush();
+    EXPECT_TRUE(streamed.contains(QStringLiteral("caf\\udce9 \U0001F600 \\udcff")))
+        << streamed.toStdString();
+
+    QString printed;
+    QTextStream printedStream(&printed);
+    KSTCliContext context({}, true, printedStream, printedStream);
+    context.printJson(QJsonArray{name});
+    printedStream.flush();
+    EXPECT_EQ(printed.simplified(), streamed.simplified());
 }
 
 } // namespace

@@ -10,8 +10,13 @@
 
 #include <QFile>
 #include <QJsonArray>
+#include <QJsonDocument>
 #include <QJsonObject>
+#include <QMap>
+#include <QProcess>
 #include <QTemporaryDir>
+
+#include <sys/stat.h>
 
 #include <gtest/gtest.h>
 
@@ -63,10 +68,10 @@ protected:
         const auto isUnder = [](const QByteArray &path, const QByteArray &folder) {
             return path == folder || path.startsWith(QByteArray(folder + '/'));
         };
-        // The fixture's tools log their calls under usr/bin.
+        // The fixture's tools log their calls beside themselves.
         const QStringList outside =
             KSTTestSupport::treeDifferences(before, after, [&](const QByteArray &path) {
-                return path.startsWith("usr/bin/") ||
+                return path.startsWith("usr/bin/") || path.endsWith(".calls") ||
                        std::any_of(selection.cbegin(), selection.cend(),
                                    [&](const QByteArray &chosen) { return isUnder(path, chosen); });
             });
@@ -197,6 +202,362 @@ TEST_P(HostileHomeTest, AutoCleanRulesTouchNothingButTheirPlaces)
         EXPECT_TRUE(after.contains(
             rootRelative(mac.homePath("Pictures/Screenshots Archive/Screenshot 2024.png"))));
     }
+}
+
+// Every group of a duplicates scan of the whole home: its copies, and which a removal takes.
+struct ScannedGroups
+{
+    QList<QStringList> groups; // every group's paths
+    QStringList removable;     // the copies not kept
+};
+
+ScannedGroups scannedGroups(const QJsonDocument &snapshot)
+{
+    ScannedGroups scanned;
+    for (const QJsonValue &category : snapshot.object().value("categories").toArray()) {
+        for (const QJsonValue &group : category.toObject().value("groups").toArray()) {
+            QStringList paths;
+            for (const QJsonValue &file : group.toObject().value("files").toArray()) {
+                const QJsonObject record = file.toObject();
+                paths << record.value("path").toString();
+                const QString reason = record.value("selectionReason").toString();
+                if (reason != "newest" && reason != "sameDateFirstByPath" && reason != "keptByYou")
+                    scanned.removable << record.value("path").toString();
+            }
+            scanned.groups << paths;
+        }
+    }
+    return scanned;
+}
+
+TEST_P(HostileHomeTest, DuplicatesRemoveTakesOnlyCopiesAndNeverTheLastOne)
+{
+    const KSTTreeListing before = listing();
+    const KSTProgramRun scan = kestrel({"--json", "duplicates", "--quiet", "--path", "~"});
+    ASSERT_EQ(scan.status, 0) << scan.err.toStdString();
+    const ScannedGroups scanned = scannedGroups(scan.json());
+    ASSERT_FALSE(scanned.groups.isEmpty());
+    // Nothing outside the home, behind a link or in a privacy-protected place is offered.
+    for (const QStringList &group : scanned.groups) {
+        for (const QString &path : group) {
+            EXPECT_TRUE(path.startsWith(mac.home() + '/')) << path.toStdString();
+            for (const char *never : {"Music", "Pictures/Photos Library.photoslibrary",
+                                      "Desktop/precious link.txt", "escape", "Library"})
+                EXPECT_FALSE(path.startsWith(mac.homePath(QString::fromLatin1(never))))
+                    << path.toStdString();
+        }
+    }
+    ASSERT_TRUE(scanned.removable.contains(hostile->changingFile()));
+
+    QList<QByteArray> selection = {rootRelative(mac.homePath(".Trash"))};
+    for (const QString &path : scanned.removable)
+        selection << rootRelative(path);
+    KSTProgramOptions answer;
+    answer.prompt = QStringLiteral("Remove? [y/N]");
+    answer.input = "y\n";
+    // Between the scan and the answer, one copy is rewritten: it must stay.
+    answer.beforeAnswer = [this] {
+        QFile file(hostile->changingFile());
+        ASSERT_TRUE(file.open(QIODevice::Append));
+        file.write("changed");
+    };
+    const KSTProgramRun removal =
+        kestrel({"--json", "duplicates", "remove", "--quiet", "--path", "~", "--all"}, answer);
+    ASSERT_NE(removal.status, -1) << removal.err.toStdString();
+    const KSTTreeListing after = listing();
+    expectOnlySelectionChanged(before, after, selection);
+
+    // Never the last copy: every group keeps a copy exactly as it was.
+    for (const QStringList &group : scanned.groups) {
+        const bool oneLeft = std::any_of(group.cbegin(), group.cend(), [&](const QString &path) {
+            const QByteArray key = rootRelative(path);
+            return after.contains(key) && after.value(key) == before.value(key);
+        });
+        EXPECT_TRUE(oneLeft) << group.join(", ").toStdString();
+    }
+    const QJsonObject outcome = removal.json().object();
+    QMap<QString, QString> skipped;
+    for (const QJsonValue &entry : outcome.value("skipped").toArray())
+        skipped.insert(entry.toObject().value("path").toString(),
+                       entry.toObject().value("reason").toString());
+    EXPECT_TRUE(after.value(rootRelative(hostile->changingFile())).startsWith("file"));
+    EXPECT_TRUE(skipped.value(hostile->changingFile()).contains("changed or moved since the scan"))
+        << removal.out.toStdString();
+    if (GetParam() == Variant::Ordinary) {
+        EXPECT_EQ(removal.status, 0) << removal.err.toStdString();
+        // The never-touch copies were offered and refused.
+        for (const char *never : {"Pictures/Screen Shot keep.png", "Downloads/Keep/plan.txt"}) {
+            EXPECT_TRUE(
+                skipped.value(mac.homePath(QString::fromLatin1(never))).contains("never-touch"))
+                << never;
+        }
+        // Odd names were moved by their own bytes, all but the one copy kept.
+        int oddLeft = 0;
+        for (const QByteArray &name : KSTHostileHome::oddNames())
+            oddLeft += after.contains(rootRelative(mac.homePath("Movies")) + '/' + name);
+        EXPECT_EQ(oddLeft, 1);
+    } else {
+        // A Trash that is a link is never filled: nothing moved at all.
+        EXPECT_EQ(removal.status, 1) << removal.out.toStdString();
+        EXPECT_EQ(outcome.value("itemsRemoved").toInteger(), 0);
+        const QStringList changed =
+            KSTTestSupport::treeDifferences(before, after, [&](const QByteArray &path) {
+                return path.startsWith("usr/bin/") || path == rootRelative(hostile->changingFile());
+            });
+        EXPECT_TRUE(changed.isEmpty()) << changed.join('\n').toStdString();
+    }
+}
+
+TEST_P(HostileHomeTest, DuplicatesHardLinkingChangesNoContentAndSparesWhatItMust)
+{
+    const KSTTreeListing before = listing();
+    const KSTProgramRun scan = kestrel({"--json", "duplicates", "--quiet", "--path", "~"});
+    ASSERT_EQ(scan.status, 0) << scan.err.toStdString();
+    const ScannedGroups scanned = scannedGroups(scan.json());
+    const auto inodeOf = [](const QString &path) {
+        struct stat status = {};
+        return ::lstat(KSTFileName::encoded(path).constData(), &status) == 0 ? status.st_ino
+                                                                             : ino_t(0);
+    };
+    QMap<QString, ino_t> neverTouchInodes;
+    for (const QString &path : hostile->neverTouchPaths())
+        neverTouchInodes.insert(path, inodeOf(mac.homePath(path.mid(2))));
+
+    KSTProgramOptions answer;
+    answer.prompt = QStringLiteral("Replace? [y/N]");
+    answer.input = "y\n";
+    answer.beforeAnswer = [this] {
+        QFile file(hostile->changingFile());
+        ASSERT_TRUE(file.open(QIODevice::Append));
+        file.write("changed");
+    };
+    const ino_t changingInode = inodeOf(hostile->changingFile());
+    const KSTProgramRun linking = kestrel(
+        {"--json", "duplicates", "link", "--hardlink", "--quiet", "--path", "~", "--all"}, answer);
+    ASSERT_EQ(linking.status, 0) << linking.err.toStdString();
+    const KSTTreeListing after = listing();
+
+    // No content changed anywhere (a hard link holds the same bytes), nothing was added (no
+    // temporary name stays) and nothing was removed, outside the file the test rewrote.
+    const QStringList changed =
+        KSTTestSupport::treeDifferences(before, after, [&](const QByteArray &path) {
+            return path.startsWith("usr/bin/") || path == rootRelative(hostile->changingFile());
+        });
+    EXPECT_TRUE(changed.isEmpty()) << changed.join('\n').toStdString();
+    for (auto it = neverTouchInodes.cbegin(); it != neverTouchInodes.cend(); ++it)
+        EXPECT_EQ(inodeOf(mac.homePath(it.key().mid(2))), it.value()) << it.key().toStdString();
+    EXPECT_EQ(inodeOf(hostile->changingFile()), changingInode);
+
+    const QJsonObject outcome = linking.json().object();
+    QStringList linked;
+    for (const QJsonValue &path : outcome.value("linkedPaths").toArray())
+        linked << path.toString();
+    ASSERT_FALSE(linked.isEmpty());
+    // Each copy linked is now the same file as another copy of its group, and nothing
+    // linked lies outside the copies offered.
+    for (const QString &path : std::as_const(linked)) {
+        EXPECT_TRUE(scanned.removable.contains(path)) << path.toStdString();
+        const auto group =
+            std::find_if(scanned.groups.cbegin(), scanned.groups.cend(),
+                         [&](const QStringList &paths) { return paths.contains(path); });
+        ASSERT_NE(group, scanned.groups.cend());
+        EXPECT_TRUE(std::any_of(group->cbegin(), group->cend(), [&](const QString &other) {
+            return other != path && !linked.contains(other) && inodeOf(other) == inodeOf(path);
+        })) << path.toStdString();
+    }
+    EXPECT_FALSE(linked.contains(hostile->changingFile()));
+}
+
+TEST_P(HostileHomeTest, EraseTouchesOnlyWhatWasChosen)
+{
+    const bool ordinary = GetParam() == Variant::Ordinary;
+    QStringList chosen;
+    if (ordinary) {
+        // A folder holding links out, a second name of a document, a FIFO, every odd name,
+        // a second name of a large file, and last a never-touch folder, which stops the job.
+        for (const char *entry :
+             {"Downloads/dir", "Downloads/tax-copy.pdf", "Downloads/pipe", "Movies/big-twin.iso"})
+            chosen << mac.homePath(QString::fromLatin1(entry));
+        // (A name that is not UTF-8 cannot travel through QProcess's arguments.)
+        for (const QByteArray &name : KSTHostileHome::oddNames()) {
+            if (!KSTFileName::hasEscapedBytes(KSTFileName::decoded(name)))
+                chosen << mac.homePath("Downloads/") + KSTFileName::decoded(name);
+        }
+        chosen << mac.homePath("Downloads/Keep");
+    } else {
+        // Through the linked Downloads into the Music folder.
+        chosen << mac.homePath("Downloads/setup.dmg");
+    }
+    QList<QByteArray> selection;
+    for (const QString &path : std::as_const(chosen))
+        selection << rootRelative(path);
+
+    const KSTTreeListing before = listing();
+    const KSTProgramRun erased = kestrel(QStringList{"--json", "erase", "--yes"} + chosen);
+    EXPECT_EQ(erased.status, 1) << erased.err.toStdString();
+    const KSTTreeListing after = listing();
+    expectOnlySelectionChanged(before, after, selection);
+    if (ordinary) {
+        EXPECT_EQ(erased.json().object().value("error").toObject().value("domain"),
+                  "KSTRemovalGuard");
+        for (const QByteArray &path : std::as_const(selection).mid(0, selection.size() - 1))
+            EXPECT_FALSE(after.contains(path)) << path.toStdString();
+        EXPECT_EQ(after.value(rootRelative(mac.homePath("Downloads/Keep/plan.txt"))),
+                  before.value(rootRelative(mac.homePath("Downloads/Keep/plan.txt"))));
+        // The other names of the files only unlinked kept their bytes.
+        EXPECT_EQ(after.value(rootRelative(mac.homePath("Movies/big.iso"))),
+                  before.value(rootRelative(mac.homePath("Movies/big.iso"))));
+    } else {
+        const QStringList changed = KSTTestSupport::treeDifferences(
+            before, after, [](const QByteArray &path) { return path.startsWith("usr/bin/"); });
+        EXPECT_TRUE(changed.isEmpty()) << changed.join('\n').toStdString();
+    }
+}
+
+TEST_P(HostileHomeTest, EncryptOnlyAddsArchivesNextToWhatWasChosen)
+{
+    const bool ordinary = GetParam() == Variant::Ordinary;
+    // Pictures holds a Photos library, a never-touch file and a link to Documents; Downloads
+    // is a link to Music in the other home.
+    const QStringList chosen = {mac.homePath("Pictures"),
+                                mac.homePath(ordinary ? "Downloads/dir" : "Downloads/setup.dmg")};
+    const KSTTreeListing before = listing();
+    KSTProgramOptions options;
+    options.input = "hostile-pw\n";
+    const KSTProgramRun encrypted =
+        kestrel(QStringList{"--json", "encrypt", "--password-stdin", "--yes"} + chosen, options);
+    EXPECT_EQ(encrypted.status, ordinary ? 0 : 1) << encrypted.err.toStdString();
+    const QByteArray pictures = rootRelative(mac.homePath("Pictures.zip"));
+    const QByteArray dir = rootRelative(mac.homePath("Downloads/dir.zip"));
+    const KSTTreeListing after = listing();
+    expectOnlySelectionChanged(before, after, {pictures, dir});
+    EXPECT_TRUE(after.contains(pictures));
+    EXPECT_EQ(after.contains(dir), ordinary);
+    EXPECT_EQ(encrypted.json().object().value("archivesCreated"), ordinary ? 2 : 1);
+
+    QProcess list;
+    list.start("unzip", {"-Z1", mac.homePath("Pictures.zip")});
+    ASSERT_TRUE(list.waitForFinished(30'000));
+    const QString names = QString::fromUtf8(list.readAllStandardOutput());
+    EXPECT_FALSE(names.contains("photoslibrary")) << names.toStdString();
+    EXPECT_TRUE(names.contains("Pictures/Screenshots\n")) << "the link is stored as itself";
+    EXPECT_FALSE(names.contains("Pictures/Screenshots/")) << names.toStdString();
+}
+
+TEST_P(HostileHomeTest, DisablingAStartupItemRenamesOnlyItsPlist)
+{
+    mac.addTool("/bin/launchctl", "");
+    mac.writeFile("Victim/agent.plist",
+                  "<?xml version=\"1.0\"?><plist version=\"1.0\"><dict><key>Label</key>"
+                  "<string>com.victim.agent</string></dict></plist>");
+    mac.makeSymlink("Users/alice/Library/LaunchAgents/com.victim.agent.plist",
+                    mac.path("Victim/agent.plist"));
+    mac.addLaunchdPlist(KSTFixtureMac::LaunchdDomain::UserAgent, "com.hostile.agent",
+                        {{"Program", "/usr/local/bin/hostile"}});
+    const KSTTreeListing before = listing();
+    for (const char *label : {"com.hostile.agent", "com.victim.agent"}) {
+        const KSTProgramRun disabled =
+            kestrel({"--json", "startup", "disable", QString::fromLatin1(label), "--yes"});
+        EXPECT_EQ(disabled.status, 0) << label << disabled.err.toStdString();
+    }
+    const KSTTreeListing after = listing();
+    expectOnlySelectionChanged(before, after, {rootRelative(mac.homePath("Library/LaunchAgents"))});
+    EXPECT_TRUE(after
+                    .value(rootRelative(
+                        mac.homePath("Library/LaunchAgents/com.victim.agent.plist.disabled")))
+                    .startsWith("link"));
+    EXPECT_EQ(after.value("Victim/agent.plist"), before.value("Victim/agent.plist"));
+}
+
+TEST_P(HostileHomeTest, ChangingADefaultAppRewritesOnlyItsPreferences)
+{
+    const bool ordinary = GetParam() == Variant::Ordinary;
+    KSTFixtureMac::App preview;
+    preview.name = "Preview";
+    preview.bundleIdentifier = "com.apple.Preview";
+    mac.addApp(preview);
+    const QString file = "Library/Preferences/com.apple.LaunchServices/"
+                         "com.apple.launchservices.secure.plist";
+    if (ordinary) {
+        mac.writeHomePlist(file, QVariantMap{{"LSHandlers", QVariantList{}}});
+    } else {
+        // The preferences are a link out of the home: never written through.
+        mac.writeFile("Victim/secure.plist", "<plist/>");
+        mac.makeHomeDirectory("Library/Preferences/com.apple.LaunchServices");
+        mac.makeSymlink("Users/alice/" + file, mac.path("Victim/secure.plist"));
+    }
+    const KSTTreeListing before = listing();
+    const KSTProgramRun set =
+        kestrel({"--json", "default-apps", "set", "com.adobe.pdf", "com.apple.Preview", "--yes"});
+    EXPECT_EQ(set.status, ordinary ? 0 : 1) << set.err.toStdString();
+    const KSTTreeListing after = listing();
+    expectOnlySelectionChanged(before, after, {rootRelative(mac.homePath(file))});
+    EXPECT_EQ(after.value("Victim/secure.plist"), before.value("Victim/secure.plist"));
+    EXPECT_EQ(after.value(rootRelative(mac.homePath(file))) !=
+                  before.value(rootRelative(mac.homePath(file))),
+              ordinary);
+}
+
+TEST_P(HostileHomeTest, AppsUninstallAndPutBackTouchNothingButTheChosenApp)
+{
+    const KSTTreeListing before = listing();
+    const KSTProgramRun show = kestrel({"--json", "apps", "show", "com.example.go"});
+    ASSERT_EQ(show.status, 0) << show.err.toStdString();
+    QStringList weak;
+    for (const QJsonValue &related : show.json().object().value("relatedPaths").toArray()) {
+        if (!related.toObject().value("isStrongMatch").toBool())
+            weak << related.toObject().value("path").toString();
+    }
+    std::sort(weak.begin(), weak.end());
+    EXPECT_EQ(weak,
+              (QStringList{mac.homePath("Library/Containers/com.google.Chrome"),
+                           mac.homePath("Library/Group Containers/EQHXZ8M8AV.group.com.google")}));
+
+    // What the user selects: the default, which leaves every weak match.
+    QList<QByteArray> selection = {rootRelative(mac.homePath(".Trash"))};
+    for (const QJsonValue &path : show.json().object().value("uninstallPaths").toArray())
+        selection << rootRelative(path.toString());
+    const KSTProgramRun uninstall =
+        kestrel({"--json", "apps", "uninstall", "com.example.go", "--yes"});
+    const KSTTreeListing afterUninstall = listing();
+    expectOnlySelectionChanged(before, afterUninstall, selection);
+    const QJsonObject result = uninstall.json().object();
+    if (GetParam() == Variant::Ordinary) {
+        EXPECT_EQ(uninstall.status, 0) << uninstall.err.toStdString();
+        // The never-touch preferences stay and are named; the link out moved as a link.
+        EXPECT_EQ(result.value("error").toObject().value("code").toInt(), 104);
+        EXPECT_EQ(result.value("error").toObject().value("failedPaths").toArray(),
+                  QJsonArray{mac.homePath("Library/Preferences/com.example.go.plist")});
+        EXPECT_TRUE(
+            afterUninstall.value(rootRelative(mac.homePath(".Trash/Go"))).startsWith("link"));
+        EXPECT_FALSE(afterUninstall.contains(rootRelative(mac.path("Applications/Go.app"))));
+
+        const KSTProgramRun undo = kestrel({"--json", "apps", "undo", "--yes"});
+        EXPECT_EQ(undo.status, 0) << undo.err.toStdString();
+        const QStringList changed = KSTTestSupport::treeDifferences(
+            before, listing(), [](const QByteArray &path) { return path.startsWith("usr/bin/"); });
+        EXPECT_TRUE(changed.isEmpty()) << changed.join('\n').toStdString();
+    } else {
+        // A Trash that is a link is never filled: nothing moved, nothing to put back.
+        EXPECT_EQ(uninstall.status, 1) << uninstall.out.toStdString();
+        EXPECT_EQ(result.value("error").toObject().value("code").toInt(), 103);
+        EXPECT_EQ(kestrel({"apps", "undo", "--yes"}).status, 1);
+        const QStringList changed = KSTTestSupport::treeDifferences(
+            before, listing(), [](const QByteArray &path) { return path.startsWith("usr/bin/"); });
+        EXPECT_TRUE(changed.isEmpty()) << changed.join('\n').toStdString();
+    }
+
+    // "../../Documents" names nothing of the Documents folder; a bundle reached through a link
+    // is no application here; a FIFO executable is read as nothing, without a hang.
+    const KSTProgramRun docs = kestrel({"--json", "apps", "show", "com.example.docs"});
+    ASSERT_EQ(docs.status, 0) << docs.err.toStdString();
+    EXPECT_EQ(docs.json().object().value("uninstallPaths").toArray(),
+              (QJsonArray{mac.homePath("Library/Caches/com.example.docs"),
+                          mac.path("Applications/Docs.app")}));
+    EXPECT_EQ(kestrel({"apps", "show", "com.example.outside"}).status, 2);
+    const KSTProgramRun piped = kestrel({"--json", "apps", "show", "com.example.piped"});
+    ASSERT_EQ(piped.status, 0) << piped.err.toStdString();
+    EXPECT_EQ(piped.json().object().value("architectureLabel").toString(), QStringLiteral("—"));
 }
 
 } // namespace

@@ -199,6 +199,53 @@ TEST_F(HostileMacTest, CleanUpEndsWithoutTheHangingAndFloodingToolsAndShowsNames
     EXPECT_FALSE(out.contains(QStringLiteral("\n  Mac Trash\x1b")));
 }
 
+TEST_F(HostileMacTest, AppsEndsWithFifosAndHugeFilesInBundlesAndShowsNamesSafely)
+{
+    // An application whose name would forge a line and clear the screen, whose executable
+    // and localised strings are FIFOs or 4 GiB, among launch agents and containers that are
+    // FIFOs too.
+    KSTFixtureMac::App evil;
+    evil.name = QStringLiteral("Evil");
+    evil.bundleIdentifier = QStringLiteral("com.example.evil");
+    evil.architectures = {};
+    evil.infoPlistFormat = KSTFixtureMac::PlistFormat::Binary; // XML cannot hold an escape
+    evil.extraInfo = {
+        {QStringLiteral("CFBundleDisplayName"), QStringLiteral("Evil\n  Pages\x1b[2J")},
+        {QStringLiteral("CFBundleDevelopmentRegion"), QStringLiteral("fr")},
+        {QStringLiteral("LSApplicationCategoryType"),
+         QStringLiteral("public.app-category.x\x1b]0;pwned\x07")}};
+    const QString bundle = mac.addApp(evil);
+    ASSERT_TRUE(KSTHostileFiles::makeFifo(bundle + QStringLiteral("/Contents/MacOS/Evil")));
+    ASSERT_TRUE(KSTHostileFiles::makeFifo(
+        bundle + QStringLiteral("/Contents/Resources/en.lproj/InfoPlist.strings")));
+    ASSERT_TRUE(KSTHostileFiles::makeSparseFile(
+        bundle + QStringLiteral("/Contents/Resources/fr.lproj/InfoPlist.strings"), 4 * GiB,
+        "\"CFBundleDisplayName\" = \"Huge\";"));
+    ASSERT_TRUE(KSTHostileFiles::makeFifo(
+        mac.homePath(QStringLiteral("Library/LaunchAgents/com.example.evil.agent.plist"))));
+    ASSERT_TRUE(KSTHostileFiles::makeFifo(
+        mac.homePath(QStringLiteral("Library/Containers/com.example.evil"))));
+    mac.writeHomeFile(QStringLiteral("Library/LaunchAgents/com.example.deep.plist"),
+                      KSTHostileFiles::nestedArraysXmlPlist(100'000));
+
+    ASSERT_EQ(run({"--json", "apps"}), 0) << err.toStdString();
+    QStringList names;
+    for (const QJsonValue &app :
+         QJsonDocument::fromJson(out.toUtf8()).object().value("apps").toArray())
+        names << app.toObject().value("name").toString();
+    std::sort(names.begin(), names.end());
+    EXPECT_EQ(names, (QStringList{"Evil\n  Pages\x1b[2J", "Pages"}));
+
+    ASSERT_EQ(run({"apps"}), 0) << err.toStdString();
+    EXPECT_FALSE(out.contains(QChar(0x1b)));
+    EXPECT_TRUE(out.contains(QStringLiteral("Evil\\n  Pages\\x1B[2J"))) << out.toStdString();
+    EXPECT_TRUE(out.contains(QStringLiteral("X\\x1B]0;pwned\\x07"))) << out.toStdString();
+
+    ASSERT_EQ(run({"apps", "show", "com.example.evil"}), 0) << err.toStdString();
+    EXPECT_FALSE(out.contains(QChar(0x1b)));
+    EXPECT_TRUE(out.contains(QStringLiteral("Architecture  —"))) << out.toStdString();
+}
+
 TEST_F(HostileMacTest, AccessAnswersWithFifosForTheDatabaseAndTheProbes)
 {
     ASSERT_EQ(run({"--json", "access"}), 0) << err.toStdString();

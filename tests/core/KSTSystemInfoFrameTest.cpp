@@ -399,8 +399,8 @@ TEST(SystemInfoFrameTest, UpdatingTheInventoryKeepsItsScanDateOnlyWhenComplete)
     info.updateCachedAppInventoryWithApps({app, app});
     const auto updated = info.cachedAppInventorySnapshot();
     EXPECT_EQ(updated->apps.size(), 2);
-    EXPECT_EQ(updated->scannedCount, 2);
-    EXPECT_EQ(updated->totalCount, 2);
+    EXPECT_EQ(updated->scannedCount, 2u);
+    EXPECT_EQ(updated->totalCount, 2u);
     EXPECT_EQ(updated->statusText, QStringLiteral("Scan complete"));
     EXPECT_TRUE(updated->isSizeCalculationComplete);
     EXPECT_EQ(updated->scanDate, complete->scanDate);

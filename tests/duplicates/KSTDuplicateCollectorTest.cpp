@@ -3,6 +3,10 @@
 // directory entry however the scan folders overlap, its progress texts and its cancellation.
 #include "KSTDuplicateCollector.h"
 
+#include "KSTDuplicateTestSupport.h"
+#include "KSTFileName.h"
+#include "KSTReadOnlyFile.h"
+
 #include "KSTMachineTest.h"
 #include "KSTTestSupport.h"
 
@@ -11,6 +15,8 @@
 #include <QSet>
 
 #include <gtest/gtest.h>
+
+#include <atomic>
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -203,7 +209,7 @@ TEST_F(DuplicateCollectorTest, ACancelledWalkStopsWithWhatItHas)
             file(QStringLiteral("Pictures/%1/f%2.bin").arg(folder).arg(index));
     }
     file(QStringLiteral("Documents/d.txt"));
-    int checks = 0;
+    std::atomic<int> checks{0};
     const KSTDuplicateFileCollection files = Collector::collectFileRecordsInPaths(
         {mac.homePath(QStringLiteral("Pictures")), mac.homePath(QStringLiteral("Documents"))},
         [&checks] { return ++checks > 30; }, {});
@@ -211,6 +217,66 @@ TEST_F(DuplicateCollectorTest, ACancelledWalkStopsWithWhatItHas)
     EXPECT_LT(files.count(), 30);
     for (qsizetype index = 0; index < files.count(); ++index)
         EXPECT_FALSE(files.pathAt(index).endsWith(QLatin1String("d.txt")));
+}
+
+TEST_F(DuplicateCollectorTest, FilesAreOpenedAgainOnlyAsTheWalkSawThem)
+{
+    const QString kept = file(QStringLiteral("Pictures/sub/kept.jpg"), 300);
+    file(QStringLiteral("Pictures/sub/rewritten.jpg"), 300);
+    file(QStringLiteral("Pictures/moved/behind-link.jpg"), 300);
+    const QByteArray oddName = QByteArray("caf\xe9 \xff.jpg");
+    ASSERT_TRUE(KSTDuplicateTestSupport::writeBytes(
+        KSTFileName::encoded(mac.homePath(QStringLiteral("Pictures/sub"))) + '/' + oddName,
+        QByteArray(300, 'x')));
+    const KSTDuplicateFileCollection files =
+        Collector::collectFileRecordsInPaths({mac.homePath(QStringLiteral("Pictures"))}, {}, {});
+    ASSERT_EQ(files.count(), 4);
+    auto indexOf = [&files](const QString &suffix) {
+        for (qsizetype index = 0; index < files.count(); ++index) {
+            if (files.pathAt(index).endsWith(suffix))
+                return index;
+        }
+        return qsizetype(-1);
+    };
+
+    // After the walk: a file is rewritten, and a folder is swapped for a link to itself, so
+    // the path still leads to the very same file, only through a link.
+    file(QStringLiteral("Pictures/sub/rewritten.jpg"), 301);
+    const QString moved = mac.homePath(QStringLiteral("Pictures/moved"));
+    ASSERT_TRUE(QDir().rename(moved, moved + QStringLiteral("-real")));
+    link(QStringLiteral("Pictures/moved"), moved + QStringLiteral("-real"));
+
+    struct Case
+    {
+        const char *what;
+        QString suffix;
+        bool opens;
+    };
+    const Case cases[] = {
+        {"an unchanged file", QStringLiteral("/kept.jpg"), true},
+        {"a name that is not UTF-8", KSTFileName::decoded(oddName), true},
+        {"a file rewritten since", QStringLiteral("/rewritten.jpg"), false},
+        {"a file now behind a link", QStringLiteral("/behind-link.jpg"), false},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.what);
+        const qsizetype index = indexOf(c.suffix);
+        ASSERT_GE(index, 0);
+        KSTReadOnlyFile opened;
+        EXPECT_EQ(files.openFile(index, opened), c.opens);
+        EXPECT_EQ(opened.isOpen(), c.opens);
+    }
+    // The record carries what the walk saw, to the nanosecond.
+    const KSTDuplicateFileRecord record = files.recordAt(indexOf(QStringLiteral("/kept.jpg")));
+    struct stat status = {};
+    ASSERT_EQ(::lstat(KSTFileName::encoded(kept).constData(), &status), 0);
+    EXPECT_EQ(record.path, kept);
+    EXPECT_EQ(record.identity, KSTFileIdentity::fromStatus(status));
+    EXPECT_EQ(record.modificationDate.toMSecsSinceEpoch(), record.identity.modifiedMilliseconds());
+    EXPECT_EQ(
+        files.recordAt(indexOf(KSTFileName::decoded(oddName))).path,
+        KSTFileName::decoded(KSTFileName::encoded(mac.homePath(QStringLiteral("Pictures/sub"))) +
+                             '/' + oddName));
 }
 
 TEST_F(DuplicateCollectorTest, ScanRootsFollowThePrivacyRule)

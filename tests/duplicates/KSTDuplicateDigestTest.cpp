@@ -128,9 +128,9 @@ TEST_F(DuplicateDigestTest, OnlyTheRecordedRegularFileIsRead)
     };
     KSTDuplicateFileRecord linkRecord = recordOf(target);
     linkRecord.path = link;
-    KSTDuplicateFileRecord fifoRecord{fifo, 100, QDateTime::currentDateTimeUtc(), 0, 0};
-    KSTDuplicateFileRecord folderRecord{folder, 100, QDateTime::currentDateTimeUtc(), 0, 0};
-    KSTDuplicateFileRecord missing{dir.filePath(QStringLiteral("missing")), 100, {}, 0, 0};
+    KSTDuplicateFileRecord fifoRecord{fifo, 100, QDateTime::currentDateTimeUtc(), {}};
+    KSTDuplicateFileRecord folderRecord{folder, 100, QDateTime::currentDateTimeUtc(), {}};
+    KSTDuplicateFileRecord missing{dir.filePath(QStringLiteral("missing")), 100, {}, {}};
     for (const Case &c : {Case{"a symbolic link", linkRecord}, Case{"a FIFO", fifoRecord},
                           Case{"a folder", folderRecord}, Case{"a replaced file", replaced},
                           Case{"a missing file", missing}}) {
@@ -155,6 +155,13 @@ TEST_F(DuplicateDigestTest, SampleFingerprintsNeverSplitEqualFiles)
     const QByteArray small = contentOfSize(8192, 6);
     QByteArray smallMiddle = small;
     smallMiddle[4000] = char(smallMiddle[4000] ^ 1);
+    // Up to 32 KiB a file is read whole; above, its head and tail blocks are sampled.
+    const QByteArray wholeLimit = contentOfSize(32768, 11);
+    QByteArray wholeLimitMiddle = wholeLimit;
+    wholeLimitMiddle[16000] = char(wholeLimitMiddle[16000] ^ 1);
+    const QByteArray aboveWhole = contentOfSize(32769, 12);
+    QByteArray aboveWholeMiddle = aboveWhole;
+    aboveWholeMiddle[16000] = char(aboveWholeMiddle[16000] ^ 1);
     const QByteArray large = contentOfSize(300000, 7);
     QByteArray largeMiddle = large;
     largeMiddle[150000] = char(largeMiddle[150000] ^ 1);
@@ -170,6 +177,9 @@ TEST_F(DuplicateDigestTest, SampleFingerprintsNeverSplitEqualFiles)
     const Case cases[] = {
         {"equal small files", small, small, true},
         {"small files differing in the middle", small, smallMiddle, false},
+        {"files read whole differing in the middle", wholeLimit, wholeLimitMiddle, false},
+        {"files just above the whole read differing in the middle", aboveWhole, aboveWholeMiddle,
+         true},
         {"equal files below the limit", large, large, true},
         {"files below the limit differing only in the middle", large, largeMiddle, true},
         {"files below the limit differing in the last byte", large, largeTail, false},
@@ -199,7 +209,7 @@ TEST_F(DuplicateDigestTest, ReadOnlyFileRefusesWhatIsNotARegularFile)
 
     const QByteArray content = contentOfSize(10000, 8);
     ASSERT_TRUE(file.open(write(QStringLiteral("plain"), content)));
-    EXPECT_EQ(file.status().size, 10000u);
+    EXPECT_EQ(file.identity().size, 10000);
     QByteArray buffer(20000, 0);
     EXPECT_EQ(file.readAt(9000, buffer.data(), 5000), 1000);
     EXPECT_EQ(buffer.left(1000), content.right(1000));

@@ -11,6 +11,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 
 #include <gtest/gtest.h>
 
@@ -175,6 +176,60 @@ TEST_F(DuplicateScanTest, FilesThatDifferAnywhereNeverPair)
     }
 }
 
+TEST_F(DuplicateScanTest, LookAlikesWithSeveralContentsGroupByContent)
+{
+    // Files of one size whose sampled blocks all agree but whose contents come in two kinds
+    // (and a third alone): each kind is a group of its own, with its own hashKey.
+    struct Case
+    {
+        const char *what;
+        qsizetype size;
+        qsizetype edge; // bytes at each end shared by every file
+    };
+    const Case cases[] = {
+        {"read whole for the fingerprint", 20000, 0},
+        {"sampled at head and tail", 200000, 4096},
+        {"sampled throughout, read whole at last", 3 * 524288, 65536},
+    };
+    int index = 0;
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.what);
+        const QByteArray head = contentOfSize(c.edge, 100);
+        const auto kind = [&](quint32 seed) {
+            QByteArray content = head + contentOfSize(c.size - 2 * c.edge, seed) + head;
+            if (c.edge == 65536) {
+                // Equal at every sampled block too: one byte apart just past the first one.
+                content = contentOfSize(c.size, 7);
+                content[c.size / 2 + 4096 + 1] = char(seed);
+            }
+            return content;
+        };
+        const QString folder = QStringLiteral("Downloads/kinds%1/").arg(index++);
+        const QByteArray first = kind(1);
+        const QByteArray second = kind(2);
+        file(folder + QStringLiteral("a1.bin"), first, Older);
+        file(folder + QStringLiteral("b1.bin"), second, Older);
+        file(folder + QStringLiteral("a2.bin"), first, Newer);
+        file(folder + QStringLiteral("c.bin"), kind(3), Older);
+        file(folder + QStringLiteral("b2.bin"), second, Newer);
+        const Snapshot result = scan({folder});
+        ASSERT_TRUE(result);
+        QStringList groups;
+        for (const KSTDuplicateGroup &group : allGroups(result)) {
+            groups << pathsOf(group).join(QLatin1Char(' '));
+            EXPECT_EQ(
+                group.hashKey,
+                expectedHashKey(
+                    QFileInfo(group.files.first().path).fileName().startsWith(QLatin1Char('a'))
+                        ? first
+                        : second));
+        }
+        groups.sort();
+        EXPECT_EQ(groups, (QStringList{folder + "a2.bin " + folder + "a1.bin",
+                                       folder + "b2.bin " + folder + "b1.bin"}));
+    }
+}
+
 TEST_F(DuplicateScanTest, NestedOrLinkedFoldersNeverPairAFileWithItself)
 {
     file(QStringLiteral("Pictures/sub/only.png"), contentOfSize(5000, 6));
@@ -207,7 +262,7 @@ TEST_F(DuplicateScanTest, HardLinksAreSeparateCopiesOfOneGroup)
     ASSERT_EQ(groups.size(), 1);
     EXPECT_EQ(pathsOf(groups.first()), (QStringList{QStringLiteral("Downloads/shot.png"),
                                                     QStringLiteral("Pictures/shot.png")}));
-    EXPECT_EQ(groups.first().files.at(0).inode, groups.first().files.at(1).inode);
+    EXPECT_EQ(groups.first().files.at(0).identity.inode, groups.first().files.at(1).identity.inode);
     EXPECT_EQ(groups.first().categoryType, QStringLiteral("images"));
 }
 
@@ -281,15 +336,16 @@ TEST_F(DuplicateScanTest, NoDuplicatesStillGivesSixEmptyCategories)
 TEST_F(DuplicateScanTest, ManyBucketsAcrossBatchesAllGroup)
 {
     // More files than one hashing batch holds, in pairs of distinct sizes.
-    for (int pair = 0; pair < 1100; ++pair) {
+    const int pairs = int(Engine::BatchFiles / 2 + 50);
+    for (int pair = 0; pair < pairs; ++pair) {
         const QByteArray content = contentOfSize(100 + pair, quint32(pair));
         file(QStringLiteral("Downloads/a/%1.txt").arg(pair), content);
         file(QStringLiteral("Downloads/b/%1.txt").arg(pair), content);
     }
     const Snapshot result = scan({QStringLiteral("Downloads")});
     ASSERT_TRUE(result);
-    EXPECT_EQ(result->totalGroupCount, 1100u);
-    EXPECT_EQ(result->filesScanned, 2200u);
+    EXPECT_EQ(result->totalGroupCount, quint64(pairs));
+    EXPECT_EQ(result->filesScanned, quint64(2 * pairs));
 }
 
 TEST_F(DuplicateScanTest, ProgressTextsAndValuesFollowTheStages)

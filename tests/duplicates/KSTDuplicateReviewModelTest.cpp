@@ -397,6 +397,7 @@ TEST_F(DuplicateReviewModelTest, RemovalsAreRefusedWhileScanningOrWithoutAStep)
     model->toggleAllGroups(Qt::Checked);
 
     Model withoutStep(info);
+    withoutStep.setRemovalStep(nullptr);
     withoutStep.setSnapshot(model->snapshot());
     withoutStep.toggleAllGroups(Qt::Checked);
     EXPECT_FALSE(withoutStep.removeCurrentGroupDuplicates());

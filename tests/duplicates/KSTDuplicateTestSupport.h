@@ -1,7 +1,8 @@
 #pragma once
 
 #include "KSTDuplicateSnapshot.h"
-#include "KSTFileStatus.h"
+#include "KSTFileIdentity.h"
+#include "KSTFileName.h"
 
 #include <QByteArray>
 #include <QCryptographicHash>
@@ -9,6 +10,7 @@
 #include <QtEndian>
 
 #include <fcntl.h>
+#include <unistd.h>
 
 /// Helpers shared by the Duplicates tests: file contents and the digests a scan must find,
 /// computed with Qt's own SHA-256 rather than the engine's.
@@ -47,19 +49,30 @@ inline QString expectedHashKey(const QByteArray &content)
     return sha256Hex(content);
 }
 
+/// Writes @p contents to the file whose name is exactly the bytes @p encodedPath (its folder
+/// must exist); false on failure.
+inline bool writeBytes(const QByteArray &encodedPath, const QByteArray &contents)
+{
+    const int fd = ::open(encodedPath.constData(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+    if (fd < 0)
+        return false;
+    const bool written =
+        ::write(fd, contents.constData(), size_t(contents.size())) == contents.size();
+    return ::close(fd) == 0 && written;
+}
+
 /// A record of the file at @p path as a walk would make it.
 inline KSTDuplicateFileRecord recordOf(const QString &path)
 {
     KSTDuplicateFileRecord record;
     record.path = path;
-    const std::optional<KSTFileStatus> status =
-        KSTFileStatus::ofEntry(AT_FDCWD, QFile::encodeName(path).constData());
-    if (status) {
-        record.bytes = status->size;
+    const std::optional<KSTFileIdentity> identity =
+        KSTFileIdentity::ofEntry(AT_FDCWD, KSTFileName::encoded(path).constData());
+    if (identity) {
+        record.bytes = quint64(identity->size);
         record.modificationDate =
-            QDateTime::fromMSecsSinceEpoch(status->modificationTimeMs, Qt::UTC);
-        record.device = status->device;
-        record.inode = status->inode;
+            QDateTime::fromMSecsSinceEpoch(identity->modifiedMilliseconds(), Qt::UTC);
+        record.identity = *identity;
     }
     return record;
 }

@@ -40,6 +40,23 @@ TEST(FileNameTest, EveryNameRoundTripsByItsBytes)
     EXPECT_EQ(KSTFileName::decoded("caf\xc3\xa9"), QString::fromUtf8("café"));
 }
 
+TEST(FileNameTest, EscapedBytesAreTellApartFromRealSurrogatePairs)
+{
+    // "a", the byte E9, an emoji (a surrogate pair whose low half looks like an escape to a
+    // careless reader), the byte FF.
+    const QString name = KSTFileName::decoded(QByteArray("a\xe9\xf0\x9f\x98\x80\xff"));
+    ASSERT_EQ(name.size(), 5);
+    const int expected[] = {-1, 0xe9, -1, -1, 0xff};
+    for (qsizetype index = 0; index < name.size(); ++index)
+        EXPECT_EQ(KSTFileName::escapedByteAt(name, index), expected[index]) << index;
+    EXPECT_EQ(KSTFileName::escapedByteAt(name, -1), -1);
+    EXPECT_EQ(KSTFileName::escapedByteAt(name, 5), -1);
+    // A pair whose low half is in the escape range is a character, not a byte.
+    const QString paired = QString::fromUtf16(u"\xD83D\xDC80");
+    EXPECT_EQ(KSTFileName::escapedByteAt(paired, 1), -1);
+    EXPECT_FALSE(KSTFileName::hasEscapedBytes(paired));
+}
+
 // Folders below the analysed home are reached without a link, whichever way the kernel offers.
 TEST(NoFollowPathTest, NothingBelowTheHomeIsReachedThroughALink)
 {

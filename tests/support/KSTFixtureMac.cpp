@@ -271,7 +271,8 @@ QString KSTFixtureMac::addApp(const App &app)
                                       : KSTPropertyList::toBinary(info));
     }
     if (!app.architectures.isEmpty()) {
-        const QString executable = contents + QLatin1String("/MacOS/") + app.name;
+        const QString executable = contents + QLatin1String("/MacOS/") +
+                                   (app.executableName.isEmpty() ? app.name : app.executableName);
         KSTTestSupport::writeFile(executable, machOExecutable(app.architectures));
         QFile::setPermissions(executable, QFile::permissions(executable) | QFile::ExeOwner |
                                               QFile::ExeGroup | QFile::ExeOther);

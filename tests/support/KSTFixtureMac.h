@@ -43,6 +43,9 @@ public:
         /// Executable slices: "arm64", "x86_64"; one gives a thin Mach-O, several a universal
         /// binary; empty gives no executable.
         QStringList architectures = {QStringLiteral("arm64")};
+        /// Contents/MacOS/<executableName>; the name when empty (a recorded Info.plist names
+        /// its own, "Electron" for Visual Studio Code).
+        QString executableName;
         qint64 resourceBytes = 0; ///< size of Contents/Resources/payload.bin
     };
 

@@ -41,11 +41,17 @@ KSTHostileHome::KSTHostileHome(KSTFixtureMac &mac, Variant variant)
     buildNeverTouchEntries();
     buildOddNames();
     buildSpecialFiles();
+    buildDuplicates();
+    buildApplications();
     m_mustSurvive << QStringLiteral("Victim") << homeEntry(mac, QStringLiteral("Music"))
                   << homeEntry(mac, QStringLiteral("Documents"))
                   << homeEntry(mac, QStringLiteral("Pictures/Photos Library.photoslibrary"));
     for (const QString &path : std::as_const(m_neverTouch))
         m_mustSurvive << homeEntry(mac, path.mid(2));
+    // Matched by containment only: listed for "Go", never removed unless the user asks.
+    m_mustSurvive << homeEntry(mac, QStringLiteral("Library/Containers/com.google.Chrome"))
+                  << homeEntry(mac, QStringLiteral("Library/Group Containers/"
+                                                   "EQHXZ8M8AV.group.com.google"));
 }
 
 QString KSTHostileHome::changingFile() const
@@ -183,6 +189,73 @@ void KSTHostileHome::buildSpecialFiles()
         KSTFixtureMac::setModified(m_mac.homePath(QStringLiteral("Downloads/dir")), m_old);
         m_mac.writeHomeFile(QStringLiteral(".Trash/old.txt"), "trash", m_old);
     }
+}
+
+void KSTHostileHome::buildDuplicates()
+{
+    const QDateTime recent = QDateTime::currentDateTime().addDays(-1);
+    // Newer copies of never-touch entries: the never-touch ones are the older copies, the
+    // ones a removal would take.
+    m_mac.writeHomeFile(QStringLiteral("Pictures/keep copy.png"), "keep", recent);
+    // Copies whose partners live where nothing may be read; the outside copies pair up only
+    // with each other.
+    const QByteArray photo = QByteArray("photo library original ") + QByteArray(2000, 'p');
+    m_mac.writeHomeFile(QStringLiteral("Pictures/Photos Library.photoslibrary/originals/dup.heic"),
+                        photo, recent);
+    m_mac.writeHomeFile(QStringLiteral("Pictures/dup.heic"), photo, m_old);
+    m_mac.writeHomeFile(QStringLiteral("Desktop/dup.heic"), photo, recent.addDays(-1));
+    const QByteArray song = QByteArray("a song ") + QByteArray(3000, 's');
+    m_mac.writeHomeFile(QStringLiteral("Music/song.mp3"), song, recent);
+    m_mac.writeHomeFile(QStringLiteral("Desktop/song.mp3"), song, m_old);
+    m_mac.writeHomeFile(QStringLiteral("Desktop/song copy.mp3"), song, m_old.addDays(1));
+    // A copy of what a link leads to, and a link among copies.
+    m_mac.writeHomeFile(QStringLiteral("Desktop/precious.txt"), "precious", m_old);
+    m_mac.writeHomeFile(QStringLiteral("Desktop/precious copy.txt"), "precious", recent);
+    link(QStringLiteral("Desktop/precious link.txt"),
+         m_mac.homePath(QStringLiteral("Desktop/precious.txt")));
+    // The file a test changes between a scan and the answer gets a copy (its partner by
+    // name order, so the changing one is the copy a removal takes).
+    writeSparse(QStringLiteral("Movies/changing-new.iso"), 53 * MiB);
+}
+
+void KSTHostileHome::buildApplications()
+{
+    KSTFixtureMac::App go;
+    go.name = QStringLiteral("Go");
+    go.bundleIdentifier = QStringLiteral("com.example.go");
+    go.resourceBytes = 8192;
+    m_mac.addApp(go);
+    for (const char *file :
+         {"Library/Containers/com.google.Chrome/Data/Default/History",
+          "Library/Group Containers/EQHXZ8M8AV.group.com.google/prefs",
+          "Library/Containers/com.example.go/Data/state", "Library/Caches/com.example.go/cache.db",
+          "Library/Preferences/com.example.go.plist"})
+        m_mac.writeHomeFile(QString::fromLatin1(file), QByteArray(4096, 'g'), m_old);
+    link(QStringLiteral("Library/Application Support/Go"), m_mac.path(QStringLiteral("Victim")));
+    m_neverTouch << QStringLiteral("~/Library/Preferences/com.example.go.plist");
+
+    KSTFixtureMac::App docs;
+    docs.name = QStringLiteral("Docs");
+    docs.bundleIdentifier = QStringLiteral("com.example.docs");
+    docs.extraInfo = {{QStringLiteral("CFBundleDisplayName"), QStringLiteral("../../Documents")}};
+    m_mac.addApp(docs);
+    m_mac.writeHomeFile(QStringLiteral("Library/Caches/com.example.docs/cache"), "docs", m_old);
+
+    // A bundle outside reached through a link in Applications, and a FIFO for an executable.
+    KSTFixtureMac::App outside;
+    outside.name = QStringLiteral("Outside");
+    outside.bundleIdentifier = QStringLiteral("com.example.outside");
+    outside.location = QStringLiteral("Victim");
+    m_mac.addApp(outside);
+    m_mac.makeSymlink(QStringLiteral("Applications/Outside.app"),
+                      m_mac.path(QStringLiteral("Victim/Outside.app")));
+    KSTFixtureMac::App piped;
+    piped.name = QStringLiteral("Piped");
+    piped.bundleIdentifier = QStringLiteral("com.example.piped");
+    piped.architectures = {};
+    const QString pipedBundle = m_mac.addApp(piped);
+    ::mkfifo(QFile::encodeName(pipedBundle + QStringLiteral("/Contents/MacOS/Piped")).constData(),
+             0755);
 }
 
 void KSTHostileHome::writeRaw(const QByteArray &homeRelative, const QByteArray &contents,

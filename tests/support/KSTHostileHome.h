@@ -11,6 +11,13 @@ class KSTFixtureMac;
 /// newlines, escape sequences, bytes that are not UTF-8, 255 bytes or a leading dash, FIFOs,
 /// hard links, a Photos library and the Music folder holding large files, a large file named
 /// "Mac Trash" and another named ".Trash". Old enough everywhere for the age rules to act.
+/// Duplicate copies lie beside never-touch entries (a newer copy of each), inside the Photos
+/// library and the Music folder (with copies outside), behind links, as hard-linked pairs
+/// and under every odd name, and changingFile() has a copy of its own.
+/// Applications for the uninstaller: "Go" (com.example.go) beside Google's containers, whose
+/// name every one of them contains, with a support folder that is a link out of the home and
+/// preferences on the never-touch list; "Docs", whose display name is "../../Documents"; a
+/// bundle that is a link to one outside; and one whose executable is a FIFO.
 ///
 /// Every destructive command joins the hostile-home test, which lists the whole machine
 /// before and after the command and requires that nothing changed outside what the command
@@ -41,6 +48,8 @@ private:
     void buildNeverTouchEntries();
     void buildOddNames();
     void buildSpecialFiles();
+    void buildDuplicates();
+    void buildApplications();
     void writeRaw(const QByteArray &homeRelative, const QByteArray &contents,
                   const QDateTime &modified);
     void writeSparse(const QString &homeRelative, qint64 bytes);

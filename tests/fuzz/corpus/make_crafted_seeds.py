@@ -134,3 +134,50 @@ write("find_output/crafted-paths.txt",
       b"  /Users/alice/Downloads/padded.zip  \n\n/Users/alice/Documents/Gr\xc3\xbc\xc3\x9fe.mp4\n")
 write("find_output/crafted-odd-bytes.txt",
       b"/Users/alice/bad\xff\xfename.bin\n/Users/alice/esc\x1b[2Jape\r\n/Users/alice/nul\x00byte\n")
+
+# --- the first bytes of an application's executable ---
+def words(values, big_endian):
+    return b"".join(struct.pack(">I" if big_endian else "<I", v) for v in values)
+
+
+def fat(announced, cpu_types, big_endian=True):
+    return words([0xCAFEBABE, announced], big_endian) + b"".join(
+        words([cpu, 0, 0x4000, 0x1000, 14], big_endian) for cpu in cpu_types)
+
+
+write("macho_header/crafted-fat-count-beyond-bytes.bin",
+      fat(5, [0x01000007, 0x0100000C, 0x12])[:8 + 20 * 2 + 10])
+write("macho_header/crafted-fat-little-endian.bin", fat(1, [0x0100000C], False))
+write("macho_header/crafted-fat-huge-count.bin", fat(0xFFFFFFFF, [7, 12]))
+write("macho_header/crafted-thin32-big-endian-i386.bin",
+      words([0xFEEDFACE, 7, 3, 2], True) + bytes(12))
+write("macho_header/crafted-thin64-short.bin", words([0xFEEDFACF, 0x0100000C], False) + bytes(23))
+write("macho_header/crafted-java-class.bin", words([0xCAFEBABE, 0x00000034], True) + bytes(40))
+write("macho_header/crafted-script.bin", b"#!/bin/sh\nexec \"$0.real\" \"$@\"\n")
+
+# --- InfoPlist.strings in every encoding a bundle uses ---
+info_strings = ('/* Localized versions of Info.plist keys */\n'
+                '"CFBundleDisplayName" = "Caf\u00e9 \u00c9clair";\n'
+                'CFBundleName = "Caf\u00e9";\n"NSHumanReadableCopyright" = "\u00a9 2024 Example";\n')
+write("infoplist_strings/crafted-utf8.strings", info_strings.encode())
+write("infoplist_strings/crafted-utf16le-bom.strings", b"\xFF\xFE" + info_strings.encode("utf-16-le"))
+write("infoplist_strings/crafted-utf16be-bom.strings", b"\xFE\xFF" + info_strings.encode("utf-16-be"))
+write("infoplist_strings/crafted-utf16le-no-bom.strings", info_strings.encode("utf-16-le"))
+write("infoplist_strings/crafted-utf16be-no-bom.strings", info_strings.encode("utf-16-be"))
+write("infoplist_strings/crafted-binary.bplist", plistlib.dumps(
+    {"CFBundleDisplayName": "Vorschau", "CFBundleName": 3}, fmt=plistlib.FMT_BINARY))
+write("infoplist_strings/crafted-xml.plist", plistlib.dumps(
+    {"CFBundleDisplayName": "Aper\u00e7u"}, fmt=plistlib.FMT_XML))
+write("infoplist_strings/crafted-odd-length.strings", b"\"a\"\x00 = \"b\";")
+
+# --- launch jobs ---
+write("launch_agent/crafted-program-and-arguments.bplist", plistlib.dumps(
+    {"Label": "com.example.go.agent", "Program": "/Applications/Go.app/Contents/MacOS/agent",
+     "ProgramArguments": ["/usr/bin/open", 7, "-a", "/Applications/Go.app"]},
+    fmt=plistlib.FMT_BINARY))
+write("launch_agent/crafted-wrong-types.plist", plistlib.dumps(
+    {"Label": 1, "Program": ["x"], "ProgramArguments": "not a list"}, fmt=plistlib.FMT_XML))
+write("launch_agent/crafted-many-arguments.plist", plistlib.dumps(
+    {"Label": "many", "ProgramArguments": ["-v"] * 400}, fmt=plistlib.FMT_XML))
+write("launch_agent/crafted-openstep.plist",
+      b'{ Label = "org.user.job"; ProgramArguments = ("/bin/sh", "-c", "open -a Go"); }\n')

@@ -1,0 +1,86 @@
+#pragma once
+
+#include <QString>
+#include <QStringList>
+
+/// Every place the App Manage engine reads or removes, in one table. Bundle paths are
+/// relative to a bundle ("/Contents/…", appended to its path); system paths are fixed macOS
+/// paths resolved under the analysed root (KSTEnvironment::systemPath), "%1" standing for
+/// the login name; home templates are relative to the accessible home, "%1" standing for a
+/// token.
+namespace KSTAppManageLocations {
+
+// ---- Inside a bundle ----
+inline const QString infoPlist = QStringLiteral("/Contents/Info.plist");
+inline const QString executableFolder = QStringLiteral("/Contents/MacOS");
+inline const QString resourcesFolder = QStringLiteral("/Contents/Resources");
+inline const QString infoPlistStrings = QStringLiteral("InfoPlist.strings");
+inline const QString appStoreReceipt = QStringLiteral("/Contents/_MASReceipt/receipt");
+inline const QString appStoreRereceipt = QStringLiteral("/Contents/_MASReceipt/rereceipt");
+/// Where bundles keep the helpers, extensions and frameworks whose identifiers also name the
+/// app's files, searched two levels deep.
+inline const QStringList embeddedBundleFolders = {QStringLiteral("/Contents/PlugIns"),
+                                                  QStringLiteral("/Contents/Frameworks"),
+                                                  QStringLiteral("/Contents/XPCServices"),
+                                                  QStringLiteral("/Contents/Helpers"),
+                                                  QStringLiteral("/Contents/Library/LoginItems"),
+                                                  QStringLiteral("/Contents/Resources")};
+inline constexpr int embeddedBundleDepth = 2;
+
+// ---- The machine ----
+/// Bundles below this (Mac path) are part of the operating system.
+inline const QString systemFolderPrefix = QStringLiteral("/System/");
+/// The analysed user's language list (home-relative, with the leading slash).
+inline const QString globalPreferences =
+    QStringLiteral("/Library/Preferences/.GlobalPreferences.plist");
+
+// ---- Related paths ----
+inline const QString containers = QStringLiteral("Library/Containers");
+inline const QString groupContainers = QStringLiteral("Library/Group Containers");
+inline const QString launchAgents = QStringLiteral("/Users/%1/Library/LaunchAgents");
+/// Folders whose entries are matched by name, in this order (system paths).
+inline const QStringList sharedFolders = {
+    QStringLiteral("/Users/%1/Library/Application Support/CrashReporter"),
+    QStringLiteral("/Users/%1/Library/Logs/DiagnosticReports"),
+    QStringLiteral("/private/var/db/BootCaches"),
+    QStringLiteral("/Users/%1/Library/Caches/com.apple.helpd/Generated"),
+    QStringLiteral("/Users/%1/Library/Application Support/com.apple.sharedfilelist/"
+                   "com.apple.LSSharedFileList.ApplicationRecentDocuments"),
+    QStringLiteral("/Users/Shared"),
+    QStringLiteral("/Users/%1/Library/Cookies"),
+    QStringLiteral("/private/var/db/receipts")};
+/// Per-user temporary folders, listed four levels deep.
+inline const QString temporaryFolders = QStringLiteral("/private/var/folders");
+inline constexpr int temporaryFolderDepth = 4;
+/// Home templates filled with one token, in this order.
+inline const QStringList directTemplates = {
+    QStringLiteral("Library/Caches/%1"),
+    QStringLiteral("Library/Preferences/%1.plist"),
+    QStringLiteral("Library/Application Support/%1"),
+    QStringLiteral("Library/Logs/%1"),
+    QStringLiteral("Library/Containers/%1"),
+    QStringLiteral("Library/Saved Application State/%1.savedState"),
+    QStringLiteral("Library/WebKit/%1"),
+    QStringLiteral("Library/HTTPStorages/%1"),
+    QStringLiteral("Library/Cookies/%1.binarycookies")};
+/// Installer receipts, filled with the bundle identifier (system paths).
+inline const QStringList receiptTemplates = {QStringLiteral("/private/var/db/receipts/%1.plist"),
+                                             QStringLiteral("/private/var/db/receipts/%1.bom")};
+
+// ---- Removal ----
+/// Where an uninstall may act besides the home (system paths).
+inline const QString applications = QStringLiteral("/Applications");
+inline const QString receipts = QStringLiteral("/private/var/db/receipts");
+inline const QString homeApplications = QStringLiteral("Applications");
+/// Home folders never listed as related paths (besides the home, ~/Library and every folder
+/// directly in it).
+inline const QStringList neverListedHomeFolders = {
+    QStringLiteral("Applications"), QStringLiteral("Desktop"), QStringLiteral("Documents"),
+    QStringLiteral("Downloads"),    QStringLiteral("Movies"),  QStringLiteral("Music"),
+    QStringLiteral("Pictures"),     QStringLiteral("Public"),  QStringLiteral(".Trash")};
+inline const QString library = QStringLiteral("Library");
+
+/// The preference key of the last uninstall's moved items (standard preferences).
+inline const QString lastUninstallItemsKey = QStringLiteral("KSTLastUninstallItems");
+
+} // namespace KSTAppManageLocations

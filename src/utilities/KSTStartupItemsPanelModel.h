@@ -1,0 +1,49 @@
+#pragma once
+
+#include "KSTError.h"
+#include "KSTStartupItemRecord.h"
+
+#include <QList>
+#include <QString>
+
+#include <optional>
+
+class KSTUtilitiesManager;
+
+/// The "Startup Items" panel without widgets, shared by the window and `kestrel startup`:
+/// the list and its summary, which items offer Disable, the confirmation and the outcome
+/// texts. Not thread-safe; used on one thread (the main thread in the window).
+class KSTStartupItemsPanelModel
+{
+public:
+    enum class Match { Found, NotFound, Ambiguous };
+
+    explicit KSTStartupItemsPanelModel(KSTUtilitiesManager &manager);
+
+    /// Scans again (synchronously).
+    void rescan();
+    const QList<KSTStartupItemRecord> &items() const { return m_items; }
+    /// "High", "Medium", "Low" or "None".
+    QString bootImpact() const;
+
+    static QString bootImpactLabel() { return QStringLiteral("Boot impact:"); }
+    static QString emptyText() { return QStringLiteral("No startup items detected on this Mac."); }
+    static QString disableButtonTitle() { return QStringLiteral("Disable"); }
+    static QString cancelButtonTitle() { return QStringLiteral("Cancel"); }
+
+    /// The item whose path is @p text, else the only one whose identifier is @p text.
+    Match find(const QString &text, KSTStartupItemRecord *item) const;
+
+    /// "Disable <name>?"
+    static QString confirmationMessage(const KSTStartupItemRecord &item);
+    static QString confirmationInformativeText();
+
+    /// Disables @p item and rescans on success; the error on failure.
+    bool disable(const KSTStartupItemRecord &item, KSTError *error);
+    /// What the screen shows when disabling failed: the description, else the fallback.
+    static QString failureText(const std::optional<KSTError> &error);
+
+private:
+    KSTUtilitiesManager &m_manager;
+    QList<KSTStartupItemRecord> m_items;
+};

@@ -1,0 +1,64 @@
+#pragma once
+
+#include <QString>
+#include <QStringList>
+
+/// Every place and tool the Utilities read or act on, in one table. Paths starting with "/"
+/// are the analysed Mac's fixed paths (resolved under its root with
+/// KSTEnvironment::systemPath); the others are relative to the analysed home.
+namespace KSTUtilitiesLocations {
+
+// ---- Startup items ----
+inline const QString UserLaunchAgents = QStringLiteral("Library/LaunchAgents");
+inline const QString GlobalLaunchAgents = QStringLiteral("/Library/LaunchAgents");
+inline const QString LaunchDaemons = QStringLiteral("/Library/LaunchDaemons");
+inline const QString Launchctl = QStringLiteral("/bin/launchctl");
+/// What a disabled launch plist's name gets at its end.
+inline const QString DisabledSuffix = QStringLiteral(".disabled");
+
+// ---- Secure erase ----
+/// Paths under these (and the roots themselves) are never erased, on the host and under the
+/// analysed root alike.
+inline const QStringList ProtectedRoots = {QStringLiteral("/"),       QStringLiteral("/System"),
+                                           QStringLiteral("/usr"),    QStringLiteral("/bin"),
+                                           QStringLiteral("/sbin"),   QStringLiteral("/var"),
+                                           QStringLiteral("/private")};
+/// Under a root other than "/", the analysed Mac's volumes are the folders here.
+inline const QString Volumes = QStringLiteral("/Volumes");
+/// Entries of a volume's root that erasing the volume leaves in place.
+inline const QStringList VolumeEntriesKept = {
+    QStringLiteral(".Trashes"), QStringLiteral(".DS_Store"), QStringLiteral(".fseventsd"),
+    QStringLiteral(".Spotlight-V100")};
+
+// ---- Default apps ----
+/// Folders whose direct ".app" entries declare the listed types.
+inline const QStringList ApplicationFolders = {QStringLiteral("/Applications"),
+                                               QStringLiteral("/System/Applications")};
+inline const QString HomeApplications = QStringLiteral("Applications");
+inline const QString InfoPlist = QStringLiteral("Contents/Info.plist");
+/// The user's Launch Services choices (LSHandlers).
+inline const QString LaunchServicesFolder =
+    QStringLiteral("Library/Preferences/com.apple.LaunchServices");
+inline const QString LaunchServicesPlist =
+    QStringLiteral("Library/Preferences/com.apple.LaunchServices/"
+                   "com.apple.launchservices.secure.plist");
+
+// ---- Trash origins ----
+inline const QString Trash = QStringLiteral(".Trash");
+inline const QString TrashStore = QStringLiteral(".DS_Store");
+inline const QString QuarantineDatabase =
+    QStringLiteral("Library/Preferences/com.apple.LaunchServices.QuarantineEventsV2");
+inline const QString WhereFromsAttribute = QStringLiteral("com.apple.metadata:kMDItemWhereFroms");
+inline const QString QuarantineAttribute = QStringLiteral("com.apple.quarantine");
+/// Linux keeps attributes an unprivileged user may set in the "user." namespace.
+inline const QString LinuxAttributePrefix = QStringLiteral("user.");
+
+// ---- Home-folder sizes ----
+inline const QStringList HomeFolders = {
+    QStringLiteral("Applications"), QStringLiteral("Desktop"),  QStringLiteral("Documents"),
+    QStringLiteral("Downloads"),    QStringLiteral("Library"),  QStringLiteral("Movies"),
+    QStringLiteral("Music"),        QStringLiteral("Pictures"), QStringLiteral("Public"),
+    QStringLiteral("Developer")};
+inline const QString Du = QStringLiteral("/usr/bin/du");
+
+} // namespace KSTUtilitiesLocations
