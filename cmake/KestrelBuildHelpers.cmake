@@ -66,3 +66,25 @@ function(kst_require_no_gui)
         endforeach()
     endforeach()
 endfunction()
+
+# kst_require_screen_links(<target> ENGINE <engine> [ALSO <library>...]): configuring fails when
+# a tool's screen library links anything, directly or through another library, beyond the kit,
+# its own engine (with what that engine links) and the ALSO libraries. A screen that reached
+# into another tool's engine or screen would tie two tools together.
+function(kst_require_screen_links target)
+    cmake_parse_arguments(ARG "" "ENGINE" "ALSO" ${ARGN})
+    set(allowed kst_shell_kit ${ARG_ENGINE} ${ARG_ALSO})
+    set(allowed_closure ${allowed})
+    foreach(library IN LISTS allowed)
+        _kst_collect_links(${library} allowed_closure)
+    endforeach()
+    set(links "")
+    _kst_collect_links(${target} links)
+    foreach(link IN LISTS links)
+        if(link MATCHES "^kst_" AND NOT link IN_LIST allowed_closure)
+            message(FATAL_ERROR
+                "${target} links ${link}: a tool's screen links only kst_shell_kit and its own "
+                "engine (${ARG_ENGINE})")
+        endif()
+    endforeach()
+endfunction()
