@@ -1,6 +1,6 @@
 // Reading files of the analysed machine: what each kind of path gives, and that none of them
 // blocks the reader.
-#include "KSTRegularFile.h"
+#include "KSTReadOnlyFile.h"
 
 #include "KSTHostileFiles.h"
 #include "KSTTestSupport.h"
@@ -17,11 +17,11 @@
 #include <unistd.h>
 
 using namespace Qt::StringLiterals;
-using Status = KSTRegularFile::Status;
+using Status = KSTReadOnlyFile::Status;
 
 namespace {
 
-class KSTRegularFileTest : public ::testing::Test
+class KSTReadOnlyFileTest : public ::testing::Test
 {
 protected:
     void SetUp() override
@@ -72,7 +72,7 @@ protected:
     int m_socket = -1;
 };
 
-TEST_F(KSTRegularFileTest, ReadsOnlyRegularFilesWithinTheLimit)
+TEST_F(KSTReadOnlyFileTest, ReadsOnlyRegularFilesWithinTheLimit)
 {
     const struct
     {
@@ -99,33 +99,65 @@ TEST_F(KSTRegularFileTest, ReadsOnlyRegularFilesWithinTheLimit)
         QByteArray contents = "stale";
         QString error;
         const std::optional<Status> status = withoutBlocking(
-            [&] { return KSTRegularFile::read(file, row.limit, &contents, &error); });
+            [&] { return KSTReadOnlyFile::readWholeFile(file, row.limit, &contents, &error); });
         ASSERT_TRUE(status.has_value()) << row.name << " blocked";
         EXPECT_EQ(*status, row.status) << row.name;
         EXPECT_EQ(contents, row.contents) << row.name;
         EXPECT_TRUE(error.contains(QLatin1String(row.reason))) << qPrintable(error);
         EXPECT_EQ(error.isEmpty(), row.status == Status::Read) << row.name;
-        EXPECT_EQ(KSTRegularFile::isReadableRegularFile(file),
+        EXPECT_EQ(KSTReadOnlyFile::isReadableRegularFile(file),
                   row.status == Status::Read || row.status == Status::TooLarge)
             << row.name;
     }
     // A device is refused before it is opened: /dev/zero would never end.
     QByteArray contents;
-    EXPECT_EQ(KSTRegularFile::read(u"/dev/zero"_s, 100, &contents), Status::NotRegular);
+    EXPECT_EQ(KSTReadOnlyFile::readWholeFile(u"/dev/zero"_s, 100, &contents), Status::NotRegular);
 }
 
-TEST_F(KSTRegularFileTest, PrefixReadsTheStartOfAFileOfAnySize)
+TEST_F(KSTReadOnlyFileTest, PrefixReadsTheStartOfAFileOfAnySize)
 {
     QByteArray contents;
-    EXPECT_EQ(KSTRegularFile::readPrefix(path(u"sparse"_s), 4, &contents), Status::Read);
+    EXPECT_EQ(KSTReadOnlyFile::readPrefix(path(u"sparse"_s), 4, &contents), Status::Read);
     EXPECT_EQ(contents, QByteArray("head"));
-    EXPECT_EQ(KSTRegularFile::readPrefix(path(u"small"_s), 100, &contents), Status::Read);
+    EXPECT_EQ(KSTReadOnlyFile::readPrefix(path(u"small"_s), 100, &contents), Status::Read);
     EXPECT_EQ(contents, QByteArray("0123456789"));
     const std::optional<Status> fifo =
-        withoutBlocking([&] { return KSTRegularFile::readPrefix(path(u"fifo"_s), 1, &contents); });
+        withoutBlocking([&] { return KSTReadOnlyFile::readPrefix(path(u"fifo"_s), 1, &contents); });
     ASSERT_TRUE(fifo.has_value());
     EXPECT_EQ(*fifo, Status::NotRegular);
     EXPECT_TRUE(contents.isEmpty());
+}
+
+TEST_F(KSTReadOnlyFileTest, TheHandleRefusesAFinalLinkThatTheReadersByPathFollow)
+{
+    const struct
+    {
+        const char *name;
+        bool handleOpens;
+        Status byPath;
+    } rows[] = {
+        {"small", true, Status::Read},       {"link", false, Status::Read},
+        {"fifo", false, Status::NotRegular}, {"link-to-fifo", false, Status::NotRegular},
+        {"missing", false, Status::Missing},
+    };
+    for (const auto &row : rows) {
+        const QString file = path(QLatin1String(row.name));
+        KSTReadOnlyFile handle;
+        const std::optional<Status> opened =
+            withoutBlocking([&] { return handle.open(file) ? Status::Read : Status::NotRegular; });
+        ASSERT_TRUE(opened.has_value()) << row.name << " blocked";
+        EXPECT_EQ(*opened == Status::Read, row.handleOpens) << row.name;
+        QByteArray contents;
+        EXPECT_EQ(withoutBlocking([&] { return KSTReadOnlyFile::readPrefix(file, 4, &contents); }),
+                  row.byPath)
+            << row.name;
+    }
+    KSTReadOnlyFile handle;
+    ASSERT_TRUE(handle.open(path(u"small"_s)));
+    EXPECT_EQ(handle.identity().size, 10);
+    char buffer[4] = {};
+    EXPECT_EQ(handle.readAt(6, buffer, 4), 4);
+    EXPECT_EQ(QByteArray(buffer, 4), QByteArray("6789"));
 }
 
 } // namespace
