@@ -133,11 +133,13 @@ QWidget *KSTAutoCleanScreen::buildStatistics()
                                     m_bytesSaved),
                       1);
     m_filesRemoved = KSTStyle::label({}, KSTStyle::Value);
+    m_filesRemoved->setObjectName(QStringLiteral("filesRemoved"));
     layout->addWidget(statisticTile(QStringLiteral("Items removed this month"),
                                     QStringLiteral("trash.fill"), QStringLiteral("rose"),
                                     m_filesRemoved),
                       1);
     m_lastRun = KSTStyle::label({}, KSTStyle::Value);
+    m_lastRun->setObjectName(QStringLiteral("lastRun"));
     layout->addWidget(statisticTile(QStringLiteral("Last run"), QStringLiteral("clock"),
                                     QStringLiteral("sky"), m_lastRun),
                       1);
@@ -237,26 +239,6 @@ void KSTAutoCleanScreen::removeNeverTouchPath(const QString &path)
     m_manager.removeWhitelistPath(path);
     m_neverTouch->setNotice({});
     refresh();
-}
-
-QString KSTAutoCleanScreen::statusText() const
-{
-    return m_status->text();
-}
-
-QString KSTAutoCleanScreen::bytesSavedText() const
-{
-    return m_bytesSaved->text();
-}
-
-QString KSTAutoCleanScreen::filesRemovedText() const
-{
-    return m_filesRemoved->text();
-}
-
-QString KSTAutoCleanScreen::lastRunText() const
-{
-    return m_lastRun->text();
 }
 
 void KSTAutoCleanScreen::showEvent(QShowEvent *event)

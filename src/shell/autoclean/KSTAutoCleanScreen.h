@@ -46,10 +46,6 @@ public:
     const QList<KSTAutoCleanRuleRow *> &ruleRows() const { return m_ruleRows; }
     KSTNeverTouchListView *neverTouchList() const { return m_neverTouch; }
     KSTKeptAsideBanner *keptAsideBanner() const { return m_keptAside; }
-    QString statusText() const;
-    QString bytesSavedText() const;
-    QString filesRemovedText() const;
-    QString lastRunText() const;
 
 protected:
     void showEvent(QShowEvent *event) override;

@@ -266,21 +266,6 @@ void KSTCleanUpScreen::refreshControls()
     m_cleaningLabel->setVisible(cleaning);
 }
 
-QString KSTCleanUpScreen::summaryText() const
-{
-    return m_summary->text();
-}
-
-QString KSTCleanUpScreen::detailText() const
-{
-    return m_detail->text();
-}
-
-QString KSTCleanUpScreen::selectionText() const
-{
-    return m_selection->text();
-}
-
 bool KSTCleanUpScreen::isShowingProgress() const
 {
     return m_cleanIndicator->isRunning() && !m_cleanButton->isEnabled();

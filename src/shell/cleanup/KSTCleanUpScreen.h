@@ -67,9 +67,6 @@ public:
     KSTAccessReminderBanner *reminderBanner() const { return m_banner; }
     QPushButton *cleanButton() const { return m_cleanButton; }
     QPushButton *rescanButton() const { return m_rescanButton; }
-    QString summaryText() const;
-    QString detailText() const;
-    QString selectionText() const;
     bool isShowingProgress() const;
 
 protected:

@@ -73,11 +73,13 @@ KSTOverviewScreen::KSTOverviewScreen(KSTSystemInfo &systemInfo, KSTLiveMetrics::
     auto *gauges = new QHBoxLayout;
     gauges->setSpacing(16);
     m_memoryGauge = new KSTGaugeView(QStringLiteral("violet"));
+    m_memoryGauge->setObjectName(QStringLiteral("memoryGauge"));
     m_memoryCaption = KSTStyle::label({}, KSTStyle::Secondary);
     gauges->addWidget(buildGaugeCard(QStringLiteral("Memory"), QStringLiteral("memorychip"),
                                      m_memoryGauge, m_memoryCaption),
                       1);
     m_processorGauge = new KSTGaugeView(QStringLiteral("orange"));
+    m_processorGauge->setObjectName(QStringLiteral("processorGauge"));
     m_processorCaption = KSTStyle::label({}, KSTStyle::Secondary);
     gauges->addWidget(buildGaugeCard(QStringLiteral("Processor"), QStringLiteral("cpu"),
                                      m_processorGauge, m_processorCaption),
@@ -88,6 +90,7 @@ KSTOverviewScreen::KSTOverviewScreen(KSTSystemInfo &systemInfo, KSTLiveMetrics::
     auto *bottom = new QHBoxLayout;
     bottom->setSpacing(16);
     m_largestApps = new KSTLargestAppsView;
+    m_largestApps->setObjectName(QStringLiteral("largestApps"));
     bottom->addWidget(m_largestApps, 3);
     auto *shortcuts = new KSTShortcutListView;
     connect(shortcuts, &KSTShortcutListView::didRequestSection, this,
@@ -129,6 +132,7 @@ QWidget *KSTOverviewScreen::buildHeroCard()
     auto *facts = new QVBoxLayout;
     facts->setSpacing(8);
     m_uptime = KSTStyle::label({}, KSTStyle::Secondary);
+    m_uptime->setObjectName(QStringLiteral("uptime"));
     facts->addWidget(chip(QStringLiteral("clock"), m_uptime), 0, Qt::AlignRight);
     m_battery = KSTStyle::label({}, KSTStyle::Secondary);
     m_batteryChip = chip(QStringLiteral("battery.100"), m_battery);
@@ -380,19 +384,4 @@ void KSTOverviewScreen::announceReadinessIfNeeded()
         return;
     m_announcedReady = true;
     Q_EMIT contentReady();
-}
-
-QString KSTOverviewScreen::machineTitleText() const
-{
-    return m_machineTitle->text();
-}
-
-QString KSTOverviewScreen::downloadText() const
-{
-    return m_download->text();
-}
-
-QString KSTOverviewScreen::uptimeText() const
-{
-    return m_uptime->text();
 }

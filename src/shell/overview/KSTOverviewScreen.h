@@ -47,14 +47,8 @@ public:
     /// Live samples applied so far.
     int liveSampleCount() const { return m_liveSampleCount; }
 
-    // What the screen shows, for tests.
+    /// The snapshot shown; null before the first arrives.
     KSTSystemInfo::SystemSnapshotPtr snapshot() const { return m_snapshot; }
-    QString machineTitleText() const;
-    QString downloadText() const;
-    QString uptimeText() const;
-    const KSTGaugeView *memoryGauge() const { return m_memoryGauge; }
-    const KSTGaugeView *processorGauge() const { return m_processorGauge; }
-    const KSTLargestAppsView *largestApps() const { return m_largestApps; }
 
 protected:
     void showEvent(QShowEvent *event) override;

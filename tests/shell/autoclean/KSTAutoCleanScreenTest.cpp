@@ -6,6 +6,7 @@
 #include "KSTAutoCleanScreen.h"
 #include "KSTKeptAsideBanner.h"
 #include "KSTNeverTouchListView.h"
+#include "KSTObjectLookup.h"
 #include "KSTToggleSwitch.h"
 
 #include <QLabel>
@@ -14,6 +15,8 @@
 
 namespace {
 
+using namespace Qt::StringLiterals;
+using KSTObjectLookup::textNamed;
 using ScreensTest = ShellTest;
 
 KSTAutoCleanScreen *autoCleanOf(const KSTMainWindowController &controller)
@@ -31,16 +34,18 @@ TEST_F(ScreensTest, AutoCleanSwitchesReachTheManagerAndItsStateComesBack)
     ASSERT_EQ(screen->ruleRows().size(), 6);
     EXPECT_EQ(screen->ruleRows().at(1)->titleText(), QStringLiteral("Trash"));
     EXPECT_EQ(screen->ruleRows().at(0)->scheduleText(), QStringLiteral("Daily · 03:00"));
-    EXPECT_EQ(screen->lastRunText(), QStringLiteral("Not yet"));
+    EXPECT_EQ(textNamed<QLabel>(screen, u"lastRun"_s), QStringLiteral("Not yet"));
 
     QTest::mouseClick(screen->masterSwitch(), Qt::LeftButton);
     EXPECT_TRUE(manager->automationEnabled());
-    EXPECT_EQ(screen->statusText(), QStringLiteral("On · turn on a rule below for it to run"));
+    EXPECT_EQ(textNamed<QLabel>(screen, u"automationStatus"_s),
+              QStringLiteral("On · turn on a rule below for it to run"));
 
     QTest::mouseClick(screen->ruleRows().at(3)->toggle(), Qt::LeftButton);
     EXPECT_TRUE(manager->isRuleEnabledAtIndex(3));
     EXPECT_TRUE(manager->isAutomationActive());
-    EXPECT_EQ(screen->statusText(), QStringLiteral("On · enabled rules run every hour"));
+    EXPECT_EQ(textNamed<QLabel>(screen, u"automationStatus"_s),
+              QStringLiteral("On · enabled rules run every hour"));
 
     // A change made elsewhere (the manager itself) shows up through its notification.
     manager->setRuleEnabled(false, 3);

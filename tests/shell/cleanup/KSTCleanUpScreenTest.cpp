@@ -13,8 +13,10 @@
 #include "KSTContentShellViewController.h"
 #include "KSTFormatting.h"
 #include "KSTFullDiskAccessScreen.h"
+#include "KSTObjectLookup.h"
 
 #include <QDir>
+#include <QLabel>
 #include <QMessageBox>
 #include <QPushButton>
 #include <QTest>
@@ -24,6 +26,8 @@
 
 namespace {
 
+using namespace Qt::StringLiterals;
+using KSTObjectLookup::textNamed;
 class CleanUpScreenTest : public ShellTest
 {
 protected:
@@ -114,9 +118,11 @@ TEST_F(CleanUpScreenTest, ShowsThePlaceholderThenTheFourCategoriesAndScansOnlyWh
     ASSERT_TRUE(KSTTestSupport::pumpUntil([screen] { return screen->isContentReady(); }));
     EXPECT_TRUE(announced);
     EXPECT_EQ(scans, 1);
-    EXPECT_EQ(screen->summaryText(), QStringLiteral("12 MB can be cleaned"));
-    EXPECT_EQ(screen->detailText(), QStringLiteral("%1 files analyzed · Scanned just now")
-                                        .arg(KSTFormatting::formatCount(1234)));
+    EXPECT_EQ(textNamed<QLabel>(screen, u"cleanUpSummary"_s),
+              QStringLiteral("12 MB can be cleaned"));
+    EXPECT_EQ(textNamed<QLabel>(screen, u"cleanUpDetail"_s),
+              QStringLiteral("%1 files analyzed · Scanned just now")
+                  .arg(KSTFormatting::formatCount(1234)));
     for (KSTCleanUpCategoryCard *card : screen->categoryCards()) {
         EXPECT_EQ(card->totalText(), QStringLiteral("3 MB"));
         EXPECT_EQ(card->shownItemNames(), QStringList({QStringLiteral("Logs")}));
@@ -152,7 +158,7 @@ TEST_F(CleanUpScreenTest, TicksGoThroughTheModelAndCleanAsksFirst)
     KSTCleanUpScreen *screen = showCleanUp(*controller);
     ASSERT_TRUE(KSTTestSupport::pumpUntil([screen] { return screen->isContentReady(); }));
     KSTCleanUpReviewList *list = screen->reviewList();
-    EXPECT_EQ(screen->selectionText(), QStringLiteral("No items selected"));
+    EXPECT_EQ(textNamed<QLabel>(screen, u"selectedTotal"_s), QStringLiteral("No items selected"));
 
     // The category's box ticks what can be ticked; the empty download stays out.
     click(list, list->categoryRow(0));
@@ -166,7 +172,8 @@ TEST_F(CleanUpScreenTest, TicksGoThroughTheModelAndCleanAsksFirst)
     EXPECT_FALSE(screen->model().isItemSelected(0, 1));
     EXPECT_EQ(list->categoryRow(0)->data(0, Qt::CheckStateRole).toInt(), Qt::PartiallyChecked);
     click(list, list->categoryRow(0));
-    EXPECT_EQ(screen->selectionText(), QStringLiteral("12.0 KB selected · 2 items"));
+    EXPECT_EQ(textNamed<QLabel>(screen, u"selectedTotal"_s),
+              QStringLiteral("12.0 KB selected · 2 items"));
 
     // "Cancel": the confirmation was shown with the model's texts, and nothing started.
     ASSERT_TRUE(screen->cleanButton()->isEnabled());

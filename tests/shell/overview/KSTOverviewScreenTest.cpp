@@ -5,6 +5,7 @@
 #include "KSTContentShellViewController.h"
 #include "KSTGaugeView.h"
 #include "KSTLargestAppsView.h"
+#include "KSTObjectLookup.h"
 #include "KSTOverviewScreen.h"
 #include "KSTSidebarViewController.h"
 
@@ -17,6 +18,9 @@
 
 namespace {
 
+using namespace Qt::StringLiterals;
+using KSTObjectLookup::childNamed;
+using KSTObjectLookup::textNamed;
 using ScreensTest = ShellTest;
 
 KSTOverviewScreen *overviewOf(const KSTMainWindowController &controller)
@@ -32,11 +36,13 @@ TEST_F(ScreensTest, OverviewShowsTheEngineSnapshotAndItsShortcutsOpenTools)
     ASSERT_NE(overview, nullptr);
     overview->setLiveSampleInterval(20);
     ASSERT_TRUE(KSTTestSupport::pumpUntil([overview] { return overview->isContentReady(); }));
-    EXPECT_EQ(overview->machineTitleText(), QStringLiteral("MacBook Air · Apple M2"));
-    EXPECT_EQ(overview->uptimeText(), QStringLiteral("Uptime 2d 5h"));
-    EXPECT_EQ(overview->largestApps()->shownNames(), QStringList({"Xcode", "Logic Pro"}));
-    EXPECT_EQ(overview->largestApps()->installedCountText(),
-              QStringLiteral("42 applications installed"));
+    EXPECT_EQ(textNamed<QLabel>(overview, u"machineTitle"_s),
+              QStringLiteral("MacBook Air · Apple M2"));
+    EXPECT_EQ(textNamed<QLabel>(overview, u"uptime"_s), QStringLiteral("Uptime 2d 5h"));
+    const auto *largestApps = childNamed<KSTLargestAppsView>(overview, u"largestApps"_s);
+    ASSERT_NE(largestApps, nullptr);
+    EXPECT_EQ(largestApps->shownNames(), QStringList({"Xcode", "Logic Pro"}));
+    EXPECT_EQ(largestApps->installedCountText(), QStringLiteral("42 applications installed"));
     const auto *storage = overview->findChild<QLabel *>(QStringLiteral("storageSummary"));
     ASSERT_NE(storage, nullptr);
     EXPECT_EQ(storage->text(), QStringLiteral("200 GB of 512 GB used"));
@@ -82,12 +88,14 @@ TEST_F(ScreensTest, OverviewSamplesLiveFiguresOnlyWhileShown)
 
     // Figures move with every sample.
     const int first = overview->liveSampleCount();
-    const QString download = overview->downloadText();
-    const double memory = overview->memoryGauge()->fraction();
+    const QString download = textNamed<QLabel>(overview, u"downloadRate"_s);
+    const auto *memoryGauge = childNamed<KSTGaugeView>(overview, u"memoryGauge"_s);
+    ASSERT_NE(memoryGauge, nullptr);
+    const double memory = memoryGauge->fraction();
     ASSERT_TRUE(KSTTestSupport::pumpUntil(
         [overview, first] { return overview->liveSampleCount() >= first + 2; }));
-    EXPECT_NE(overview->downloadText(), download);
-    EXPECT_GT(overview->memoryGauge()->fraction(), memory);
+    EXPECT_NE(textNamed<QLabel>(overview, u"downloadRate"_s), download);
+    EXPECT_GT(memoryGauge->fraction(), memory);
 
     // Another tool: the Overview is hidden and no sample is asked for any more.
     controller->showSection(3);
