@@ -46,6 +46,9 @@ public:
         Scheduler run;
         /// Where the caller receives results (the cached one, the placeholder, the result).
         Scheduler deliver;
+        /// Where the caller receives the built result, when not where deliver says (running
+        /// it inline hands the result over in the block that built it); may be empty.
+        Scheduler deliverResult;
         /// Runs the installed builder (@p build) in the engine's context (a grant, say);
         /// empty: calls it directly.
         std::function<std::shared_ptr<Snapshot>(
@@ -190,7 +193,8 @@ private:
         Ptr snapshot = std::move(result);
         if (!storeIfCurrent(generation, snapshot))
             return;
-        how.deliver([this, generation, completion, snapshot] {
+        const Scheduler &deliverResult = how.deliverResult ? how.deliverResult : how.deliver;
+        deliverResult([this, generation, completion, snapshot] {
             if (!isCancelled(generation))
                 completion(snapshot);
         });

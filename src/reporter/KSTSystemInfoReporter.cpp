@@ -22,6 +22,9 @@ void KSTSystemInfo::fetchReporterSnapshotAsync(ReporterSnapshotCompletion comple
     // and moves it to the main queue itself.
     how.run = [this](std::function<void()> block) { m_reporterQueue->async(std::move(block)); };
     how.deliver = how.run;
+    // The report is handed over in the block that built it, on the same queue, so a caller
+    // that waits for the queue to drain has it.
+    how.deliverResult = [](std::function<void()> block) { block(); };
     how.finish = [](KSTReporterSnapshot &snapshot) { snapshot.isPartial = false; };
     m_reporter.fetch(how, std::move(completion));
 }
