@@ -212,15 +212,22 @@ TEST_F(KSTToolRunnerTest, EndingAllToolsEndsEveryRunningOne)
     addTool(u"/usr/bin/hang"_s, "echo $$ > \"$1\"\nsleep 60\n");
     const QStringList pidFiles{rootPath(u"/first.pid"_s), rootPath(u"/second.pid"_s)};
     std::vector<KSTToolResult> results(2);
+    std::atomic<int> finished{0};
     std::vector<std::thread> threads;
     for (int index = 0; index < 2; ++index) {
-        threads.emplace_back([&results, &pidFiles, index] {
+        threads.emplace_back([&results, &pidFiles, &finished, index] {
             results[size_t(index)] = KSTToolRunner::run(u"/usr/bin/hang"_s, {pidFiles.at(index)});
+            ++finished;
         });
     }
     const bool bothStarted = KSTTestSupport::pumpUntil(
         [&pidFiles] { return readPid(pidFiles.at(0)) > 0 && readPid(pidFiles.at(1)) > 0; });
-    KSTToolProcessGroups::endAll();
+    // A tool can write its pid before its runner has recorded its group (the termination
+    // handler waits for such spawns; a direct call does not), so ask again until both end.
+    KSTTestSupport::pumpUntil([&finished] {
+        KSTToolProcessGroups::endAll();
+        return finished.load() == 2;
+    });
     for (std::thread &thread : threads)
         thread.join();
     ASSERT_TRUE(bothStarted);
