@@ -8,7 +8,7 @@
 #include "KSTEnvironment.h"
 #include "KSTNotificationCenter.h"
 #include "KSTPreferences.h"
-#include "KSTRegularFile.h"
+#include "KSTReadOnlyFile.h"
 #include "KSTSecurityScopedBookmark.h"
 #include "KSTSqliteDatabase.h"
 
@@ -219,7 +219,7 @@ bool KSTPermissionChecker::canAccessProtectedPath(const QString &path)
     // database can be gigabytes, and a FIFO in its place must not block the caller (the
     // window asks on its main thread).
     QByteArray firstByte;
-    return KSTRegularFile::readPrefix(path, 1, &firstByte) == KSTRegularFile::Status::Read &&
+    return KSTReadOnlyFile::readPrefix(path, 1, &firstByte) == KSTReadOnlyFile::Status::Read &&
            !firstByte.isEmpty();
 }
 

@@ -157,6 +157,12 @@ public:
     static QString accessibleUserHomeDirectoryPath();
     /// Runs @p block synchronously (in a sandbox only when the home grant is in force).
     static void performWithGrantedHomeFolderAccess(const std::function<void()> &block);
+    /// Before a scan starts: a sandboxed build takes up the stored home grant again; any other
+    /// build has nothing to do.
+    static void prepareHomeFolderAccessForScan();
+    /// A scan's build: like performWithGrantedHomeFolderAccess(), but a sandboxed build
+    /// without a home grant does not even try to start one (the screen asks the user first).
+    static void performWithHomeFolderAccessForScan(const std::function<void()> &block);
     static QString directoryURLInGrantedHomeWithRelativePath(const QString &relativePath);
     static quint64 directorySizeAtAccessibleRelativePath(const QString &relativePath);
     /// The root dictionary of a plist (XML or binary); nothing when unreadable or not a

@@ -111,6 +111,19 @@ void KSTPermissionChecker::performWithGrantedHomeFolderAccess(const std::functio
     block();
 }
 
+void KSTPermissionChecker::prepareHomeFolderAccessForScan()
+{
+    if (isRunningSandboxed())
+        restoreStoredHomeFolderAccess();
+}
+
+void KSTPermissionChecker::performWithHomeFolderAccessForScan(const std::function<void()> &block)
+{
+    if (isRunningSandboxed() && !hasHomeFolderAccess())
+        return;
+    performWithGrantedHomeFolderAccess(block);
+}
+
 QString KSTPermissionChecker::fileURLInGrantedHomeForPath(const QString &path, bool isDirectory)
 {
     Q_UNUSED(isDirectory) // a local path carries no directory mark

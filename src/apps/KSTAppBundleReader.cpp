@@ -26,7 +26,7 @@ QString stringFor(const QVariantMap &dictionary, const QString &key)
 std::optional<QVariantMap> dictionaryAt(const QString &path, qint64 maximumBytes)
 {
     QByteArray bytes;
-    if (KSTQuietFiles::readFile(path, maximumBytes, &bytes) != KSTRegularFile::Status::Read)
+    if (KSTQuietFiles::readFile(path, maximumBytes, &bytes) != KSTReadOnlyFile::Status::Read)
         return std::nullopt;
     const QVariant tree = KSTPropertyList::fromData(bytes);
     if (tree.typeId() != QMetaType::QVariantMap)
@@ -55,7 +55,7 @@ QVariantMap localizedStrings(const QString &bundlePath, const QVariantMap &info,
         const QString path = bundlePath + Locations::resourcesFolder + QLatin1Char('/') + folder +
                              QLatin1String(".lproj/") + Locations::infoPlistStrings;
         if (KSTQuietFiles::readFile(path, KSTInfoPlistStrings::MaximumBytes, &bytes) ==
-            KSTRegularFile::Status::Read)
+            KSTReadOnlyFile::Status::Read)
             return KSTInfoPlistStrings::stringsFromData(bytes);
     }
     return {};

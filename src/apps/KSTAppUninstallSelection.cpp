@@ -1,6 +1,7 @@
 #include "KSTAppUninstallSelection.h"
 
 #include "KSTAppInventoryEngine.h"
+#include "KSTFormatting.h"
 #include "KSTRelatedPathMatcher.h"
 #include "KSTSystemInfo.h"
 
@@ -152,7 +153,7 @@ QString KSTAppUninstallSelection::confirmationInformativeText() const
 {
     return QStringLiteral("%1 item(s) (%2) will be moved to the Trash.")
         .arg(uninstallPaths().size())
-        .arg(KSTSystemInfo::formatBytes(selectedBytes()));
+        .arg(KSTFormatting::formatBytes(selectedBytes()));
 }
 
 bool KSTAppUninstallSelection::startUninstall(

@@ -178,7 +178,7 @@ KSTLaunchAgentJob KSTRelatedPathMatcher::launchJobAtPath(const QString &path)
 {
     QByteArray bytes;
     if (KSTQuietFiles::readFile(path, KSTLaunchAgentJob::MaximumBytes, &bytes) !=
-        KSTRegularFile::Status::Read)
+        KSTReadOnlyFile::Status::Read)
         return {};
     return KSTLaunchAgentJob::fromData(bytes);
 }

@@ -1,6 +1,8 @@
 #include "KSTCleanUpSelectionModel.h"
 
 #include "KSTCleanUpRemoval.h"
+#include "KSTDispatch.h"
+#include "KSTFormatting.h"
 #include "KSTSystemInfo.h"
 
 #include <QDir>
@@ -53,8 +55,7 @@ KSTCleanUpOutcome KSTCleanUpOutcome::fromResult(quint64 itemsRemoved, quint64 by
 }
 
 KSTCleanUpSelectionModel::KSTCleanUpSelectionModel(KSTSystemInfo &systemInfo, QObject *parent)
-    : QObject(parent), m_systemInfo(&systemInfo),
-      m_self(std::make_shared<KSTCleanUpSelectionModel *>(this))
+    : QObject(parent), m_systemInfo(&systemInfo)
 {
 }
 
@@ -64,11 +65,23 @@ KSTCleanUpSelectionModel::~KSTCleanUpSelectionModel() = default;
 
 void KSTCleanUpSelectionModel::refresh()
 {
-    std::weak_ptr<KSTCleanUpSelectionModel *> self = m_self;
-    m_systemInfo->fetchCleanUpSnapshotAsync([self](KSTSystemInfo::CleanUpSnapshotPtr snapshot) {
-        if (const auto model = self.lock())
-            (*model)->setSnapshot(std::move(snapshot));
-    });
+    // A new fetch would supersede the scan under way and start its work over; only a scan
+    // the service has since dropped (an invalidated cache, a removal) is replaced.
+    if (m_fetchInFlight && m_systemInfo->cleanUpScanGeneration() == m_fetchGeneration)
+        return;
+    m_fetchInFlight = true;
+    m_systemInfo->fetchCleanUpSnapshotAsync(
+        KSTDispatch::onMainFor<KSTSystemInfo::CleanUpSnapshotPtr>(
+            this, [this](KSTSystemInfo::CleanUpSnapshotPtr snapshot) {
+                if (!snapshot)
+                    return;
+                if (!snapshot->isPartial)
+                    m_fetchInFlight = false;
+                // The cached scan handed out again on a later visit keeps the user's ticks.
+                if (snapshot != m_snapshot)
+                    setSnapshot(std::move(snapshot));
+            }));
+    m_fetchGeneration = m_systemInfo->cleanUpScanGeneration();
 }
 
 void KSTCleanUpSelectionModel::setSnapshot(std::shared_ptr<const KSTCleanUpSnapshot> snapshot)
@@ -245,7 +258,7 @@ QList<KSTCleanUpItem> KSTCleanUpSelectionModel::reducedSelection(QList<KSTCleanU
 
 QString KSTCleanUpSelectionModel::confirmationMessage() const
 {
-    return QStringLiteral("Clean %1?").arg(KSTSystemInfo::formatBytesShort(selectedBytes()));
+    return QStringLiteral("Clean %1?").arg(KSTFormatting::formatBytesShort(selectedBytes()));
 }
 
 QString KSTCleanUpSelectionModel::confirmationInformativeText() const
@@ -268,22 +281,18 @@ bool KSTCleanUpSelectionModel::startCleaning(
         return false;
     m_cleaning = true;
     Q_EMIT cleaningChanged(true);
-    std::weak_ptr<KSTCleanUpSelectionModel *> self = m_self;
     KSTSystemInfo *systemInfo = m_systemInfo;
-    KSTCleanUpRemoval::removeCleanUpItems(items, [self, systemInfo, finished = std::move(finished)](
-                                                     const KSTCleanUpRemoval::Result &result) {
-        const KSTCleanUpOutcome outcome = KSTCleanUpOutcome::fromResult(
-            result.itemsRemoved, result.bytesRemoved, result.error, result.failures);
-        const auto model = self.lock();
-        if (!model) {
-            // The screen is gone, but what it removed must not stay cached.
+    const auto report = KSTDispatch::onMainFor<KSTCleanUpOutcome>(
+        this, [this, finished = std::move(finished)](const KSTCleanUpOutcome &outcome) {
+            finishCleaning(outcome, finished);
+        });
+    KSTCleanUpRemoval::removeCleanUpItems(
+        items, [systemInfo, report](const KSTCleanUpRemoval::Result &result) {
+            // Even when the screen is gone, what it removed must not stay cached.
             systemInfo->invalidateCleanUpCache();
-            if (finished)
-                finished(outcome);
-            return;
-        }
-        (*model)->finishCleaning(outcome, finished);
-    });
+            report(KSTCleanUpOutcome::fromResult(result.itemsRemoved, result.bytesRemoved,
+                                                 result.error, result.failures));
+        });
     return true;
 }
 

@@ -76,7 +76,10 @@ public:
     // ---- Snapshot ----
 
     /// Starts a scan through the service: the placeholder (or a cached complete snapshot)
-    /// arrives first, then the complete one; each replaces the snapshot shown.
+    /// arrives first, then the complete one; each replaces the snapshot shown, except the one
+    /// already shown (so a cached scan handed out again keeps the ticks). While a scan this
+    /// model started is under way and still current, a second call does nothing. The window
+    /// and `kestrel cleanup` both fetch through here.
     void refresh();
     /// Shows @p snapshot and clears the selection (the items are new).
     void setSnapshot(std::shared_ptr<const KSTCleanUpSnapshot> snapshot);
@@ -152,6 +155,6 @@ private:
     std::shared_ptr<const KSTCleanUpSnapshot> m_snapshot;
     QSet<Key> m_selected;
     bool m_cleaning = false;
-    // Callbacks from the service hold a weak reference and skip a destroyed model.
-    std::shared_ptr<KSTCleanUpSelectionModel *> m_self;
+    bool m_fetchInFlight = false;
+    quint64 m_fetchGeneration = 0;
 };

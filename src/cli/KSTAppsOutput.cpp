@@ -1,11 +1,11 @@
 #include "KSTAppsOutput.h"
 
-#include "KSTSystemInfo.h"
+#include "KSTFormatting.h"
 #include "KSTTerminalText.h"
 
 #include <QJsonArray>
 
-using Info = KSTSystemInfo;
+using Info = KSTFormatting;
 using KSTTerminalText::escaped;
 
 namespace {

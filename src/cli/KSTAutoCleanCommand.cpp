@@ -2,7 +2,7 @@
 
 #include "KSTAutoCleanManager.h"
 #include "KSTDispatch.h"
-#include "KSTSystemInfo.h"
+#include "KSTFormatting.h"
 #include "KSTTerminalText.h"
 
 #include <QDir>
@@ -48,7 +48,7 @@ QJsonObject stateJson(const Manager &manager)
 QString filesText(quint64 count)
 {
     return count == 1 ? QStringLiteral("1 file")
-                      : QStringLiteral("%1 files").arg(KSTSystemInfo::formatCount(count));
+                      : QStringLiteral("%1 files").arg(KSTFormatting::formatCount(count));
 }
 
 int showState(KSTCliContext &context, const Manager &manager)
@@ -72,7 +72,7 @@ int showState(KSTCliContext &context, const Manager &manager)
         out << "  " << rule.ruleType << "  " << (rule.enabled ? "on " : "off") << "  "
             << rule.title.leftJustified(18) << rule.detail << " (" << rule.schedule << ")\n";
     }
-    out << "This month:   " << KSTSystemInfo::formatBytes(manager.bytesSavedThisMonth())
+    out << "This month:   " << KSTFormatting::formatBytes(manager.bytesSavedThisMonth())
         << " saved, " << filesText(manager.filesRemovedThisMonth()) << " removed\n";
     const std::optional<QDateTime> lastRun = manager.lastRunDate();
     out << "Last run:     "
@@ -142,7 +142,7 @@ int runRules(KSTCliContext &context, Manager &manager)
     else if (!active)
         out << "No rule is enabled, so no rule ran ('kestrel autoclean rule TYPE on').\n";
     out << "Rules acted:   " << rulesActed << '\n';
-    out << "Bytes removed: " << KSTSystemInfo::formatBytes(bytes) << " (" << bytes << " bytes)\n";
+    out << "Bytes removed: " << KSTFormatting::formatBytes(bytes) << " (" << bytes << " bytes)\n";
     out << "Files removed: " << files << '\n';
     return KSTCliContext::Success;
 }

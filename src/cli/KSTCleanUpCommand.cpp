@@ -3,6 +3,7 @@
 #include "KSTCleanUpSelectionModel.h"
 #include "KSTDispatch.h"
 #include "KSTFileName.h"
+#include "KSTFormatting.h"
 #include "KSTSystemInfo.h"
 #include "KSTTerminalText.h"
 
@@ -62,14 +63,13 @@ QJsonObject snapshotJson(const KSTCleanUpSnapshot &snapshot)
 
 void printSummary(QTextStream &out, const KSTCleanUpSnapshot &snapshot)
 {
-    using Info = KSTSystemInfo;
-    out << Info::formatBytesShort(snapshot.totalReclaimableBytes) << " reclaimable of "
-        << Info::formatBytesShort(snapshot.storageTotalBytes) << " · "
-        << Info::formatCount(snapshot.filesAnalyzed) << " files analyzed\n";
+    out << KSTFormatting::formatBytesShort(snapshot.totalReclaimableBytes) << " reclaimable of "
+        << KSTFormatting::formatBytesShort(snapshot.storageTotalBytes) << " · "
+        << KSTFormatting::formatCount(snapshot.filesAnalyzed) << " files analyzed\n";
     for (const KSTCleanUpCategory &category : snapshot.categories) {
         out << '\n'
             << category.name.leftJustified(40) << ' '
-            << Info::formatBytesShort(category.totalBytes).rightJustified(9) << "  ("
+            << KSTFormatting::formatBytesShort(category.totalBytes).rightJustified(9) << "  ("
             << category.categoryType << ")\n"
             << category.categoryDescription << '\n';
         const QList<KSTCleanUpItem> items = category.reviewItems();
@@ -77,22 +77,18 @@ void printSummary(QTextStream &out, const KSTCleanUpSnapshot &snapshot)
             out << "  nothing found\n";
         for (const KSTCleanUpItem &item : items)
             out << "  " << KSTTerminalText::escaped(item.name).leftJustified(38) << ' '
-                << Info::formatBytesShort(item.bytes).rightJustified(9) << "  "
+                << KSTFormatting::formatBytesShort(item.bytes).rightJustified(9) << "  "
                 << KSTTerminalText::escaped(item.filePath) << '\n';
     }
 }
 
-// Waits for the complete snapshot; the placeholder that arrives first is passed over.
-KSTSystemInfo::CleanUpSnapshotPtr scan()
+// Fetches through the model the window uses and waits for the complete snapshot; the
+// placeholder that arrives first is passed over.
+KSTSystemInfo::CleanUpSnapshotPtr scan(KSTCleanUpSelectionModel &model)
 {
-    KSTSystemInfo::CleanUpSnapshotPtr complete;
-    KSTSystemInfo::shared().fetchCleanUpSnapshotAsync(
-        [&complete](KSTSystemInfo::CleanUpSnapshotPtr snapshot) {
-            if (snapshot && !snapshot->isPartial)
-                complete = snapshot;
-        });
-    KSTDispatch::runMainLoopUntil([&complete] { return complete != nullptr; }, ScanTimeoutMs);
-    return complete;
+    model.refresh();
+    KSTDispatch::runMainLoopUntil([&model] { return model.hasCompleteSnapshot(); }, ScanTimeoutMs);
+    return model.hasCompleteSnapshot() ? model.snapshot() : nullptr;
 }
 
 int scanDidNotArrive(KSTCliContext &context)
@@ -105,7 +101,8 @@ int scanDidNotArrive(KSTCliContext &context)
 
 int runSnapshot(KSTCliContext &context)
 {
-    const KSTSystemInfo::CleanUpSnapshotPtr snapshot = scan();
+    KSTCleanUpSelectionModel model(KSTSystemInfo::shared());
+    const KSTSystemInfo::CleanUpSnapshotPtr snapshot = scan(model);
     if (!snapshot)
         return scanDidNotArrive(context);
     if (context.json())
@@ -136,7 +133,7 @@ void printOutcome(KSTCliContext &context, const KSTCleanUpOutcome &outcome)
     }
     QTextStream &out = context.out();
     out << "Removed " << outcome.itemsRemoved << " item(s), "
-        << KSTSystemInfo::formatBytesShort(outcome.bytesRemoved) << " (" << outcome.bytesRemoved
+        << KSTFormatting::formatBytesShort(outcome.bytesRemoved) << " (" << outcome.bytesRemoved
         << " bytes)\n";
     if (outcome.alert == KSTCleanUpOutcome::Alert::PartlyCleaned)
         out << outcome.message << ": " << KSTTerminalText::escaped(outcome.informativeText) << '\n';
@@ -171,11 +168,9 @@ int runClean(KSTCliContext &context)
                                           .arg(type, CategoryTypes.join(QStringLiteral(", "))));
     }
 
-    const KSTSystemInfo::CleanUpSnapshotPtr snapshot = scan();
-    if (!snapshot)
-        return scanDidNotArrive(context);
     KSTCleanUpSelectionModel model(KSTSystemInfo::shared());
-    model.setSnapshot(snapshot);
+    if (!scan(model))
+        return scanDidNotArrive(context);
     for (const QString &type : categories)
         model.setCategorySelected(model.indexOfCategoryType(type), true);
     for (const QString &path : paths) {

@@ -1,5 +1,6 @@
 #include "KSTDuplicatesOutput.h"
 
+#include "KSTFormatting.h"
 #include "KSTJsonTextWriter.h"
 #include "KSTSystemInfo.h"
 #include "KSTTerminalText.h"
@@ -8,7 +9,7 @@
 
 namespace {
 
-using Info = KSTSystemInfo;
+using Info = KSTFormatting;
 using Model = KSTDuplicateReviewModel;
 
 QString isoDate(const QDateTime &date)

@@ -2,6 +2,7 @@
 
 #include "KSTDuplicatesCommandSupport.h"
 #include "KSTDuplicatesOutput.h"
+#include "KSTFormatting.h"
 #include "KSTJsonTextWriter.h"
 #include "KSTTerminalText.h"
 
@@ -34,7 +35,7 @@ void printOutcome(KSTCliContext &context, const KSTDuplicateRemovalOutcome &outc
             out << "No duplicate group is left to show\n";
     } else if (snapshot && !snapshot->isScanning) {
         out << "Scanned again: " << snapshot->totalGroupCount << " duplicate group(s), "
-            << KSTSystemInfo::formatBytesShort(snapshot->totalReclaimableBytes) << " reclaimable\n";
+            << KSTFormatting::formatBytesShort(snapshot->totalReclaimableBytes) << " reclaimable\n";
     }
     out.flush();
 }

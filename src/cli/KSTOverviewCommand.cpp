@@ -1,8 +1,11 @@
 #include "KSTOverviewCommand.h"
 
 #include "KSTDispatch.h"
+#include "KSTFormatting.h"
+#include "KSTLiveBaselines.h"
 #include "KSTLiveMetrics.h"
 #include "KSTSystemInfo.h"
+#include "KSTSystemSnapshot.h"
 #include "KSTTerminalText.h"
 
 #include <QJsonArray>
@@ -67,25 +70,24 @@ QString percent(double fraction)
 
 void printSummary(QTextStream &out, const KSTSystemSnapshot &snapshot)
 {
-    using Info = KSTSystemInfo;
     using KSTTerminalText::escaped;
     // The title and specs come from the analysed volume's own files and tools.
     out << escaped(snapshot.machineTitle) << '\n' << escaped(snapshot.specsLine) << '\n';
     out << snapshot.uptimeText << QStringLiteral(" · ")
         << snapshot.batteryText.value_or(QStringLiteral("No battery")) << "\n\n";
-    out << "Storage       " << Info::formatBytesShort(snapshot.storageUsedBytes) << " of "
-        << Info::formatBytesShort(snapshot.storageTotalBytes) << " used ("
+    out << "Storage       " << KSTFormatting::formatBytesShort(snapshot.storageUsedBytes) << " of "
+        << KSTFormatting::formatBytesShort(snapshot.storageTotalBytes) << " used ("
         << percent(snapshot.storageUsedFraction) << ")\n";
     for (const KSTStorageCategory &category : snapshot.storageCategories)
-        out << "  " << category.name.leftJustified(16) << Info::formatBytesShort(category.bytes)
-            << '\n';
-    out << "Memory        " << Info::formatBytesShort(snapshot.memoryUsedBytes) << " of "
-        << Info::formatBytesShort(snapshot.memoryTotalBytes) << " used ("
+        out << "  " << category.name.leftJustified(16)
+            << KSTFormatting::formatBytesShort(category.bytes) << '\n';
+    out << "Memory        " << KSTFormatting::formatBytesShort(snapshot.memoryUsedBytes) << " of "
+        << KSTFormatting::formatBytesShort(snapshot.memoryTotalBytes) << " used ("
         << percent(snapshot.memoryUsedFraction) << ")\n";
     out << "Processor     " << snapshot.cpuCoreCount << " logical processors, "
         << percent(snapshot.cpuUsageFraction) << " busy\n";
     out << "Network       " << escaped(snapshot.networkInterfaceName) << "\n\n";
-    out << "Applications  " << Info::formatCount(quint64(snapshot.installedAppCount))
+    out << "Applications  " << KSTFormatting::formatCount(quint64(snapshot.installedAppCount))
         << " installed";
     if (snapshot.topApps.isEmpty()) {
         out << '\n';
@@ -94,7 +96,7 @@ void printSummary(QTextStream &out, const KSTSystemSnapshot &snapshot)
     out << "; the largest:\n";
     for (const KSTAppUsageInfo &app : snapshot.topApps)
         out << "  " << escaped(app.name).leftJustified(24) << ' '
-            << Info::formatBytesShort(app.sizeBytes).rightJustified(8) << "  "
+            << KSTFormatting::formatBytesShort(app.sizeBytes).rightJustified(8) << "  "
             << escaped(app.bundlePath) << '\n';
 }
 
@@ -127,7 +129,7 @@ struct LiveSample
 
 int runLive(KSTCliContext &context, int count)
 {
-    const KSTLiveMetrics live(KSTSystemInfo::shared());
+    const KSTLiveMetrics live(KSTLiveBaselines::shared());
     QJsonArray samples;
     QTextStream &out = context.out();
     for (int index = 0; index < count; ++index) {
@@ -156,8 +158,8 @@ int runLive(KSTCliContext &context, int count)
         }
         out << "Processor " << percent(sample->processor).rightJustified(4) << "   Memory "
             << percent(sample->memory).rightJustified(4) << "   Download "
-            << KSTSystemInfo::formatThroughput(sample->download).rightJustified(10) << "   Upload "
-            << KSTSystemInfo::formatThroughput(sample->upload).rightJustified(10) << "   Activity "
+            << KSTFormatting::formatThroughput(sample->download).rightJustified(10) << "   Upload "
+            << KSTFormatting::formatThroughput(sample->upload).rightJustified(10) << "   Activity "
             << percent(sample->activity).rightJustified(4) << (index == 0 ? "   (baseline)" : "")
             << '\n';
         out.flush();

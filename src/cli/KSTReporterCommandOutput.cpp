@@ -1,4 +1,5 @@
 #include "KSTReporterCommandOutput.h"
+#include "KSTFormatting.h"
 
 #include "KSTReporterCharts.h"
 #include "KSTSystemInfo.h"
@@ -111,7 +112,7 @@ QJsonObject snapshotJson(const KSTReporterSnapshot &snapshot)
 
 void printReport(QTextStream &out, const KSTReporterSnapshot &snapshot)
 {
-    using Info = KSTSystemInfo;
+    using Info = KSTFormatting;
     out << "Week          " << snapshot.dateRangeText << '\n';
     out << "Installed     " << snapshot.appsInstalledCount << "  "
         << escaped(snapshot.appsInstalledSummary) << '\n';
@@ -174,11 +175,11 @@ void printHistory(QTextStream &out, const QString &path, const QVariantList &rec
             KSTReporterCharts::unsignedFigure(record, QStringLiteral("storageUsed"));
         const auto amounts = dayAmounts(records, day);
         out << escaped(day).leftJustified(12) << ' '
-            << (used ? KSTSystemInfo::formatBytesShort(*used) : QStringLiteral("-"))
+            << (used ? KSTFormatting::formatBytesShort(*used) : QStringLiteral("-"))
                    .rightJustified(12)
-            << (amounts ? KSTSystemInfo::formatBytesShort(amounts->first) : QStringLiteral("-"))
+            << (amounts ? KSTFormatting::formatBytesShort(amounts->first) : QStringLiteral("-"))
                    .rightJustified(12)
-            << (amounts ? KSTSystemInfo::formatBytesShort(amounts->second) : QStringLiteral("-"))
+            << (amounts ? KSTFormatting::formatBytesShort(amounts->second) : QStringLiteral("-"))
                    .rightJustified(10)
             << '\n';
     }

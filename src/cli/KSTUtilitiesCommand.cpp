@@ -1,7 +1,7 @@
 #include "KSTUtilitiesCommand.h"
 
 #include "KSTDispatch.h"
-#include "KSTSystemInfo.h"
+#include "KSTFormatting.h"
 #include "KSTTerminalText.h"
 #include "KSTUtilitiesCommandSupport.h"
 #include "KSTUtilitiesManager.h"
@@ -167,11 +167,11 @@ int kstRunHomeSizesCommand(KSTCliContext &context)
     QTextStream &out = context.out();
     for (const KSTDiskFolderRecord &folder : outcome->folders)
         out << folder.name.leftJustified(14) << ' '
-            << KSTSystemInfo::formatBytes(folder.bytes).rightJustified(10) << "  "
+            << KSTFormatting::formatBytes(folder.bytes).rightJustified(10) << "  "
             << KSTTerminalText::escaped(folder.path) << '\n';
-    out << "Volume: " << KSTSystemInfo::formatBytes(outcome->used) << " used of "
-        << KSTSystemInfo::formatBytes(outcome->total)
-        << " (these folders: " << KSTSystemInfo::formatBytes(sum) << ", as du counts them)\n";
+    out << "Volume: " << KSTFormatting::formatBytes(outcome->used) << " used of "
+        << KSTFormatting::formatBytes(outcome->total)
+        << " (these folders: " << KSTFormatting::formatBytes(sum) << ", as du counts them)\n";
     out.flush();
     return KSTCliContext::Success;
 }

@@ -9,7 +9,8 @@ KSTSystemInfo &KSTSystemInfo::shared()
     return *instance;
 }
 
-KSTSystemInfo::KSTSystemInfo() : m_poolWork(std::make_unique<KSTDispatchGroup>())
+KSTSystemInfo::KSTSystemInfo()
+    : m_context(std::make_unique<QObject>()), m_poolWork(std::make_unique<KSTDispatchGroup>())
 {
     using Quality = KSTQualityOfService;
     m_reporterQueue = std::make_unique<KSTDispatchQueue>(QStringLiteral("com.kestrel.reporter"),
@@ -28,7 +29,7 @@ KSTSystemInfo::KSTSystemInfo() : m_poolWork(std::make_unique<KSTDispatchGroup>()
 
 KSTSystemInfo::~KSTSystemInfo()
 {
-    // Queued blocks read the caches and routines below: finish them while those still exist.
+    // Queued blocks read the slots and routines below: finish them while those still exist.
     m_poolWork->wait();
     m_reporterQueue.reset();
     m_cleanUpQueue.reset();
@@ -36,7 +37,7 @@ KSTSystemInfo::~KSTSystemInfo()
     m_appInventoryQueue.reset();
     for (auto &worker : m_duplicateHashWorkers)
         worker.reset();
-    m_alive.reset();
+    m_context.reset();
 }
 
 KSTDispatchQueue &KSTSystemInfo::duplicateHashWorkerQueueForIndex(qint32 index)
@@ -46,11 +47,7 @@ KSTDispatchQueue &KSTSystemInfo::duplicateHashWorkerQueueForIndex(qint32 index)
 
 void KSTSystemInfo::onMain(std::function<void()> block)
 {
-    std::weak_ptr<char> alive = m_alive;
-    KSTDispatch::mainAsync([alive = std::move(alive), block = std::move(block)] {
-        if (alive.lock())
-            block();
-    });
+    KSTDispatch::mainAsync(m_context.get(), std::move(block));
 }
 
 void KSTSystemInfo::onGlobalPool(KSTQualityOfService quality, std::function<void()> block)
@@ -62,20 +59,22 @@ void KSTSystemInfo::onGlobalPool(KSTQualityOfService quality, std::function<void
 
 void KSTSystemInfo::setOverviewSnapshotBuilder(SystemSnapshotBuilder builder)
 {
-    Lock lock(m_monitor);
-    m_overviewBuilder = std::move(builder);
+    // The Overview's build takes no generation: it is short and not cancelled midway.
+    if (!builder) {
+        m_overview.setBuilder({});
+        return;
+    }
+    m_overview.setBuilder([builder = std::move(builder)](quint64) { return builder(); });
 }
 
 void KSTSystemInfo::setCleanUpSnapshotBuilder(GenerationBuilder<KSTCleanUpSnapshot> builder)
 {
-    Lock lock(m_monitor);
-    m_cleanUpBuilder = std::move(builder);
+    m_cleanUp.setBuilder(std::move(builder));
 }
 
 void KSTSystemInfo::setReporterSnapshotBuilder(GenerationBuilder<KSTReporterSnapshot> builder)
 {
-    Lock lock(m_monitor);
-    m_reporterBuilder = std::move(builder);
+    m_reporter.setBuilder(std::move(builder));
 }
 
 void KSTSystemInfo::setReporterPartialSnapshotBuilder(
@@ -109,66 +108,16 @@ void KSTSystemInfo::setDuplicateScanRoutine(DuplicateScanRoutine routine)
     m_duplicateScanRoutine = std::move(routine);
 }
 
-// ---- Properties ----
+// ---- The bundle search's cache, shared by the Overview and App Manage ----
 
-// A comma inside a macro argument would split it.
-using CpuTotals = std::array<quint32, 4>;
-
-#define KST_LOCKED_PROPERTY(Type, getter, setter, member)                                          \
-    Type KSTSystemInfo::getter() const                                                             \
-    {                                                                                              \
-        Lock lock(m_monitor);                                                                      \
-        return member;                                                                             \
-    }                                                                                              \
-    void KSTSystemInfo::setter(Type value)                                                         \
-    {                                                                                              \
-        Lock lock(m_monitor);                                                                      \
-        member = std::move(value);                                                                 \
-    }
-
-KST_LOCKED_PROPERTY(quint64, overviewFetchGeneration, setOverviewFetchGeneration,
-                    m_overviewFetchGeneration)
-KST_LOCKED_PROPERTY(KSTSystemInfo::SystemSnapshotPtr, cachedOverviewSnapshot,
-                    setCachedOverviewSnapshot, m_cachedOverviewSnapshot)
-KST_LOCKED_PROPERTY(quint64, reporterScanGeneration, setReporterScanGeneration,
-                    m_reporterScanGeneration)
-KST_LOCKED_PROPERTY(KSTSystemInfo::ReporterSnapshotPtr, cachedReporterSnapshot,
-                    setCachedReporterSnapshot, m_cachedReporterSnapshot)
-KST_LOCKED_PROPERTY(quint64, cleanUpScanGeneration, setCleanUpScanGeneration,
-                    m_cleanUpScanGeneration)
-KST_LOCKED_PROPERTY(KSTSystemInfo::CleanUpSnapshotPtr, cachedCleanUpSnapshot,
-                    setCachedCleanUpSnapshot, m_cachedCleanUpSnapshot)
-KST_LOCKED_PROPERTY(quint64, appInventoryScanGeneration, setAppInventoryScanGeneration,
-                    m_appInventoryScanGeneration)
-KST_LOCKED_PROPERTY(KSTSystemInfo::AppInventorySnapshotPtr, cachedAppInventorySnapshot,
-                    setCachedAppInventorySnapshot, m_cachedAppInventorySnapshot)
-KST_LOCKED_PROPERTY(std::shared_ptr<const KSTRelatedPathScanIndex>, cachedRelatedPathScanIndex,
-                    setCachedRelatedPathScanIndex, m_cachedRelatedPathScanIndex)
-KST_LOCKED_PROPERTY(bool, hasCPUBaseline, setHasCPUBaseline, m_hasCPUBaseline)
-KST_LOCKED_PROPERTY(bool, hasNetworkBaseline, setHasNetworkBaseline, m_hasNetworkBaseline)
-KST_LOCKED_PROPERTY(quint64, previousNetworkInputBytes, setPreviousNetworkInputBytes,
-                    m_previousNetworkInputBytes)
-KST_LOCKED_PROPERTY(quint64, previousNetworkOutputBytes, setPreviousNetworkOutputBytes,
-                    m_previousNetworkOutputBytes)
-KST_LOCKED_PROPERTY(double, previousNetworkSampleTime, setPreviousNetworkSampleTime,
-                    m_previousNetworkSampleTime)
-KST_LOCKED_PROPERTY(QDateTime, cachedReporterSnapshotDate, setCachedReporterSnapshotDate,
-                    m_cachedReporterSnapshotDate)
-KST_LOCKED_PROPERTY(QDateTime, cachedCleanUpSnapshotDate, setCachedCleanUpSnapshotDate,
-                    m_cachedCleanUpSnapshotDate)
-KST_LOCKED_PROPERTY(QStringList, cachedApplicationBundlePaths, setCachedApplicationBundlePaths,
-                    m_cachedApplicationBundlePaths)
-KST_LOCKED_PROPERTY(CpuTotals, cpuLoadPreviousTotals, setCpuLoadPreviousTotals,
-                    m_cpuLoadPreviousTotals)
-
-#undef KST_LOCKED_PROPERTY
-
-quint64 KSTSystemInfo::duplicateScanGeneration() const
+QStringList KSTSystemInfo::cachedApplicationBundlePaths() const
 {
-    return m_duplicateScanGeneration.load();
+    Lock lock(m_monitor);
+    return m_cachedApplicationBundlePaths;
 }
 
-void KSTSystemInfo::setDuplicateScanGeneration(quint64 generation)
+void KSTSystemInfo::setCachedApplicationBundlePaths(QStringList paths)
 {
-    m_duplicateScanGeneration.store(generation);
+    Lock lock(m_monitor);
+    m_cachedApplicationBundlePaths = std::move(paths);
 }

@@ -1,40 +1,48 @@
 #pragma once
 
-#include "KSTAppInventorySnapshot.h"
-#include "KSTCleanUpSnapshot.h"
 #include "KSTDispatchGroup.h"
 #include "KSTDispatchQueue.h"
-#include "KSTDuplicateSnapshot.h"
-#include "KSTReporterSnapshot.h"
-#include "KSTSystemSnapshot.h"
+#include "KSTScanSlot.h"
 
 #include <QDateTime>
+#include <QList>
+#include <QObject>
 #include <QString>
 #include <QStringList>
 
 #include <array>
-#include <atomic>
 #include <functional>
 #include <memory>
 #include <mutex>
-#include <optional>
+
+// Each engine's records live in its own folder; the frame only holds and delivers them.
+struct KSTAppInventorySnapshot;
+struct KSTCleanUpSnapshot;
+struct KSTDuplicateSnapshot;
+struct KSTInstalledAppRecord;
+struct KSTRelatedPathScanIndex;
+struct KSTReporterSnapshot;
+struct KSTSystemSnapshot;
 
 /// The scanning service behind the Overview, Clean Up, Duplicates, App Manage and Reporter
-/// screens, and the formatting of every size, rate, count, duration and date they show.
+/// screens.
 ///
-/// This class is the frame: per-engine serial queues, generation counters by which a scan is
-/// cancelled or superseded, the cached results, and the rule by which results reach the
-/// caller (a partial result first, then the complete one, on a stated queue). The engines
-/// plug in the routines that build a snapshot for a generation (set*Builder / set*Routine);
-/// the frame holds no scanning logic.
+/// This class is the frame: per-engine serial queues and one KSTScanSlot per engine
+/// (generation counter, cached result, installed routine, and the shared fetch state machine:
+/// a cached result at once, else a placeholder first and the complete result later, on a
+/// stated queue). The engines plug in the routines that build a snapshot for a generation
+/// (set*Builder / set*Routine); the frame holds no scanning logic. Each engine's operations
+/// below are thin wrappers of its slot, defined in that engine's folder
+/// (src/<engine>/KSTSystemInfo<Engine>.cpp), so the frame includes none of their records.
 ///
 /// Generation rule: starting a scan or cancelling it increments the engine's generation; a
 /// build routine receives the generation G it runs for and checks is…Cancelled(G) between
 /// steps; a routine whose G is stale stops quietly and nothing more is delivered for it.
 ///
 /// Thread safety: every operation may be called from any thread. One lock (the object's
-/// monitor, recursive) guards all generations but the Duplicates one (an atomic) and all
-/// caches; it is never held while a build routine or a completion runs.
+/// monitor, recursive) guards every cache and every compound step on a generation; it is
+/// never held while a build routine or a completion runs. Asking whether a generation is
+/// cancelled takes no lock.
 class KSTSystemInfo
 {
 public:
@@ -47,35 +55,6 @@ public:
     ~KSTSystemInfo();
     KSTSystemInfo(const KSTSystemInfo &) = delete;
     KSTSystemInfo &operator=(const KSTSystemInfo &) = delete;
-
-    // ---- Formatting: pure functions of their argument (and of now / the calendar) ----
-
-    /// "0 B", "512.0 B", "1.0 KB", "1 MB", "2 GB": steps of 1024; KB with one decimal, MB and
-    /// above without; values beyond 1024 TB stay in TB.
-    static QString formatBytes(quint64 bytes);
-    /// For cards and charts: "%.1f TB" from 2^40, formatBytes below 2^20, else whole MB / GB.
-    static QString formatBytesShort(quint64 bytes);
-    /// "+3 GB", "−512 MB" (U+2212 minus), "0 B".
-    static QString formatSignedBytesShort(qint64 bytes);
-    /// Megabytes (2^20 bytes) per second: "1.5 GB/s", "12.3 MB/s", "512 KB/s".
-    static QString formatThroughput(double megabytesPerSecond);
-    /// Decimal with the current locale's grouping ("12,345").
-    static QString formatCount(quint64 count);
-    /// "42 sec", "5 min", "3h", "3h 7m", "2d 5h".
-    static QString formatDuration(double seconds);
-    /// App usage: "Less than 1 minute", "59 minutes", "1 hour 1 minute", "1 day 1 hour".
-    static QString formatApproximateUsageDuration(double seconds);
-    /// "just now", "2 min ago", "3 hr ago", "4 days ago"; nothing or the future: "just now".
-    static QString formatRelativeScanTime(const std::optional<QDateTime> &date);
-    /// "Mar 04, 2024" (English month); nothing: "—".
-    static QString formatAppManageInstalledDate(const std::optional<QDateTime> &date);
-    /// "Never", "Today, 14:05", "Yesterday",
-    /// "3 days ago", "1 week ago", "2 weeks ago", "1 month ago", else the installed-date form.
-    static QString formatAppManageLastOpened(const std::optional<QDateTime> &date);
-    /// 0 "App Store", 2 "System", anything else "Direct".
-    static QString sourceLabelForInstalledAppSource(qint64 source);
-    /// 0 "Mac App Store", 2 "macOS System", anything else "Direct Download".
-    static QString detailSourceLabelForInstalledAppSource(qint64 source);
 
     // ---- Queues ----
 
@@ -103,9 +82,8 @@ public:
     /// Builds a complete overview snapshot (blocking).
     using SystemSnapshotBuilder = std::function<std::shared_ptr<KSTSystemSnapshot>()>;
     /// Builds a snapshot for generation G; nullptr when G was cancelled (or on failure).
-    template <typename Snapshot>
-    using GenerationBuilder = std::function<std::shared_ptr<Snapshot>(quint64 generation)>;
-    /// Runs the inventory scan for G on appInventoryQueue, reporting through the handlers
+    template <typename Snapshot> using GenerationBuilder = typename KSTScanSlot<Snapshot>::Builder;
+    /// Runs the inventory scan for G on the inventory queue, reporting through the handlers
     /// (which the routine calls on the main queue).
     using AppInventoryScanRoutine =
         std::function<void(quint64 generation, AppInventorySnapshotHandler progress,
@@ -121,6 +99,8 @@ public:
     void setOverviewSnapshotBuilder(SystemSnapshotBuilder builder);
     void setCleanUpSnapshotBuilder(GenerationBuilder<KSTCleanUpSnapshot> builder);
     void setReporterSnapshotBuilder(GenerationBuilder<KSTReporterSnapshot> builder);
+    /// Builds the Reporter's placeholder, shown while the report is built; without one it is
+    /// an empty snapshot.
     void setReporterPartialSnapshotBuilder(
         std::function<std::shared_ptr<KSTReporterSnapshot>()> builder);
     void setAppInventoryScanRoutine(AppInventoryScanRoutine routine);
@@ -128,7 +108,7 @@ public:
     void setDuplicateSnapshotBuilder(DuplicateSnapshotBuilder builder);
     void setDuplicateScanRoutine(DuplicateScanRoutine routine);
 
-    // ---- Overview ----
+    // ---- Overview (src/overview/KSTSystemInfoOverview.cpp) ----
 
     /// Delivers the cached snapshot (main queue) when there is one; otherwise fetches on the
     /// utility pool inside granted home-folder access, caches the result and delivers it on
@@ -137,58 +117,60 @@ public:
     /// The installed overview builder, run synchronously; nullptr when none is installed.
     std::shared_ptr<KSTSystemSnapshot> fetchSnapshot();
     void cancelOverviewSnapshotFetch();
-    bool isOverviewFetchCancelled(quint64 generation);
     /// Increments the generation and clears the cache in one step, so that a fetch in flight
     /// neither stores nor delivers.
     void invalidateOverviewCache();
     /// The cached snapshot; it stays valid until invalidateOverviewCache().
     SystemSnapshotPtr cachedOverviewSnapshotIfAvailable();
+    quint64 overviewFetchGeneration() const;
 
-    // ---- Reporter (completions run on reporterQueue, not on the main queue) ----
+    // ---- Reporter (src/reporter/KSTSystemInfoReporter.cpp; completions run on
+    // reporterQueue, not on the main queue) ----
 
     /// A snapshot cached less than 600 seconds ago is delivered (on reporterQueue); otherwise
     /// the placeholder is delivered at once with isPartial, then the full snapshot unless
     /// cancelled. A null completion does nothing.
     void fetchReporterSnapshotAsync(ReporterSnapshotCompletion completion);
-    /// The build routine for the current generation, synchronously.
-    std::shared_ptr<KSTReporterSnapshot> fetchReporterSnapshot();
-    std::shared_ptr<KSTReporterSnapshot> fetchReporterSnapshotWithGeneration(quint64 generation);
-    std::shared_ptr<KSTReporterSnapshot> fetchReporterSnapshotPartial();
     void cancelReporterScan();
-    bool isReporterScanCancelled(quint64 generation);
+    /// Whether a report for @p generation should stop: a newer fetch or a cancel came since.
+    bool isReporterScanCancelled(quint64 generation) const;
+    quint64 reporterScanGeneration() const;
     static constexpr qint64 ReporterCacheLifetimeSeconds = 600;
+    ReporterSnapshotPtr cachedReporterSnapshot() const;
+    void setCachedReporterSnapshot(ReporterSnapshotPtr snapshot);
+    QDateTime cachedReporterSnapshotDate() const;
+    void setCachedReporterSnapshotDate(QDateTime date);
 
-    // ---- Clean Up ----
+    // ---- Clean Up (src/cleanup/KSTSystemInfoCleanUp.cpp) ----
 
     /// A cached complete snapshot is delivered (main queue); otherwise the placeholder is
     /// delivered first, then the full snapshot from cleanUpQueue unless cancelled.
     void fetchCleanUpSnapshotAsync(CleanUpSnapshotCompletion completion);
-    /// The build routine for the current generation, synchronously.
-    std::shared_ptr<KSTCleanUpSnapshot> fetchCleanUpSnapshot();
+    /// The build routine for @p generation, synchronously.
     std::shared_ptr<KSTCleanUpSnapshot> fetchCleanUpSnapshotWithGeneration(quint64 generation);
     /// Scan date now, isPartial, zero totals, four "Scanning…" placeholder categories.
     static std::shared_ptr<KSTCleanUpSnapshot> fetchCleanUpSnapshotPartial();
-    static KSTCleanUpCategory placeholderCategory(const QString &categoryType, const QString &name);
     void cancelCleanUpScan();
-    bool isCleanUpScanCancelled(quint64 generation);
+    bool isCleanUpScanCancelled(quint64 generation) const;
     /// Increments the generation and clears snapshot and date together.
     void invalidateCleanUpCache();
     /// The cached snapshot only when it is complete (not partial).
     CleanUpSnapshotPtr cachedCleanUpSnapshotIfComplete();
+    quint64 cleanUpScanGeneration() const;
+    CleanUpSnapshotPtr cachedCleanUpSnapshot() const;
+    void setCachedCleanUpSnapshot(CleanUpSnapshotPtr snapshot);
+    QDateTime cachedCleanUpSnapshotDate() const;
 
-    // ---- App Manage ----
+    // ---- App Manage (src/apps/KSTSystemInfoAppInventory.cpp) ----
 
     /// Delivers a cached complete inventory (progress, then completion, main queue), or hands
     /// a "Discovering applications…" snapshot to @p progress and runs the installed scan
-    /// routine on appInventoryQueue. A null completion does nothing; progress may be null.
+    /// routine on the inventory queue. A null completion does nothing; progress may be null.
     void scanInstalledApplicationsWithProgress(AppInventorySnapshotHandler progress,
                                                AppInventorySnapshotHandler completion);
-    void cancelAppInventoryScan();
-    bool isAppInventoryScanCancelled(quint64 generation);
-    /// Clears the inventory, the bundle paths and the related-path index, leaving the
-    /// generation unchanged: a scan in flight goes on and may store its result.
+    /// Clears the inventory, the bundle paths and the related-path index, leaving the generation
+    /// unchanged: a scan in flight goes on and may store its result.
     void invalidateAppInventoryCache();
-    AppInventorySnapshotPtr cachedAppInventorySnapshotIfComplete();
     void storeCachedAppInventorySnapshot(AppInventorySnapshotPtr snapshot);
     /// Replaces a complete cached inventory with one of @p apps ("Scan complete", sizes
     /// complete, every app scanned), keeping its scan date; does nothing when the cache is not
@@ -207,12 +189,23 @@ public:
     /// Increments the App Manage generation and returns the new value in one locked step: a
     /// pass started this way cancels every older one.
     quint64 nextAppInventoryScanGeneration();
+    void cancelAppInventoryScan();
+    bool isAppInventoryScanCancelled(quint64 generation) const;
     void resumeAppInventorySizeCalculationIfNeeded();
+    quint64 appInventoryScanGeneration() const;
+    AppInventorySnapshotPtr cachedAppInventorySnapshot() const;
+    AppInventorySnapshotPtr cachedAppInventorySnapshotIfComplete() const;
+    /// The application bundles the last search found (the Overview's count, App Manage's list).
+    QStringList cachedApplicationBundlePaths() const;
+    void setCachedApplicationBundlePaths(QStringList paths);
+    /// App Manage's index of the places related files are looked for, kept with the inventory.
+    std::shared_ptr<const KSTRelatedPathScanIndex> cachedRelatedPathScanIndex() const;
+    void setCachedRelatedPathScanIndex(std::shared_ptr<const KSTRelatedPathScanIndex> index);
 
-    // ---- Duplicates ----
+    // ---- Duplicates (src/duplicates/KSTSystemInfoDuplicates.cpp) ----
 
-    /// Takes G atomically, hands a "Preparing scan…" snapshot (progress 0.01) to @p progress on
-    /// the main queue and runs the installed scan routine on duplicateQueue.
+    /// Takes G, hands a "Preparing scan…" snapshot (progress 0.01) to @p progress on the main
+    /// queue and runs the installed scan routine on duplicateQueue.
     void scanDuplicatesInPaths(const QStringList &paths, DuplicateSnapshotHandler progress,
                                DuplicateSnapshotHandler completion);
     std::shared_ptr<KSTDuplicateSnapshot> buildDuplicateSnapshotFromPaths(const QStringList &paths,
@@ -220,54 +213,7 @@ public:
                                                                           const QString &status);
     void cancelDuplicateScan();
     bool isDuplicateScanCancelled(quint64 generation) const;
-
-    // ---- Properties (each read and written under the lock) ----
-
-    quint64 overviewFetchGeneration() const;
-    void setOverviewFetchGeneration(quint64 generation);
-    SystemSnapshotPtr cachedOverviewSnapshot() const;
-    void setCachedOverviewSnapshot(SystemSnapshotPtr snapshot);
-
-    quint64 reporterScanGeneration() const;
-    void setReporterScanGeneration(quint64 generation);
-    ReporterSnapshotPtr cachedReporterSnapshot() const;
-    void setCachedReporterSnapshot(ReporterSnapshotPtr snapshot);
-    QDateTime cachedReporterSnapshotDate() const;
-    void setCachedReporterSnapshotDate(QDateTime date);
-
-    quint64 cleanUpScanGeneration() const;
-    void setCleanUpScanGeneration(quint64 generation);
-    CleanUpSnapshotPtr cachedCleanUpSnapshot() const;
-    void setCachedCleanUpSnapshot(CleanUpSnapshotPtr snapshot);
-    QDateTime cachedCleanUpSnapshotDate() const;
-    void setCachedCleanUpSnapshotDate(QDateTime date);
-
-    quint64 appInventoryScanGeneration() const;
-    void setAppInventoryScanGeneration(quint64 generation);
-    AppInventorySnapshotPtr cachedAppInventorySnapshot() const;
-    void setCachedAppInventorySnapshot(AppInventorySnapshotPtr snapshot);
-    QStringList cachedApplicationBundlePaths() const;
-    void setCachedApplicationBundlePaths(QStringList paths);
-    std::shared_ptr<const KSTRelatedPathScanIndex> cachedRelatedPathScanIndex() const;
-    void setCachedRelatedPathScanIndex(std::shared_ptr<const KSTRelatedPathScanIndex> index);
-
     quint64 duplicateScanGeneration() const;
-    void setDuplicateScanGeneration(quint64 generation);
-
-    // ---- Live-sampling state of the Overview (under the lock) ----
-
-    std::array<quint32, 4> cpuLoadPreviousTotals() const;
-    void setCpuLoadPreviousTotals(std::array<quint32, 4> totals);
-    bool hasCPUBaseline() const;
-    void setHasCPUBaseline(bool has);
-    bool hasNetworkBaseline() const;
-    void setHasNetworkBaseline(bool has);
-    quint64 previousNetworkInputBytes() const;
-    void setPreviousNetworkInputBytes(quint64 bytes);
-    quint64 previousNetworkOutputBytes() const;
-    void setPreviousNetworkOutputBytes(quint64 bytes);
-    double previousNetworkSampleTime() const;
-    void setPreviousNetworkSampleTime(double seconds);
 
     /// Runs @p block on the main queue, unless this instance has been destroyed by then. For
     /// routines that deliver their own results (the Duplicates scan routine).
@@ -278,48 +224,32 @@ private:
 
     // Runs @p block on a global pool; the destructor waits for such blocks to end.
     void onGlobalPool(KSTQualityOfService quality, std::function<void()> block);
-    void runOverviewFetch(quint64 generation, const SystemSnapshotCompletion &completion);
-    void runCleanUpScan(quint64 generation, const CleanUpSnapshotCompletion &completion);
-    void runReporterScan(quint64 generation, const ReporterSnapshotCompletion &completion);
 
     mutable std::recursive_mutex m_monitor;
 
-    std::array<quint32, 4> m_cpuLoadPreviousTotals{};
-    std::atomic<quint64> m_duplicateScanGeneration{0};
-    std::array<std::unique_ptr<KSTDispatchQueue>, 4> m_duplicateHashWorkers;
-    bool m_hasNetworkBaseline = false;
-    bool m_hasCPUBaseline = false;
-    quint64 m_previousNetworkInputBytes = 0;
-    quint64 m_previousNetworkOutputBytes = 0;
-    double m_previousNetworkSampleTime = 0;
     std::unique_ptr<KSTDispatchQueue> m_reporterQueue;
-    quint64 m_reporterScanGeneration = 0;
-    ReporterSnapshotPtr m_cachedReporterSnapshot;
-    QDateTime m_cachedReporterSnapshotDate;
-    quint64 m_overviewFetchGeneration = 0;
-    SystemSnapshotPtr m_cachedOverviewSnapshot;
     std::unique_ptr<KSTDispatchQueue> m_cleanUpQueue;
-    quint64 m_cleanUpScanGeneration = 0;
-    CleanUpSnapshotPtr m_cachedCleanUpSnapshot;
-    QDateTime m_cachedCleanUpSnapshotDate;
     std::unique_ptr<KSTDispatchQueue> m_duplicateQueue;
     std::unique_ptr<KSTDispatchQueue> m_appInventoryQueue;
-    quint64 m_appInventoryScanGeneration = 0;
-    AppInventorySnapshotPtr m_cachedAppInventorySnapshot;
+    std::array<std::unique_ptr<KSTDispatchQueue>, 4> m_duplicateHashWorkers;
+
+    KSTScanSlot<KSTSystemSnapshot> m_overview{m_monitor};
+    KSTScanSlot<KSTReporterSnapshot> m_reporter{m_monitor};
+    KSTScanSlot<KSTCleanUpSnapshot> m_cleanUp{m_monitor};
+    KSTScanSlot<KSTAppInventorySnapshot> m_appInventory{m_monitor};
+    KSTScanSlot<KSTDuplicateSnapshot> m_duplicates{m_monitor};
+
+    // Routines that do not fit a slot's builder; guarded by the monitor and copied out
+    // before they run.
+    AppInventoryScanRoutine m_appInventoryScanRoutine;
+    std::function<std::shared_ptr<KSTReporterSnapshot>()> m_reporterPartialBuilder;
+    std::function<void()> m_appInventorySizeResumeRoutine;
     QStringList m_cachedApplicationBundlePaths;
     std::shared_ptr<const KSTRelatedPathScanIndex> m_cachedRelatedPathScanIndex;
-
-    // Installed routines; guarded by the monitor and copied out before they run.
-    SystemSnapshotBuilder m_overviewBuilder;
-    GenerationBuilder<KSTCleanUpSnapshot> m_cleanUpBuilder;
-    GenerationBuilder<KSTReporterSnapshot> m_reporterBuilder;
-    std::function<std::shared_ptr<KSTReporterSnapshot>()> m_reporterPartialBuilder;
-    AppInventoryScanRoutine m_appInventoryScanRoutine;
-    std::function<void()> m_appInventorySizeResumeRoutine;
     DuplicateSnapshotBuilder m_duplicateSnapshotBuilder;
     DuplicateScanRoutine m_duplicateScanRoutine;
 
-    // Main-queue blocks hold a weak reference and skip themselves once this is gone.
-    std::shared_ptr<char> m_alive = std::make_shared<char>();
+    // The context of this instance's main-queue hops: they are dropped once it is gone.
+    std::unique_ptr<QObject> m_context;
     std::unique_ptr<KSTDispatchGroup> m_poolWork;
 };

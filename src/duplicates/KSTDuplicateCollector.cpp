@@ -5,9 +5,9 @@
 #include "KSTFileName.h"
 #include "KSTFolderReader.h"
 #include "KSTFolderWorkList.h"
+#include "KSTFormatting.h"
 #include "KSTNoFollowPath.h"
 #include "KSTPermissionChecker.h"
-#include "KSTSystemInfo.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -292,7 +292,7 @@ private:
         std::lock_guard lock(m_countMutex);
         if (++m_count % 100 == 0 && m_report)
             m_report(QStringLiteral("Scanning folders… %1 files found")
-                         .arg(KSTSystemInfo::formatCount(m_count)),
+                         .arg(KSTFormatting::formatCount(m_count)),
                      m_count);
     }
 
@@ -351,7 +351,7 @@ KSTDuplicateCollector::collectFileRecordsInPaths(const QStringList &paths,
     }
     if (walk.count() > 0 && report)
         report(QStringLiteral("Found %1 files — comparing duplicates…")
-                   .arg(KSTSystemInfo::formatCount(walk.count())),
+                   .arg(KSTFormatting::formatCount(walk.count())),
                walk.count());
     return walk.takeCollection();
 }

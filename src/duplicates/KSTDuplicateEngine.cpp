@@ -2,6 +2,7 @@
 
 #include "KSTDuplicateComparison.h"
 #include "KSTDuplicateLocations.h"
+#include "KSTFormatting.h"
 #include "KSTPermissionChecker.h"
 #include "KSTSystemInfo.h"
 
@@ -106,7 +107,7 @@ KSTDuplicateEngine::duplicateSnapshotForPaths(const QStringList &paths, quint64 
         return nullptr;
     const auto fileCount = static_cast<quint64>(collection.count());
     report(QStringLiteral("Analyzing %1 files for duplicates…")
-               .arg(KSTSystemInfo::formatCount(fileCount)),
+               .arg(KSTFormatting::formatCount(fileCount)),
            0.42, fileCount);
 
     QList<KSTDuplicateGroup> groups;

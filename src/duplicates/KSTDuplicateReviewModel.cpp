@@ -3,6 +3,7 @@
 #include "KSTDispatch.h"
 #include "KSTDuplicateEngine.h"
 #include "KSTDuplicateTrashStep.h"
+#include "KSTFormatting.h"
 #include "KSTSystemInfo.h"
 
 #include <algorithm>
@@ -331,7 +332,7 @@ void KSTDuplicateReviewModel::updateActionButtons()
     const quint64 bytes = removableBytesForSelectedGroups();
     m_removeSelectedTitle =
         bytes > 0
-            ? QStringLiteral("Remove %1 of duplicates").arg(KSTSystemInfo::formatBytesShort(bytes))
+            ? QStringLiteral("Remove %1 of duplicates").arg(KSTFormatting::formatBytesShort(bytes))
             : QStringLiteral("Remove duplicates");
     m_removeSelectedEnabled = bytes > 0 && !isBusy();
     m_removeCurrentEnabled = !removablePathsForGroup(m_selectedGroup).isEmpty() && !isBusy();

@@ -2,7 +2,7 @@
 
 #include "KSTDispatch.h"
 #include "KSTHostInfo.h"
-#include "KSTSystemInfo.h"
+#include "KSTLiveBaselines.h"
 
 #include <QDateTime>
 
@@ -24,8 +24,8 @@ double bytesGained(quint64 previous, quint64 now)
 
 } // namespace
 
-KSTLiveMetrics::KSTLiveMetrics(KSTSystemInfo &systemInfo, Clock clock)
-    : m_systemInfo(&systemInfo),
+KSTLiveMetrics::KSTLiveMetrics(KSTLiveBaselines &baselines, Clock clock)
+    : m_baselines(&baselines),
       m_clock(clock ? std::move(clock) : Clock(&KSTLiveMetrics::secondsSinceReferenceDate))
 {
 }
@@ -60,13 +60,13 @@ double KSTLiveMetrics::currentCPUUsageFraction() const
     if (!ticks)
         return 0;
     const std::array<quint32, 4> totals = {ticks->user, ticks->system, ticks->idle, ticks->nice};
-    if (!m_systemInfo->hasCPUBaseline()) {
-        m_systemInfo->setCpuLoadPreviousTotals(totals);
-        m_systemInfo->setHasCPUBaseline(true);
+    if (!m_baselines->hasCPUBaseline()) {
+        m_baselines->setCpuLoadPreviousTotals(totals);
+        m_baselines->setHasCPUBaseline(true);
         return 0;
     }
-    const std::array<quint32, 4> previous = m_systemInfo->cpuLoadPreviousTotals();
-    m_systemInfo->setCpuLoadPreviousTotals(totals);
+    const std::array<quint32, 4> previous = m_baselines->cpuLoadPreviousTotals();
+    m_baselines->setCpuLoadPreviousTotals(totals);
     // The kernel's counters are 32-bit and wrap; unsigned differences stay right across it.
     const quint32 busy =
         (totals[0] - previous[0]) + (totals[1] - previous[1]) + (totals[3] - previous[3]);
@@ -117,19 +117,19 @@ void KSTLiveMetrics::sampleNetworkThroughputIntoDownload(double *download, doubl
     double downloadMBps = 0;
     double uploadMBps = 0;
     double activityFraction = 0;
-    if (!forceReset && m_systemInfo->hasNetworkBaseline()) {
+    if (!forceReset && m_baselines->hasNetworkBaseline()) {
         const double elapsed =
-            std::max(now - m_systemInfo->previousNetworkSampleTime(), MinimumSampleInterval);
-        downloadMBps = bytesGained(m_systemInfo->previousNetworkInputBytes(), input) / elapsed /
+            std::max(now - m_baselines->previousNetworkSampleTime(), MinimumSampleInterval);
+        downloadMBps = bytesGained(m_baselines->previousNetworkInputBytes(), input) / elapsed /
                        BytesPerMegabyte;
-        uploadMBps = bytesGained(m_systemInfo->previousNetworkOutputBytes(), output) / elapsed /
+        uploadMBps = bytesGained(m_baselines->previousNetworkOutputBytes(), output) / elapsed /
                      BytesPerMegabyte;
         activityFraction = std::min(1.0, (downloadMBps + uploadMBps) / FullActivityMBps);
     }
-    m_systemInfo->setPreviousNetworkInputBytes(input);
-    m_systemInfo->setPreviousNetworkOutputBytes(output);
-    m_systemInfo->setPreviousNetworkSampleTime(now);
-    m_systemInfo->setHasNetworkBaseline(true);
+    m_baselines->setPreviousNetworkInputBytes(input);
+    m_baselines->setPreviousNetworkOutputBytes(output);
+    m_baselines->setPreviousNetworkSampleTime(now);
+    m_baselines->setHasNetworkBaseline(true);
 
     if (download)
         *download = std::max(0.0, downloadMBps);

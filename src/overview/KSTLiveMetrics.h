@@ -4,16 +4,15 @@
 
 #include <functional>
 
-class KSTSystemInfo;
+class KSTLiveBaselines;
 
 /// The Overview's live figures: processor load, memory use and network throughput, sampled
 /// again and again from the host's kernel counters (KSTHostInfo).
 ///
 /// Load and throughput are differences between two samples, so the first sample of each only
-/// lays a baseline and reports 0; values appear from the second on. The baselines live in
-/// the KSTSystemInfo this object works for (cpuLoadPreviousTotals, hasCPUBaseline,
-/// previousNetwork…, hasNetworkBaseline), so every KSTLiveMetrics made for one service
-/// shares them. The service must outlive the object and every sample it has started.
+/// lays a baseline and reports 0; values appear from the second on. The baselines live in a
+/// KSTLiveBaselines, so every KSTLiveMetrics made for one set shares them. The baselines must
+/// outlive the object and every sample it has started.
 ///
 /// Each call reads and writes the baselines in separate locked steps: concurrent samples of
 /// one service are free of data races but may interleave their baselines. The Overview
@@ -30,9 +29,13 @@ public:
     /// second, activity fraction.
     using Handler = std::function<void(double processor, double memory, double download,
                                        double upload, double activity)>;
+    /// Takes one sample and calls the handler on the main thread (a screen's source of live
+    /// figures; tests hand in one that counts).
+    using Sampler = std::function<void(Handler handler)>;
 
-    /// Works for @p systemInfo, reading the time from @p clock (the wall clock when empty).
-    explicit KSTLiveMetrics(KSTSystemInfo &systemInfo, Clock clock = {});
+    /// Measures against @p baselines, reading the time from @p clock (the wall clock when
+    /// empty).
+    explicit KSTLiveMetrics(KSTLiveBaselines &baselines, Clock clock = {});
 
     /// Takes a processor, memory and network sample (without reset) on the user-initiated
     /// global pool, then calls @p handler on the main queue. A null handler is allowed: the
@@ -69,6 +72,6 @@ public:
     static constexpr double FullActivityMBps = 100.0;
 
 private:
-    KSTSystemInfo *m_systemInfo;
+    KSTLiveBaselines *m_baselines;
     Clock m_clock;
 };

@@ -2,6 +2,7 @@
 
 #include "KSTApplicationBundleCatalog.h"
 #include "KSTEnvironment.h"
+#include "KSTFormatting.h"
 #include "KSTLiveMetrics.h"
 #include "KSTOverviewLocations.h"
 #include "KSTPropertyList.h"
@@ -32,19 +33,23 @@ QVariantMap rootPlist(const QString &systemPath)
 
 } // namespace
 
-KSTOverviewEngine::KSTOverviewEngine(KSTSystemInfo &systemInfo) : m_systemInfo(&systemInfo) {}
+KSTOverviewEngine::KSTOverviewEngine(KSTSystemInfo &systemInfo, KSTLiveBaselines &baselines)
+    : m_systemInfo(&systemInfo), m_baselines(&baselines)
+{
+}
 
-void KSTOverviewEngine::install(KSTSystemInfo &systemInfo)
+void KSTOverviewEngine::install(KSTSystemInfo &systemInfo, KSTLiveBaselines &baselines)
 {
     KSTSystemInfo *info = &systemInfo;
+    KSTLiveBaselines *shared = &baselines;
     systemInfo.setOverviewSnapshotBuilder(
-        [info] { return KSTOverviewEngine(*info).fetchSnapshot(); });
+        [info, shared] { return KSTOverviewEngine(*info, *shared).fetchSnapshot(); });
 }
 
 std::shared_ptr<KSTSystemSnapshot> KSTOverviewEngine::fetchSnapshot() const
 {
     auto snapshot = std::make_shared<KSTSystemSnapshot>();
-    const KSTLiveMetrics live(*m_systemInfo);
+    const KSTLiveMetrics live(*m_baselines);
     const KSTApplicationBundleCatalog catalog(*m_systemInfo);
 
     snapshot->machineTitle = machineTitle(systemProfilerHardwareReport());
@@ -96,12 +101,12 @@ QString KSTOverviewEngine::specsLine()
     const QString version = macOSVersionLine();
     if (!version.isEmpty())
         parts << version;
-    parts << KSTSystemInfo::formatBytesShort(KSTHostInfo::current().physicalMemoryBytes()) +
+    parts << KSTFormatting::formatBytesShort(KSTHostInfo::current().physicalMemoryBytes()) +
                  QLatin1String(" RAM");
     quint64 capacity = 0;
     KSTStorageMetrics::bootVolumeUsageTotal(&capacity, nullptr);
     if (capacity != 0)
-        parts << KSTSystemInfo::formatBytesShort(capacity) + QLatin1String(" SSD");
+        parts << KSTFormatting::formatBytesShort(capacity) + QLatin1String(" SSD");
     const QString serial = serialNumberText(serialNumber());
     if (!serial.isEmpty())
         parts << serial;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "KSTLiveBaselines.h"
+
 #include "KSTHostInfo.h"
 #include "KSTSystemSnapshot.h"
 
@@ -34,13 +36,14 @@ class KSTSystemInfo;
 class KSTOverviewEngine
 {
 public:
-    /// Works for @p systemInfo (its live-sampling baselines and bundle cache), which must
-    /// outlive this object.
-    explicit KSTOverviewEngine(KSTSystemInfo &systemInfo);
+    /// Works for @p systemInfo (its bundle cache), measuring live figures against
+    /// @p baselines; both must outlive this object.
+    KSTOverviewEngine(KSTSystemInfo &systemInfo, KSTLiveBaselines &baselines);
 
-    /// Installs fetchSnapshot() of an engine for @p systemInfo as its Overview builder.
-    /// @p systemInfo must outlive every fetch it starts (the shared instance always does).
-    static void install(KSTSystemInfo &systemInfo);
+    /// Installs fetchSnapshot() of an engine for @p systemInfo and @p baselines as its
+    /// Overview builder. Both must outlive every fetch it starts (the shared ones always do).
+    static void install(KSTSystemInfo &systemInfo,
+                        KSTLiveBaselines &baselines = KSTLiveBaselines::shared());
 
     /// A complete snapshot, in this order: title (from one run of system_profiler), specs line,
     /// version line, uptime, battery, storage, memory, processor count and load, interface name, a
@@ -133,4 +136,5 @@ public:
 
 private:
     KSTSystemInfo *m_systemInfo;
+    KSTLiveBaselines *m_baselines;
 };

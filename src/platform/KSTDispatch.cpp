@@ -238,6 +238,16 @@ void mainAsync(std::function<void()> block)
     postDrainLocked(queue);
 }
 
+void mainAsync(const QObject *context, std::function<void()> block)
+{
+    // Made here, while the context is alive; read on the main thread, where it is destroyed.
+    QPointer<const QObject> guard(context);
+    mainAsync([guard = std::move(guard), block = std::move(block)] {
+        if (guard)
+            block();
+    });
+}
+
 void globalAsync(KSTQualityOfService quality, std::function<void()> block)
 {
     globalPool(quality).submit(block);

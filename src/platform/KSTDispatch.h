@@ -2,7 +2,12 @@
 
 #include "KSTDispatchQueue.h"
 
+#include <QPointer>
+
 #include <functional>
+#include <type_traits>
+
+class QObject;
 
 /// Hops and global pools.
 namespace KSTDispatch {
@@ -12,6 +17,28 @@ namespace KSTDispatch {
 /// at a time. Requires a QCoreApplication; blocks posted before it exists or before its loop
 /// runs wait for it. Thread-safe.
 void mainAsync(std::function<void()> block);
+
+/// As mainAsync(), but the block is dropped when @p context has been destroyed by the time it
+/// would run: the one liveness rule for work that reports back to a main-thread object. Call
+/// it while @p context is alive (from its own thread, or from work it outlives).
+void mainAsync(const QObject *context, std::function<void()> block);
+
+/// A handler that hops to the main queue and there calls @p handler with the arguments it was
+/// given, unless @p context has been destroyed by then (the same rule as mainAsync(context, …)).
+/// Make it while @p context is alive, on its thread; the handler may then be called from any
+/// thread, at any time, even after @p context is gone.
+template <typename... Args>
+std::function<void(Args...)> onMainFor(const QObject *context,
+                                       std::type_identity_t<std::function<void(Args...)>> handler)
+{
+    QPointer<const QObject> guard(context);
+    return [guard = std::move(guard), handler = std::move(handler)](Args... args) {
+        mainAsync([guard, handler, args...] {
+            if (guard)
+                handler(args...);
+        });
+    };
+}
 
 /// Runs @p block on the global pool of @p quality: one pool per quality, each with
 /// max(2, hardware threads) threads started with its first block; FIFO start order, blocks

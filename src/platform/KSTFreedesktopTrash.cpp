@@ -3,7 +3,7 @@
 #include "KSTEnvironment.h"
 #include "KSTFileName.h"
 #include "KSTNoFollowPath.h"
-#include "KSTRegularFile.h"
+#include "KSTReadOnlyFile.h"
 #include "KSTTrashSupport.h"
 
 #include <QDateTime>
@@ -230,7 +230,8 @@ QString recordedPathFromInfo(const QString &infoPath)
 {
     // A FIFO or a huge file planted as a .trashinfo is never waited on or read whole.
     QByteArray contents;
-    if (KSTRegularFile::readPrefix(infoPath, 64 * 1024, &contents) != KSTRegularFile::Status::Read)
+    if (KSTReadOnlyFile::readPrefix(infoPath, 64 * 1024, &contents) !=
+        KSTReadOnlyFile::Status::Read)
         return {};
     bool inGroup = false;
     for (QByteArray line : contents.split('\n')) {

@@ -2,7 +2,7 @@
 
 #include "KSTBinaryPropertyListReader.h"
 #include "KSTBinaryPropertyListWriter.h"
-#include "KSTRegularFile.h"
+#include "KSTReadOnlyFile.h"
 #include "KSTTextPropertyListReader.h"
 #include "KSTXmlPropertyListReader.h"
 #include "KSTXmlPropertyListWriter.h"
@@ -65,8 +65,8 @@ QVariant readFile(const QString &path, QString *error)
 {
     QByteArray data;
     QString readError;
-    if (KSTRegularFile::read(path, MaximumDataBytes, &data, &readError) !=
-        KSTRegularFile::Status::Read) {
+    if (KSTReadOnlyFile::readWholeFile(path, MaximumDataBytes, &data, &readError) !=
+        KSTReadOnlyFile::Status::Read) {
         setError(error, readError);
         return {};
     }

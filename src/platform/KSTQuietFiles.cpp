@@ -14,7 +14,7 @@
 
 namespace {
 
-using Status = KSTRegularFile::Status;
+using Status = KSTReadOnlyFile::Status;
 
 #ifdef O_NOATIME
 constexpr int NoAccessTime = O_NOATIME;
@@ -85,8 +85,8 @@ QDateTime fromTimespec(qint64 seconds, qint64 nanoseconds)
 
 namespace KSTQuietFiles {
 
-KSTRegularFile::Status readFile(const QString &path, qint64 maximumBytes, QByteArray *contents,
-                                bool prefixOnly)
+KSTReadOnlyFile::Status readFile(const QString &path, qint64 maximumBytes, QByteArray *contents,
+                                 bool prefixOnly)
 {
     contents->clear();
     if (!path.startsWith(QLatin1Char('/')) || maximumBytes < 0)

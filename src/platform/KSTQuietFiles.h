@@ -1,6 +1,6 @@
 #pragma once
 
-#include "KSTRegularFile.h"
+#include "KSTReadOnlyFile.h"
 
 #include <QByteArray>
 #include <QDateTime>
@@ -31,8 +31,8 @@ struct Entry
 /// or, with @p prefixOnly, its first @p maximumBytes bytes whatever its size. A link at any
 /// component below the home or root is refused (Missing or NotRegular), so is anything that
 /// is not a regular file, before a byte is read.
-KSTRegularFile::Status readFile(const QString &path, qint64 maximumBytes, QByteArray *contents,
-                                bool prefixOnly = false);
+KSTReadOnlyFile::Status readFile(const QString &path, qint64 maximumBytes, QByteArray *contents,
+                                 bool prefixOnly = false);
 
 /// The entries of the folder @p path without "." and "..", in listing order; @p skipHidden
 /// leaves out names starting with ".". Nothing when it cannot be listed or is reached through

@@ -13,10 +13,35 @@
 /// a regular file; anything else is closed again at once. The identity is the open file's, so
 /// a caller can compare it with what a walk saw before.
 ///
+/// The static readers below read a whole file or its start by path for the many places that
+/// only want the bytes (a property list, a database, a trash entry): the same non-blocking,
+/// regular-files-only open, but a final symbolic link is followed, as any reader of such a
+/// file would, and nothing past a size limit is ever read. They are safe from any thread.
+///
 /// Not thread-safe; one object per reader. Move-only.
 class KSTReadOnlyFile
 {
 public:
+    /// What a read by path came to.
+    enum class Status {
+        Read,       ///< the contents were read
+        Missing,    ///< nothing is at the path (or a folder on the way is missing)
+        NotRegular, ///< a folder, FIFO, socket or device: never read
+        TooLarge,   ///< larger than the limit: never read
+        Unreadable, ///< it exists but cannot be opened or read (permissions, I/O error)
+    };
+
+    /// Reads the whole file at @p path when it is a regular file of at most @p maximumBytes;
+    /// otherwise reads nothing and says why. @p error, when given, gets a sentence naming the
+    /// path.
+    static Status readWholeFile(const QString &path, qint64 maximumBytes, QByteArray *contents,
+                                QString *error = nullptr);
+    /// Reads at most the first @p bytes of a regular file of any size.
+    static Status readPrefix(const QString &path, qint64 bytes, QByteArray *contents);
+    /// Whether @p path is a regular file that can be opened for reading (checked on the
+    /// opened file, non-blocking). For handing the path to a library that opens it itself.
+    static bool isReadableRegularFile(const QString &path);
+
     KSTReadOnlyFile() = default;
     ~KSTReadOnlyFile();
     KSTReadOnlyFile(KSTReadOnlyFile &&other) noexcept;
@@ -51,6 +76,10 @@ public:
 private:
     // Keeps @p fd when it is a regular file; closes it otherwise.
     bool adopt(int fd);
+    // Opens @p path for the static readers (a final link followed); @p error gets errno.
+    Status openFollowingFinalLink(const QString &path, int *error);
+    // Reads from the current position until the end or @p limit bytes.
+    Status readUpTo(qint64 limit, QByteArray *contents, int *error);
 
     int m_fd = -1;
     KSTFileIdentity m_identity;

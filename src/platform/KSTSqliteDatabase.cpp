@@ -1,6 +1,6 @@
 #include "KSTSqliteDatabase.h"
 
-#include "KSTRegularFile.h"
+#include "KSTReadOnlyFile.h"
 
 #include <QFile>
 #include <QUrl>
@@ -107,7 +107,7 @@ KSTSqliteDatabase::KSTSqliteDatabase(const QString &path)
 {
     // SQLite opens the file itself, blocking on a FIFO; so the path is checked first, on a
     // non-blocking open of its own.
-    if (!KSTRegularFile::isReadableRegularFile(path)) {
+    if (!KSTReadOnlyFile::isReadableRegularFile(path)) {
         m_openError = QStringLiteral("%1 is not a readable regular file.").arg(path);
         return;
     }

@@ -3,7 +3,7 @@
 #include "KSTEnvironment.h"
 #include "KSTFileName.h"
 #include "KSTPropertyList.h"
-#include "KSTRegularFile.h"
+#include "KSTReadOnlyFile.h"
 #include "KSTReporterCharts.h"
 #include "KSTTrashSupport.h"
 
@@ -116,20 +116,20 @@ KSTReporterHistory::Contents KSTReporterHistory::readHistoryAtPath(const QString
 {
     Contents contents;
     QByteArray bytes;
-    switch (KSTRegularFile::read(path, MaximumFileBytes, &bytes)) {
-    case KSTRegularFile::Status::Read:
+    switch (KSTReadOnlyFile::readWholeFile(path, MaximumFileBytes, &bytes)) {
+    case KSTReadOnlyFile::Status::Read:
         break;
-    case KSTRegularFile::Status::Missing:
+    case KSTReadOnlyFile::Status::Missing:
         return contents;
-    case KSTRegularFile::Status::NotRegular:
+    case KSTReadOnlyFile::Status::NotRegular:
         contents.state = State::Damaged;
         contents.problem = QStringLiteral("it is not a regular file");
         return contents;
-    case KSTRegularFile::Status::TooLarge:
+    case KSTReadOnlyFile::Status::TooLarge:
         contents.state = State::Damaged;
         contents.problem = QStringLiteral("it is larger than 1 MiB");
         return contents;
-    case KSTRegularFile::Status::Unreadable:
+    case KSTReadOnlyFile::Status::Unreadable:
         contents.state = State::Damaged;
         contents.problem = QStringLiteral("it cannot be read");
         return contents;

@@ -1,4 +1,5 @@
 #include "KSTReporterSources.h"
+#include "KSTFormatting.h"
 
 #include "KSTEnvironment.h"
 #include "KSTPermissionChecker.h"
@@ -140,7 +141,7 @@ QList<KSTReporterAppUsageEntry> appUsageFromKnowledgeDatabaseAtPath(const QStrin
         entry.bundlePath = lookup ? lookup(entry.bundleIdentifier) : QString();
         entry.name = displayNameForAppBundlePath(entry.bundlePath, entry.bundleIdentifier);
         entry.detailText = QStringLiteral("%1 this week")
-                               .arg(KSTSystemInfo::formatApproximateUsageDuration(seconds));
+                               .arg(KSTFormatting::formatApproximateUsageDuration(seconds));
         largest = std::max(largest, seconds);
         entries.append(entry);
     }

@@ -27,8 +27,8 @@ QString failure()
 
 // The entry @p leaf of the open folder @p folderFd and, for a folder, everything below it,
 // depth first with names in byte order; never through a link.
-bool collect(const QString &base, int folderFd, const QByteArray &leaf,
-             const QByteArray &relative, std::vector<Entry> &entries, QString *message)
+bool collect(const QString &base, int folderFd, const QByteArray &leaf, const QByteArray &relative,
+             std::vector<Entry> &entries, QString *message)
 {
     Entry entry;
     entry.relative = relative;

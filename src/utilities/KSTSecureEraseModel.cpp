@@ -1,7 +1,7 @@
 #include "KSTSecureEraseModel.h"
 
 #include "KSTFileName.h"
-#include "KSTSystemInfo.h"
+#include "KSTFormatting.h"
 #include "KSTUtilitiesLocations.h"
 #include "KSTUtilitiesManager.h"
 
@@ -117,7 +117,7 @@ QString KSTSecureEraseModel::previewText(const Preview &preview)
 {
     return QStringLiteral("%1 file(s), %2 to overwrite; %3 item(s) only removed")
         .arg(QString::number(preview.filesToOverwrite),
-             KSTSystemInfo::formatBytes(preview.bytesToOverwrite),
+             KSTFormatting::formatBytes(preview.bytesToOverwrite),
              QString::number(preview.entriesOnlyRemoved));
 }
 

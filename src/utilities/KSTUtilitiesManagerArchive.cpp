@@ -85,9 +85,9 @@ bool KSTUtilitiesManager::createPasswordProtectedZipForPath(const QString &path,
     // library, also when a linked folder leads there.
     if (KSTPermissionChecker::liesInPrivacyProtectedPlace(source) ||
         KSTPermissionChecker::liesInPrivacyProtectedPlace(resolvedForm(source)))
-        return fail(ArchiveWriterFailed,
-                    QStringLiteral("%1 is in the Music folder or a photo or music library.")
-                        .arg(source));
+        return fail(
+            ArchiveWriterFailed,
+            QStringLiteral("%1 is in the Music folder or a photo or music library.").arg(source));
 
     // The archive is a new file next to its original, never one that replaces anything.
     const QString folder = KSTPathText::deletingLastPathComponent(source);

@@ -8,7 +8,7 @@
 #include "KSTPathText.h"
 #include "KSTPropertyList.h"
 #include "KSTQuarantineInfo.h"
-#include "KSTRegularFile.h"
+#include "KSTReadOnlyFile.h"
 #include "KSTUtilitiesLocations.h"
 
 #include <QDir>
@@ -93,7 +93,8 @@ QList<KSTTrashSourceRecord> KSTUtilitiesManager::scanTrashSourceItems() const
 QStringList KSTUtilitiesManager::originalPathsFromTrashDSStoreAtPath(const QString &path)
 {
     QByteArray data;
-    if (KSTRegularFile::read(path, MaximumStoreBytes, &data) != KSTRegularFile::Status::Read)
+    if (KSTReadOnlyFile::readWholeFile(path, MaximumStoreBytes, &data) !=
+        KSTReadOnlyFile::Status::Read)
         return {};
     return originalPathsFromTrashDSStoreData(data);
 }

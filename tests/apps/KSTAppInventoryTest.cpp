@@ -10,6 +10,7 @@
 #include <QStringEncoder>
 
 #include <dirent.h>
+#include <future>
 #include <numeric>
 
 #include <gtest/gtest.h>
@@ -427,13 +428,20 @@ TEST_F(AppInventoryTest, ANewerScanSupersedesTheFirstWhichDeliversNothing)
 {
     for (int index = 0; index < 5; ++index)
         addApp(QStringLiteral("App%1").arg(index), QStringLiteral("com.example.%1").arg(index));
+    // The queue is held until both scans are asked for, so the first cannot finish (and leave
+    // a complete inventory for the second to reuse) before the second supersedes it.
+    std::promise<void> gate;
+    info.appInventoryQueue().async([opened = gate.get_future().share()] { opened.wait(); });
     QList<SnapshotPtr> firstProgress;
     bool firstCompleted = false;
     info.scanInstalledApplicationsWithProgress(
         [&](SnapshotPtr snapshot) { firstProgress << snapshot; },
         [&](SnapshotPtr) { firstCompleted = true; });
-    const SnapshotPtr second = discover();
-    ASSERT_TRUE(second);
+    SnapshotPtr second;
+    info.scanInstalledApplicationsWithProgress(
+        {}, [&second](SnapshotPtr snapshot) { second = snapshot; });
+    gate.set_value();
+    ASSERT_TRUE(KSTTestSupport::pumpUntil([&second] { return second != nullptr; }, 60'000));
     ASSERT_TRUE(waitForScanComplete());
     KSTTestSupport::pumpFor(50);
     EXPECT_FALSE(firstCompleted);
@@ -449,6 +457,10 @@ TEST_F(AppInventoryTest, ResumeSizesWhatIsMissingOrOnlyMarksTheCacheComplete)
     addApp(QStringLiteral("Two"), QStringLiteral("com.example.two"), 16384);
     const SnapshotPtr discovered = discoverOnly();
     ASSERT_TRUE(discovered);
+    // The size pass may have finished before discovery's result was seen: put back the
+    // inventory as discovery left it, sizes still to come.
+    ASSERT_FALSE(discovered->isSizeCalculationComplete);
+    info.storeCachedAppInventorySnapshot(discovered);
     const quint64 generation = info.appInventoryScanGeneration();
 
     info.resumeAppInventorySizeCalculationIfNeeded();

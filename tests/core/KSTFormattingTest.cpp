@@ -1,5 +1,5 @@
 // Every size, rate, count, duration and date format at the boundaries where its form changes.
-#include "KSTSystemInfo.h"
+#include "KSTFormatting.h"
 
 #include <QLocale>
 
@@ -7,7 +7,7 @@
 
 #include <limits>
 
-using Info = KSTSystemInfo;
+using Info = KSTFormatting;
 
 namespace {
 

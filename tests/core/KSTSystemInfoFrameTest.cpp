@@ -2,6 +2,12 @@
 // start and delivery, cache rules, delivery queues and the placeholder snapshots.
 #include "KSTSystemInfo.h"
 
+#include "KSTAppInventorySnapshot.h"
+#include "KSTCleanUpSnapshot.h"
+#include "KSTDuplicateSnapshot.h"
+#include "KSTReporterSnapshot.h"
+#include "KSTSystemSnapshot.h"
+
 #include "KSTDispatch.h"
 #include "KSTTestSupport.h"
 

@@ -3,7 +3,7 @@
 
 #include "KSTDispatch.h"
 #include "KSTFakeHostInfo.h"
-#include "KSTSystemInfo.h"
+#include "KSTLiveBaselines.h"
 #include "KSTTestSupport.h"
 
 #include <gtest/gtest.h>
@@ -19,7 +19,7 @@ class LiveMetricsTest : public ::testing::Test
 protected:
     KSTLiveMetrics metrics()
     {
-        return KSTLiveMetrics(info, [this] { return now; });
+        return KSTLiveMetrics(baselines, [this] { return now; });
     }
     void setTicks(std::optional<KSTCpuTickTotals> ticks)
     {
@@ -38,7 +38,7 @@ protected:
     }
 
     KSTScopedFakeHost host;
-    KSTSystemInfo info;
+    KSTLiveBaselines baselines;
     double now = 1000.0;
 };
 
@@ -64,7 +64,7 @@ TEST_F(LiveMetricsTest, ProcessorLoadIsTheBusyShareSinceThePreviousSample)
         setTicks(steps[index].ticks);
         EXPECT_DOUBLE_EQ(live.currentCPUUsageFraction(), steps[index].fraction) << index;
     }
-    EXPECT_TRUE(info.hasCPUBaseline());
+    EXPECT_TRUE(baselines.hasCPUBaseline());
 }
 
 TEST_F(LiveMetricsTest, MemoryFractionIsCapped)
@@ -116,7 +116,7 @@ TEST_F(LiveMetricsTest, ThroughputDividesByTheIntervalOfAtLeastFiftyMilliseconds
         EXPECT_NEAR(download, step.download, 1e-9) << step.description;
         EXPECT_NEAR(upload, step.upload, 1e-9) << step.description;
         EXPECT_NEAR(activity, step.activity, 1e-9) << step.description;
-        EXPECT_EQ(info.previousNetworkSampleTime(), now) << step.description;
+        EXPECT_EQ(baselines.previousNetworkSampleTime(), now) << step.description;
     }
 }
 
@@ -131,7 +131,7 @@ TEST_F(LiveMetricsTest, SampleIsDeliveredOnTheMainThread)
     std::optional<QList<double>> sample; // processor, memory, download, upload, activity
     bool onMainThread = false;
     // The sample outlives the object that started it.
-    KSTLiveMetrics(info).sampleLiveMetricsWithCompletion(
+    KSTLiveMetrics(baselines).sampleLiveMetricsWithCompletion(
         [&](double processor, double memory, double download, double upload, double activity) {
             sample = QList<double>{processor, memory, download, upload, activity};
             onMainThread = KSTDispatch::isMainThread();
@@ -139,8 +139,8 @@ TEST_F(LiveMetricsTest, SampleIsDeliveredOnTheMainThread)
     ASSERT_TRUE(KSTTestSupport::pumpUntil([&] { return sample.has_value(); }));
     EXPECT_TRUE(onMainThread);
     EXPECT_EQ(*sample, (QList<double>{0.0, 0.25, 0.0, 0.0, 0.0})); // baselines but memory
-    EXPECT_TRUE(info.hasCPUBaseline());
-    EXPECT_TRUE(info.hasNetworkBaseline());
+    EXPECT_TRUE(baselines.hasCPUBaseline());
+    EXPECT_TRUE(baselines.hasNetworkBaseline());
 }
 
 } // namespace

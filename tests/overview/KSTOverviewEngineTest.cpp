@@ -320,9 +320,10 @@ TEST_F(MacRootOverviewTest, SnapshotThroughTheFrameTakesTheHostsLiveFigures)
     mac.addRecordedTool(SystemProfiler, "system_profiler-SPHardware.apple-M3-Mac15,3.txt");
 
     KSTSystemInfo info;
-    Engine::install(info);
-    info.setHasNetworkBaseline(true);
-    info.setPreviousNetworkInputBytes(1);
+    KSTLiveBaselines baselines;
+    Engine::install(info, baselines);
+    baselines.setHasNetworkBaseline(true);
+    baselines.setPreviousNetworkInputBytes(1);
     KSTSystemInfo::SystemSnapshotPtr snapshot;
     info.fetchSnapshotAsync([&](KSTSystemInfo::SystemSnapshotPtr s) { snapshot = s; });
     ASSERT_TRUE(KSTTestSupport::pumpUntil([&] { return snapshot != nullptr; }));
@@ -335,9 +336,9 @@ TEST_F(MacRootOverviewTest, SnapshotThroughTheFrameTakesTheHostsLiveFigures)
     EXPECT_EQ(snapshot->memoryUsedBytes, 2 * GiB);
     EXPECT_EQ(snapshot->cpuCoreCount, 8);
     EXPECT_EQ(snapshot->cpuUsageFraction, 0.0); // the first processor sample is the baseline
-    EXPECT_TRUE(info.hasCPUBaseline());
+    EXPECT_TRUE(baselines.hasCPUBaseline());
     // The fetch laid a fresh network baseline and reported no throughput.
-    EXPECT_EQ(info.previousNetworkInputBytes(), 5'000'000u);
+    EXPECT_EQ(baselines.previousNetworkInputBytes(), 5'000'000u);
     EXPECT_EQ(snapshot->networkDownloadMBps, 0.0);
     EXPECT_EQ(info.cachedOverviewSnapshotIfAvailable(), snapshot);
 }

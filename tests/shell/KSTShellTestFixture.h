@@ -8,6 +8,7 @@
 #include "KSTPreferences.h"
 #include "KSTShellEngines.h"
 #include "KSTSystemInfo.h"
+#include "KSTSystemSnapshot.h"
 #include "KSTTestSupport.h"
 
 #include <gtest/gtest.h>

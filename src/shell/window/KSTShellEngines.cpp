@@ -1,0 +1,21 @@
+#include "KSTShellEngines.h"
+
+#include "KSTAutoCleanManager.h"
+#include "KSTLiveBaselines.h"
+#include "KSTSystemInfo.h"
+
+KSTShellEngines KSTShellEngines::shared()
+{
+    KSTShellEngines engines;
+    engines.systemInfo = &KSTSystemInfo::shared();
+    engines.autoCleanManager = &KSTAutoCleanManager::shared();
+    engines.liveSampler = liveSamplerFor(KSTLiveBaselines::shared());
+    return engines;
+}
+
+KSTShellEngines::LiveSampler KSTShellEngines::liveSamplerFor(KSTLiveBaselines &baselines)
+{
+    return [&baselines](KSTLiveMetrics::Handler handler) {
+        KSTLiveMetrics(baselines).sampleLiveMetricsWithCompletion(std::move(handler));
+    };
+}
