@@ -2,20 +2,23 @@
 
 #include "KSTEnvironment.h"
 #include "KSTFileName.h"
+#include "KSTGuardedNewFile.h"
 #include "KSTPropertyList.h"
 #include "KSTReadOnlyFile.h"
+#include "KSTRemovalGuard.h"
 #include "KSTReporterCharts.h"
 #include "KSTTrashSupport.h"
 
 #include <QDir>
+#include <QFileInfo>
 #include <QLockFile>
 #include <QMetaType>
-#include <QSaveFile>
 
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <cstring>
+#include <unistd.h>
 
 namespace {
 
@@ -54,26 +57,41 @@ QString keepDamagedAside(const QString &path, QString *reason)
     return {};
 }
 
+// The history is replaced through the removal guard, like every file Kestrel overwrites: never
+// through a symbolic link at its path or on the way to it from the home, and only while the
+// file read is still the one there.
 bool writeRecords(const QString &path, const QVariantList &records, QString *reason)
 {
     const QByteArray xml = KSTPropertyList::toXml(records);
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly)) {
-        *reason = QStringLiteral("%1 cannot be written: %2").arg(path, file.errorString());
+    const KSTEnvironment environment = KSTEnvironment::current();
+    const QString home = QDir::cleanPath(environment.home());
+    const QString folder = QFileInfo(path).absolutePath();
+    const QString scope = folder.startsWith(home + QLatin1Char('/')) ? home : folder;
+    const KSTRemovalGuard guard({{scope}, KSTRemovalGuard::storedNeverTouchPaths()});
+    const std::optional<KSTFileIdentity> existing = KSTRemovalGuard::identityOf(path);
+    KSTError error;
+    std::optional<KSTGuardedNewFile> file =
+        existing ? guard.replaceFile(path, existing, &error) : guard.createNewFile(path, &error);
+    if (!file) {
+        *reason = QStringLiteral("%1 cannot be written: %2").arg(path, error.description);
         return false;
     }
-    if (file.write(xml) != xml.size() || !file.flush()) {
-        *reason = QStringLiteral("%1 cannot be written: %2").arg(path, file.errorString());
-        file.cancelWriting();
-        return false;
+    for (qsizetype done = 0; done < xml.size();) {
+        const ssize_t written =
+            ::write(file->fd(), xml.constData() + done, size_t(xml.size() - done));
+        if (written <= 0) {
+            *reason = QStringLiteral("%1 cannot be written: %2")
+                          .arg(path, QString::fromLocal8Bit(std::strerror(errno)));
+            return false;
+        }
+        done += written;
     }
     if (interruptWrites.load()) {
-        file.cancelWriting();
         *reason = QStringLiteral("the write of %1 was interrupted").arg(path);
-        return false;
+        return false; // the uncommitted file leaves nothing behind
     }
-    if (!file.commit()) {
-        *reason = QStringLiteral("%1 cannot be written: %2").arg(path, file.errorString());
+    if (!file->commit(&error)) {
+        *reason = QStringLiteral("%1 cannot be written: %2").arg(path, error.description);
         return false;
     }
     return true;

@@ -212,6 +212,34 @@ TEST_F(ReporterHistoryTest, AFolderInItsPlaceIsKeptAsideToo)
     EXPECT_EQ(KSTTestSupport::readFile(result.keptDamagedPath + "/inside.txt"), "x");
 }
 
+// A link at the history's place, or in place of its folder, is never written through: what it
+// leads to outside the home stays as it was.
+TEST_F(ReporterHistoryTest, NeverWritesThroughALink)
+{
+    ASSERT_TRUE(
+        History::updateReporterHistoryForDate(QDateTime::currentDateTime(), 1, 1, 1, 0, 0).written);
+    const QByteArray history = KSTTestSupport::readFile(path);
+    ASSERT_TRUE(KSTTestSupport::writeFile(mac.path("Victim/history.plist"), history));
+    ASSERT_TRUE(QFile::remove(path));
+    mac.makeSymlink("Users/alice/Library/Application Support/Kestrel/reporter-history.plist",
+                    mac.path("Victim/history.plist"));
+    const History::UpdateResult throughFile = History::updateReporterHistoryForDate(
+        QDateTime::currentDateTime().addDays(1), 2, 2, 2, 0, 0);
+    EXPECT_FALSE(throughFile.written);
+    EXPECT_EQ(KSTTestSupport::readFile(mac.path("Victim/history.plist")), history);
+
+    const QString folder = QFileInfo(path).path();
+    ASSERT_TRUE(QDir(folder).removeRecursively());
+    QDir().mkpath(mac.path("Victim/folder"));
+    mac.makeSymlink("Users/alice/Library/Application Support/Kestrel", mac.path("Victim/folder"));
+    const History::UpdateResult throughFolder =
+        History::updateReporterHistoryForDate(QDateTime::currentDateTime(), 3, 3, 3, 0, 0);
+    EXPECT_FALSE(throughFolder.written);
+    EXPECT_TRUE(QDir(mac.path("Victim/folder"))
+                    .entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot)
+                    .isEmpty());
+}
+
 TEST_F(ReporterHistoryTest, AnInterruptedWriteLeavesTheOldFile)
 {
     KSTScopedTimeZone zone("UTC");
