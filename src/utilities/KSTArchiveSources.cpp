@@ -130,6 +130,12 @@ zip_int64_t fileCallback(void *userData, void *data, zip_uint64_t length, zip_so
             state->offset += qsizetype(part);
             done += part;
         }
+        // libzip keeps every entry's source until the archive is closed: a file's last piece
+        // is let go once read, or an archive of many files would hold all of them in memory.
+        if (state->finished && state->offset == state->piece.size()) {
+            state->piece = QByteArray();
+            state->offset = 0;
+        }
         return zip_int64_t(done);
     }
     case ZIP_SOURCE_CLOSE:
