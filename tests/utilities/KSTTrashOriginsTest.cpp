@@ -123,8 +123,7 @@ TEST_F(TrashOriginsTest, RealStoresGiveNoPutBackPaths)
     // nor in a store of another folder or one without the magic.
     for (const char *recorded :
          {"DS_Store.Trash.NOdoff-gitPractice.bin", "DS_Store.Trash.Haybradshaw-my-test-repo.bin",
-          "DS_Store.Trash.chinwayland-applescripts.bin",
-          "DS_Store.facter-fixtures-2010a.bin"}) {
+          "DS_Store.Trash.chinwayland-applescripts.bin", "DS_Store.facter-fixtures-2010a.bin"}) {
         const QByteArray store = KSTTestSupport::readFile(
             KSTTestSupport::recordedMacFile(QString::fromLatin1(recorded)));
         ASSERT_FALSE(store.isEmpty()) << recorded;
