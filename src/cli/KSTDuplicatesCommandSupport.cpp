@@ -259,6 +259,19 @@ std::optional<int> applyChoice(KSTCliContext &context, KSTDuplicateReviewModel &
     return std::nullopt;
 }
 
+std::optional<int> scanAndChoose(KSTCliContext &context, const ScanRequest &request,
+                                 const Choice &choice, KSTDuplicateReviewModel &model)
+{
+    const KSTSystemInfo::DuplicateSnapshotPtr result = scan(context, request);
+    if (!result)
+        return context.failure({QStringLiteral("KSTSystemInfo"),
+                                1,
+                                QStringLiteral("The duplicate scan did not finish."),
+                                {}});
+    model.setSnapshot(result);
+    return applyChoice(context, model, choice);
+}
+
 bool waitFor(const std::function<bool()> &done)
 {
     return KSTDispatch::runMainLoopUntil(done, LongWaitMs);

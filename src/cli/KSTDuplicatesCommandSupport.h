@@ -62,6 +62,12 @@ std::optional<KSTDuplicateGroup> groupForKey(const KSTDuplicateSnapshot &snapsho
 std::optional<int> applyChoice(KSTCliContext &context, KSTDuplicateReviewModel &model,
                                const Choice &choice);
 
+/// Scans as @p request says, shows the result in @p model and applies @p choice to it, as the
+/// commands that act on copies start. Returns an exit status when the scan did not finish or
+/// the choice is bad usage.
+std::optional<int> scanAndChoose(KSTCliContext &context, const ScanRequest &request,
+                                 const Choice &choice, KSTDuplicateReviewModel &model);
+
 /// Runs the main loop until @p done answers true (or a long time-out); false on time-out.
 bool waitFor(const std::function<bool()> &done);
 

@@ -42,15 +42,8 @@ int kstRunDuplicatesLinkCommand(KSTCliContext &context)
             QStringLiteral("choose how copies share the kept copy's data: --clone or --hardlink"));
     const Kind kind = clone ? Kind::Clone : Kind::HardLink;
 
-    const KSTSystemInfo::DuplicateSnapshotPtr result = Support::scan(context, request);
-    if (!result)
-        return context.failure({QStringLiteral("KSTSystemInfo"),
-                                1,
-                                QStringLiteral("The duplicate scan did not finish."),
-                                {}});
     KSTDuplicateReviewModel model(KSTSystemInfo::shared());
-    model.setSnapshot(result);
-    if (const std::optional<int> status = Support::applyChoice(context, model, choice))
+    if (const std::optional<int> status = Support::scanAndChoose(context, request, choice, model))
         return *status;
 
     const QStringList paths = model.removablePathsForSelectedGroups();

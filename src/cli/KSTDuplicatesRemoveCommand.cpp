@@ -55,15 +55,8 @@ int kstRunDuplicatesRemoveCommand(KSTCliContext &context)
         return context.usageError(QStringLiteral("duplicates remove takes no argument '%1'")
                                       .arg(context.arguments().first()));
 
-    const KSTSystemInfo::DuplicateSnapshotPtr result = Support::scan(context, request);
-    if (!result)
-        return context.failure({QStringLiteral("KSTSystemInfo"),
-                                1,
-                                QStringLiteral("The duplicate scan did not finish."),
-                                {}});
     KSTDuplicateReviewModel model(KSTSystemInfo::shared());
-    model.setSnapshot(result);
-    if (const std::optional<int> status = Support::applyChoice(context, model, choice))
+    if (const std::optional<int> status = Support::scanAndChoose(context, request, choice, model))
         return *status;
 
     const bool current = choice.currentKey.has_value();
