@@ -1,7 +1,7 @@
-// Sizes one folder the way the engines do (KSTStorageMetrics::directorySizeAtPath) and
+// Sizes one folder the way the engines do (KSTStorageFigures::directorySizeAtPath) and
 // prints the total with the time the sizing took and the process's peak resident size, as
 // one JSON line. The runner script times the whole process against du(1).
-#include "KSTStorageMetrics.h"
+#include "KSTStorageFigures.h"
 
 #include <QElapsedTimer>
 #include <QString>
@@ -19,7 +19,7 @@ int main(int argc, char **argv)
     const QString folder = QString::fromLocal8Bit(argv[1]);
     QElapsedTimer timer;
     timer.start();
-    const quint64 bytes = KSTStorageMetrics::directorySizeAtPath(folder);
+    const quint64 bytes = KSTStorageFigures::directorySizeAtPath(folder);
     const qint64 nanoseconds = timer.nsecsElapsed();
 
     struct rusage usage = {};

@@ -8,7 +8,7 @@
 #include "KSTNoFollowPath.h"
 #include "KSTPermissionChecker.h"
 #include "KSTQuietFiles.h"
-#include "KSTStorageMetrics.h"
+#include "KSTStorageFigures.h"
 #include "KSTSystemInfo.h"
 
 #include <QDir>
@@ -332,7 +332,7 @@ void KSTRelatedPathLookup::addRelatedPathCandidate(
         return;
     quint64 bytes = 0;
     if (S_ISDIR(status->st_mode))
-        bytes = computeFullSize ? KSTStorageMetrics::directorySizeAtPath(path)
+        bytes = computeFullSize ? KSTStorageFigures::directorySizeAtPath(path)
                                 : quint64(status->st_blocks) * 512u;
     else
         bytes = fileSizeAtPath(path);

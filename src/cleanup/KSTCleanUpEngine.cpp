@@ -7,7 +7,7 @@
 #include "KSTLargeFileSearch.h"
 #include "KSTPermissionChecker.h"
 #include "KSTRemovalGuard.h"
-#include "KSTStorageMetrics.h"
+#include "KSTStorageFigures.h"
 #include "KSTSystemInfo.h"
 #include "KSTToolRunner.h"
 #include "KSTTreeSize.h"
@@ -150,7 +150,7 @@ KSTCleanUpEngine::fetchCleanUpSnapshotWithGeneration(quint64 generation) const
     for (const KSTCleanUpCategory &category : snapshot->categories)
         snapshot->totalReclaimableBytes += category.totalBytes;
     quint64 storageTotal = 0;
-    KSTStorageMetrics::bootVolumeUsageTotal(&storageTotal, nullptr);
+    KSTStorageFigures::bootVolumeUsageTotal(&storageTotal, nullptr);
     snapshot->storageTotalBytes = storageTotal;
     snapshot->filesAnalyzed = std::max<quint64>(1, filesAnalyzed);
     snapshot->scanDate = QDateTime::currentDateTimeUtc();
@@ -564,7 +564,7 @@ QString KSTCleanUpEngine::shortenHomePath(const QString &path)
 
 QStringList KSTCleanUpEngine::directoryEntriesAtPath(const QString &path)
 {
-    return KSTStorageMetrics::directoryEntriesAtPath(path);
+    return KSTStorageFigures::directoryEntriesAtPath(path);
 }
 
 void KSTCleanUpEngine::sortByBytesThenName(QList<KSTCleanUpItem> &items)

@@ -144,7 +144,7 @@ public:
     /// @p path with a leading accessible home replaced by "~" (a plain prefix test, so
     /// "/Users/al" also shortens "/Users/alice"); other paths unchanged.
     static QString shortenHomePath(const QString &path);
-    /// KSTStorageMetrics::directoryEntriesAtPath(): every entry, hidden ones included.
+    /// KSTStorageFigures::directoryEntriesAtPath(): every entry, hidden ones included.
     static QStringList directoryEntriesAtPath(const QString &path);
     /// Largest first, equal sizes by name.
     static void sortByBytesThenName(QList<KSTCleanUpItem> &items);

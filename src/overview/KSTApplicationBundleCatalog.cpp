@@ -3,7 +3,7 @@
 #include "KSTEnvironment.h"
 #include "KSTOverviewLocations.h"
 #include "KSTPermissionChecker.h"
-#include "KSTStorageMetrics.h"
+#include "KSTStorageFigures.h"
 #include "KSTSystemInfo.h"
 
 #include <QDir>
@@ -238,7 +238,7 @@ QList<KSTAppUsageInfo> KSTApplicationBundleCatalog::topApplicationsBySize(qsizet
         const QString fileName = path.mid(path.lastIndexOf(QLatin1Char('/')) + 1);
         app.name = fileName.left(fileName.lastIndexOf(QLatin1Char('.')));
         app.bundlePath = path;
-        app.sizeBytes = KSTStorageMetrics::directorySizeAtPath(path);
+        app.sizeBytes = KSTStorageFigures::directorySizeAtPath(path);
         apps.append(app);
     }
     std::stable_sort(apps.begin(), apps.end(),

@@ -78,7 +78,7 @@ public:
     qint64 installedApplicationCount() const;
     /// The @p limit largest bundles (all when there are fewer), largest first, equal sizes
     /// by name (plain comparison, then search order); cpuUsage is 0. Sizes every bundle
-    /// with KSTStorageMetrics::directorySizeAtPath().
+    /// with KSTStorageFigures::directorySizeAtPath().
     QList<KSTAppUsageInfo> topApplicationsBySize(qsizetype limit) const;
 
     /// Search depths: the application folders, the home's Applications folder on its own,

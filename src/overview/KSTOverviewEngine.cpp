@@ -6,6 +6,7 @@
 #include "KSTLiveMetrics.h"
 #include "KSTOverviewLocations.h"
 #include "KSTPropertyList.h"
+#include "KSTStorageFigures.h"
 #include "KSTStorageMetrics.h"
 #include "KSTSystemInfo.h"
 #include "KSTToolRunner.h"
@@ -104,7 +105,7 @@ QString KSTOverviewEngine::specsLine()
     parts << KSTFormatting::formatBytesShort(KSTHostInfo::current().physicalMemoryBytes()) +
                  QLatin1String(" RAM");
     quint64 capacity = 0;
-    KSTStorageMetrics::bootVolumeUsageTotal(&capacity, nullptr);
+    KSTStorageFigures::bootVolumeUsageTotal(&capacity, nullptr);
     if (capacity != 0)
         parts << KSTFormatting::formatBytesShort(capacity) + QLatin1String(" SSD");
     const QString serial = serialNumberText(serialNumber());

@@ -1,6 +1,6 @@
 #include "KSTReporterCharts.h"
 
-#include "KSTStorageMetrics.h"
+#include "KSTStorageFigures.h"
 
 #include <QMetaType>
 
@@ -130,7 +130,7 @@ QList<double> dailyStorageFractionsFromHistory(const QVariantList &records, quin
     return dailyStorageFractionsFromHistory(records, totalBytes, days, end, [] {
         quint64 total = 0;
         quint64 used = 0;
-        KSTStorageMetrics::bootVolumeUsageTotal(&total, &used);
+        KSTStorageFigures::bootVolumeUsageTotal(&total, &used);
         return total == 0 ? 0.0 : double(used) / double(total);
     });
 }

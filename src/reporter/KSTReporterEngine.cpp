@@ -8,7 +8,7 @@
 #include "KSTQuietFiles.h"
 #include "KSTReporterCharts.h"
 #include "KSTReporterSources.h"
-#include "KSTStorageMetrics.h"
+#include "KSTStorageFigures.h"
 #include "KSTSystemInfo.h"
 
 #include <QMetaType>
@@ -87,7 +87,7 @@ KSTReporterEngine::fetchReporterSnapshotWithGeneration(quint64 generation) const
 
     quint64 total = 0;
     quint64 used = 0;
-    KSTStorageMetrics::bootVolumeUsageTotal(&total, &used);
+    KSTStorageFigures::bootVolumeUsageTotal(&total, &used);
     // No source measures files or folders per week yet: the report keeps fixed values.
     snapshot->filesAddedCount = 0;
     snapshot->filesRemovedCount = 0;
@@ -125,7 +125,7 @@ std::shared_ptr<KSTReporterSnapshot> KSTReporterEngine::fetchReporterSnapshotPar
     snapshot->dateRangeText = formattedDateRange(weekStartForDate(now), now);
     quint64 total = 0;
     quint64 used = 0;
-    KSTStorageMetrics::bootVolumeUsageTotal(&total, &used);
+    KSTStorageFigures::bootVolumeUsageTotal(&total, &used);
     KSTLiveMetrics::networkByteCounts(&snapshot->networkDownloadBytes,
                                       &snapshot->networkUploadBytes);
     snapshot->networkPeriodText = networkPeriodDescription();

@@ -26,7 +26,7 @@ class KSTSystemInfo;
 ///   cached in the service); a bundle's date is its modification date when that is later than
 ///   its birth date, else its birth date (where the file system keeps one);
 /// - removals and usage: KSTReporterSources;
-/// - storage, network counters and uptime: the Overview's figures (KSTStorageMetrics,
+/// - storage, network counters and uptime: the Overview's figures (KSTStorageFigures,
 ///   KSTLiveMetrics, KSTHostInfo). The network counters and the uptime are the running
 ///   host's even when another machine's volume is analysed.
 ///

@@ -6,7 +6,7 @@
 #include "KSTEnvironment.h"
 #include "KSTNoFollowPath.h"
 #include "KSTPermissionChecker.h"
-#include "KSTStorageMetrics.h"
+#include "KSTStorageFigures.h"
 #include "KSTToolRunner.h"
 #include "KSTUtilitiesLocations.h"
 
@@ -39,7 +39,7 @@ void KSTUtilitiesManager::scanHomeDirectoryFolderSizesWithCompletion(HomeSizesCo
                          });
         quint64 total = 0;
         quint64 used = 0;
-        KSTStorageMetrics::bootVolumeUsageTotal(&total, &used);
+        KSTStorageFigures::bootVolumeUsageTotal(&total, &used);
         KSTDispatch::mainAsync(
             [completion, folders, total, used] { completion(folders, total, used); });
     });

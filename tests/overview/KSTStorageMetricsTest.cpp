@@ -1,5 +1,6 @@
 // Folder sizes, folder listings, boot-volume usage and the storage categories on fixture
 // Macs: what Clean Up and App Manage rely on as much as the Overview.
+#include "KSTStorageFigures.h"
 #include "KSTStorageMetrics.h"
 
 #include "KSTFakeHostInfo.h"
@@ -13,6 +14,7 @@
 #include <unistd.h>
 
 using Metrics = KSTStorageMetrics;
+using Figures = KSTStorageFigures;
 
 namespace {
 
@@ -64,9 +66,9 @@ TEST_F(StorageMetricsTest, DirectorySizeCountsAllocatedBlocksOfWhatMayBeRead)
     }
     ASSERT_LT(allocatedBytesOf(mac.homePath("Tree/sparse.bin")), 1'000'000u);
 
-    EXPECT_EQ(Metrics::directorySizeAtPath(mac.homePath("Tree")), expected);
+    EXPECT_EQ(Figures::directorySizeAtPath(mac.homePath("Tree")), expected);
     // The same folder spelt untidily is the same folder.
-    EXPECT_EQ(Metrics::directorySizeAtPath(mac.home() + "//Tree/./"), expected);
+    EXPECT_EQ(Figures::directorySizeAtPath(mac.home() + "//Tree/./"), expected);
 }
 
 TEST_F(StorageMetricsTest, LargeTreesAreSizedAcrossThreadsWithTheSameTotal)
@@ -83,7 +85,7 @@ TEST_F(StorageMetricsTest, LargeTreesAreSizedAcrossThreadsWithTheSameTotal)
             mac.writeSizedHomeFile(path + ".skipped", 9'000);
     }
     for (int round = 0; round < 3; ++round)
-        EXPECT_EQ(Metrics::directorySizeAtPath(mac.homePath("Wide")), expected);
+        EXPECT_EQ(Figures::directorySizeAtPath(mac.homePath("Wide")), expected);
 }
 
 TEST_F(StorageMetricsTest, WhatIsNotAReadableFolderHasNoSizeAndNoEntries)
@@ -97,13 +99,13 @@ TEST_F(StorageMetricsTest, WhatIsNotAReadableFolderHasNoSizeAndNoEntries)
          {QString(), mac.homePath("Music"), mac.homePath("Music/Library"),
           mac.homePath("Pictures/Photos Library.photoslibrary"),
           mac.homePath("Pictures/PHOTOS.PhotosLibrary"), report, mac.homePath("Nowhere")}) {
-        EXPECT_EQ(Metrics::directorySizeAtPath(path), 0u) << path.toStdString();
-        EXPECT_TRUE(Metrics::directoryEntriesAtPath(path).isEmpty()) << path.toStdString();
+        EXPECT_EQ(Figures::directorySizeAtPath(path), 0u) << path.toStdString();
+        EXPECT_TRUE(Figures::directoryEntriesAtPath(path).isEmpty()) << path.toStdString();
     }
     // A link to a folder is not followed.
-    EXPECT_EQ(Metrics::directorySizeAtPath(mac.path("Linked")), 0u);
+    EXPECT_EQ(Figures::directorySizeAtPath(mac.path("Linked")), 0u);
     // The home itself: Documents counts, the Music folder and the photo library do not.
-    EXPECT_EQ(Metrics::directorySizeAtPath(mac.home()), allocatedBytesOf(report));
+    EXPECT_EQ(Figures::directorySizeAtPath(mac.home()), allocatedBytesOf(report));
 }
 
 TEST_F(StorageMetricsTest, DirectoryEntriesListEverythingInByteOrder)
@@ -112,7 +114,7 @@ TEST_F(StorageMetricsTest, DirectoryEntriesListEverythingInByteOrder)
         mac.makeHomeDirectory(QLatin1String("Library/Caches/") + name);
     mac.writeHomeFile("Library/Caches/file.db", "x");
     EXPECT_EQ(
-        Metrics::directoryEntriesAtPath(mac.homePath("Library/Caches")),
+        Figures::directoryEntriesAtPath(mac.homePath("Library/Caches")),
         (QStringList{".hidden", "Caches Folder", "com.alpha.app", "com.zeta.app", "file.db"}));
 }
 
@@ -133,10 +135,10 @@ TEST_F(StorageMetricsTest, BootVolumeUsageAsksAboutTheHomeAndKeepsOutputsWhenUnr
         host->with([&](KSTFakeHostInfo::Figures &f) { f.volumeUsage = c.usage; });
         quint64 total = 7;
         quint64 used = 9;
-        Metrics::bootVolumeUsageTotal(&total, &used);
+        Figures::bootVolumeUsageTotal(&total, &used);
         EXPECT_EQ(total, c.total);
         EXPECT_EQ(used, c.used);
-        Metrics::bootVolumeUsageTotal(nullptr, nullptr); // either may be left out
+        Figures::bootVolumeUsageTotal(nullptr, nullptr); // either may be left out
     }
     EXPECT_EQ(host->figures().volumeUsagePaths, QStringList(6, mac.home()));
 }
@@ -151,7 +153,7 @@ TEST_F(StorageMetricsTest, CategoriesSplitUsedSpaceInFixedOrder)
         app.location = QLatin1String(folder);
         app.resourceBytes = 100'000;
         mac.addApp(app);
-        apps += Metrics::directorySizeAtPath(mac.path(folder));
+        apps += Figures::directorySizeAtPath(mac.path(folder));
     }
     ASSERT_GT(apps, 300'000u);
     const quint64 media = allocatedBytesOf(mac.writeSizedHomeFile("Movies/clip.mov", 400'000)) +
