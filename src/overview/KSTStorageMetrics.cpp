@@ -5,7 +5,6 @@
 #include "KSTPermissionChecker.h"
 #include "KSTStorageFigures.h"
 
-
 using Checker = KSTPermissionChecker;
 
 namespace {

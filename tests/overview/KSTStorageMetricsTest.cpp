@@ -1,7 +1,7 @@
 // Folder sizes, folder listings, boot-volume usage and the storage categories on fixture
 // Macs: what Clean Up and App Manage rely on as much as the Overview.
-#include "KSTStorageFigures.h"
 #include "KSTStorageMetrics.h"
+#include "KSTStorageFigures.h"
 
 #include "KSTFakeHostInfo.h"
 #include "KSTMachineTest.h"
