@@ -180,8 +180,7 @@ void KSTAppInventoryEngine::enrichAppInventorySizesInBackground(quint64 generati
 {
     if (isCancelled(generation))
         return;
-    if (Checker::isRunningSandboxed())
-        Checker::restoreStoredHomeFolderAccess();
+    Checker::prepareHomeFolderAccessForScan();
     const quint64 total = quint64(m_records.size());
     refreshCache(sizingText(0, total), false, 0);
     postMetadataUpdate(false);
@@ -242,8 +241,7 @@ void KSTAppInventoryEngine::loadBundleSizeForApp(
         return;
     }
     performSoon([this, record, completion] {
-        if (Checker::isRunningSandboxed())
-            Checker::restoreStoredHomeFolderAccess();
+        Checker::prepareHomeFolderAccessForScan();
         KSTInstalledAppRecord sized = record;
         sizeRecord(sized);
         updateRecord(sized.bundlePath, [&sized](KSTInstalledAppRecord &stored) {

@@ -77,17 +77,6 @@ QString homePath(const QString &relativePath)
     return Checker::accessibleUserHomeDirectoryPath() + QLatin1Char('/') + relativePath;
 }
 
-// The file manager's exists test (a final link followed), or the granted-home URL's in a
-// sandbox (@p expectsFolder marks the URL as a folder's).
-bool itemExists(const QString &path, bool expectsFolder, bool *isDirectory)
-{
-    if (Checker::isRunningSandboxed()) {
-        const QString url = Checker::fileURLInGrantedHomeForPath(path, expectsFolder);
-        return Checker::URLExists(url, isDirectory);
-    }
-    return Checker::accessibleItemExistsAtPath(path, isDirectory);
-}
-
 KSTCleanUpItem fixedLocationItem(const QString &label, const QString &path, quint64 bytes)
 {
     return {label, KSTCleanUpEngine::shortenHomePath(path),      path, bytes,
@@ -355,7 +344,7 @@ QList<KSTCleanUpItem> KSTCleanUpEngine::thirdPartyLibraryFolderItemsUnderRoot(
             continue;
         const QString path = root + QLatin1Char('/') + name;
         bool isDirectory = false;
-        if (!itemExists(path, true, &isDirectory) || !isDirectory)
+        if (!Checker::accessibleItemExistsAtPath(path, &isDirectory) || !isDirectory)
             continue;
         const quint64 size = diskUsageAtPath(path);
         if (size == 0)
@@ -415,8 +404,7 @@ quint64 KSTCleanUpEngine::trashItemCountAndBytes(quint64 *bytes)
 
 QList<KSTCleanUpItem> KSTCleanUpEngine::failedDownloadItemsWithGeneration(quint64 generation) const
 {
-    if (Checker::isRunningSandboxed() &&
-        Checker::directoryURLInGrantedHomeWithRelativePath(Locations::downloads).isEmpty())
+    if (Checker::directoryURLInGrantedHomeWithRelativePath(Locations::downloads).isEmpty())
         return {};
     const QString folder = homePath(Locations::downloads);
     const std::optional<QStringList> entries = Checker::directoryContentsAtAccessiblePath(folder);
@@ -427,7 +415,7 @@ QList<KSTCleanUpItem> KSTCleanUpEngine::failedDownloadItemsWithGeneration(quint6
         if (isCancelled(generation))
             break;
         const QString path = folder + QLatin1Char('/') + name;
-        if (!itemExists(path, false, nullptr))
+        if (!Checker::accessibleItemExistsAtPath(path))
             continue;
         // "Movie.mp4.download" is one; "file.DOWNLOAD" is not.
         if (QFileInfo(name).suffix() != Locations::failedDownloadExtension)

@@ -155,12 +155,8 @@ bool KSTCleanUpRemoval::emptyMacTrash(quint64 *bytes, quint64 *items, Result *re
 quint64 KSTCleanUpRemoval::itemSizeAtPath(const QString &path)
 {
     bool isDirectory = false;
-    if (Checker::isRunningSandboxed()) {
-        if (!Checker::URLExists(Checker::fileURLInGrantedHomeForPath(path, false), &isDirectory))
-            return 0;
-    } else if (!Checker::accessibleItemExistsAtPath(path, &isDirectory)) {
+    if (!Checker::accessibleItemExistsAtPath(path, &isDirectory))
         return 0;
-    }
     return isDirectory ? KSTCleanUpEngine::folderSizeAtPath(path)
                        : KSTCleanUpEngine::fileSizeAtPath(path);
 }

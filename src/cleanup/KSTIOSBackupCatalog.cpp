@@ -71,12 +71,9 @@ KSTIOSBackupCatalog::iosBackupDisplayNameWithInfoDict(const std::optional<QVaria
 
 QString KSTIOSBackupCatalog::backupDateLabelForPlistAtPath(const QString &path)
 {
-    QString url = Checker::fileURLInGrantedHomeForPath(path, false);
-    if (url.isEmpty()) {
-        if (Checker::isRunningSandboxed())
-            return {};
-        url = path;
-    }
+    const QString url = Checker::accessibleURLForPath(path, false);
+    if (url.isEmpty())
+        return {};
     const QDateTime modified = QFileInfo(url).lastModified();
     if (!modified.isValid())
         return {};

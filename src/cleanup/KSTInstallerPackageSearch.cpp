@@ -111,13 +111,10 @@ MDQueryRef createScopedQuery(const QString &queryText, const QString &scopePath)
     MDQueryRef query = MDQueryCreate(kCFAllocatorDefault, text, nullptr, nullptr);
     if (!query || scopePath.isEmpty())
         return query;
-    QString folder = scopePath;
-    if (Checker::isRunningSandboxed()) {
-        folder = Checker::fileURLInGrantedHomeForPath(scopePath, true);
-        if (folder.isEmpty()) {
-            CFRelease(query);
-            return nullptr;
-        }
+    const QString folder = Checker::accessibleURLForPath(scopePath, true);
+    if (folder.isEmpty()) {
+        CFRelease(query);
+        return nullptr;
     }
     const QByteArray encoded = QFile::encodeName(folder);
     const CFURLRef url = CFURLCreateFromFileSystemRepresentation(
