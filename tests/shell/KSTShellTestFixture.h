@@ -6,6 +6,7 @@
 #include "KSTMachineTest.h"
 #include "KSTMainWindowController.h"
 #include "KSTPreferences.h"
+#include "KSTSectionCatalog.h"
 #include "KSTShellEngines.h"
 #include "KSTSystemInfo.h"
 #include "KSTSystemSnapshot.h"
@@ -15,6 +16,9 @@
 
 #include <atomic>
 #include <memory>
+
+/// The window's sections by name.
+using Section = KSTSectionCatalog;
 
 // A fixture Mac made current (without Full Disk Access until grantFullDiskAccess()), clean
 // preferences, and engines of the test's own: a service whose Overview builder hands out a

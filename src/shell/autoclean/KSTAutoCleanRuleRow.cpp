@@ -21,6 +21,7 @@ KSTAutoCleanRuleRow::KSTAutoCleanRuleRow(const KSTAutoCleanRuleDefinition &rule,
     auto *texts = new QVBoxLayout;
     texts->setSpacing(2);
     m_title = KSTStyle::label({}, KSTStyle::Body, this);
+    m_title->setObjectName(QStringLiteral("ruleTitle"));
     m_title->setStyleSheet(QStringLiteral("font-weight: 500;"));
     texts->addWidget(m_title);
     m_detail = KSTStyle::label({}, KSTStyle::Secondary, this);
@@ -31,12 +32,14 @@ KSTAutoCleanRuleRow::KSTAutoCleanRuleRow(const KSTAutoCleanRuleDefinition &rule,
     scheduleRow->setSpacing(5);
     scheduleRow->addWidget(new KSTSymbolView(QStringLiteral("calendar"), {}, 13, this));
     m_schedule = KSTStyle::label({}, KSTStyle::Secondary, this);
+    m_schedule->setObjectName(QStringLiteral("ruleSchedule"));
     m_schedule->setMinimumWidth(96);
     scheduleRow->addWidget(m_schedule);
     layout->addLayout(scheduleRow);
     layout->addSpacing(12);
 
     m_toggle = new KSTToggleSwitch(this);
+    m_toggle->setObjectName(QStringLiteral("ruleSwitch"));
     m_toggle->setAccessibleName(rule.title);
     layout->addWidget(m_toggle);
     connect(m_toggle, &KSTToggleSwitch::clicked, this,
@@ -52,16 +55,6 @@ void KSTAutoCleanRuleRow::setRule(const KSTAutoCleanRuleDefinition &rule)
     m_detail->setText(rule.detail);
     m_schedule->setText(rule.schedule);
     m_toggle->setChecked(rule.enabled);
-}
-
-QString KSTAutoCleanRuleRow::titleText() const
-{
-    return m_title->text();
-}
-
-QString KSTAutoCleanRuleRow::scheduleText() const
-{
-    return m_schedule->text();
 }
 
 QString KSTAutoCleanRuleRow::colorNameForRuleType(quint64 ruleType)

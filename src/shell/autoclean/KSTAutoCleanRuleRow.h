@@ -20,9 +20,6 @@ public:
 
     void setRule(const KSTAutoCleanRuleDefinition &rule);
     quint64 ruleType() const { return m_ruleType; }
-    KSTToggleSwitch *toggle() const { return m_toggle; }
-    QString titleText() const;
-    QString scheduleText() const;
 
     /// The tile colour of a rule's symbol.
     static QString colorNameForRuleType(quint64 ruleType);

@@ -61,6 +61,7 @@ KSTAutoCleanScreen::KSTAutoCleanScreen(KSTAutoCleanManager &manager, QWidget *pa
     layout->setContentsMargins(28, 20, 28, 28);
     layout->setSpacing(14);
     m_keptAside = new KSTKeptAsideBanner;
+    m_keptAside->setObjectName(QStringLiteral("keptAsideBanner"));
     connect(m_keptAside, &KSTKeptAsideBanner::restoreRequested, this, [this] {
         m_manager.restoreKeptAsideWhitelistPaths();
         refresh();
@@ -74,6 +75,7 @@ KSTAutoCleanScreen::KSTAutoCleanScreen(KSTAutoCleanManager &manager, QWidget *pa
     layout->addWidget(buildStatistics());
     layout->addWidget(buildRulesCard());
     m_neverTouch = new KSTNeverTouchListView;
+    m_neverTouch->setObjectName(QStringLiteral("neverTouchList"));
     connect(m_neverTouch, &KSTNeverTouchListView::addRequested, this,
             &KSTAutoCleanScreen::addNeverTouchFolder);
     connect(m_neverTouch, &KSTNeverTouchListView::removeRequested, this,
@@ -111,6 +113,7 @@ QWidget *KSTAutoCleanScreen::buildMasterCard()
     texts->addWidget(m_status);
     layout->addLayout(texts, 1);
     m_masterSwitch = new KSTToggleSwitch(card);
+    m_masterSwitch->setObjectName(QStringLiteral("automationSwitch"));
     m_masterSwitch->setAccessibleName(QStringLiteral("Automatic Cleaning"));
     connect(m_masterSwitch, &KSTToggleSwitch::clicked, this, [this](bool checked) {
         m_manager.setAutomationEnabled(checked);
@@ -174,6 +177,7 @@ QWidget *KSTAutoCleanScreen::buildRulesCard()
         }
         first = false;
         auto *row = new KSTAutoCleanRuleRow(rule, card);
+        row->setObjectName(QStringLiteral("rule%1").arg(rule.ruleType));
         connect(row, &KSTAutoCleanRuleRow::toggled, this, [this](quint64 ruleType, bool enabled) {
             m_manager.setRuleEnabled(enabled, qsizetype(ruleType));
             refresh();

@@ -41,12 +41,6 @@ public:
     void addNeverTouchFolder();
     void removeNeverTouchPath(const QString &path);
 
-    // What the screen shows, for tests.
-    KSTToggleSwitch *masterSwitch() const { return m_masterSwitch; }
-    const QList<KSTAutoCleanRuleRow *> &ruleRows() const { return m_ruleRows; }
-    KSTNeverTouchListView *neverTouchList() const { return m_neverTouch; }
-    KSTKeptAsideBanner *keptAsideBanner() const { return m_keptAside; }
-
 protected:
     void showEvent(QShowEvent *event) override;
 

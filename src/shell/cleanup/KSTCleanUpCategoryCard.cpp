@@ -50,6 +50,7 @@ KSTCleanUpCategoryCard::KSTCleanUpCategoryCard(QWidget *parent) : KSTCardFrame(p
     auto *titles = new QVBoxLayout;
     titles->setSpacing(1);
     m_title = KSTStyle::label({}, KSTStyle::Headline, this);
+    m_title->setObjectName(QStringLiteral("categoryTitle"));
     titles->addWidget(m_title);
     m_total = KSTStyle::label({}, KSTStyle::Title, this);
     m_total->setObjectName(QStringLiteral("categoryTotal"));
@@ -89,11 +90,9 @@ void KSTCleanUpCategoryCard::setCategory(const KSTCleanUpCategory &category, boo
                                  : KSTFormatting::formatBytesShort(category.totalBytes));
 
     while (QLayoutItem *item = m_rows->takeAt(0)) {
-        if (QWidget *widget = item->widget())
-            widget->deleteLater();
+        delete item->widget(); // plain labels: nothing of theirs is on the stack
         delete item;
     }
-    m_shownNames.clear();
     const auto addRow = [this](const QString &name, const QString &size, const char *role,
                                const QString &toolTip = {}) {
         auto *row = new QWidget(this);
@@ -101,6 +100,7 @@ void KSTCleanUpCategoryCard::setCategory(const KSTCleanUpCategory &category, boo
         rowLayout->setContentsMargins(0, 2, 0, 2);
         rowLayout->setSpacing(8);
         auto *label = new KSTElidedLabel(name, role, row);
+        label->setObjectName(QStringLiteral("categoryRow"));
         // A point smaller than body text: four cards share the row, and names are long.
         if (role == KSTStyle::Body)
             label->setStyleSheet(QStringLiteral("font-size: 12px;"));
@@ -116,7 +116,6 @@ void KSTCleanUpCategoryCard::setCategory(const KSTCleanUpCategory &category, boo
     const qsizetype shown = std::min(category.items.size(), MaximumShownItems);
     for (qsizetype index = 0; index < shown; ++index) {
         const KSTCleanUpItem &item = category.items.at(index);
-        m_shownNames << item.name;
         addRow(item.name, placeholder ? QString() : KSTFormatting::formatBytesShort(item.bytes),
                placeholder ? KSTStyle::Secondary : KSTStyle::Body, item.displayPath);
     }
@@ -136,19 +135,4 @@ QString KSTCleanUpCategoryCard::colorNameForCategoryType(const QString &category
 {
     const CategoryLook *look = lookFor(categoryType);
     return look ? QLatin1String(look->color) : QStringLiteral("zinc");
-}
-
-QString KSTCleanUpCategoryCard::titleText() const
-{
-    return m_title->text();
-}
-
-QString KSTCleanUpCategoryCard::totalText() const
-{
-    return m_total->text();
-}
-
-QStringList KSTCleanUpCategoryCard::shownItemNames() const
-{
-    return m_shownNames;
 }

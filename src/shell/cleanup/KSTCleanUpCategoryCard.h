@@ -33,16 +33,10 @@ public:
     static QString symbolNameForCategoryType(const QString &categoryType);
     static QString colorNameForCategoryType(const QString &categoryType);
 
-    // What the card shows, for tests.
-    QString titleText() const;
-    QString totalText() const;
-    QStringList shownItemNames() const;
-
 private:
     KSTSymbolView *m_symbol = nullptr;
     QLabel *m_title = nullptr;
     QLabel *m_description = nullptr;
     QLabel *m_total = nullptr;
     QVBoxLayout *m_rows = nullptr;
-    QStringList m_shownNames;
 };

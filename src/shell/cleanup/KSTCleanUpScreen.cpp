@@ -45,6 +45,7 @@ KSTCleanUpScreen::KSTCleanUpScreen(KSTSystemInfo &systemInfo, QWidget *parent)
     layout->setSpacing(14);
 
     m_banner = new KSTAccessReminderBanner(this);
+    m_banner->setObjectName(QStringLiteral("accessReminderBanner"));
     m_banner->hide();
     connect(m_banner, &KSTAccessReminderBanner::openSettingsRequested, this,
             &KSTCleanUpScreen::didRequestFullDiskAccessSettings);
@@ -123,6 +124,7 @@ QWidget *KSTCleanUpScreen::buildReviewCard()
     layout->addSpacing(8);
 
     m_reviewList = new KSTCleanUpReviewList(m_model, card);
+    m_reviewList->setObjectName(QStringLiteral("reviewList"));
     layout->addWidget(m_reviewList, 1);
     layout->addSpacing(10);
     layout->addWidget(separatorLine(card));
@@ -134,6 +136,7 @@ QWidget *KSTCleanUpScreen::buildReviewCard()
     m_selection->setObjectName(QStringLiteral("selectedTotal"));
     footer->addWidget(m_selection, 1);
     m_cleanIndicator = new KSTBusyIndicator(16, card);
+    m_cleanIndicator->setObjectName(QStringLiteral("cleanProgress"));
     footer->addWidget(m_cleanIndicator);
     m_cleaningLabel = KSTStyle::label(QStringLiteral("Cleaning…"), KSTStyle::Secondary, card);
     m_cleaningLabel->hide();
@@ -264,11 +267,6 @@ void KSTCleanUpScreen::refreshControls()
     m_reviewList->setEnabled(!cleaning);
     m_cleanIndicator->setRunning(cleaning);
     m_cleaningLabel->setVisible(cleaning);
-}
-
-bool KSTCleanUpScreen::isShowingProgress() const
-{
-    return m_cleanIndicator->isRunning() && !m_cleanButton->isEnabled();
 }
 
 void KSTCleanUpScreen::showEvent(QShowEvent *event)

@@ -60,14 +60,8 @@ public:
     /// Shows or hides the Full Disk Access reminder after asking the checker afresh.
     void refreshReminderBanner();
 
-    // What the screen shows, for tests.
+    /// What the screen draws and passes the user's choices to.
     KSTCleanUpSelectionModel &model() { return m_model; }
-    KSTCleanUpReviewList *reviewList() const { return m_reviewList; }
-    const QList<KSTCleanUpCategoryCard *> &categoryCards() const { return m_cards; }
-    KSTAccessReminderBanner *reminderBanner() const { return m_banner; }
-    QPushButton *cleanButton() const { return m_cleanButton; }
-    QPushButton *rescanButton() const { return m_rescanButton; }
-    bool isShowingProgress() const;
 
 protected:
     void showEvent(QShowEvent *event) override;

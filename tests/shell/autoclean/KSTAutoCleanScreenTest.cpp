@@ -16,32 +16,45 @@
 namespace {
 
 using namespace Qt::StringLiterals;
+using KSTObjectLookup::childNamed;
 using KSTObjectLookup::textNamed;
 using ScreensTest = ShellTest;
 
+// The row of the rule of type @p ruleType, and its switch.
+const KSTAutoCleanRuleRow *rule(const QObject *screen, int ruleType)
+{
+    return childNamed<KSTAutoCleanRuleRow>(screen, u"rule%1"_s.arg(ruleType));
+}
+
+KSTToggleSwitch *ruleSwitch(const QObject *screen, int ruleType)
+{
+    return childNamed<KSTToggleSwitch>(rule(screen, ruleType), u"ruleSwitch"_s);
+}
+
 KSTAutoCleanScreen *autoCleanOf(const KSTMainWindowController &controller)
 {
-    return qobject_cast<KSTAutoCleanScreen *>(controller.screenForSection(4));
+    return qobject_cast<KSTAutoCleanScreen *>(controller.screenForSection(Section::AutoClean));
 }
 
 TEST_F(ScreensTest, AutoCleanSwitchesReachTheManagerAndItsStateComesBack)
 {
     grantFullDiskAccess();
     auto controller = makeShownWindow();
-    controller->showSection(4);
+    controller->showSection(Section::AutoClean);
     KSTAutoCleanScreen *screen = autoCleanOf(*controller);
     ASSERT_NE(screen, nullptr);
-    ASSERT_EQ(screen->ruleRows().size(), 6);
-    EXPECT_EQ(screen->ruleRows().at(1)->titleText(), QStringLiteral("Trash"));
-    EXPECT_EQ(screen->ruleRows().at(0)->scheduleText(), QStringLiteral("Daily · 03:00"));
+    ASSERT_EQ(screen->findChildren<KSTAutoCleanRuleRow *>().size(), 6);
+    EXPECT_EQ(textNamed<QLabel>(rule(screen, 1), u"ruleTitle"_s), QStringLiteral("Trash"));
+    EXPECT_EQ(textNamed<QLabel>(rule(screen, 0), u"ruleSchedule"_s),
+              QStringLiteral("Daily · 03:00"));
     EXPECT_EQ(textNamed<QLabel>(screen, u"lastRun"_s), QStringLiteral("Not yet"));
 
-    QTest::mouseClick(screen->masterSwitch(), Qt::LeftButton);
+    QTest::mouseClick(childNamed<KSTToggleSwitch>(screen, u"automationSwitch"_s), Qt::LeftButton);
     EXPECT_TRUE(manager->automationEnabled());
     EXPECT_EQ(textNamed<QLabel>(screen, u"automationStatus"_s),
               QStringLiteral("On · turn on a rule below for it to run"));
 
-    QTest::mouseClick(screen->ruleRows().at(3)->toggle(), Qt::LeftButton);
+    QTest::mouseClick(ruleSwitch(screen, 3), Qt::LeftButton);
     EXPECT_TRUE(manager->isRuleEnabledAtIndex(3));
     EXPECT_TRUE(manager->isAutomationActive());
     EXPECT_EQ(textNamed<QLabel>(screen, u"automationStatus"_s),
@@ -49,8 +62,8 @@ TEST_F(ScreensTest, AutoCleanSwitchesReachTheManagerAndItsStateComesBack)
 
     // A change made elsewhere (the manager itself) shows up through its notification.
     manager->setRuleEnabled(false, 3);
-    EXPECT_TRUE(KSTTestSupport::pumpUntil(
-        [screen] { return !screen->ruleRows().at(3)->toggle()->isChecked(); }));
+    EXPECT_TRUE(
+        KSTTestSupport::pumpUntil([screen] { return !ruleSwitch(screen, 3)->isChecked(); }));
     manager->setAutomationEnabled(false);
     manager->waitUntilIdle();
 }
@@ -60,9 +73,9 @@ TEST_F(ScreensTest, NeverTouchListAddsFromThePickerExplainsRefusalsAndRemoves)
     grantFullDiskAccess();
     mac.makeHomeDirectory(QStringLiteral("Documents/Taxes"));
     auto controller = makeShownWindow();
-    controller->showSection(4);
+    controller->showSection(Section::AutoClean);
     KSTAutoCleanScreen *screen = autoCleanOf(*controller);
-    KSTNeverTouchListView *list = screen->neverTouchList();
+    auto *list = childNamed<KSTNeverTouchListView>(screen, u"neverTouchList"_s);
     QString picked = mac.homePath(QStringLiteral("Documents/Taxes"));
     screen->setFolderPicker([&picked](QWidget *) { return picked; });
 
@@ -103,8 +116,9 @@ TEST_F(ScreensTest, ANeverTouchListSetAsideAtLaunchCanBeRestoredOrDismissed)
         manager.reset();
         manager = std::make_unique<KSTAutoCleanManager>(options); // a launch
         auto controller = makeShownWindow();
-        controller->showSection(4);
-        KSTKeptAsideBanner *banner = autoCleanOf(*controller)->keptAsideBanner();
+        controller->showSection(Section::AutoClean);
+        auto *banner =
+            childNamed<KSTKeptAsideBanner>(autoCleanOf(*controller), u"keptAsideBanner"_s);
         ASSERT_TRUE(banner->isVisible()) << restore;
         EXPECT_TRUE(banner->messageText().contains(QStringLiteral("~/Documents/Taxes")));
 

@@ -4,6 +4,7 @@
 #include "KSTShellTestFixture.h"
 
 #include "KSTAccessReminderBanner.h"
+#include "KSTBusyIndicator.h"
 #include "KSTCleanUpAlerts.h"
 #include "KSTCleanUpCategoryCard.h"
 #include "KSTCleanUpEngine.h"
@@ -11,6 +12,7 @@
 #include "KSTCleanUpReviewList.h"
 #include "KSTCleanUpScreen.h"
 #include "KSTContentShellViewController.h"
+#include "KSTElidedLabel.h"
 #include "KSTFormatting.h"
 #include "KSTFullDiskAccessScreen.h"
 #include "KSTObjectLookup.h"
@@ -27,14 +29,48 @@
 namespace {
 
 using namespace Qt::StringLiterals;
+using KSTObjectLookup::childNamed;
 using KSTObjectLookup::textNamed;
+
+// The texts of a category card's rows, top to bottom.
+QStringList rowTexts(const QObject *card)
+{
+    QStringList texts;
+    for (const KSTElidedLabel *row : card->findChildren<KSTElidedLabel *>(u"categoryRow"_s))
+        texts << row->fullText();
+    return texts;
+}
+
+const KSTCleanUpCategoryCard *card(const QObject *screen, int index)
+{
+    return childNamed<KSTCleanUpCategoryCard>(screen, u"categoryCard%1"_s.arg(index));
+}
+
+KSTCleanUpReviewList *reviewList(const QObject *screen)
+{
+    return childNamed<KSTCleanUpReviewList>(screen, u"reviewList"_s);
+}
+
+QPushButton *button(const QObject *screen, const QString &name)
+{
+    return childNamed<QPushButton>(screen, name);
+}
+
+// The busy indicator turns while the clean button waits.
+bool showsProgress(const QObject *screen)
+{
+    return childNamed<KSTBusyIndicator>(screen, u"cleanProgress"_s)->isRunning() &&
+           !button(screen, u"cleanButton"_s)->isEnabled();
+}
+
 class CleanUpScreenTest : public ShellTest
 {
 protected:
     KSTCleanUpScreen *showCleanUp(KSTMainWindowController &controller)
     {
-        controller.showSection(2);
-        auto *screen = qobject_cast<KSTCleanUpScreen *>(controller.screenForSection(2));
+        controller.showSection(Section::CleanUp);
+        auto *screen =
+            qobject_cast<KSTCleanUpScreen *>(controller.screenForSection(Section::CleanUp));
         if (screen) {
             screen->setAlertPresenters(
                 [this](QWidget *, const QString &message, const QString &informative) {
@@ -105,12 +141,11 @@ TEST_F(CleanUpScreenTest, ShowsThePlaceholderThenTheFourCategoriesAndScansOnlyWh
     ASSERT_TRUE(
         KSTTestSupport::pumpUntil([screen] { return screen->model().snapshot() != nullptr; }));
     EXPECT_FALSE(screen->isContentReady());
-    EXPECT_EQ(screen->categoryCards().at(1)->titleText(), QStringLiteral("Trashes"));
-    EXPECT_EQ(screen->categoryCards().at(1)->shownItemNames(),
-              QStringList({QStringLiteral("Scanning in background…")}));
-    EXPECT_FALSE(screen->cleanButton()->isEnabled());
+    EXPECT_EQ(textNamed<QLabel>(card(screen, 1), u"categoryTitle"_s), QStringLiteral("Trashes"));
+    EXPECT_EQ(rowTexts(card(screen, 1)), QStringList({QStringLiteral("Scanning in background…")}));
+    EXPECT_FALSE(button(screen, u"cleanButton"_s)->isEnabled());
     for (int visit = 0; visit < 3; ++visit) { // no second scan while the first runs
-        controller->showSection(0);
+        controller->showSection(Section::Overview);
         showCleanUp(*controller);
     }
 
@@ -123,18 +158,19 @@ TEST_F(CleanUpScreenTest, ShowsThePlaceholderThenTheFourCategoriesAndScansOnlyWh
     EXPECT_EQ(textNamed<QLabel>(screen, u"cleanUpDetail"_s),
               QStringLiteral("%1 files analyzed · Scanned just now")
                   .arg(KSTFormatting::formatCount(1234)));
-    for (KSTCleanUpCategoryCard *card : screen->categoryCards()) {
-        EXPECT_EQ(card->totalText(), QStringLiteral("3 MB"));
-        EXPECT_EQ(card->shownItemNames(), QStringList({QStringLiteral("Logs")}));
+    for (int index = 0; index < 4; ++index) {
+        EXPECT_EQ(textNamed<QLabel>(card(screen, index), u"categoryTotal"_s),
+                  QStringLiteral("3 MB"));
+        EXPECT_EQ(rowTexts(card(screen, index)), QStringList({QStringLiteral("Logs")}));
     }
 
     // Another visit hands back the cached scan and keeps the ticks; Rescan scans again.
     ASSERT_TRUE(screen->model().setItemSelected(0, 0, true));
-    controller->showSection(0);
+    controller->showSection(Section::Overview);
     showCleanUp(*controller);
     KSTTestSupport::pumpFor(30);
     EXPECT_TRUE(screen->model().isItemSelected(0, 0));
-    QTest::mouseClick(screen->rescanButton(), Qt::LeftButton);
+    QTest::mouseClick(button(screen, u"rescanButton"_s), Qt::LeftButton);
     EXPECT_TRUE(KSTTestSupport::pumpUntil([&] { return scans == 2 && screen->isContentReady(); }));
 }
 
@@ -157,7 +193,7 @@ TEST_F(CleanUpScreenTest, TicksGoThroughTheModelAndCleanAsksFirst)
     auto controller = makeShownWindow();
     KSTCleanUpScreen *screen = showCleanUp(*controller);
     ASSERT_TRUE(KSTTestSupport::pumpUntil([screen] { return screen->isContentReady(); }));
-    KSTCleanUpReviewList *list = screen->reviewList();
+    KSTCleanUpReviewList *list = reviewList(screen);
     EXPECT_EQ(textNamed<QLabel>(screen, u"selectedTotal"_s), QStringLiteral("No items selected"));
 
     // The category's box ticks what can be ticked; the empty download stays out.
@@ -176,13 +212,13 @@ TEST_F(CleanUpScreenTest, TicksGoThroughTheModelAndCleanAsksFirst)
               QStringLiteral("12.0 KB selected · 2 items"));
 
     // "Cancel": the confirmation was shown with the model's texts, and nothing started.
-    ASSERT_TRUE(screen->cleanButton()->isEnabled());
-    QTest::mouseClick(screen->cleanButton(), Qt::LeftButton);
+    ASSERT_TRUE(button(screen, u"cleanButton"_s)->isEnabled());
+    QTest::mouseClick(button(screen, u"cleanButton"_s), Qt::LeftButton);
     EXPECT_EQ(confirmations,
               QStringList({QStringLiteral("Clean 12.0 KB?|2 selected item(s) will be moved to the "
                                           "Trash or permanently removed from the Mac Trash.")}));
     EXPECT_FALSE(screen->model().isCleaning());
-    EXPECT_TRUE(screen->cleanButton()->isEnabled());
+    EXPECT_TRUE(button(screen, u"cleanButton"_s)->isEnabled());
 
     const auto box = KSTCleanUpAlerts::confirmationBox(screen, QStringLiteral("Clean 12.0 KB?"),
                                                        QStringLiteral("2 selected item(s)"));
@@ -205,21 +241,21 @@ TEST_F(CleanUpScreenTest, CleaningRemovesThroughTheEngineAndRescans)
     KSTCleanUpScreen *screen = showCleanUp(*controller);
     ASSERT_TRUE(KSTTestSupport::pumpUntil([screen] { return screen->isContentReady(); }));
     const auto scanned = screen->model().snapshot();
-    click(screen->reviewList(), rowNamed(screen->reviewList(), QStringLiteral("Logs")));
-    click(screen->reviewList(), rowNamed(screen->reviewList(), QStringLiteral("Mac Trash")));
+    click(reviewList(screen), rowNamed(reviewList(screen), QStringLiteral("Logs")));
+    click(reviewList(screen), rowNamed(reviewList(screen), QStringLiteral("Mac Trash")));
 
     answer = true;
-    QTest::mouseClick(screen->cleanButton(), Qt::LeftButton);
+    QTest::mouseClick(button(screen, u"cleanButton"_s), Qt::LeftButton);
     ASSERT_EQ(confirmations.size(), 1);
-    EXPECT_TRUE(screen->isShowingProgress());
-    EXPECT_FALSE(screen->reviewList()->isEnabled());
-    EXPECT_FALSE(screen->rescanButton()->isEnabled());
+    EXPECT_TRUE(showsProgress(screen));
+    EXPECT_FALSE(reviewList(screen)->isEnabled());
+    EXPECT_FALSE(button(screen, u"rescanButton"_s)->isEnabled());
 
     // The Trash was emptied for good (all but Finder's file), then Logs went into it; the
     // screen scanned again and, since everything went, said nothing.
     ASSERT_TRUE(KSTTestSupport::pumpUntil(
         [&] { return screen->isContentReady() && screen->model().snapshot() != scanned; }));
-    EXPECT_FALSE(screen->isShowingProgress());
+    EXPECT_FALSE(showsProgress(screen));
     EXPECT_EQ(QDir(mac.homePath(QStringLiteral(".Trash")))
                   .entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot, QDir::Name),
               QStringList({QStringLiteral(".DS_Store"), QStringLiteral("Logs")}));
@@ -236,11 +272,11 @@ TEST_F(CleanUpScreenTest, NothingRemovedIsReportedAsAFailedClean)
     auto controller = makeShownWindow();
     KSTCleanUpScreen *screen = showCleanUp(*controller);
     ASSERT_TRUE(KSTTestSupport::pumpUntil([screen] { return screen->isContentReady(); }));
-    click(screen->reviewList(), rowNamed(screen->reviewList(), QStringLiteral("a.download")));
+    click(reviewList(screen), rowNamed(reviewList(screen), QStringLiteral("a.download")));
     QFile::remove(download); // gone before the user pressed Clean
 
     answer = true;
-    QTest::mouseClick(screen->cleanButton(), Qt::LeftButton);
+    QTest::mouseClick(button(screen, u"cleanButton"_s), Qt::LeftButton);
     ASSERT_TRUE(KSTTestSupport::pumpUntil([this] { return !outcomes.isEmpty(); }));
     const KSTCleanUpOutcome &failed = outcomes.first();
     EXPECT_EQ(failed.message, QStringLiteral("Clean failed"));
@@ -263,14 +299,14 @@ TEST_F(CleanUpScreenTest, NothingRemovedIsReportedAsAFailedClean)
 TEST_F(CleanUpScreenTest, ReminderBannerAsksForFullDiskAccessUntilItIsGranted)
 {
     auto controller = makeShownWindow();
-    controller->showSection(2);
+    controller->showSection(Section::CleanUp);
     auto *gate =
         qobject_cast<KSTFullDiskAccessScreen *>(controller->currentShell()->childController());
     ASSERT_NE(gate, nullptr);
     QTest::mouseClick(gate->remindLaterButton(), Qt::LeftButton);
     KSTTestSupport::pumpFor(10);
-    auto *screen = qobject_cast<KSTCleanUpScreen *>(controller->screenForSection(2));
-    KSTAccessReminderBanner *banner = screen->reminderBanner();
+    auto *screen = qobject_cast<KSTCleanUpScreen *>(controller->screenForSection(Section::CleanUp));
+    auto *banner = childNamed<KSTAccessReminderBanner>(screen, u"accessReminderBanner"_s);
     ASSERT_TRUE(banner->isVisible());
     EXPECT_EQ(banner->titleText(), QStringLiteral("Allow Full Disk Access"));
     EXPECT_EQ(banner->messageText(), KSTPermissionChecker::fullDiskAccessReminderMessage());
@@ -279,7 +315,7 @@ TEST_F(CleanUpScreenTest, ReminderBannerAsksForFullDiskAccessUntilItIsGranted)
     EXPECT_TRUE(
         KSTPreferences::standard()->value(KSTPermissionChecker::UserOpenedFDASettingsKey).toBool());
     EXPECT_TRUE(controller->isWaitingForFullDiskAccessGrant());
-    EXPECT_EQ(controller->pendingPermissionSection(), 2);
+    EXPECT_EQ(controller->pendingPermissionSection(), Section::CleanUp);
 
     // Granted in System Settings; back in Kestrel, Clean Up is shown again without a reminder.
     mac.writePrivacyDatabase({{KSTApplicationInfo::bundleIdentifier(), 2}});

@@ -25,7 +25,7 @@ using ScreensTest = ShellTest;
 
 KSTOverviewScreen *overviewOf(const KSTMainWindowController &controller)
 {
-    return qobject_cast<KSTOverviewScreen *>(controller.screenForSection(0));
+    return qobject_cast<KSTOverviewScreen *>(controller.screenForSection(Section::Overview));
 }
 
 TEST_F(ScreensTest, OverviewShowsTheEngineSnapshotAndItsShortcutsOpenTools)
@@ -63,8 +63,8 @@ TEST_F(ScreensTest, OverviewShowsTheEngineSnapshotAndItsShortcutsOpenTools)
     snapshot.batteryText = QStringLiteral("Battery 80% · Charging");
     snapshot.specsLine = QStringLiteral("16 GB RAM · 512 GB SSD");
     systemInfo.invalidateOverviewCache();
-    controller->showSection(3);
-    controller->showSection(0);
+    controller->showSection(Section::Duplicates);
+    controller->showSection(Section::Overview);
     ASSERT_TRUE(KSTTestSupport::pumpUntil([&] { return shown(*snapshot.batteryText); }));
     EXPECT_TRUE(shown(snapshot.macOSVersionLine));
 
@@ -72,8 +72,8 @@ TEST_F(ScreensTest, OverviewShowsTheEngineSnapshotAndItsShortcutsOpenTools)
     ASSERT_NE(shortcut, nullptr);
     QTest::mouseClick(shortcut, Qt::LeftButton);
     KSTTestSupport::pumpFor(10);
-    EXPECT_EQ(controller->currentSection(), 4);
-    EXPECT_EQ(controller->sidebar()->selectedSection(), 4);
+    EXPECT_EQ(controller->currentSection(), Section::AutoClean);
+    EXPECT_EQ(controller->sidebar()->selectedSection(), Section::AutoClean);
     EXPECT_EQ(controller->currentShell()->toolbarTitle(), QStringLiteral("Automatic Clean Up"));
 }
 
@@ -98,7 +98,7 @@ TEST_F(ScreensTest, OverviewSamplesLiveFiguresOnlyWhileShown)
     EXPECT_GT(memoryGauge->fraction(), memory);
 
     // Another tool: the Overview is hidden and no sample is asked for any more.
-    controller->showSection(3);
+    controller->showSection(Section::Duplicates);
     KSTTestSupport::pumpFor(30); // a sample already under way may still land
     EXPECT_FALSE(overview->isLiveSamplingActive());
     const int asked = samples;
@@ -106,7 +106,7 @@ TEST_F(ScreensTest, OverviewSamplesLiveFiguresOnlyWhileShown)
     EXPECT_EQ(samples, asked);
 
     // Back again: sampling resumes.
-    controller->showSection(0);
+    controller->showSection(Section::Overview);
     EXPECT_TRUE(overview->isLiveSamplingActive());
     EXPECT_TRUE(KSTTestSupport::pumpUntil([&] { return samples > asked + 1; }));
 }
@@ -125,8 +125,8 @@ TEST_F(ScreensTest, OverviewDoesNotRestartASnapshotStillBeingComputed)
     KSTOverviewScreen *overview = overviewOf(*controller);
     overview->setLiveSampleInterval(20);
     for (int visit = 0; visit < 3; ++visit) {
-        controller->showSection(3);
-        controller->showSection(0);
+        controller->showSection(Section::Duplicates);
+        controller->showSection(Section::Overview);
     }
     release = true;
     ASSERT_TRUE(KSTTestSupport::pumpUntil([overview] { return overview->isContentReady(); }));
@@ -134,8 +134,8 @@ TEST_F(ScreensTest, OverviewDoesNotRestartASnapshotStillBeingComputed)
 
     // A dropped cache is computed again on the next visit.
     systemInfo.invalidateOverviewCache();
-    controller->showSection(3);
-    controller->showSection(0);
+    controller->showSection(Section::Duplicates);
+    controller->showSection(Section::Overview);
     EXPECT_TRUE(KSTTestSupport::pumpUntil([this] { return fetches == 2; }));
 }
 

@@ -92,7 +92,9 @@ TEST_F(WindowTest, PressingARowSelectsExactlyThatRowAndShowsItsTool)
     EXPECT_EQ(selectedRows(sidebar), QList<int>({0}));
     EXPECT_EQ(shownTitle(*controller), QStringLiteral("Mac Overview"));
 
-    for (int section : {3, 6, 2, 4, 0, 5, 1}) {
+    for (int section :
+         {Section::Duplicates, Section::Utilities, Section::CleanUp, Section::AutoClean,
+          Section::Overview, Section::AppManage, Section::Reporter}) {
         press(sidebar.navRows().at(section));
         EXPECT_EQ(selectedRows(sidebar), QList<int>({section}));
         EXPECT_EQ(controller->currentSection(), section);
@@ -150,16 +152,16 @@ TEST_F(WindowTest, CleanUpWithoutFullDiskAccessShowsTheGateEvenWithAHomeGrant)
 
     // Remind-later silences the prompt of the other tools, never Clean Up's.
     KSTPermissionChecker::setRemindLater(true);
-    controller->showSection(4);
+    controller->showSection(Section::AutoClean);
     EXPECT_EQ(shownTitle(*controller), QStringLiteral("Automatic Clean Up"));
-    controller->showSection(2);
+    controller->showSection(Section::CleanUp);
     EXPECT_EQ(shownTitle(*controller), QStringLiteral("Full Disk Access"));
 }
 
 TEST_F(WindowTest, RemindLaterOnTheGateShowsTheToolAtOnce)
 {
     auto controller = makeShownWindow();
-    for (int section : {2, 4}) {
+    for (int section : {Section::CleanUp, Section::AutoClean}) {
         KSTPermissionChecker::clearRemindLater();
         press(controller->sidebar()->navRows().at(section));
         auto *gate = qobject_cast<KSTFullDiskAccessScreen *>(shownScreen(*controller));
@@ -186,20 +188,20 @@ TEST_F(WindowTest, AccessGrantedInSettingsReshowsTheAskingToolAndDropsTheCaches)
     ASSERT_NE(gate, nullptr);
     QTest::mouseClick(gate->openSettingsButton(), Qt::LeftButton);
     EXPECT_TRUE(controller->isWaitingForFullDiskAccessGrant());
-    EXPECT_EQ(controller->pendingPermissionSection(), 4);
+    EXPECT_EQ(controller->pendingPermissionSection(), Section::AutoClean);
     // The user wanders off to another tool while System Settings is open.
     press(controller->sidebar()->navRows().at(3));
 
     // Coming back without a grant changes nothing.
     Q_EMIT qGuiApp->applicationStateChanged(Qt::ApplicationActive);
-    EXPECT_EQ(controller->currentSection(), 3);
+    EXPECT_EQ(controller->currentSection(), Section::Duplicates);
     EXPECT_NE(systemInfo.cachedOverviewSnapshotIfAvailable(), nullptr);
 
     mac.writePrivacyDatabase({{KSTApplicationInfo::bundleIdentifier(), 2}});
     KSTPermissionChecker::setRemindLater(true);
     Q_EMIT qGuiApp->applicationStateChanged(Qt::ApplicationActive);
     KSTTestSupport::pumpFor(10);
-    EXPECT_EQ(controller->currentSection(), 4);
+    EXPECT_EQ(controller->currentSection(), Section::AutoClean);
     EXPECT_EQ(shownTitle(*controller), QStringLiteral("Automatic Clean Up"));
     EXPECT_EQ(selectedRows(*controller->sidebar()), QList<int>({4}));
     EXPECT_FALSE(controller->isWaitingForFullDiskAccessGrant());
@@ -229,12 +231,12 @@ TEST_F(WindowTest, TooSmallWindowReturnsToTheLastGoodSizeOrTheDefault)
     EXPECT_EQ(window->size(), QSize(1180, 740));
 
     window->resize(1300, 820);
-    controller->showSection(3);
+    controller->showSection(Section::Duplicates);
     EXPECT_EQ(controller->lastGoodContentSize(), QSize(1300, 820));
 
     forceSize(window, QSize(800, 500));
     ASSERT_EQ(window->size(), QSize(800, 500));
-    controller->showSection(5);
+    controller->showSection(Section::AppManage);
     EXPECT_EQ(window->size(), QSize(1300, 820));
 
     // Too small from the start: there is no good size to go back to.
