@@ -1,5 +1,6 @@
 #include "KSTRemovalGuard.h"
 
+#include "KSTAccessLog.h"
 #include "KSTEnvironment.h"
 #include "KSTFileName.h"
 #include "KSTPermissionChecker.h"
@@ -263,6 +264,7 @@ std::optional<KSTFileIdentity> KSTRemovalGuard::identityOf(const QString &path)
 bool KSTRemovalGuard::refuse(KSTError *error, RefusalCode code, const QString &path,
                              const QString &reason) const
 {
+    qCInfo(lcAccess) << "left in place:" << path << "-" << reason;
     if (error) {
         error->domain = ErrorDomain;
         error->code = code;

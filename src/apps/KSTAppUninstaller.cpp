@@ -2,6 +2,7 @@
 
 #include "KSTAppInventoryEngine.h"
 #include "KSTAppManageLocations.h"
+#include "KSTAppsLog.h"
 #include "KSTEnvironment.h"
 #include "KSTNoFollowPath.h"
 #include "KSTPermissionChecker.h"
@@ -148,6 +149,7 @@ KSTAppUninstaller::Result KSTAppUninstaller::uninstallAppNow(KSTInstalledAppReco
                 result.moved.append({path, trashed, *identity});
         } else if (!(error.domain == KSTRemovalGuard::ErrorDomain &&
                      error.code == KSTRemovalGuard::RefusedMissing)) {
+            qCInfo(lcApps) << "not moved to the Trash:" << error.description;
             failed << path;
         }
     }

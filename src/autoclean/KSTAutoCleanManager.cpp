@@ -3,6 +3,7 @@
 // KSTAutoCleanManagerWhitelist.cpp.
 #include "KSTAutoCleanManager.h"
 
+#include "KSTAutoCleanLog.h"
 #include "KSTDispatch.h"
 #include "KSTDispatchQueue.h"
 #include "KSTDispatchTimer.h"
@@ -305,6 +306,8 @@ void KSTAutoCleanManager::runRulesOnWorkQueue(const RunCompletion &completion)
             quint64 ruleFiles = 0;
             if (!executeRule(definitions.at(index), &ruleBytes, &ruleFiles))
                 continue;
+            qCInfo(lcAutoClean) << "rule" << definitions.at(index).title << "removed" << ruleFiles
+                                << "files," << ruleBytes << "bytes";
             ++rulesActed;
             bytes += ruleBytes;
             files += ruleFiles;

@@ -2,6 +2,7 @@
 
 #include "KSTCleanUpEngine.h"
 #include "KSTCleanUpLocations.h"
+#include "KSTCleanUpLog.h"
 #include "KSTDispatch.h"
 #include "KSTNoFollowPath.h"
 #include "KSTPermissionChecker.h"
@@ -25,6 +26,7 @@ QString macTrashPath()
 
 void recordFailure(KSTCleanUpRemoval::Result &result, const QString &path, const KSTError &error)
 {
+    qCInfo(lcCleanUp) << "not removed:" << error.description;
     result.failures << KSTCleanUpRemoval::Failure{path, error.description};
     result.error = error;
 }
@@ -139,6 +141,7 @@ bool KSTCleanUpRemoval::emptyMacTrash(quint64 *bytes, quint64 *items, Result *re
         KSTError error;
         if (!guard.removePermanently(path, std::nullopt, &error)) {
             // Failures while emptying stay silent in the error; the entry is still listed.
+            qCInfo(lcCleanUp) << "not emptied from the Trash:" << error.description;
             if (result)
                 result->failures << Failure{path, error.description};
             continue;

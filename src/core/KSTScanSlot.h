@@ -1,5 +1,7 @@
 #pragma once
 
+#include "KSTCoreLog.h"
+
 #include <QDateTime>
 
 #include <atomic>
@@ -191,8 +193,11 @@ private:
         if (how.finish)
             how.finish(*result);
         Ptr snapshot = std::move(result);
-        if (!storeIfCurrent(generation, snapshot))
+        if (!storeIfCurrent(generation, snapshot)) {
+            qCDebug(lcCore) << "a result of generation" << generation
+                            << "came after a newer fetch, a cancel or an invalidation; dropped";
             return;
+        }
         const Scheduler &deliverResult = how.deliverResult ? how.deliverResult : how.deliver;
         deliverResult([this, generation, completion, snapshot] {
             if (!isCancelled(generation))

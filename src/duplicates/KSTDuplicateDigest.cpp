@@ -1,5 +1,6 @@
 #include "KSTDuplicateDigest.h"
 
+#include "KSTDuplicatesLog.h"
 #include "KSTNoFollowPath.h"
 #include "KSTReadOnlyFile.h"
 
@@ -69,6 +70,7 @@ bool KSTDuplicateDigest::openRecord(KSTReadOnlyFile &file, const KSTDuplicateFil
     if (record.path.isEmpty() || !openPath(file, record.path))
         return false;
     if (record.identity.inode != 0 && !record.identity.matches(file.identity())) {
+        qCInfo(lcDuplicates) << "skipped, changed since it was listed:" << record.path;
         file.close();
         return false;
     }

@@ -5,6 +5,7 @@
 #include "KSTFormatting.h"
 #include "KSTLiveMetrics.h"
 #include "KSTOverviewLocations.h"
+#include "KSTOverviewLog.h"
 #include "KSTPropertyList.h"
 #include "KSTStorageFigures.h"
 #include "KSTStorageMetrics.h"
@@ -237,8 +238,12 @@ QByteArray KSTOverviewEngine::systemProfilerHardwareReport()
 {
     // Under another root this is the volume's recorded tool; a missing tool gives nothing,
     // never the host's.
-    return KSTToolRunner::pipeOpen(Locations::systemProfilerHardwareLine,
-                                   {Locations::systemProfiler}, SystemProfilerTimeoutMs);
+    QByteArray report =
+        KSTToolRunner::pipeOpen(Locations::systemProfilerHardwareLine, {Locations::systemProfiler},
+                                SystemProfilerTimeoutMs);
+    if (report.isEmpty())
+        qCInfo(lcOverview) << "no hardware report: the profiler is missing, failed or timed out";
+    return report;
 }
 
 QString KSTOverviewEngine::systemProfilerValueForKey(const QString &key)

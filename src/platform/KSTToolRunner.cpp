@@ -1,6 +1,7 @@
 #include "KSTToolRunner.h"
 
 #include "KSTEnvironment.h"
+#include "KSTPlatformLog.h"
 #include "KSTToolProcessGroups.h"
 
 #include <QDeadlineTimer>
@@ -300,6 +301,7 @@ SpawnOutcome spawnAndCollect(const SpawnRequest &request, int timeoutMs)
         const TerminationSignalsBlocked blocked;
         if (::posix_spawn(&pid, request.program.constData(), &spawn.actions, &spawn.attributes,
                           argv.data(), environ) != 0) {
+            qCInfo(lcPlatform, "could not start %s", request.program.constData());
             return outcome;
         }
         // The tool leads its own group (its own session): the group id is its pid.
@@ -317,8 +319,11 @@ SpawnOutcome spawnAndCollect(const SpawnRequest &request, int timeoutMs)
         collectUntilExit(pid, &outRead, &errRead, deadline, request.outputLimit, &outcome);
     outcome.timedOut = ending == Ending::TimedOut;
     outcome.overflowed = ending == Ending::Overflowed;
-    if (ending != Ending::Exited)
+    if (ending != Ending::Exited) {
+        qCInfo(lcPlatform, "%s %s; its process group is ended", request.program.constData(),
+               outcome.timedOut ? "ran past its time-out" : "wrote more than its output cap");
         terminateGroup(pid);
+    }
     KSTToolProcessGroups::forget(slot);
     const int code = reap(pid);
     outcome.exitCode = ending == Ending::Exited ? code : -1;

@@ -7,6 +7,7 @@
 #include "KSTReadOnlyFile.h"
 #include "KSTRemovalGuard.h"
 #include "KSTReporterCharts.h"
+#include "KSTReporterLog.h"
 #include "KSTTrashSupport.h"
 
 #include <QDir>
@@ -44,8 +45,10 @@ QString keepDamagedAside(const QString &path, QString *reason)
             attempt == 1 ? base : base + QLatin1Char('-') + QString::number(attempt);
         const int error = KSTTrashSupport::renameNoReplace(KSTFileName::encoded(path),
                                                            KSTFileName::encoded(candidate));
-        if (error == 0)
+        if (error == 0) {
+            qCInfo(lcReporter) << "damaged history kept aside as" << candidate;
             return candidate;
+        }
         if (error != EEXIST) {
             *reason = QStringLiteral("the damaged history %1 could not be kept aside: %2")
                           .arg(path, QString::fromLocal8Bit(std::strerror(error)));

@@ -5,6 +5,7 @@
 #include "KSTFileName.h"
 #include "KSTPathText.h"
 #include "KSTPermissionChecker.h"
+#include "KSTUtilitiesLog.h"
 
 #include <zip.h>
 
@@ -165,6 +166,7 @@ KSTEncryptedArchiveWriter::Outcome KSTEncryptedArchiveWriter::write(const QStrin
     zip_error_fini(&error);
 
     const auto fail = [&](const QString &why) {
+        qCInfo(lcUtilities) << "archive not written:" << why;
         *message = why;
         zip_discard(archive);
         return Outcome::Failed;

@@ -9,6 +9,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QLoggingCategory>
 #include <QSettings>
 
 #include <gtest/gtest.h>
@@ -142,6 +143,37 @@ TEST_F(RemovalGuardTest, AnEntryThatChangedSinceTheScanStays)
     EXPECT_TRUE(guard().moveToTrash(file, Guard::identityOf(file), &landed, &error))
         << error.description.toStdString();
     EXPECT_EQ(landed, mac.homePath(".Trash/file.bin"));
+}
+
+// Messages of the "kestrel.*" categories, caught while one test runs.
+QStringList caughtMessages;
+
+void catchMessage(QtMsgType, const QMessageLogContext &context, const QString &message)
+{
+    if (QLatin1String(context.category).startsWith(QLatin1String("kestrel.")))
+        caughtMessages << QLatin1String(context.category) + QLatin1String(": ") + message;
+}
+
+TEST_F(RemovalGuardTest, ARefusalIsLoggedWithItsReasonOnlyWhenAsked)
+{
+    const QString file = mac.homePath("Downloads/file.bin");
+    const std::optional<KSTFileIdentity> seen = Guard::identityOf(file);
+    KSTTestSupport::writeFile(file, "longer bytes");
+    caughtMessages.clear();
+    const QtMessageHandler previous = qInstallMessageHandler(catchMessage);
+
+    EXPECT_FALSE(guard().moveToTrash(file, seen, nullptr, nullptr));
+    EXPECT_TRUE(caughtMessages.isEmpty()) << "quiet by default, so command output stays clean";
+
+    QLoggingCategory::setFilterRules(QStringLiteral("kestrel.access.info=true"));
+    EXPECT_FALSE(guard().moveToTrash(file, seen, nullptr, nullptr));
+    QLoggingCategory::setFilterRules({});
+    qInstallMessageHandler(previous);
+    ASSERT_EQ(caughtMessages.size(), 1);
+    EXPECT_TRUE(caughtMessages.first().startsWith(QLatin1String("kestrel.access: ")));
+    EXPECT_TRUE(caughtMessages.first().contains(file));
+    EXPECT_TRUE(caughtMessages.first().contains(QLatin1String("it changed since the scan")))
+        << caughtMessages.first().toStdString();
 }
 
 TEST_F(RemovalGuardTest, ALinkIsActedOnAsTheLinkAndItsTargetSurvives)

@@ -1,0 +1,3 @@
+#include "KSTAccessLog.h"
+
+Q_LOGGING_CATEGORY(lcAccess, "kestrel.access", QtWarningMsg)

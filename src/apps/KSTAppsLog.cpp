@@ -1,0 +1,3 @@
+#include "KSTAppsLog.h"
+
+Q_LOGGING_CATEGORY(lcApps, "kestrel.apps", QtWarningMsg)

@@ -1,0 +1,3 @@
+#include "KSTAutoCleanLog.h"
+
+Q_LOGGING_CATEGORY(lcAutoClean, "kestrel.autoclean", QtWarningMsg)

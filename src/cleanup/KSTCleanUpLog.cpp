@@ -1,0 +1,3 @@
+#include "KSTCleanUpLog.h"
+
+Q_LOGGING_CATEGORY(lcCleanUp, "kestrel.cleanup", QtWarningMsg)

@@ -1,0 +1,3 @@
+#include "KSTCoreLog.h"
+
+Q_LOGGING_CATEGORY(lcCore, "kestrel.core", QtWarningMsg)

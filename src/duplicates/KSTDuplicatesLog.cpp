@@ -1,0 +1,3 @@
+#include "KSTDuplicatesLog.h"
+
+Q_LOGGING_CATEGORY(lcDuplicates, "kestrel.duplicates", QtWarningMsg)

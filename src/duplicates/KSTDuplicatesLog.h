@@ -1,0 +1,8 @@
+#pragma once
+
+#include <QLoggingCategory>
+
+/// Messages of the duplicate finder, category "kestrel.duplicates". Only warnings are shown by
+/// default; what was refused, skipped or cut short is logged at info level, so
+/// QT_LOGGING_RULES="kestrel.duplicates.info=true" shows why something was left alone.
+Q_DECLARE_LOGGING_CATEGORY(lcDuplicates)

@@ -1,0 +1,3 @@
+#include "KSTOverviewLog.h"
+
+Q_LOGGING_CATEGORY(lcOverview, "kestrel.overview", QtWarningMsg)

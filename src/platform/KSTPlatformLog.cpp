@@ -1,0 +1,3 @@
+#include "KSTPlatformLog.h"
+
+Q_LOGGING_CATEGORY(lcPlatform, "kestrel.platform", QtWarningMsg)

@@ -1,0 +1,3 @@
+#include "KSTReporterLog.h"
+
+Q_LOGGING_CATEGORY(lcReporter, "kestrel.reporter", QtWarningMsg)

@@ -1,0 +1,3 @@
+#include "KSTUtilitiesLog.h"
+
+Q_LOGGING_CATEGORY(lcUtilities, "kestrel.utilities", QtWarningMsg)
