@@ -3,6 +3,7 @@
 #include "KSTApplicationBundleCatalog.h"
 #include "KSTHostInfo.h"
 #include "KSTLiveMetrics.h"
+#include "KSTNotificationCenter.h"
 #include "KSTPermissionChecker.h"
 #include "KSTPropertyList.h"
 #include "KSTQuietFiles.h"
@@ -35,6 +36,11 @@ void notifyHistoryObserver(const KSTReporterHistory::UpdateResult &result)
     }
     if (observer)
         observer(result);
+    KSTNotificationCenter::defaultCenter().post(
+        KSTReporterEngine::HistoryDidUpdateNotification, nullptr,
+        {{QStringLiteral("written"), result.written},
+         {QStringLiteral("reason"), result.reason},
+         {QStringLiteral("keptDamagedPath"), result.keptDamagedPath}});
 }
 
 QString bundleName(const QString &bundlePath)

@@ -46,6 +46,12 @@ public:
     using HistoryUpdateObserver = std::function<void(const KSTReporterHistory::UpdateResult &)>;
     static void setHistoryUpdateObserver(HistoryUpdateObserver observer);
 
+    /// Also posted after every history update of the full build (KSTNotificationCenter, so
+    /// it reaches every observer on the main thread), with the user-info keys "written"
+    /// (bool), "reason" and "keptDamagedPath" (strings, as in UpdateResult).
+    static inline const QString HistoryDidUpdateNotification =
+        QStringLiteral("KSTReporterHistoryDidUpdateNotification");
+
     /// The full report for @p generation; nullptr, with no history written, when the
     /// generation is cancelled by the time the date range is made.
     std::shared_ptr<KSTReporterSnapshot>

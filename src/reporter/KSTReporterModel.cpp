@@ -1,0 +1,79 @@
+#include "KSTReporterModel.h"
+
+#include "KSTDispatch.h"
+#include "KSTNotificationCenter.h"
+#include "KSTReporterEngine.h"
+#include "KSTReporterSnapshot.h"
+
+#include <QFileInfo>
+
+KSTReporterModel::KSTReporterModel(KSTSystemInfo &systemInfo, QObject *parent)
+    : QObject(parent), m_systemInfo(&systemInfo)
+{
+    KSTNotificationCenter::defaultCenter().addObserver(
+        KSTReporterEngine::HistoryDidUpdateNotification, this,
+        [this](const KSTNotification &notification) {
+            const QString kept =
+                notification.userInfo.value(QStringLiteral("keptDamagedPath")).toString();
+            if (kept.isEmpty() || kept == m_keptDamagedPath)
+                return;
+            m_keptDamagedPath = kept;
+            Q_EMIT damagedHistoryNoticeChanged();
+        });
+}
+
+void KSTReporterModel::refresh()
+{
+    // The placeholder does not end a fetch: the full report is still to come. A fetch the
+    // service has since superseded (another caller, a cancel) will never deliver, so it no
+    // longer holds the guard.
+    if (m_fetchInFlight && m_systemInfo->reporterScanGeneration() == m_fetchGeneration)
+        return;
+    setFetchInFlight(true);
+    m_systemInfo->fetchReporterSnapshotAsync(
+        KSTDispatch::onMainFor<KSTSystemInfo::ReporterSnapshotPtr>(
+            this, [this](KSTSystemInfo::ReporterSnapshotPtr snapshot) {
+                if (!snapshot)
+                    return;
+                if (!snapshot->isPartial)
+                    setFetchInFlight(false);
+                if (snapshot == m_snapshot)
+                    return;
+                m_snapshot = std::move(snapshot);
+                Q_EMIT snapshotChanged();
+            }));
+    m_fetchGeneration = m_systemInfo->reporterScanGeneration();
+}
+
+void KSTReporterModel::rebuild()
+{
+    if (m_fetchInFlight && m_systemInfo->reporterScanGeneration() == m_fetchGeneration)
+        return;
+    m_systemInfo->setCachedReporterSnapshot(nullptr);
+    m_systemInfo->setCachedReporterSnapshotDate({});
+    // An application installed since the last walk counts only once the bundles are
+    // collected again.
+    m_systemInfo->setCachedApplicationBundlePaths({});
+    refresh();
+}
+
+bool KSTReporterModel::hasCompleteSnapshot() const
+{
+    return m_snapshot && !m_snapshot->isPartial;
+}
+
+QString KSTReporterModel::damagedHistoryNotice() const
+{
+    if (m_keptDamagedPath.isEmpty())
+        return {};
+    return QStringLiteral("The damaged history was kept as %1; a new one was started.")
+        .arg(QFileInfo(m_keptDamagedPath).fileName());
+}
+
+void KSTReporterModel::setFetchInFlight(bool inFlight)
+{
+    if (m_fetchInFlight == inFlight)
+        return;
+    m_fetchInFlight = inFlight;
+    Q_EMIT buildingChanged(inFlight);
+}

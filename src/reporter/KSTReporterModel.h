@@ -1,0 +1,66 @@
+#pragma once
+
+#include "KSTSystemInfo.h"
+
+#include <QObject>
+#include <QString>
+
+/// The Reporter screen's contract without its widgets: the report shown, the fetch and its
+/// in-flight guard, the refresh that builds the report anew, and the notice about a damaged
+/// history that a full build kept aside.
+///
+/// refresh() asks KSTSystemInfo::fetchReporterSnapshotAsync(): a report built less than ten
+/// minutes ago comes at once; otherwise the placeholder (range, totals and charts from the
+/// history as it stands, "Scanning in background…") and then the full report. Both arrive on
+/// the Reporter queue and are moved to the main thread here; a report arriving after the
+/// model is gone is dropped.
+///
+/// The history's outcome reaches the model through
+/// KSTReporterEngine::HistoryDidUpdateNotification. Only a damaged file kept aside is told
+/// (damagedHistoryNotice()); a failed write stays silent, as the window has nothing the user
+/// could do about it.
+///
+/// Thread safety: a main-thread object; every call and signal happens on the main thread.
+class KSTReporterModel : public QObject
+{
+    Q_OBJECT
+
+public:
+    /// Works for @p systemInfo, which must outlive the model.
+    explicit KSTReporterModel(KSTSystemInfo &systemInfo, QObject *parent = nullptr);
+
+    /// Starts a fetch unless one this model started is still under way and current (a second
+    /// call would only start the build over).
+    void refresh();
+    /// Drops the cached report and the collected application bundles and fetches again, so
+    /// the report and today's history record are made afresh. Does nothing while a full build this
+    /// model started is under way.
+    void rebuild();
+
+    /// The report shown; null before the first arrives.
+    KSTSystemInfo::ReporterSnapshotPtr snapshot() const { return m_snapshot; }
+    /// A full (not placeholder) report is shown.
+    bool hasCompleteSnapshot() const;
+    /// A fetch this model started has not delivered its full report yet.
+    bool isBuilding() const { return m_fetchInFlight; }
+
+    /// Where the last damaged history was kept aside; empty when none was this session.
+    QString keptDamagedHistoryPath() const { return m_keptDamagedPath; }
+    /// "The damaged history was kept as <file name>; a new one was started." or empty.
+    QString damagedHistoryNotice() const;
+
+Q_SIGNALS:
+    void snapshotChanged();
+    /// isBuilding() changed.
+    void buildingChanged(bool building);
+    void damagedHistoryNoticeChanged();
+
+private:
+    void setFetchInFlight(bool inFlight);
+
+    KSTSystemInfo *m_systemInfo;
+    KSTSystemInfo::ReporterSnapshotPtr m_snapshot;
+    QString m_keptDamagedPath;
+    bool m_fetchInFlight = false;
+    quint64 m_fetchGeneration = 0;
+};
