@@ -1,8 +1,11 @@
 #include "KSTReporterModel.h"
 
 #include "KSTDispatch.h"
+#include "KSTDispatchQueue.h"
 #include "KSTNotificationCenter.h"
+#include "KSTReporterCharts.h"
 #include "KSTReporterEngine.h"
+#include "KSTReporterHistory.h"
 #include "KSTReporterSnapshot.h"
 
 #include <QFileInfo>
@@ -41,6 +44,8 @@ void KSTReporterModel::refresh()
                     return;
                 m_snapshot = std::move(snapshot);
                 Q_EMIT snapshotChanged();
+                if (!m_snapshot->isPartial)
+                    loadDayFigures();
             }));
     m_fetchGeneration = m_systemInfo->reporterScanGeneration();
 }
@@ -68,6 +73,45 @@ QString KSTReporterModel::damagedHistoryNotice() const
         return {};
     return QStringLiteral("The damaged history was kept as %1; a new one was started.")
         .arg(QFileInfo(m_keptDamagedPath).fileName());
+}
+
+QList<KSTReporterModel::DayFigures>
+KSTReporterModel::dayFiguresFromHistory(const QVariantList &records, qint64 days,
+                                        const QDateTime &end)
+{
+    const QList<QDate> dates = KSTReporterCharts::lastDays(days, end);
+    const QList<quint64> received =
+        KSTReporterCharts::dailyNetworkAmountsFromHistory(records, true, days, end);
+    const QList<quint64> sent =
+        KSTReporterCharts::dailyNetworkAmountsFromHistory(records, false, days, end);
+    QList<DayFigures> figures;
+    for (qsizetype index = 0; index < dates.size(); ++index) {
+        DayFigures day;
+        day.day = dates.at(index);
+        const std::optional<QVariantMap> record = KSTReporterCharts::recordForDayKey(
+            records, KSTReporterCharts::historyDayKeyForDate(day.day.startOfDay()));
+        day.recorded = record.has_value();
+        if (record)
+            day.storageUsed =
+                KSTReporterCharts::unsignedFigure(*record, QStringLiteral("storageUsed"));
+        day.downloaded = index < received.size() ? received.at(index) : 0;
+        day.uploaded = index < sent.size() ? sent.at(index) : 0;
+        figures.append(day);
+    }
+    return figures;
+}
+
+void KSTReporterModel::loadDayFigures()
+{
+    const auto deliver =
+        KSTDispatch::onMainFor<QList<DayFigures>>(this, [this](const QList<DayFigures> &figures) {
+            m_dayFigures = figures;
+            Q_EMIT dayFiguresChanged();
+        });
+    m_systemInfo->reporterQueue().async([deliver] {
+        deliver(dayFiguresFromHistory(KSTReporterHistory::reporterHistoryRecords(),
+                                      KSTReporterEngine::ChartDays, QDateTime::currentDateTime()));
+    });
 }
 
 void KSTReporterModel::setFetchInFlight(bool inFlight)

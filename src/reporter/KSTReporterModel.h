@@ -2,8 +2,13 @@
 
 #include "KSTSystemInfo.h"
 
+#include <QDate>
+#include <QList>
 #include <QObject>
 #include <QString>
+#include <QVariantList>
+
+#include <optional>
 
 /// The Reporter screen's contract without its widgets: the report shown, the fetch and its
 /// in-flight guard, the refresh that builds the report anew, and the notice about a damaged
@@ -44,6 +49,22 @@ public:
     /// A fetch this model started has not delivered its full report yet.
     bool isBuilding() const { return m_fetchInFlight; }
 
+    /// What the history holds for one charted day: the figures behind its bars.
+    struct DayFigures
+    {
+        QDate day;
+        bool recorded = false;              ///< the history has a record for the day
+        std::optional<quint64> storageUsed; ///< its storage figure, when it has one
+        quint64 downloaded = 0;             ///< received that day, by the chart's rule
+        quint64 uploaded = 0;
+    };
+    /// The charted days of the full report shown, oldest first; read from the history after
+    /// the full report arrives (empty until then).
+    const QList<DayFigures> &dayFigures() const { return m_dayFigures; }
+    /// The figures of the @p days days ending with @p end's day, oldest first.
+    static QList<DayFigures> dayFiguresFromHistory(const QVariantList &records, qint64 days,
+                                                   const QDateTime &end);
+
     /// Where the last damaged history was kept aside; empty when none was this session.
     QString keptDamagedHistoryPath() const { return m_keptDamagedPath; }
     /// "The damaged history was kept as <file name>; a new one was started." or empty.
@@ -54,13 +75,17 @@ Q_SIGNALS:
     /// isBuilding() changed.
     void buildingChanged(bool building);
     void damagedHistoryNoticeChanged();
+    void dayFiguresChanged();
 
 private:
     void setFetchInFlight(bool inFlight);
+    // Reads the history on the Reporter queue, where the report wrote it.
+    void loadDayFigures();
 
     KSTSystemInfo *m_systemInfo;
     KSTSystemInfo::ReporterSnapshotPtr m_snapshot;
     QString m_keptDamagedPath;
+    QList<DayFigures> m_dayFigures;
     bool m_fetchInFlight = false;
     quint64 m_fetchGeneration = 0;
 };

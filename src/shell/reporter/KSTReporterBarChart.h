@@ -7,8 +7,9 @@
 
 /// A small column chart of days: one group of bars per day, one bar per series (the disk
 /// chart has one series, the network chart two), each as tall as its fraction (0..1) of the
-/// plot's height, with the day's label under the group. It draws what it is given and
-/// computes nothing; values outside 0..1 are drawn at the nearest end.
+/// plot's height, with the day's label under the group, and a legend of the named series above
+/// the plot. It draws what it is given and computes nothing; values outside 0..1 are drawn at
+/// the nearest end.
 class KSTReporterBarChart : public QWidget
 {
     Q_OBJECT
@@ -18,6 +19,7 @@ public:
     {
         QString colorName; ///< a named palette colour
         QList<double> fractions;
+        QString name; ///< shown in the legend; no legend when no series has a name
     };
 
     explicit KSTReporterBarChart(QWidget *parent = nullptr);
@@ -29,6 +31,7 @@ public:
 
     const QList<Series> &series() const { return m_series; }
     const QStringList &labels() const { return m_labels; }
+    const QStringList &groupToolTips() const { return m_toolTips; }
 
     QSize sizeHint() const override;
     QSize minimumSizeHint() const override;
@@ -40,6 +43,9 @@ protected:
 private:
     // The area of day @p index's group (bars and label).
     QRectF groupRect(qsizetype index) const;
+    bool hasLegend() const;
+    // Draws the legend right-aligned in the top strip.
+    void paintLegend(QPainter &painter) const;
 
     QList<Series> m_series;
     QStringList m_labels;

@@ -14,6 +14,7 @@
 
 #include <QHBoxLayout>
 #include <QLabel>
+#include <QLocale>
 #include <QPushButton>
 #include <QScrollArea>
 #include <QVBoxLayout>
@@ -39,22 +40,16 @@ QHBoxLayout *cardHeader(const QString &title, const QString &symbolName, const Q
     return header;
 }
 
-// A coloured dot and a word, for the network chart's two series.
-QWidget *legendEntry(const QString &text, const QString &colorName, QWidget *parent)
-{
-    auto *entry = new QWidget(parent);
-    auto *layout = new QHBoxLayout(entry);
-    layout->setContentsMargins(0, 0, 0, 0);
-    layout->setSpacing(5);
-    auto *dot = new KSTSymbolView(QStringLiteral("circle"), colorName, 8, entry);
-    layout->addWidget(dot);
-    layout->addWidget(KSTStyle::label(text, KSTStyle::Caption, entry));
-    return entry;
-}
-
 QString countText(quint64 count)
 {
     return KSTFormatting::formatCount(count);
+}
+
+// "412.3 GB used (442,710,016,000 bytes)": the short size, then the exact count.
+QString bytesLine(quint64 bytes, const QString &what)
+{
+    return QStringLiteral("%1 %2 (%3 bytes)")
+        .arg(KSTFormatting::formatBytesShort(bytes), what, KSTFormatting::formatCount(bytes));
 }
 
 } // namespace
@@ -124,6 +119,8 @@ KSTReporterScreen::KSTReporterScreen(KSTSystemInfo &systemInfo, QWidget *parent)
             &KSTReporterScreen::refreshControls);
     connect(&m_model, &KSTReporterModel::damagedHistoryNoticeChanged, this,
             &KSTReporterScreen::refreshNotice);
+    connect(&m_model, &KSTReporterModel::dayFiguresChanged, this,
+            &KSTReporterScreen::refreshDayToolTips);
     snapshotDidChange();
     refreshNotice();
 }
@@ -209,9 +206,6 @@ KSTCardFrame *KSTReporterScreen::buildNetworkCard()
     layout->setSpacing(10);
     QHBoxLayout *header =
         cardHeader(QStringLiteral("Network"), QStringLiteral("wifi"), DownloadColor, card);
-    header->addWidget(legendEntry(QStringLiteral("Download"), DownloadColor, card));
-    header->addSpacing(8);
-    header->addWidget(legendEntry(QStringLiteral("Upload"), UploadColor, card));
     layout->addLayout(header);
 
     auto *totals = new QHBoxLayout;
@@ -280,15 +274,16 @@ void KSTReporterScreen::snapshotDidChange()
     m_diskChange->setText(
         QStringLiteral("Net change %1")
             .arg(KSTFormatting::formatSignedBytesShort(shown.diskNetChangeBytes)));
-    m_diskChart->setSeries({{DiskColor, shown.diskDailyFractions}}, shown.diskDayLabels);
+    m_diskChart->setSeries({{DiskColor, shown.diskDailyFractions, {}}}, shown.diskDayLabels);
     m_downloaded->setText(QStringLiteral("%1 downloaded")
                               .arg(KSTFormatting::formatBytesShort(shown.networkDownloadBytes)));
     m_uploaded->setText(QStringLiteral("%1 uploaded")
                             .arg(KSTFormatting::formatBytesShort(shown.networkUploadBytes)));
     m_networkPeriod->setText(shown.networkPeriodText);
-    m_networkChart->setSeries({{DownloadColor, shown.networkDailyDownloadFractions},
-                               {UploadColor, shown.networkDailyUploadFractions}},
-                              shown.networkDayLabels);
+    m_networkChart->setSeries(
+        {{DownloadColor, shown.networkDailyDownloadFractions, QStringLiteral("Download")},
+         {UploadColor, shown.networkDailyUploadFractions, QStringLiteral("Upload")}},
+        shown.networkDayLabels);
 
     QList<KSTReporterBarList::Row> folders;
     for (const KSTReporterFolderChange &folder : shown.topFolders)
@@ -329,4 +324,27 @@ void KSTReporterScreen::refreshNotice()
     const QString notice = m_model.damagedHistoryNotice();
     m_noticeText->setText(notice);
     m_notice->setVisible(!notice.isEmpty());
+}
+
+void KSTReporterScreen::refreshDayToolTips()
+{
+    QStringList disk;
+    QStringList network;
+    const QLocale locale;
+    for (const KSTReporterModel::DayFigures &day : m_model.dayFigures()) {
+        const QString date = locale.toString(day.day, QStringLiteral("dddd, MMM d"));
+        if (!day.recorded) {
+            disk << date + QStringLiteral("\nNo scan that day");
+            network << date + QStringLiteral("\nNo scan that day");
+            continue;
+        }
+        disk << date + QLatin1Char('\n') +
+                    (day.storageUsed ? bytesLine(*day.storageUsed, QStringLiteral("used"))
+                                     : QStringLiteral("No disk figure recorded"));
+        network << date + QLatin1Char('\n') +
+                       bytesLine(day.downloaded, QStringLiteral("downloaded")) + QLatin1Char('\n') +
+                       bytesLine(day.uploaded, QStringLiteral("uploaded"));
+    }
+    m_diskChart->setGroupToolTips(disk);
+    m_networkChart->setGroupToolTips(network);
 }

@@ -52,6 +52,7 @@ private:
     void snapshotDidChange();
     void refreshControls();
     void refreshNotice();
+    void refreshDayToolTips();
 
     KSTReporterModel m_model;
     bool m_announcedReady = false;

@@ -17,6 +17,7 @@
 
 #include <QDir>
 #include <QLabel>
+#include <QLocale>
 #include <QPushButton>
 #include <QSignalSpy>
 #include <QTest>
@@ -187,6 +188,20 @@ TEST_F(ReporterScreenTest, DrawsTheHistoryAtOnceThenTheFullWeek)
     EXPECT_FALSE(
         childNamed<QWidget>(screen, QStringLiteral("damagedHistoryNotice"))->isVisibleTo(screen));
     EXPECT_TRUE(refresh->isEnabled());
+
+    // Pointing at a day tells its figures in bytes, from the same records.
+    ASSERT_TRUE(KSTTestSupport::pumpUntil([disk] { return disk->groupToolTips().size() == 7; }));
+    const QString oldest = disk->groupToolTips().first();
+    EXPECT_TRUE(oldest.startsWith(QLocale().toString(now.date().addDays(-6), "dddd, MMM d")))
+        << qPrintable(oldest);
+    EXPECT_TRUE(oldest.contains(KSTFormatting::formatCount(quint64(100) << 30) + " bytes"))
+        << qPrintable(oldest);
+    ASSERT_EQ(network->groupToolTips().size(), 7);
+    const QString second = network->groupToolTips().at(1);
+    EXPECT_TRUE(second.contains("(" + KSTFormatting::formatCount(2000) + " bytes)"))
+        << qPrintable(second);
+    EXPECT_TRUE(second.contains("(" + KSTFormatting::formatCount(400) + " bytes)"))
+        << qPrintable(second);
 }
 
 TEST_F(ReporterScreenTest, RefreshBuildsTheReportAnewButAVisitDoesNot)
