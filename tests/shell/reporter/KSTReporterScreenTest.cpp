@@ -254,6 +254,22 @@ TEST_F(ReporterScreenTest, AQuietWeekSaysSoPlainly)
     EXPECT_EQ(network->series().at(0).fractions.mid(0, 6), QList<double>(6, 0.0));
 }
 
+TEST_F(ReporterScreenTest, AHistoryThatCannotBeWrittenIsNotTheUsersConcernHere)
+{
+    // A file where the history's folder should be: today cannot be recorded.
+    mac.writeHomeFile(QStringLiteral("Library/Application Support/Kestrel"), "in the way");
+    auto controller = makeShownWindow();
+    KSTReporterScreen *screen = showReporter(*controller);
+    ASSERT_NE(screen, nullptr);
+    ASSERT_TRUE(KSTTestSupport::pumpUntil([screen] { return screen->isContentReady(); }));
+    KSTTestSupport::pumpFor(50); // anything the update announced has arrived
+    EXPECT_FALSE(
+        childNamed<QWidget>(screen, QStringLiteral("damagedHistoryNotice"))->isVisibleTo(screen));
+    EXPECT_EQ(card(screen, "appsRemovedCard")->detailText(), "No removals detected this week");
+    EXPECT_EQ(KSTTestSupport::readFile(mac.homePath("Library/Application Support/Kestrel")),
+              "in the way");
+}
+
 TEST_F(ReporterScreenTest, SystemReportIsAskedForAndNothingElseHappens)
 {
     auto controller = makeShownWindow();
