@@ -16,8 +16,13 @@ KSTReporterModel::KSTReporterModel(KSTSystemInfo &systemInfo, QObject *parent)
     KSTNotificationCenter::defaultCenter().addObserver(
         KSTReporterEngine::HistoryDidUpdateNotification, this,
         [this](const KSTNotification &notification) {
-            const QString kept =
+            KSTReporterHistory::UpdateResult update;
+            update.written = notification.userInfo.value(QStringLiteral("written")).toBool();
+            update.reason = notification.userInfo.value(QStringLiteral("reason")).toString();
+            update.keptDamagedPath =
                 notification.userInfo.value(QStringLiteral("keptDamagedPath")).toString();
+            m_lastUpdate = update;
+            const QString kept = update.keptDamagedPath;
             if (kept.isEmpty() || kept == m_keptDamagedPath)
                 return;
             m_keptDamagedPath = kept;
@@ -44,8 +49,6 @@ void KSTReporterModel::refresh()
                     return;
                 m_snapshot = std::move(snapshot);
                 Q_EMIT snapshotChanged();
-                if (!m_snapshot->isPartial)
-                    loadDayFigures();
             }));
     m_fetchGeneration = m_systemInfo->reporterScanGeneration();
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "KSTReporterHistory.h"
 #include "KSTSystemInfo.h"
 
 #include <QDate>
@@ -21,9 +22,10 @@
 /// model is gone is dropped.
 ///
 /// The history's outcome reaches the model through
-/// KSTReporterEngine::HistoryDidUpdateNotification. Only a damaged file kept aside is told
-/// (damagedHistoryNotice()); a failed write stays silent, as the window has nothing the user
-/// could do about it.
+/// KSTReporterEngine::HistoryDidUpdateNotification, before the full report it belongs to.
+/// The window tells only a damaged file kept aside (damagedHistoryNotice()); a failed write
+/// stays silent there, as the user could do nothing about it; the command line says both
+/// (lastHistoryUpdate()).
 ///
 /// Thread safety: a main-thread object; every call and signal happens on the main thread.
 class KSTReporterModel : public QObject
@@ -58,12 +60,21 @@ public:
         quint64 downloaded = 0;             ///< received that day, by the chart's rule
         quint64 uploaded = 0;
     };
-    /// The charted days of the full report shown, oldest first; read from the history after
-    /// the full report arrives (empty until then).
+    /// Reads the figures behind the charted days from the history, on the Reporter queue
+    /// (where the report writes it); dayFiguresChanged() when they have arrived. Call it once
+    /// a full report is shown, so the figures match its charts.
+    void loadDayFigures();
+    /// The charted days as last loaded, oldest first; empty before the first load.
     const QList<DayFigures> &dayFigures() const { return m_dayFigures; }
     /// The figures of the @p days days ending with @p end's day, oldest first.
     static QList<DayFigures> dayFiguresFromHistory(const QVariantList &records, qint64 days,
                                                    const QDateTime &end);
+
+    /// What the last history update of a full build said; nothing before the first.
+    std::optional<KSTReporterHistory::UpdateResult> lastHistoryUpdate() const
+    {
+        return m_lastUpdate;
+    }
 
     /// Where the last damaged history was kept aside; empty when none was this session.
     QString keptDamagedHistoryPath() const { return m_keptDamagedPath; }
@@ -79,12 +90,11 @@ Q_SIGNALS:
 
 private:
     void setFetchInFlight(bool inFlight);
-    // Reads the history on the Reporter queue, where the report wrote it.
-    void loadDayFigures();
 
     KSTSystemInfo *m_systemInfo;
     KSTSystemInfo::ReporterSnapshotPtr m_snapshot;
     QString m_keptDamagedPath;
+    std::optional<KSTReporterHistory::UpdateResult> m_lastUpdate;
     QList<DayFigures> m_dayFigures;
     bool m_fetchInFlight = false;
     quint64 m_fetchGeneration = 0;

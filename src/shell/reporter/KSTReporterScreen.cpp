@@ -303,6 +303,8 @@ void KSTReporterScreen::snapshotDidChange()
     m_usage->setRows(usage, KSTReporterEngine::UsageEntryLimit);
 
     refreshControls();
+    if (snapshot && !snapshot->isPartial)
+        m_model.loadDayFigures(); // the tool tips of this report's days
     if (!m_announcedReady && isContentReady()) {
         m_announcedReady = true;
         Q_EMIT contentReady();
