@@ -5,10 +5,9 @@
 #include "KSTReporterCommandOutput.h"
 #include "KSTReporterEngine.h"
 #include "KSTReporterHistory.h"
+#include "KSTReporterModel.h"
 #include "KSTSystemInfo.h"
 
-#include <memory>
-#include <mutex>
 #include <optional>
 
 namespace {
@@ -17,51 +16,27 @@ namespace {
 // that never comes (no engine installed) must not hang the command for ever.
 constexpr int SnapshotTimeoutMs = 30 * 60 * 1000;
 
-// Shared with the completions, which may outlive a command that gave up waiting.
-struct ReportState
-{
-    std::mutex mutex;
-    KSTSystemInfo::ReporterSnapshotPtr full;
-    std::optional<KSTReporterHistory::UpdateResult> update;
-};
-
 int runReport(KSTCliContext &context)
 {
-    auto state = std::make_shared<ReportState>();
-    KSTReporterEngine::setHistoryUpdateObserver(
-        [state](const KSTReporterHistory::UpdateResult &result) {
-            std::lock_guard lock(state->mutex);
-            state->update = result;
-        });
-    KSTSystemInfo::shared().fetchReporterSnapshotAsync(
-        [state](KSTSystemInfo::ReporterSnapshotPtr snapshot) {
-            std::lock_guard lock(state->mutex);
-            if (snapshot && !snapshot->isPartial)
-                state->full = snapshot;
-        });
-    const bool arrived = KSTDispatch::runMainLoopUntil(
-        [state] {
-            std::lock_guard lock(state->mutex);
-            return state->full != nullptr;
-        },
-        SnapshotTimeoutMs);
-    KSTReporterEngine::setHistoryUpdateObserver({});
-    std::lock_guard lock(state->mutex);
-    if (!arrived)
+    // The window's model: the same fetch, and the history's outcome before the report.
+    KSTReporterModel model(KSTSystemInfo::shared());
+    model.refresh();
+    if (!KSTDispatch::runMainLoopUntil([&model] { return model.hasCompleteSnapshot(); },
+                                       SnapshotTimeoutMs))
         return context.failure(
             {QStringLiteral("KSTSystemInfo"), 1, QStringLiteral("The report did not arrive."), {}});
-    if (state->update) {
-        if (!state->update->keptDamagedPath.isEmpty())
-            context.err() << "kestrel: the damaged history was kept as "
-                          << state->update->keptDamagedPath << "\n";
-        if (!state->update->written)
-            context.err() << "kestrel: history not recorded: " << state->update->reason << "\n";
+    if (const std::optional<KSTReporterHistory::UpdateResult> update = model.lastHistoryUpdate()) {
+        if (!update->keptDamagedPath.isEmpty())
+            context.err() << "kestrel: the damaged history was kept as " << update->keptDamagedPath
+                          << "\n";
+        if (!update->written)
+            context.err() << "kestrel: history not recorded: " << update->reason << "\n";
         context.err().flush();
     }
     if (context.json())
-        context.printJson(KSTReporterCommandOutput::snapshotJson(*state->full));
+        context.printJson(KSTReporterCommandOutput::snapshotJson(*model.snapshot()));
     else
-        KSTReporterCommandOutput::printReport(context.out(), *state->full);
+        KSTReporterCommandOutput::printReport(context.out(), *model.snapshot());
     return KSTCliContext::Success;
 }
 

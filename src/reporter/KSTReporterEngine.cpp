@@ -3,6 +3,7 @@
 #include "KSTApplicationBundleCatalog.h"
 #include "KSTHostInfo.h"
 #include "KSTLiveMetrics.h"
+#include "KSTNotificationCenter.h"
 #include "KSTPermissionChecker.h"
 #include "KSTPropertyList.h"
 #include "KSTQuietFiles.h"
@@ -14,7 +15,6 @@
 #include <QMetaType>
 
 #include <algorithm>
-#include <mutex>
 
 namespace {
 
@@ -23,18 +23,13 @@ const QString NoDelta = QStringLiteral("—");
 constexpr qint64 SecondsPerDay = 86'400;
 constexpr qint64 SecondsPerWeek = 7 * SecondsPerDay;
 
-std::mutex observerMutex;
-KSTReporterEngine::HistoryUpdateObserver historyObserver;
-
-void notifyHistoryObserver(const KSTReporterHistory::UpdateResult &result)
+void announceHistoryUpdate(const KSTReporterHistory::UpdateResult &result)
 {
-    KSTReporterEngine::HistoryUpdateObserver observer;
-    {
-        std::lock_guard lock(observerMutex);
-        observer = historyObserver;
-    }
-    if (observer)
-        observer(result);
+    KSTNotificationCenter::defaultCenter().post(
+        KSTReporterEngine::HistoryDidUpdateNotification, nullptr,
+        {{QStringLiteral("written"), result.written},
+         {QStringLiteral("reason"), result.reason},
+         {QStringLiteral("keptDamagedPath"), result.keptDamagedPath}});
 }
 
 QString bundleName(const QString &bundlePath)
@@ -58,12 +53,6 @@ void KSTReporterEngine::install(KSTSystemInfo &systemInfo)
     });
     systemInfo.setReporterPartialSnapshotBuilder(
         [info] { return KSTReporterEngine(*info).fetchReporterSnapshotPartial(); });
-}
-
-void KSTReporterEngine::setHistoryUpdateObserver(HistoryUpdateObserver observer)
-{
-    std::lock_guard lock(observerMutex);
-    historyObserver = std::move(observer);
 }
 
 std::shared_ptr<KSTReporterSnapshot>
@@ -99,7 +88,7 @@ KSTReporterEngine::fetchReporterSnapshotWithGeneration(quint64 generation) const
                                       &snapshot->networkUploadBytes);
     snapshot->networkPeriodText = networkPeriodDescription();
 
-    notifyHistoryObserver(KSTReporterHistory::updateReporterHistoryForDate(
+    announceHistoryUpdate(KSTReporterHistory::updateReporterHistoryForDate(
         now, used, snapshot->networkDownloadBytes, snapshot->networkUploadBytes, 0, 0));
     fillCharts(*snapshot, total, now);
 

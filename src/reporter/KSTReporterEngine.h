@@ -41,10 +41,12 @@ public:
     /// Installs the full and the placeholder builds of an engine for @p systemInfo.
     static void install(KSTSystemInfo &systemInfo);
 
-    /// Is told the outcome of every history update the full build makes, on the thread that
-    /// made it (the Reporter queue). Replaces the previous observer; an empty one removes it.
-    using HistoryUpdateObserver = std::function<void(const KSTReporterHistory::UpdateResult &)>;
-    static void setHistoryUpdateObserver(HistoryUpdateObserver observer);
+    /// Posted (KSTNotificationCenter, delivered on the main thread) after every history update
+    /// of the full build, before the build's report is delivered, with the user-info keys
+    /// "written" (bool), "reason" and "keptDamagedPath" (strings, as in
+    /// KSTReporterHistory::UpdateResult). KSTReporterModel listens for it.
+    static inline const QString HistoryDidUpdateNotification =
+        QStringLiteral("KSTReporterHistoryDidUpdateNotification");
 
     /// The full report for @p generation; nullptr, with no history written, when the
     /// generation is cancelled by the time the date range is made.

@@ -1,7 +1,7 @@
 // kst_fixture_mac: builds a small but lived-in Mac under a temporary folder and prints its
 // root, for screenshots and for trying the program by hand (`kestrel --root ROOT …`).
 //
-//   kst_fixture_mac [--no-full-disk-access] [--autoclean-history]
+//   kst_fixture_mac [--no-full-disk-access] [--autoclean-history] [--reporter-week]
 //
 // The machine: the recorded MacBook Pro (Apple M3) system_profiler, macOS Sonoma 14.5, one
 // user "alice" with applications of different sizes, documents, movies and pictures, old
@@ -13,11 +13,16 @@
 // 7 days) with a never-touch list, then switches automation off again, so that the month's
 // totals and the last run are real; it writes the Auto Clean preferences of the current
 // settings folder ($XDG_CONFIG_HOME), which the caller points at a scratch place.
+// --reporter-week gives the user a week of Reporter history (the six days before today, below
+// this host's own disk use and network counters, which the Reporter records today), an
+// installer log with two removals and a knowledge database of the week's application use.
 // The folder is left on disk; remove it when done.
 #include "KSTApplicationInfo.h"
 #include "KSTAutoCleanManager.h"
 #include "KSTFixtureMac.h"
+#include "KSTHostInfo.h"
 #include "KSTPermissionChecker.h"
+#include "KSTReporterTestSupport.h"
 #include "KSTTestSupport.h"
 
 #include <QCoreApplication>
@@ -175,6 +180,63 @@ bool addCleanUpHome(KSTFixtureMac &mac)
     return true;
 }
 
+// Six days before today, each a little below today's figures of this host, so the charts
+// rise towards today as on a Mac in use; the usage of the week's foreground applications; and
+// the installer's log of two removals.
+bool addReporterWeek(KSTFixtureMac &mac)
+{
+    const QDateTime now = QDateTime::currentDateTime();
+    quint64 received = 0;
+    quint64 sent = 0;
+    for (const KSTInterfaceByteCounts &counts :
+         KSTHostInfo::current().interfaceByteCounts().value_or(QList<KSTInterfaceByteCounts>())) {
+        if (!counts.isLoopback) {
+            received += counts.receivedBytes;
+            sent += counts.sentBytes;
+        }
+    }
+    const std::optional<KSTVolumeUsage> volume = KSTHostInfo::current().volumeUsage(mac.home());
+    const quint64 used = volume && volume->totalBytes > volume->freeBytes
+                             ? volume->totalBytes - volume->freeBytes
+                             : 0;
+    const double storage[] = {0.93, 0.94, 0.96, 0.955, 0.97, 0.985};
+    const double download[] = {0.12, 0.31, 0.38, 0.61, 0.72, 0.86};
+    const double upload[] = {0.18, 0.27, 0.45, 0.52, 0.70, 0.81};
+    QVariantList records;
+    for (int index = 0; index < 6; ++index) {
+        const QDate day = now.date().addDays(index - 6);
+        records << historyRecord(
+            day.toString(QStringLiteral("yyyy-MM-dd")), qint64(double(used) * storage[index]),
+            qint64(double(received) * download[index]), qint64(double(sent) * upload[index]));
+    }
+    mac.writeHomePlist(QStringLiteral("Library/Application Support/Kestrel/reporter-history.plist"),
+                       records);
+
+    mac.writeFile(QStringLiteral("var/log/install.log"),
+                  "2024-06-10 09:12:03+02 installd[412]: Removed Zoom.app from /Applications\n"
+                  "2024-06-11 18:40:51+02 installd[412]: Removed Skype.app from /Applications\n");
+
+    const struct
+    {
+        const char *identifier;
+        double hours;
+    } usage[] = {
+        {"com.apple.dt.Xcode", 14.5},       {"com.apple.Safari", 9.2},
+        {"com.tinyspeck.slackmacgap", 6.1}, {"com.microsoft.VSCode", 3.8},
+        {"com.apple.Notes", 1.4},           {"com.apple.logic10", 0.7},
+    };
+    QList<KSTKnowledgeUsageRow> rows;
+    for (const auto &app : usage) {
+        // Spread over the week's days, as the database keeps one row per foreground period.
+        for (int day = 0; day < 4; ++day)
+            rows << KSTKnowledgeUsageRow{QLatin1String(app.identifier),
+                                         now.addDays(-day).addSecs(-4 * 3600),
+                                         app.hours * 3600 / 4};
+    }
+    return writeKnowledgeDatabase(
+        mac.homePath(QStringLiteral("Library/Application Support/Knowledge/knowledgeC.db")), rows);
+}
+
 // The real engine, run once on this machine; returns false when it reported nothing.
 bool runAutoCleanOnce(KSTFixtureMac &mac)
 {
@@ -202,8 +264,10 @@ int main(int argc, char **argv)
     QTextStream err(stderr);
     for (const QString &argument : arguments) {
         if (argument != QLatin1String("--no-full-disk-access") &&
-            argument != QLatin1String("--autoclean-history")) {
-            err << "usage: kst_fixture_mac [--no-full-disk-access] [--autoclean-history]\n";
+            argument != QLatin1String("--autoclean-history") &&
+            argument != QLatin1String("--reporter-week")) {
+            err << "usage: kst_fixture_mac [--no-full-disk-access] [--autoclean-history] "
+                   "[--reporter-week]\n";
             return 2;
         }
     }
@@ -231,6 +295,10 @@ int main(int argc, char **argv)
             err << "kst_fixture_mac: Auto Clean removed nothing\n";
             return 1;
         }
+    }
+    if (arguments.contains(QLatin1String("--reporter-week")) && !addReporterWeek(mac)) {
+        err << "kst_fixture_mac: could not write the Reporter's week\n";
+        return 1;
     }
     QTextStream(stdout) << mac.keep() << '\n';
     return 0;

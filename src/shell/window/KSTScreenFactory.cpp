@@ -3,6 +3,7 @@
 #include "KSTAutoCleanScreen.h"
 #include "KSTCleanUpScreen.h"
 #include "KSTOverviewScreen.h"
+#include "KSTReporterScreen.h"
 #include "KSTSectionCatalog.h"
 #include "KSTUnavailableScreen.h"
 
@@ -17,6 +18,7 @@ KSTToolScreen *KSTScreenFactory::makeScreenForSection(int section, const KSTShel
     case KSTSectionCatalog::AutoClean:
         return new KSTAutoCleanScreen(*engines.autoCleanManager, parent);
     case KSTSectionCatalog::Reporter:
+        return new KSTReporterScreen(*engines.systemInfo, parent);
     case KSTSectionCatalog::Duplicates:
     case KSTSectionCatalog::AppManage:
     case KSTSectionCatalog::Utilities:
