@@ -5,6 +5,8 @@
 #include "KSTOverviewScreen.h"
 #include "KSTSectionCatalog.h"
 #include "KSTUnavailableScreen.h"
+#include "KSTUtilitiesManager.h"
+#include "KSTUtilitiesScreen.h"
 
 KSTToolScreen *KSTScreenFactory::makeScreenForSection(int section, const KSTShellEngines &engines,
                                                       QWidget *parent)
@@ -16,10 +18,11 @@ KSTToolScreen *KSTScreenFactory::makeScreenForSection(int section, const KSTShel
         return new KSTCleanUpScreen(*engines.systemInfo, parent);
     case KSTSectionCatalog::AutoClean:
         return new KSTAutoCleanScreen(*engines.autoCleanManager, parent);
+    case KSTSectionCatalog::Utilities:
+        return new KSTUtilitiesScreen(KSTUtilitiesManager::sharedManager(), parent);
     case KSTSectionCatalog::Reporter:
     case KSTSectionCatalog::Duplicates:
     case KSTSectionCatalog::AppManage:
-    case KSTSectionCatalog::Utilities:
     default:
         // Their engines are not part of this version yet.
         return new KSTUnavailableScreen(section, parent);
