@@ -3,6 +3,7 @@
 #include "KSTBusyIndicator.h"
 #include "KSTDispatch.h"
 #include "KSTElidedLabel.h"
+#include "KSTPopUpMenu.h"
 #include "KSTStyle.h"
 #include "KSTSymbolView.h"
 #include "KSTUtilitiesAlerts.h"
@@ -95,10 +96,9 @@ QWidget *KSTDefaultAppsPanel::rowFor(const KSTDefaultAppRecord &record)
         record.currentBundleIdentifier.isEmpty() ? QString() : QStringLiteral("sky"), 14, row);
     icon->setToolTip(record.currentAppIcon);
     layout->addWidget(icon);
-    auto *menu = new QComboBox(row);
+    auto *menu = new KSTPopUpMenu(row);
     menu->setObjectName(QStringLiteral("defaultAppMenu"));
-    menu->setMinimumWidth(130);
-    menu->setMaximumWidth(180);
+    menu->setFixedWidth(150);
     int current = -1;
     for (const KSTDefaultAppCandidate &candidate : record.candidates) {
         if (candidate.bundleIdentifier == record.currentBundleIdentifier)

@@ -96,11 +96,13 @@ void KSTPathDropArea::paintEvent(QPaintEvent *)
     const QRectF frame = QRectF(rect()).adjusted(1, 1, -1, -1);
     QPainterPath path;
     path.addRoundedRect(frame, 10, 10);
-    QColor fill = m_hovered ? KSTPalette::accent() : KSTPalette::trackFill();
-    fill.setAlpha(m_hovered ? 40 : (KSTPalette::isDark() ? 90 : 140));
+    QColor fill = m_hovered ? KSTPalette::accent() : KSTPalette::windowBackground();
+    if (m_hovered)
+        fill.setAlpha(40);
     painter.fillPath(path, fill);
-    QPen pen(m_hovered ? KSTPalette::accent() : KSTPalette::separator(), 1.5, Qt::DashLine);
-    painter.setPen(pen);
+    QColor border = m_hovered ? KSTPalette::accent() : KSTPalette::tertiaryText();
+    border.setAlpha(m_hovered ? 255 : 150);
+    painter.setPen(QPen(border, 1.5, Qt::DashLine));
     painter.drawPath(path);
     painter.setPen(m_paths.isEmpty() ? KSTPalette::secondaryText() : KSTPalette::primaryText());
     painter.setFont(font());

@@ -3,6 +3,7 @@
 #include "KSTBusyIndicator.h"
 #include "KSTPalette.h"
 #include "KSTPathDropArea.h"
+#include "KSTPopUpMenu.h"
 #include "KSTStyle.h"
 #include "KSTUtilitiesAlerts.h"
 
@@ -40,7 +41,7 @@ KSTSecureErasePanel::KSTSecureErasePanel(KSTUtilitiesManager &manager,
     auto *method = new QHBoxLayout;
     method->setSpacing(8);
     method->addWidget(KSTStyle::label(QStringLiteral("Erase Method"), KSTStyle::Secondary, this));
-    m_method = new QComboBox(this);
+    m_method = new KSTPopUpMenu(this);
     m_method->setObjectName(QStringLiteral("eraseMethod"));
     m_method->addItems(KSTSecureEraseModel::methodMenuTitles());
     method->addWidget(m_method, 1);

@@ -99,15 +99,14 @@ void KSTUtilitiesScreen::panelDidLoad()
 
 void KSTUtilitiesScreen::applyFieldStyle()
 {
-    // Menus and text fields are not covered by the application's sheet; they follow the
-    // palette here so the dark appearance stays readable.
+    // Text fields and the menus' lists are not covered by the application's sheet; they
+    // follow the palette here so the dark appearance stays readable.
     using P = KSTPalette;
-    setStyleSheet(
-        QStringLiteral("QComboBox, QLineEdit { background: %1; color: %2; border: 1px solid %3; "
-                       "border-radius: 6px; padding: 4px 8px; font-size: 12px; }\n"
-                       "QLineEdit:disabled, QComboBox:disabled { color: %4; }\n"
-                       "QComboBox QAbstractItemView { background: %1; color: %2; "
-                       "selection-background-color: %5; }\n")
-            .arg(P::css(P::cardBackground()), P::css(P::primaryText()), P::css(P::separator()),
-                 P::css(P::tertiaryText()), P::css(P::accent())));
+    setStyleSheet(QStringLiteral("QLineEdit { background: %1; color: %2; border: 1px solid %3; "
+                                 "border-radius: 6px; padding: 4px 8px; font-size: 12px; }\n"
+                                 "QLineEdit:disabled { color: %4; }\n"
+                                 "QComboBox QAbstractItemView { background: %1; color: %2; "
+                                 "selection-background-color: %5; selection-color: white; }\n")
+                      .arg(P::css(P::cardBackground()), P::css(P::primaryText()),
+                           P::css(P::separator()), P::css(P::tertiaryText()), P::css(P::accent())));
 }
