@@ -2,11 +2,11 @@
 
 #include "KSTBusyIndicator.h"
 #include "KSTPalette.h"
+#include "KSTPathChooser.h"
 #include "KSTPathDropArea.h"
 #include "KSTStyle.h"
 #include "KSTUtilitiesAlerts.h"
 
-#include <QFileDialog>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QLineEdit>
@@ -16,9 +16,9 @@
 
 namespace {
 
-QStringList pickWithDialog(QWidget *parent)
+QStringList pickWithDialog(QWidget *button)
 {
-    return QFileDialog::getOpenFileNames(parent, QStringLiteral("Choose Items to Encrypt"));
+    return KSTPathChooser::ask(button, QStringLiteral("Choose Items to Encrypt"));
 }
 
 QLineEdit *passwordField(const QString &placeholder, const QString &objectName, QWidget *parent)
@@ -91,7 +91,7 @@ void KSTEncryptionPanel::choose()
 {
     if (!m_picker)
         return;
-    const QStringList paths = m_picker(this);
+    const QStringList paths = m_picker(m_choose);
     if (!paths.isEmpty())
         setPaths(paths);
 }

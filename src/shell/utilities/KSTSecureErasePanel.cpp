@@ -1,14 +1,16 @@
 #include "KSTSecureErasePanel.h"
 
 #include "KSTBusyIndicator.h"
+#include "KSTDispatch.h"
 #include "KSTPalette.h"
+#include "KSTPathChooser.h"
 #include "KSTPathDropArea.h"
 #include "KSTPopUpMenu.h"
 #include "KSTStyle.h"
 #include "KSTUtilitiesAlerts.h"
+#include "KSTUtilitiesManager.h"
 
 #include <QComboBox>
-#include <QFileDialog>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QPointer>
@@ -17,9 +19,9 @@
 
 namespace {
 
-QStringList pickWithDialog(QWidget *parent)
+QStringList pickWithDialog(QWidget *button)
 {
-    return QFileDialog::getOpenFileNames(parent, QStringLiteral("Choose Items to Erase"));
+    return KSTPathChooser::ask(button, QStringLiteral("Choose Items to Erase"));
 }
 
 } // namespace
@@ -28,7 +30,7 @@ KSTSecureErasePanel::KSTSecureErasePanel(KSTUtilitiesManager &manager,
                                          const KSTUtilitiesAlerts &alerts, QWidget *parent)
     : KSTUtilitiesPanel(QStringLiteral("trash.fill"), QStringLiteral("rose"),
                         QStringLiteral("Secure Erase"), parent),
-      m_model(manager), m_alerts(alerts), m_picker(&pickWithDialog)
+      m_manager(manager), m_model(manager), m_alerts(alerts), m_picker(&pickWithDialog)
 {
     setObjectName(QStringLiteral("secureErasePanel"));
     subtitleLabel()->setText(QStringLiteral("Overwrite, then delete for good"));
@@ -74,7 +76,7 @@ KSTSecureErasePanel::KSTSecureErasePanel(KSTUtilitiesManager &manager,
 
 void KSTSecureErasePanel::setPaths(const QStringList &paths)
 {
-    if (m_model.isErasing())
+    if (m_model.isErasing() || m_counting)
         return;
     m_dropArea->setPaths(paths);
     m_status->clear();
@@ -85,7 +87,7 @@ void KSTSecureErasePanel::choose()
 {
     if (!m_picker)
         return;
-    const QStringList paths = m_picker(this);
+    const QStringList paths = m_picker(m_choose);
     if (!paths.isEmpty())
         setPaths(paths);
 }
@@ -93,7 +95,7 @@ void KSTSecureErasePanel::choose()
 void KSTSecureErasePanel::requestErase()
 {
     const QStringList paths = m_dropArea->paths();
-    if (paths.isEmpty() || m_model.isErasing())
+    if (paths.isEmpty() || m_model.isErasing() || m_counting)
         return;
     // The protected test runs again in the job; refusing here keeps the alert from offering
     // what can never be done.
@@ -102,10 +104,29 @@ void KSTSecureErasePanel::requestErase()
         m_alerts.tell(this, *refusal, {}, true);
         return;
     }
+    // Counting what would be overwritten walks every chosen folder (a whole volume, perhaps):
+    // a worker does it, and the question comes once the count is there.
+    m_counting = true;
+    showStatus(QStringLiteral("Counting…"), {});
+    refreshControls();
+    auto ask = KSTDispatch::onMainFor<QString>(
+        this, [this, paths](const QString &preview) { confirmAndStart(paths, preview); });
+    KSTUtilitiesManager *manager = &m_manager;
+    KSTDispatch::globalAsync(KSTQualityOfService::UserInitiated,
+                             [manager, paths, ask = std::move(ask)] {
+                                 const KSTSecureEraseModel counter(*manager);
+                                 ask(KSTSecureEraseModel::previewText(counter.preview(paths)));
+                             });
+}
+
+void KSTSecureErasePanel::confirmAndStart(const QStringList &paths, const QString &preview)
+{
+    m_counting = false;
+    showStatus(QString(), {});
+    refreshControls();
     const KSTUtilitiesAlerts::Confirmation confirmation{
         KSTSecureEraseModel::confirmationMessage(), m_model.confirmationInformativeText(paths),
-        KSTSecureEraseModel::previewText(m_model.preview(paths)),
-        KSTSecureEraseModel::eraseButtonTitle()};
+        preview, KSTSecureEraseModel::eraseButtonTitle()};
     if (!m_alerts.confirm(this, confirmation))
         return;
     const QPointer<KSTSecureErasePanel> guard(this);
@@ -119,7 +140,6 @@ void KSTSecureErasePanel::requestErase()
             if (guard)
                 guard->finish(success, error);
         });
-    showStatus(QString(), {});
     refreshControls();
 }
 
@@ -135,7 +155,7 @@ void KSTSecureErasePanel::finish(bool success, const std::optional<KSTError> &er
 
 void KSTSecureErasePanel::refreshControls()
 {
-    const bool erasing = m_model.isErasing();
+    const bool erasing = m_model.isErasing() || m_counting;
     busyIndicator()->setRunning(erasing);
     m_dropArea->setEnabled(!erasing);
     m_method->setEnabled(!erasing);

@@ -21,7 +21,7 @@ class KSTSecureErasePanel : public KSTUtilitiesPanel
     Q_OBJECT
 
 public:
-    /// Asks the user for paths; empty when cancelled.
+    /// Asks the user for paths (from the Choose… button it gets); empty when cancelled.
     using PathPicker = std::function<QStringList(QWidget *parent)>;
 
     /// @p manager and @p alerts must outlive the panel.
@@ -31,16 +31,21 @@ public:
     void setPathPicker(PathPicker picker) { m_picker = std::move(picker); }
     /// The paths to erase (as dropped or chosen).
     void setPaths(const QStringList &paths);
-    /// The Erase button: refusal, confirmation, then the job.
+    /// The Erase button: the refusal at once, else (after counting what would be overwritten,
+    /// on a worker) the confirmation, then the job.
     void requestErase();
 
 private:
     void choose();
     void refreshControls();
     void showStatus(const QString &text, const QString &colorName);
+    void confirmAndStart(const QStringList &paths, const QString &preview);
     void finish(bool success, const std::optional<KSTError> &error);
 
+    KSTUtilitiesManager &m_manager;
     KSTSecureEraseModel m_model;
+    // The count shown in the confirmation is being made.
+    bool m_counting = false;
     const KSTUtilitiesAlerts &m_alerts;
     PathPicker m_picker;
     KSTPathDropArea *m_dropArea = nullptr;

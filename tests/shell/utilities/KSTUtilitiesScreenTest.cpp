@@ -83,6 +83,11 @@ protected:
         if (QPushButton *target = button(name))
             QTest::mouseClick(target, Qt::LeftButton);
     }
+    /// Waits for the question asked once what would be erased has been counted.
+    bool waitForConfirmation()
+    {
+        return KSTTestSupport::pumpUntil([this] { return confirmations.size() == 1; });
+    }
     /// Waits for the alert that tells how a job ended.
     bool waitForTold(qsizetype count = 1)
     {
@@ -251,7 +256,7 @@ TEST_F(UtilitiesScreenTest, EraseOverwritesOnlyAfterTheConfirmationAndTellsTheOu
     click(u"eraseChooseButton"_s);
     accept = false;
     click(u"eraseButton"_s);
-    ASSERT_EQ(confirmations.size(), 1);
+    ASSERT_TRUE(waitForConfirmation());
     EXPECT_EQ(confirmations.first().message, "Permanently erase selected items?");
     EXPECT_EQ(confirmations.first().informativeText,
               "Selected files and folders will be securely overwritten and deleted. This cannot "
@@ -300,7 +305,7 @@ TEST_F(UtilitiesScreenTest, TheConfirmationSaysWhenAVolumeIsAmongTheItems)
         picked = row.paths;
         click(u"eraseChooseButton"_s);
         click(u"eraseButton"_s);
-        ASSERT_EQ(confirmations.size(), 1);
+        ASSERT_TRUE(waitForConfirmation());
         EXPECT_EQ(confirmations.first().informativeText, QString::fromUtf8(row.informative));
     }
     KSTTestSupport::pumpFor(50);
