@@ -14,7 +14,11 @@
 
 namespace {
 constexpr int PanelMinimumHeight = 330;
-}
+constexpr int WideColumns = 3;
+constexpr int NarrowColumns = 2;
+// Below this width three cards would squeeze their menus and buttons.
+constexpr int WideLayoutMinimumWidth = 980;
+} // namespace
 
 KSTUtilitiesScreen::KSTUtilitiesScreen(KSTUtilitiesManager &manager, QWidget *parent)
     : KSTToolScreen(parent)
@@ -37,14 +41,11 @@ KSTUtilitiesScreen::KSTUtilitiesScreen(KSTUtilitiesManager &manager, QWidget *pa
     m_defaultApps = new KSTDefaultAppsPanel(manager, m_alerts, content);
     m_trash = new KSTTrashOriginsPanel(manager, content);
     m_homeSizes = new KSTHomeSizesPanel(manager, content);
-    const QList<QWidget *> panels = {m_startup,     m_erase, m_encryption,
-                                     m_defaultApps, m_trash, m_homeSizes};
-    for (qsizetype index = 0; index < panels.size(); ++index) {
-        panels.at(index)->setMinimumHeight(PanelMinimumHeight);
-        grid->addWidget(panels.at(index), int(index / 3), int(index % 3));
-    }
-    for (int column = 0; column < 3; ++column)
-        grid->setColumnStretch(column, 1);
+    m_grid = grid;
+    m_panels = {m_startup, m_erase, m_encryption, m_defaultApps, m_trash, m_homeSizes};
+    for (QWidget *panel : std::as_const(m_panels))
+        panel->setMinimumHeight(PanelMinimumHeight);
+    arrange(WideColumns);
     scroll->setWidget(content);
     outer->addWidget(scroll);
 
@@ -87,6 +88,25 @@ void KSTUtilitiesScreen::showEvent(QShowEvent *event)
         m_defaultApps->refresh();
         m_homeSizes->refresh();
     }
+}
+
+void KSTUtilitiesScreen::resizeEvent(QResizeEvent *event)
+{
+    KSTToolScreen::resizeEvent(event);
+    arrange(width() >= WideLayoutMinimumWidth ? WideColumns : NarrowColumns);
+}
+
+void KSTUtilitiesScreen::arrange(int columns)
+{
+    if (columns == m_columns)
+        return;
+    m_columns = columns;
+    for (QWidget *panel : std::as_const(m_panels))
+        m_grid->removeWidget(panel);
+    for (qsizetype index = 0; index < m_panels.size(); ++index)
+        m_grid->addWidget(m_panels.at(index), int(index / columns), int(index % columns));
+    for (int column = 0; column < WideColumns; ++column)
+        m_grid->setColumnStretch(column, column < columns ? 1 : 0);
 }
 
 void KSTUtilitiesScreen::panelDidLoad()

@@ -3,6 +3,8 @@
 #include "KSTToolScreen.h"
 #include "KSTUtilitiesAlerts.h"
 
+#include <QList>
+
 #include <functional>
 
 class KSTDefaultAppsPanel;
@@ -12,6 +14,7 @@ class KSTSecureErasePanel;
 class KSTStartupItemsPanel;
 class KSTTrashOriginsPanel;
 class KSTUtilitiesManager;
+class QGridLayout;
 
 /// The Utilities screen: six cards, each driving KSTUtilitiesManager through the same
 /// widget-free models as `kestrel startup`, `erase` and `encrypt`: Startup Items, Secure
@@ -42,12 +45,18 @@ public:
 
 protected:
     void showEvent(QShowEvent *event) override;
+    /// Three columns of cards when there is room, else two.
+    void resizeEvent(QResizeEvent *event) override;
 
 private:
+    void arrange(int columns);
     void panelDidLoad();
     void applyFieldStyle();
 
     KSTUtilitiesAlerts m_alerts;
+    QGridLayout *m_grid = nullptr;
+    QList<QWidget *> m_panels;
+    int m_columns = 0;
     bool m_shownOnce = false;
     bool m_announcedReady = false;
     KSTStartupItemsPanel *m_startup = nullptr;
