@@ -87,8 +87,12 @@ QWidget *KSTDefaultAppsPanel::rowFor(const KSTDefaultAppRecord &record)
     texts->setSpacing(0);
     auto *label = new KSTElidedLabel(record.extensionLabel, KSTStyle::Body, row);
     label->setObjectName(QStringLiteral("defaultAppLabel"));
+    // Labels and types come from the apps' own declarations: never read as markup.
+    label->setTextFormat(Qt::PlainText);
     texts->addWidget(label);
-    texts->addWidget(new KSTElidedLabel(record.contentTypeUTI, KSTStyle::Caption, row));
+    auto *type = new KSTElidedLabel(record.contentTypeUTI, KSTStyle::Caption, row);
+    type->setTextFormat(Qt::PlainText);
+    texts->addWidget(type);
     layout->addLayout(texts, 1);
 
     auto *icon = new KSTSymbolView(

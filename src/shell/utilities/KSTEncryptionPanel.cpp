@@ -62,6 +62,7 @@ KSTEncryptionPanel::KSTEncryptionPanel(KSTUtilitiesManager &manager,
     buttons->setSpacing(8);
     m_status = KSTStyle::label({}, KSTStyle::Secondary, this);
     m_status->setObjectName(QStringLiteral("encryptStatus"));
+    m_status->setTextFormat(Qt::PlainText); // names paths and error texts
     m_status->setWordWrap(true);
     buttons->addWidget(m_status, 1);
     m_choose = new QPushButton(QStringLiteral("Choose…"), this);

@@ -53,6 +53,7 @@ KSTSecureErasePanel::KSTSecureErasePanel(KSTUtilitiesManager &manager,
     buttons->setSpacing(8);
     m_status = KSTStyle::label({}, KSTStyle::Secondary, this);
     m_status->setObjectName(QStringLiteral("eraseStatus"));
+    m_status->setTextFormat(Qt::PlainText); // names paths and error texts
     m_status->setWordWrap(true);
     buttons->addWidget(m_status, 1);
     m_choose = new QPushButton(QStringLiteral("Choose…"), this);

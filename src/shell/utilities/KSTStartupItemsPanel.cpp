@@ -108,6 +108,8 @@ QWidget *KSTStartupItemsPanel::rowFor(const KSTStartupItemRecord &item)
     texts->setSpacing(0);
     auto *name = new KSTElidedLabel(item.name, KSTStyle::Body, row);
     name->setObjectName(QStringLiteral("startupName"));
+    // Names come from the machine's plists: shown as written, never read as markup.
+    name->setTextFormat(Qt::PlainText);
     name->setToolTip(item.path);
     texts->addWidget(name);
     auto *kind = new KSTElidedLabel(item.typeLabel, KSTStyle::Caption, row);

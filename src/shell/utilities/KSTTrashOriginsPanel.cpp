@@ -70,15 +70,19 @@ void KSTTrashOriginsPanel::show(const QList<KSTTrashSourceRecord> &records)
         top->setSpacing(8);
         auto *name = new KSTElidedLabel(record.fileName, KSTStyle::Body, row);
         name->setObjectName(QStringLiteral("trashName"));
+        // Names, origins and agents are whatever the files carry: never read as markup.
+        name->setTextFormat(Qt::PlainText);
         name->setToolTip(record.trashPath);
         top->addWidget(name, 1);
         QLabel *deletedBy = KSTStyle::label(record.deletedBy, KSTStyle::Caption, row);
         deletedBy->setObjectName(QStringLiteral("trashDeletedBy"));
+        deletedBy->setTextFormat(Qt::PlainText);
         top->addWidget(deletedBy);
         layout->addLayout(top);
         auto *origin = new KSTElidedLabel(QStringLiteral("From ") + record.originalLocation,
                                           KSTStyle::Caption, row);
         origin->setObjectName(QStringLiteral("trashOrigin"));
+        origin->setTextFormat(Qt::PlainText);
         layout->addWidget(origin);
         m_rowsLayout->insertWidget(m_rowsLayout->count() - 1, row);
     }

@@ -49,6 +49,7 @@ std::unique_ptr<QMessageBox> KSTUtilitiesAlerts::confirmationBox(QWidget *parent
     auto box = std::make_unique<QMessageBox>(parent);
     box->setIcon(QMessageBox::Warning);
     box->setWindowTitle(Title);
+    box->setTextFormat(Qt::PlainText); // texts name the user's files
     box->setText(confirmation.message);
     box->setInformativeText(confirmation.detailText.isEmpty()
                                 ? confirmation.informativeText
@@ -68,6 +69,7 @@ std::unique_ptr<QMessageBox> KSTUtilitiesAlerts::messageBox(QWidget *parent, con
     auto box = std::make_unique<QMessageBox>(parent);
     box->setIcon(warning ? QMessageBox::Warning : QMessageBox::Information);
     box->setWindowTitle(Title);
+    box->setTextFormat(Qt::PlainText); // texts name the user's files
     box->setText(message);
     box->setInformativeText(informativeText);
     box->setStandardButtons(QMessageBox::Ok);

@@ -537,6 +537,8 @@ TEST_F(UtilitiesScreenTest, TrashOriginsAndHomeFolderSizesShowTheManagersFigures
 {
     const QString downloaded = mac.writeHomeFile(".Trash/report.pdf", "pdf");
     mac.writeHomeFile(".Trash/notes.txt", "n");
+    // A name that reads as markup is shown as it is written.
+    mac.writeHomeFile(".Trash/<i>tilted.txt", "b");
     const QByteArray whereFroms =
         KSTPropertyList::toBinary(QVariantList{u"https://example.com/files/report.pdf"_s});
     ASSERT_EQ(::lsetxattr(QFile::encodeName(downloaded).constData(),
@@ -551,11 +553,16 @@ TEST_F(UtilitiesScreenTest, TrashOriginsAndHomeFolderSizesShowTheManagersFigures
     mac.makeHomeDirectory("Pictures");
     showScreen();
 
-    EXPECT_EQ(rowTexts(u"trashRow"_s, u"trashName"_s), (QStringList{"notes.txt", "report.pdf"}));
-    EXPECT_EQ(rowTexts(u"trashRow"_s, u"trashOrigin"_s),
-              (QStringList{"From Unknown", "From https://example.com/files/report.pdf"}));
-    EXPECT_EQ(rowTexts(u"trashRow"_s, u"trashDeletedBy"_s), (QStringList{"Finder", "Finder"}));
-    EXPECT_EQ(text(u"trashSummary"_s), "2 item(s) in the Trash");
+    EXPECT_EQ(rowTexts(u"trashRow"_s, u"trashName"_s),
+              (QStringList{"<i>tilted.txt", "notes.txt", "report.pdf"}));
+    EXPECT_EQ(
+        rowTexts(u"trashRow"_s, u"trashOrigin"_s),
+        (QStringList{"From Unknown", "From Unknown", "From https://example.com/files/report.pdf"}));
+    EXPECT_EQ(rowTexts(u"trashRow"_s, u"trashDeletedBy"_s),
+              (QStringList{"Finder", "Finder", "Finder"}));
+    EXPECT_EQ(text(u"trashSummary"_s), "3 item(s) in the Trash");
+    for (const QLabel *name : screen->findChildren<QLabel *>(u"trashName"_s))
+        EXPECT_EQ(name->textFormat(), Qt::PlainText) << name->text().toStdString();
 
     const QStringList names = rowTexts(u"homeFolderRow"_s, u"homeFolderName"_s);
     ASSERT_FALSE(names.isEmpty());
