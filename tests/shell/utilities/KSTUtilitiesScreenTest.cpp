@@ -19,6 +19,7 @@
 #include <QLineEdit>
 #include <QMimeData>
 #include <QPushButton>
+#include <QSignalSpy>
 #include <QTest>
 #include <QUrl>
 
@@ -114,10 +115,18 @@ protected:
 TEST_F(UtilitiesScreenTest, TheWindowShowsTheUtilitiesScreenAndItsContentArrives)
 {
     auto controller = makeShownWindow();
-    controller->showSection(6);
     auto *shown = qobject_cast<KSTUtilitiesScreen *>(controller->screenForSection(6));
     ASSERT_NE(shown, nullptr);
+    // The screenshot option waits for this signal: once, when all four lists are there.
+    QSignalSpy ready(shown, &KSTToolScreen::contentReady);
+    controller->showSection(6);
     EXPECT_TRUE(KSTTestSupport::pumpUntil([shown] { return shown->isContentReady(); }));
+    KSTTestSupport::pumpFor(20);
+    EXPECT_EQ(ready.count(), 1);
+    controller->showSection(0);
+    controller->showSection(6); // shown again: lists refresh, no second signal
+    KSTTestSupport::pumpFor(100);
+    EXPECT_EQ(ready.count(), 1);
 }
 
 TEST_F(UtilitiesScreenTest, StartupItemsShowImpactAndOfferDisableOnlyWhereAllowed)
@@ -570,6 +579,15 @@ TEST_F(UtilitiesScreenTest, TrashOriginsAndHomeFolderSizesShowTheManagersFigures
     EXPECT_EQ(rowTexts(u"homeFolderRow"_s, u"homeFolderSize"_s).first(),
               KSTFormatting::formatBytesShort(4096 * 1024));
     EXPECT_TRUE(text(u"homeVolume"_s).contains(" used of "));
+
+    // Refresh measures again with du (Music never is).
+    const qsizetype calls = mac.toolCalls("/usr/bin/du").size();
+    EXPECT_GT(calls, 0);
+    click(u"homeSizesRefreshButton"_s);
+    EXPECT_TRUE(KSTTestSupport::pumpUntil(
+        [this] { return button(u"homeSizesRefreshButton"_s)->isEnabled(); }));
+    EXPECT_EQ(mac.toolCalls("/usr/bin/du").size(), 2 * calls);
+    EXPECT_FALSE(mac.toolCalls("/usr/bin/du").join('\n').contains("Music"));
 }
 
 } // namespace
