@@ -125,15 +125,20 @@ QWidget *KSTDefaultAppsPanel::rowFor(const KSTDefaultAppRecord &record)
 void KSTDefaultAppsPanel::choose(QComboBox *menu, const KSTDefaultAppRecord &record)
 {
     const QString chosen = menu->currentData().toString();
-    if (chosen == record.currentBundleIdentifier || m_loading)
+    const int previous = qMax(menu->findData(record.currentBundleIdentifier), 0);
+    if (chosen == record.currentBundleIdentifier)
         return;
+    if (m_loading) {
+        // The list is being read again; the choice is made on the fresh one.
+        menu->setCurrentIndex(previous);
+        return;
+    }
     KSTError error;
     if (m_manager.setDefaultAppWithBundleIdentifier(chosen, record.contentTypeUTI, &error)) {
         refresh();
         return;
     }
-    const int previous = menu->findData(record.currentBundleIdentifier);
-    menu->setCurrentIndex(qMax(previous, 0));
+    menu->setCurrentIndex(previous);
     QTimer::singleShot(0, this, [this, error] {
         m_alerts.tell(this,
                       error.description.isEmpty()

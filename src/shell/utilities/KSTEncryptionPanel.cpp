@@ -137,6 +137,7 @@ void KSTEncryptionPanel::finish(quint64 created, const std::optional<KSTError> &
                    ? result.message
                    : result.message + QLatin1Char(' ') + result.informativeText,
                result.succeeded ? QStringLiteral("emerald") : QStringLiteral("rose"));
+    Q_EMIT jobFinished();
     // After the job's callback has returned: the alert runs a loop of its own.
     QTimer::singleShot(0, this, [this, result] {
         m_alerts.tell(this, result.message, result.informativeText, !result.succeeded);

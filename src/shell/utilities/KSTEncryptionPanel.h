@@ -30,6 +30,10 @@ public:
     /// The Encrypt button: the password checks, confirmation, then the job.
     void requestEncrypt();
 
+Q_SIGNALS:
+    /// A job has ended (the machine's files may have changed).
+    void jobFinished();
+
 private:
     void choose();
     void refreshControls();

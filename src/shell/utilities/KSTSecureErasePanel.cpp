@@ -150,6 +150,7 @@ void KSTSecureErasePanel::finish(bool success, const std::optional<KSTError> &er
     m_dropArea->setPaths({});
     refreshControls();
     showStatus(text, success ? QStringLiteral("emerald") : QStringLiteral("rose"));
+    Q_EMIT jobFinished();
     // After the job's callback has returned: the alert runs a loop of its own.
     QTimer::singleShot(0, this, [this, text, success] { m_alerts.tell(this, text, {}, !success); });
 }

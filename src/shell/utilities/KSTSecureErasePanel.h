@@ -35,6 +35,10 @@ public:
     /// on a worker) the confirmation, then the job.
     void requestErase();
 
+Q_SIGNALS:
+    /// A job has ended (the machine's files may have changed).
+    void jobFinished();
+
 private:
     void choose();
     void refreshControls();

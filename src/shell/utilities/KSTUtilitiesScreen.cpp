@@ -53,6 +53,12 @@ KSTUtilitiesScreen::KSTUtilitiesScreen(KSTUtilitiesManager &manager, QWidget *pa
     connect(m_defaultApps, &KSTDefaultAppsPanel::loaded, this, &KSTUtilitiesScreen::panelDidLoad);
     connect(m_trash, &KSTTrashOriginsPanel::loaded, this, &KSTUtilitiesScreen::panelDidLoad);
     connect(m_homeSizes, &KSTHomeSizesPanel::loaded, this, &KSTUtilitiesScreen::panelDidLoad);
+    // What was erased may have been in the Trash or a launch agent; an archive may have been
+    // written into the Trash.
+    connect(m_erase, &KSTSecureErasePanel::jobFinished, m_trash, &KSTTrashOriginsPanel::refresh);
+    connect(m_erase, &KSTSecureErasePanel::jobFinished, m_startup, &KSTStartupItemsPanel::rescan);
+    connect(m_encryption, &KSTEncryptionPanel::jobFinished, m_trash,
+            &KSTTrashOriginsPanel::refresh);
     connect(&KSTPalette::instance(), &KSTPalette::appearanceChanged, this,
             &KSTUtilitiesScreen::applyFieldStyle);
     applyFieldStyle();

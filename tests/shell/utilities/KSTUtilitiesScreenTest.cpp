@@ -290,6 +290,20 @@ TEST_F(UtilitiesScreenTest, EraseOverwritesOnlyAfterTheConfirmationAndTellsTheOu
     EXPECT_FALSE(button(u"eraseButton"_s)->isEnabled());
 }
 
+TEST_F(UtilitiesScreenTest, ErasingAnItemOfTheTrashTakesItOffTheTrashList)
+{
+    const QString trashed = mac.writeHomeFile(".Trash/old.txt", "old");
+    mac.writeHomeFile(".Trash/kept.txt", "kept");
+    showScreen();
+    ASSERT_EQ(rowTexts(u"trashRow"_s, u"trashName"_s), (QStringList{"kept.txt", "old.txt"}));
+    picked = {trashed};
+    click(u"eraseChooseButton"_s);
+    click(u"eraseButton"_s);
+    ASSERT_TRUE(waitForTold());
+    EXPECT_TRUE(KSTTestSupport::pumpUntil(
+        [this] { return rowTexts(u"trashRow"_s, u"trashName"_s) == QStringList{"kept.txt"}; }));
+}
+
 TEST_F(UtilitiesScreenTest, TheConfirmationSaysWhenAVolumeIsAmongTheItems)
 {
     const QString file = mac.writeHomeFile("Documents/a.txt", "a");
