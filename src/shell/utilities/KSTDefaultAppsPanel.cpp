@@ -13,6 +13,7 @@
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QScrollArea>
+#include <QTextDocument>
 #include <QTimer>
 #include <QVBoxLayout>
 
@@ -89,16 +90,18 @@ QWidget *KSTDefaultAppsPanel::rowFor(const KSTDefaultAppRecord &record)
     label->setObjectName(QStringLiteral("defaultAppLabel"));
     // Labels and types come from the apps' own declarations: never read as markup.
     label->setTextFormat(Qt::PlainText);
+    label->setToolTip(Qt::convertFromPlainText(record.extensionLabel));
     texts->addWidget(label);
     auto *type = new KSTElidedLabel(record.contentTypeUTI, KSTStyle::Caption, row);
     type->setTextFormat(Qt::PlainText);
+    type->setToolTip(Qt::convertFromPlainText(record.contentTypeUTI));
     texts->addWidget(type);
     layout->addLayout(texts, 1);
 
     auto *icon = new KSTSymbolView(
         QStringLiteral("app"),
         record.currentBundleIdentifier.isEmpty() ? QString() : QStringLiteral("sky"), 14, row);
-    icon->setToolTip(record.currentAppIcon);
+    icon->setToolTip(Qt::convertFromPlainText(record.currentAppIcon));
     layout->addWidget(icon);
     auto *menu = new KSTPopUpMenu(row);
     menu->setObjectName(QStringLiteral("defaultAppMenu"));
@@ -116,7 +119,7 @@ QWidget *KSTDefaultAppsPanel::rowFor(const KSTDefaultAppRecord &record)
         current = 0;
     }
     menu->setCurrentIndex(current);
-    menu->setToolTip(record.currentAppName);
+    menu->setToolTip(Qt::convertFromPlainText(record.currentAppName));
     connect(menu, &QComboBox::activated, this, [this, menu, record](int) { choose(menu, record); });
     layout->addWidget(menu);
     return row;
