@@ -34,13 +34,13 @@ bool KSTEncryptionModel::start(
     const QStringList &paths, const QString &password,
     std::function<void(quint64 created, const std::optional<KSTError> &)> finished)
 {
-    if (m_encrypting)
+    if (*m_encrypting)
         return false;
-    m_encrypting = true;
+    *m_encrypting = true;
     m_manager.encryptPaths(paths, password,
-                           [this, finished = std::move(finished)](
+                           [encrypting = m_encrypting, finished = std::move(finished)](
                                quint64 created, const std::optional<KSTError> &error) {
-                               m_encrypting = false;
+                               *encrypting = false;
                                if (finished)
                                    finished(created, error);
                            });

@@ -6,6 +6,7 @@
 #include <QStringList>
 
 #include <functional>
+#include <memory>
 #include <optional>
 
 class KSTUtilitiesManager;
@@ -34,7 +35,7 @@ public:
     static QString encryptButtonTitle() { return QStringLiteral("Encrypt"); }
     static QString cancelButtonTitle() { return QStringLiteral("Cancel"); }
 
-    bool isEncrypting() const { return m_encrypting; }
+    bool isEncrypting() const { return *m_encrypting; }
     /// Starts the job unless one is running (then false); @p finished on the main queue.
     bool start(const QStringList &paths, const QString &password,
                std::function<void(quint64 created, const std::optional<KSTError> &)> finished);
@@ -45,5 +46,6 @@ public:
 
 private:
     KSTUtilitiesManager &m_manager;
-    bool m_encrypting = false;
+    // Shared with the job's completion, which may arrive after this model is gone.
+    std::shared_ptr<bool> m_encrypting = std::make_shared<bool>(false);
 };

@@ -142,16 +142,16 @@ bool KSTSecureEraseModel::start(
     const QStringList &paths, int methodIndex, std::function<void(const QString &)> progress,
     std::function<void(bool success, const std::optional<KSTError> &)> finished)
 {
-    if (m_erasing)
+    if (*m_erasing)
         return false;
-    m_erasing = true;
-    m_manager.secureErasePaths(
-        paths, passesForMenuIndex(methodIndex), std::move(progress),
-        [this, finished = std::move(finished)](bool success, const std::optional<KSTError> &error) {
-            m_erasing = false;
-            if (finished)
-                finished(success, error);
-        });
+    *m_erasing = true;
+    m_manager.secureErasePaths(paths, passesForMenuIndex(methodIndex), std::move(progress),
+                               [erasing = m_erasing, finished = std::move(finished)](
+                                   bool success, const std::optional<KSTError> &error) {
+                                   *erasing = false;
+                                   if (finished)
+                                       finished(success, error);
+                               });
     return true;
 }
 

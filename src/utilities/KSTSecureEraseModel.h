@@ -6,6 +6,7 @@
 #include <QStringList>
 
 #include <functional>
+#include <memory>
 #include <optional>
 
 class KSTUtilitiesManager;
@@ -50,7 +51,7 @@ public:
     static QString eraseButtonTitle() { return QStringLiteral("Erase"); }
     static QString cancelButtonTitle() { return QStringLiteral("Cancel"); }
 
-    bool isErasing() const { return m_erasing; }
+    bool isErasing() const { return *m_erasing; }
     /// Starts the job unless one is running (then false). @p progress gets "Erasing <name>…",
     /// @p finished the outcome, both on the main queue.
     bool start(const QStringList &paths, int methodIndex,
@@ -62,5 +63,6 @@ public:
 
 private:
     KSTUtilitiesManager &m_manager;
-    bool m_erasing = false;
+    // Shared with the job's completion, which may arrive after this model is gone.
+    std::shared_ptr<bool> m_erasing = std::make_shared<bool>(false);
 };

@@ -1,5 +1,6 @@
 #include "KSTStartupItemsPanelModel.h"
 
+#include "KSTDispatch.h"
 #include "KSTUtilitiesManager.h"
 
 #include <QDir>
@@ -12,6 +13,26 @@ KSTStartupItemsPanelModel::KSTStartupItemsPanelModel(KSTUtilitiesManager &manage
 void KSTStartupItemsPanelModel::rescan()
 {
     m_items = m_manager.scanStartupItems();
+}
+
+void KSTStartupItemsPanelModel::rescanAsync(const QObject *context, std::function<void()> done)
+{
+    if (m_scanning)
+        return;
+    m_scanning = true;
+    // Reading every launchd plist and sizing each program is file-system work the window
+    // must not wait for; the model itself is only touched on the main thread.
+    auto deliver = KSTDispatch::onMainFor<QList<KSTStartupItemRecord>>(
+        context, [this, done = std::move(done)](const QList<KSTStartupItemRecord> &items) {
+            m_items = items;
+            m_scanning = false;
+            if (done)
+                done();
+        });
+    KSTUtilitiesManager *manager = &m_manager;
+    KSTDispatch::globalAsync(
+        KSTQualityOfService::UserInitiated,
+        [manager, deliver = std::move(deliver)] { deliver(manager->scanStartupItems()); });
 }
 
 QString KSTStartupItemsPanelModel::bootImpact() const
@@ -55,6 +76,34 @@ bool KSTStartupItemsPanelModel::disable(const KSTStartupItemRecord &item, KSTErr
     if (!m_manager.disableStartupItem(item, error))
         return false;
     rescan();
+    return true;
+}
+
+bool KSTStartupItemsPanelModel::disableAsync(
+    const QObject *context, const KSTStartupItemRecord &item,
+    std::function<void(bool disabled, const std::optional<KSTError> &)> done)
+{
+    if (m_scanning)
+        return false;
+    m_scanning = true;
+    auto deliver = KSTDispatch::onMainFor<bool, KSTError, QList<KSTStartupItemRecord>>(
+        context, [this, done = std::move(done)](bool disabled, const KSTError &error,
+                                                const QList<KSTStartupItemRecord> &items) {
+            m_scanning = false;
+            if (disabled)
+                m_items = items;
+            if (done)
+                done(disabled, disabled ? std::nullopt : std::optional<KSTError>(error));
+        });
+    KSTUtilitiesManager *manager = &m_manager;
+    // launchctl runs with a time-out, but the window must not wait even for that.
+    KSTDispatch::globalAsync(
+        KSTQualityOfService::UserInitiated, [manager, item, deliver = std::move(deliver)] {
+            KSTError error;
+            const bool disabled = manager->disableStartupItem(item, &error);
+            deliver(disabled, error,
+                    disabled ? manager->scanStartupItems() : QList<KSTStartupItemRecord>());
+        });
     return true;
 }
 

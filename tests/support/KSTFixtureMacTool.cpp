@@ -2,6 +2,7 @@
 // root, for screenshots and for trying the program by hand (`kestrel --root ROOT …`).
 //
 //   kst_fixture_mac [--no-full-disk-access] [--autoclean-history] [--reporter-week]
+//                   [--utilities]
 //
 // The machine: the recorded MacBook Pro (Apple M3) system_profiler, macOS Sonoma 14.5, one
 // user "alice" with applications of different sizes, documents, movies and pictures, old
@@ -16,12 +17,16 @@
 // --reporter-week gives the user a week of Reporter history (the six days before today, below
 // this host's own disk use and network counters, which the Reporter records today), an
 // installer log with two removals and a knowledge database of the week's application use.
+// --utilities adds what the Utilities read: launch agents and daemons, applications that
+// declare document types with the user's chosen handlers, where-from and quarantine
+// attributes on Trash items, and the host's du.
 // The folder is left on disk; remove it when done.
 #include "KSTApplicationInfo.h"
 #include "KSTAutoCleanManager.h"
 #include "KSTFixtureMac.h"
 #include "KSTHostInfo.h"
 #include "KSTPermissionChecker.h"
+#include "KSTPropertyList.h"
 #include "KSTReporterTestSupport.h"
 #include "KSTTestSupport.h"
 
@@ -29,6 +34,8 @@
 #include <QDateTime>
 #include <QFile>
 #include <QTextStream>
+
+#include <sys/xattr.h>
 
 namespace {
 
@@ -237,6 +244,128 @@ bool addReporterWeek(KSTFixtureMac &mac)
         mac.homePath(QStringLiteral("Library/Application Support/Knowledge/knowledgeC.db")), rows);
 }
 
+// An attribute as a Mac's file carries it, in the namespace this host lets a user write.
+bool setMacAttribute(const QString &path, const QByteArray &name, const QByteArray &value)
+{
+    const QByteArray attribute = "user." + name;
+    return ::lsetxattr(QFile::encodeName(path).constData(), attribute.constData(),
+                       value.constData(), size_t(value.size()), 0) == 0;
+}
+
+// Startup items of several kinds and impacts, apps that open common types with the user's own
+// choices among them, Trash items that say where they came from, and du for the home sizes.
+bool addUtilitiesMac(KSTFixtureMac &mac)
+{
+    using Domain = KSTFixtureMac::LaunchdDomain;
+    mac.addLaunchdPlist(
+        Domain::UserAgent, QStringLiteral("com.dropbox.DropboxMacUpdate.agent"),
+        {{QStringLiteral("Program"),
+          QStringLiteral("/Library/Application Support/Dropbox/DropboxMacUpdate.app/Contents/"
+                         "MacOS/DropboxMacUpdate")},
+         {QStringLiteral("RunAtLoad"), true}});
+    mac.addLaunchdPlist(
+        Domain::UserAgent, QStringLiteral("com.spotify.webhelper"),
+        {{QStringLiteral("ProgramArguments"),
+          QVariantList{QStringLiteral("/Library/Application Support/Spotify/SpotifyWebHelper.app/"
+                                      "Contents/MacOS/SpotifyWebHelper")}},
+         {QStringLiteral("RunAtLoad"), true}});
+    mac.addLaunchdPlist(
+        Domain::UserAgent, QStringLiteral("homebrew.mxcl.postgresql"),
+        {{QStringLiteral("ProgramArguments"),
+          QVariantList{QStringLiteral("/opt/homebrew/opt/postgresql/bin/postgres"),
+                       QStringLiteral("-D"), QStringLiteral("/opt/homebrew/var/postgres")}},
+         {QStringLiteral("KeepAlive"), true}});
+    mac.addLaunchdPlist(
+        Domain::GlobalAgent, QStringLiteral("com.microsoft.update.agent"),
+        {{QStringLiteral("Program"),
+          QStringLiteral("/Library/Application Support/Microsoft/MAU2.0/Microsoft AutoUpdate.app/"
+                         "Contents/MacOS/Microsoft AU Daemon.app/Contents/MacOS/Microsoft AU "
+                         "Daemon")},
+         {QStringLiteral("RunAtLoad"), true}});
+    mac.addLaunchdPlist(Domain::Daemon, QStringLiteral("com.docker.vmnetd"),
+                        {{QStringLiteral("Program"),
+                          QStringLiteral("/Library/PrivilegedHelperTools/com.docker.vmnetd")}});
+    // A program large enough to weigh on the start: sized on the analysed Mac (sparse).
+    QFile helper(mac.writeFile(QStringLiteral("Library/Application Support/Spotify/"
+                                              "SpotifyWebHelper.app/Contents/MacOS/"
+                                              "SpotifyWebHelper"),
+                               "\0"));
+    if (!helper.open(QIODevice::ReadWrite) || !helper.resize(48 * MB))
+        return false;
+    helper.close();
+
+    const struct
+    {
+        const char *name;
+        const char *identifier;
+        const char *location;
+        QStringList types;
+    } apps[] = {
+        {"Preview",
+         "com.apple.Preview",
+         "System/Applications",
+         {QStringLiteral("com.adobe.pdf"), QStringLiteral("public.png"),
+          QStringLiteral("public.jpeg"), QStringLiteral("com.compuserve.gif")}},
+        {"TextEdit",
+         "com.apple.TextEdit",
+         "System/Applications",
+         {QStringLiteral("public.plain-text"), QStringLiteral("public.html")}},
+        {"Adobe Acrobat Reader",
+         "com.adobe.Reader",
+         "Applications",
+         {QStringLiteral("com.adobe.pdf")}},
+        {"BBEdit",
+         "com.barebones.bbedit",
+         "Applications",
+         {QStringLiteral("public.plain-text"), QStringLiteral("public.html"),
+          QStringLiteral("public.comma-separated-values-text")}},
+        {"IINA",
+         "com.colliderli.iina",
+         "Applications",
+         {QStringLiteral("public.mpeg-4"), QStringLiteral("public.mp3")}},
+    };
+    for (const auto &app : apps) {
+        KSTFixtureMac::App bundle;
+        bundle.name = QLatin1String(app.name);
+        bundle.bundleIdentifier = QLatin1String(app.identifier);
+        bundle.location = QLatin1String(app.location);
+        bundle.extraInfo = {{QStringLiteral("CFBundleName"), bundle.name},
+                            {QStringLiteral("CFBundleDocumentTypes"),
+                             QVariantList{QVariantMap{
+                                 {QStringLiteral("LSItemContentTypes"), app.types},
+                                 {QStringLiteral("LSHandlerRank"), QStringLiteral("Default")}}}}};
+        mac.addApp(bundle);
+    }
+    const auto handler = [](const char *type, const char *identifier) {
+        return QVariantMap{{QStringLiteral("LSHandlerContentType"), QLatin1String(type)},
+                           {QStringLiteral("LSHandlerRoleAll"), QLatin1String(identifier)}};
+    };
+    mac.writeHomePlist(
+        QStringLiteral("Library/Preferences/com.apple.LaunchServices/"
+                       "com.apple.launchservices.secure.plist"),
+        QVariantMap{{QStringLiteral("LSHandlers"),
+                     QVariantList{handler("com.adobe.pdf", "com.adobe.Reader"),
+                                  handler("public.plain-text", "com.barebones.bbedit"),
+                                  handler("public.mpeg-4", "com.colliderli.iina")}}},
+        KSTFixtureMac::PlistFormat::Binary);
+
+    const QString project = mac.homePath(QStringLiteral(".Trash/Old Project.zip"));
+    const QString invoice = mac.writeSizedHomeFile(QStringLiteral(".Trash/Invoice 0423.pdf"),
+                                                   220 * 1024, QDateTime::currentDateTime());
+    if (!setMacAttribute(project, "com.apple.metadata:kMDItemWhereFroms",
+                         KSTPropertyList::toBinary(QVariantList{QStringLiteral(
+                             "https://github.com/alice/old-project/archive/main.zip")})) ||
+        !setMacAttribute(project, "com.apple.quarantine", "0083;66500000;Safari;") ||
+        !setMacAttribute(invoice, "com.apple.metadata:kMDItemWhereFroms",
+                         KSTPropertyList::toBinary(QVariantList{
+                             QStringLiteral("https://billing.example.com/invoices/0423.pdf")})) ||
+        !setMacAttribute(invoice, "com.apple.quarantine", "0083;66510000;Mail;"))
+        return false;
+    mac.makeHomeDirectory(QStringLiteral("Public"));
+    mac.linkHostTool(QStringLiteral("/usr/bin/du"));
+    return true;
+}
+
 // The real engine, run once on this machine; returns false when it reported nothing.
 bool runAutoCleanOnce(KSTFixtureMac &mac)
 {
@@ -262,12 +391,15 @@ int main(int argc, char **argv)
     QCoreApplication application(argc, argv);
     const QStringList arguments = QCoreApplication::arguments().mid(1);
     QTextStream err(stderr);
+    const QStringList options = {
+        QStringLiteral("--no-full-disk-access"),
+        QStringLiteral("--autoclean-history"),
+        QStringLiteral("--reporter-week"),
+        QStringLiteral("--utilities"),
+    };
     for (const QString &argument : arguments) {
-        if (argument != QLatin1String("--no-full-disk-access") &&
-            argument != QLatin1String("--autoclean-history") &&
-            argument != QLatin1String("--reporter-week")) {
-            err << "usage: kst_fixture_mac [--no-full-disk-access] [--autoclean-history] "
-                   "[--reporter-week]\n";
+        if (!options.contains(argument)) {
+            err << "usage: kst_fixture_mac [" << options.join(QStringLiteral("] [")) << "]\n";
             return 2;
         }
     }
@@ -283,6 +415,10 @@ int main(int argc, char **argv)
     addHomeContents(mac);
     if (!addCleanUpHome(mac)) {
         err << "kst_fixture_mac: could not write the Clean Up home\n";
+        return 1;
+    }
+    if (arguments.contains(QLatin1String("--utilities")) && !addUtilitiesMac(mac)) {
+        err << "kst_fixture_mac: could not write the Utilities' places\n";
         return 1;
     }
     if (!arguments.contains(QLatin1String("--no-full-disk-access"))) {

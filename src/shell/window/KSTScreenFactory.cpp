@@ -6,6 +6,8 @@
 #include "KSTReporterScreen.h"
 #include "KSTSectionCatalog.h"
 #include "KSTUnavailableScreen.h"
+#include "KSTUtilitiesManager.h"
+#include "KSTUtilitiesScreen.h"
 
 KSTToolScreen *KSTScreenFactory::makeScreenForSection(int section, const KSTShellEngines &engines,
                                                       QWidget *parent)
@@ -17,11 +19,12 @@ KSTToolScreen *KSTScreenFactory::makeScreenForSection(int section, const KSTShel
         return new KSTCleanUpScreen(*engines.systemInfo, parent);
     case KSTSectionCatalog::AutoClean:
         return new KSTAutoCleanScreen(*engines.autoCleanManager, parent);
+    case KSTSectionCatalog::Utilities:
+        return new KSTUtilitiesScreen(KSTUtilitiesManager::sharedManager(), parent);
     case KSTSectionCatalog::Reporter:
         return new KSTReporterScreen(*engines.systemInfo, parent);
     case KSTSectionCatalog::Duplicates:
     case KSTSectionCatalog::AppManage:
-    case KSTSectionCatalog::Utilities:
     default:
         // Their engines are not part of this version yet.
         return new KSTUnavailableScreen(section, parent);

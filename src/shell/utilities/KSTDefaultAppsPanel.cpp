@@ -1,0 +1,152 @@
+#include "KSTDefaultAppsPanel.h"
+
+#include "KSTBusyIndicator.h"
+#include "KSTDispatch.h"
+#include "KSTElidedLabel.h"
+#include "KSTPopUpMenu.h"
+#include "KSTStyle.h"
+#include "KSTSymbolView.h"
+#include "KSTUtilitiesAlerts.h"
+#include "KSTUtilitiesManager.h"
+
+#include <QComboBox>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QScrollArea>
+#include <QTextDocument>
+#include <QTimer>
+#include <QVBoxLayout>
+
+KSTDefaultAppsPanel::KSTDefaultAppsPanel(KSTUtilitiesManager &manager,
+                                         const KSTUtilitiesAlerts &alerts, QWidget *parent)
+    : KSTUtilitiesPanel(QStringLiteral("app"), QStringLiteral("sky"),
+                        QStringLiteral("Default Apps"), parent),
+      m_manager(manager), m_alerts(alerts)
+{
+    setObjectName(QStringLiteral("defaultAppsPanel"));
+    subtitleLabel()->setObjectName(QStringLiteral("defaultAppsSummary"));
+    auto *scroll = new QScrollArea(this);
+    scroll->setWidgetResizable(true);
+    scroll->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    m_rows = new QWidget(scroll);
+    m_rowsLayout = new QVBoxLayout(m_rows);
+    m_rowsLayout->setContentsMargins(0, 0, 4, 0);
+    m_rowsLayout->setSpacing(2);
+    m_rowsLayout->addStretch(1);
+    scroll->setWidget(m_rows);
+    body()->addWidget(scroll, 1);
+    subtitleLabel()->setText(QStringLiteral("Looking for file types…"));
+}
+
+void KSTDefaultAppsPanel::refresh()
+{
+    if (m_loading)
+        return;
+    m_loading = true;
+    busyIndicator()->setRunning(true);
+    // Every installed app's Info.plist is read: work for a worker, not the window.
+    auto deliver = KSTDispatch::onMainFor<QList<KSTDefaultAppRecord>>(
+        this, [this](const QList<KSTDefaultAppRecord> &records) { show(records); });
+    KSTUtilitiesManager *manager = &m_manager;
+    KSTDispatch::globalAsync(
+        KSTQualityOfService::UserInitiated,
+        [manager, deliver = std::move(deliver)] { deliver(manager->scanDefaultAppBindings()); });
+}
+
+void KSTDefaultAppsPanel::show(const QList<KSTDefaultAppRecord> &records)
+{
+    m_loading = false;
+    m_loaded = true;
+    busyIndicator()->setRunning(false);
+    while (m_rowsLayout->count() > 1) {
+        QLayoutItem *item = m_rowsLayout->takeAt(0);
+        // Later: the row's menu may be what is being handled now.
+        if (QWidget *row = item->widget()) {
+            row->hide();
+            row->setParent(nullptr);
+            row->deleteLater();
+        }
+        delete item;
+    }
+    for (const KSTDefaultAppRecord &record : records)
+        m_rowsLayout->insertWidget(m_rowsLayout->count() - 1, rowFor(record));
+    subtitleLabel()->setText(records.isEmpty()
+                                 ? QStringLiteral("No file types with an application to open them.")
+                                 : QStringLiteral("%1 file type(s)").arg(records.size()));
+    Q_EMIT loaded();
+}
+
+QWidget *KSTDefaultAppsPanel::rowFor(const KSTDefaultAppRecord &record)
+{
+    auto *row = new QWidget(m_rows);
+    row->setObjectName(QStringLiteral("defaultAppRow"));
+    row->setProperty("contentType", record.contentTypeUTI);
+    auto *layout = new QHBoxLayout(row);
+    layout->setContentsMargins(0, 3, 0, 3);
+    layout->setSpacing(8);
+    auto *texts = new QVBoxLayout;
+    texts->setSpacing(0);
+    auto *label = new KSTElidedLabel(record.extensionLabel, KSTStyle::Body, row);
+    label->setObjectName(QStringLiteral("defaultAppLabel"));
+    // Labels and types come from the apps' own declarations: never read as markup.
+    label->setTextFormat(Qt::PlainText);
+    label->setToolTip(Qt::convertFromPlainText(record.extensionLabel));
+    texts->addWidget(label);
+    auto *type = new KSTElidedLabel(record.contentTypeUTI, KSTStyle::Caption, row);
+    type->setTextFormat(Qt::PlainText);
+    type->setToolTip(Qt::convertFromPlainText(record.contentTypeUTI));
+    texts->addWidget(type);
+    layout->addLayout(texts, 1);
+
+    auto *icon = new KSTSymbolView(
+        QStringLiteral("app"),
+        record.currentBundleIdentifier.isEmpty() ? QString() : QStringLiteral("sky"), 14, row);
+    icon->setToolTip(Qt::convertFromPlainText(record.currentAppIcon));
+    layout->addWidget(icon);
+    auto *menu = new KSTPopUpMenu(row);
+    menu->setObjectName(QStringLiteral("defaultAppMenu"));
+    menu->setFixedWidth(150);
+    int current = -1;
+    for (const KSTDefaultAppCandidate &candidate : record.candidates) {
+        if (candidate.bundleIdentifier == record.currentBundleIdentifier)
+            current = menu->count();
+        menu->addItem(candidate.name, candidate.bundleIdentifier);
+    }
+    if (current < 0) {
+        // The present handler ("None", or an app that does not list the type) heads the menu
+        // without being offered as a choice.
+        menu->insertItem(0, record.currentAppName, record.currentBundleIdentifier);
+        current = 0;
+    }
+    menu->setCurrentIndex(current);
+    menu->setToolTip(Qt::convertFromPlainText(record.currentAppName));
+    connect(menu, &QComboBox::activated, this, [this, menu, record](int) { choose(menu, record); });
+    layout->addWidget(menu);
+    return row;
+}
+
+void KSTDefaultAppsPanel::choose(QComboBox *menu, const KSTDefaultAppRecord &record)
+{
+    const QString chosen = menu->currentData().toString();
+    const int previous = qMax(menu->findData(record.currentBundleIdentifier), 0);
+    if (chosen == record.currentBundleIdentifier)
+        return;
+    if (m_loading) {
+        // The list is being read again; the choice is made on the fresh one.
+        menu->setCurrentIndex(previous);
+        return;
+    }
+    KSTError error;
+    if (m_manager.setDefaultAppWithBundleIdentifier(chosen, record.contentTypeUTI, &error)) {
+        refresh();
+        return;
+    }
+    menu->setCurrentIndex(previous);
+    QTimer::singleShot(0, this, [this, error] {
+        m_alerts.tell(this,
+                      error.description.isEmpty()
+                          ? QStringLiteral("Could not change the default app.")
+                          : error.description,
+                      {}, true);
+    });
+}

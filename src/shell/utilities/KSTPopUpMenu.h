@@ -1,0 +1,16 @@
+#pragma once
+
+#include <QComboBox>
+
+/// A pop-up menu drawn as the window's controls are: a rounded field in the card colour with
+/// the chosen item and a chevron, in the current appearance. Behaves as a QComboBox.
+class KSTPopUpMenu : public QComboBox
+{
+    Q_OBJECT
+
+public:
+    explicit KSTPopUpMenu(QWidget *parent = nullptr);
+
+protected:
+    void paintEvent(QPaintEvent *event) override;
+};

@@ -1,0 +1,40 @@
+#include "KSTUtilitiesPanel.h"
+
+#include "KSTBusyIndicator.h"
+#include "KSTStyle.h"
+#include "KSTSymbolView.h"
+
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QVBoxLayout>
+
+KSTUtilitiesPanel::KSTUtilitiesPanel(const QString &symbolName, const QString &colorName,
+                                     const QString &title, QWidget *parent)
+    : KSTCardFrame(parent)
+{
+    auto *layout = new QVBoxLayout(this);
+    layout->setContentsMargins(16, 14, 16, 14);
+    layout->setSpacing(10);
+
+    auto *header = new QHBoxLayout;
+    header->setSpacing(10);
+    auto *symbol = new KSTSymbolView(symbolName, colorName, 16, this);
+    symbol->setTile(32);
+    header->addWidget(symbol, 0, Qt::AlignTop);
+    auto *texts = new QVBoxLayout;
+    texts->setSpacing(1);
+    texts->addWidget(KSTStyle::label(title, KSTStyle::Headline, this));
+    m_subtitle = KSTStyle::label({}, KSTStyle::Secondary, this);
+    texts->addWidget(m_subtitle);
+    header->addLayout(texts, 1);
+    m_busy = new KSTBusyIndicator(16, this);
+    header->addWidget(m_busy);
+    m_trailing = new QHBoxLayout;
+    m_trailing->setSpacing(6);
+    header->addLayout(m_trailing);
+    layout->addLayout(header);
+
+    m_body = new QVBoxLayout;
+    m_body->setSpacing(8);
+    layout->addLayout(m_body, 1);
+}
