@@ -80,6 +80,14 @@ void KSTDuplicateReviewModel::scanDuplicatesInPaths(const QStringList &paths)
     m_systemInfo->scanDuplicatesInPaths(paths, show, show);
 }
 
+void KSTDuplicateReviewModel::cancelScan()
+{
+    if (!m_snapshot || !m_snapshot->isScanning)
+        return;
+    m_systemInfo->cancelDuplicateScan();
+    setSnapshot(nullptr);
+}
+
 bool KSTDuplicateReviewModel::isBusy() const
 {
     return m_removing || (m_snapshot && m_snapshot->isScanning);

@@ -101,6 +101,9 @@ public:
     void setSnapshot(std::shared_ptr<const KSTDuplicateSnapshot> snapshot);
     /// Starts a scan of @p paths; its reports and its result replace the snapshot.
     void scanDuplicatesInPaths(const QStringList &paths);
+    /// Stops the running scan (it delivers nothing more) and shows no snapshot; nothing when no
+    /// scan runs.
+    void cancelScan();
     /// A scan runs (the snapshot is a progress report) or a removal does.
     bool isBusy() const;
     bool isRemoving() const { return m_removing; }

@@ -2,6 +2,7 @@
 
 #include "KSTAutoCleanScreen.h"
 #include "KSTCleanUpScreen.h"
+#include "KSTDuplicatesScreen.h"
 #include "KSTOverviewScreen.h"
 #include "KSTSectionCatalog.h"
 #include "KSTUnavailableScreen.h"
@@ -16,8 +17,9 @@ KSTToolScreen *KSTScreenFactory::makeScreenForSection(int section, const KSTShel
         return new KSTCleanUpScreen(*engines.systemInfo, parent);
     case KSTSectionCatalog::AutoClean:
         return new KSTAutoCleanScreen(*engines.autoCleanManager, parent);
-    case KSTSectionCatalog::Reporter:
     case KSTSectionCatalog::Duplicates:
+        return new KSTDuplicatesScreen(*engines.systemInfo, parent);
+    case KSTSectionCatalog::Reporter:
     case KSTSectionCatalog::AppManage:
     case KSTSectionCatalog::Utilities:
     default:

@@ -94,7 +94,7 @@ TEST_F(DelegateTest, ToolsWithoutAnEngineSayItPlainly)
 {
     grantFullDiskAccess();
     auto controller = makeShownWindow();
-    for (int section : {1, 3, 5, 6}) {
+    for (int section : {1, 5, 6}) {
         controller->showSection(section);
         auto *screen =
             qobject_cast<KSTUnavailableScreen *>(controller->currentShell()->childController());
