@@ -261,6 +261,8 @@ private:
     QSet<QString> m_selectedGroupKeys;
     QHash<QString, QSet<QString>> m_keptPathsByGroupKey;
     bool m_removing = false;
+    // The scan whose reports are shown; cancelScan() moves it on (main thread only).
+    quint64 m_scanNumber = 0;
     QString m_removeSelectedTitle;
     bool m_removeSelectedEnabled = false;
     bool m_removeCurrentEnabled = false;

@@ -224,4 +224,323 @@ TEST_F(DuplicatesScreenTest, OffersTheHomeFoldersAndRemembersTheChoice)
     EXPECT_EQ(folderRows(&third).size(), 5);
 }
 
+TEST_F(DuplicatesScreenTest, ScansTheTickedFoldersAndShowsCategoriesGroupsAndCopies)
+{
+    makeGroups();
+    auto controller = makeShownWindow();
+    KSTDuplicatesScreen *screen = showDuplicates(*controller);
+    ASSERT_NE(screen, nullptr);
+    bool announced = false;
+    QObject::connect(screen, &KSTToolScreen::contentReady, screen,
+                     [&announced] { announced = true; });
+
+    button(screen, QStringLiteral("scanButton"))->click();
+    // The scan's own first report, at once; the window waits for nothing.
+    EXPECT_EQ(pageName(screen), QStringLiteral("duplicateScanning"));
+    EXPECT_FALSE(screen->isContentReady());
+    EXPECT_EQ(textNamed<QLabel>(screen, QStringLiteral("scanStatus")),
+              QStringLiteral("Preparing scan…"));
+    EXPECT_EQ(childNamed<QProgressBar>(screen, QStringLiteral("scanProgress"))->value(), 10);
+    EXPECT_EQ(textNamed<QLabel>(screen, QStringLiteral("scanDetail")),
+              QStringLiteral("0 files · ~/Pictures, ~/Downloads"));
+
+    ASSERT_TRUE(waitForResults(screen));
+    EXPECT_TRUE(announced);
+    EXPECT_EQ(textNamed<QLabel>(screen, QStringLiteral("resultSummary")),
+              QStringLiteral("%1 can be freed").arg(KSTFormatting::formatBytesShort(5500)));
+    EXPECT_EQ(textNamed<QLabel>(screen, QStringLiteral("resultDetail")),
+              QStringLiteral("3 groups of duplicates · 8 files compared in ~/Pictures, "
+                             "~/Downloads"));
+
+    // The six categories in their order, each with its groups; images come first.
+    auto *categories = childNamed<QListWidget>(screen, QStringLiteral("categoryList"));
+    ASSERT_NE(categories, nullptr);
+    ASSERT_EQ(categories->count(), 6);
+    const QStringList expected = {
+        QStringLiteral("Images\n1 group · ") + KSTFormatting::formatBytesShort(500),
+        QStringLiteral("Photos\n2 groups · ") + KSTFormatting::formatBytesShort(5000),
+        QStringLiteral("Videos\nNo duplicates"),
+        QStringLiteral("Audios\nNo duplicates"),
+        QStringLiteral("Archives\nNo duplicates"),
+        QStringLiteral("Others\nNo duplicates")};
+    for (int row = 0; row < 6; ++row) {
+        EXPECT_EQ(categories->item(row)->text(), expected.at(row));
+        EXPECT_FALSE(categories->item(row)->icon().isNull()) << row;
+    }
+    EXPECT_EQ(categories->currentRow(), 0);
+    EXPECT_EQ(groupNames(screen), QStringList{QStringLiteral("x.png")});
+    EXPECT_EQ(textNamed<QLabel>(screen, QStringLiteral("previewName")), QStringLiteral("x.png"));
+
+    // Photos: the larger group first; its copies newest first, the newest kept.
+    clickCategory(screen, 1);
+    EXPECT_EQ(groupNames(screen),
+              (QStringList{QStringLiteral("new.jpg"), QStringLiteral("a.jpg")}));
+    EXPECT_EQ(textNamed<QLabel>(screen, QStringLiteral("previewName")), QStringLiteral("new.jpg"));
+    EXPECT_EQ(textNamed<QLabel>(screen, QStringLiteral("autoSelectNote")),
+              QStringLiteral("Auto-select: keep newest"));
+    EXPECT_EQ(copyRows(screen),
+              (QStringList{QStringLiteral("~/Pictures/big/new.jpg|keep|Kept · newest"),
+                           QStringLiteral("~/Downloads/older.jpg|remove|Removable · an older "
+                                          "copy"),
+                           QStringLiteral("~/Pictures/big/old.jpg|remove|Removable · an older "
+                                          "copy")}));
+
+    // Choosing another group shows it.
+    auto *groups = childNamed<QListView>(screen, QStringLiteral("groupList"));
+    QTest::mouseClick(groups->viewport(), Qt::LeftButton, {},
+                      groups->visualRect(groups->model()->index(1, 0)).center());
+    EXPECT_EQ(textNamed<QLabel>(screen, QStringLiteral("previewName")), QStringLiteral("a.jpg"));
+    EXPECT_EQ(copyRows(screen).size(), 2);
+}
+
+TEST_F(DuplicatesScreenTest, TicksDriveTheButtonsAndUntickingTheNewestKeepsNothing)
+{
+    makeGroups();
+    auto controller = makeShownWindow();
+    KSTDuplicatesScreen *screen = showDuplicates(*controller);
+    ASSERT_TRUE(scanAndWait(screen));
+    clickCategory(screen, 1);
+    QPushButton *bulk = button(screen, QStringLiteral("removeSelectedButton"));
+    QPushButton *current = button(screen, QStringLiteral("removeCurrentButton"));
+    auto *all = childNamed<QCheckBox>(screen, QStringLiteral("allGroupsBox"));
+    ASSERT_TRUE(bulk && current && all);
+    EXPECT_EQ(bulk->text(), QStringLiteral("Remove duplicates"));
+    EXPECT_FALSE(bulk->isEnabled());
+    EXPECT_EQ(current->text(), QStringLiteral("Remove current duplicates"));
+    EXPECT_TRUE(current->isEnabled());
+
+    struct Step
+    {
+        const char *what;
+        std::function<void()> act;
+        quint64 bulkBytes; // 0: nothing ticked is removable
+        Qt::CheckState all;
+    };
+    const std::vector<Step> steps = {
+        {"tick the first group", [&] { clickGroupBox(screen, 0); }, 4000, Qt::PartiallyChecked},
+        {"tick the second group", [&] { clickGroupBox(screen, 1); }, 5000, Qt::Checked},
+        {"clear everything with the box for all", [&] { all->click(); }, 0, Qt::Unchecked},
+        {"tick everything with the box for all", [&] { all->click(); }, 5000, Qt::Checked},
+    };
+    for (const Step &step : steps) {
+        step.act();
+        KSTTestSupport::pumpFor(10);
+        SCOPED_TRACE(step.what);
+        EXPECT_EQ(bulk->text(), step.bulkBytes == 0
+                                    ? QStringLiteral("Remove duplicates")
+                                    : QStringLiteral("Remove %1 of duplicates")
+                                          .arg(KSTFormatting::formatBytesShort(step.bulkBytes)));
+        EXPECT_EQ(bulk->isEnabled(), step.bulkBytes > 0);
+        EXPECT_EQ(all->checkState(), step.all);
+    }
+
+    // A click on a box shows that group too; back to the first one.
+    EXPECT_EQ(textNamed<QLabel>(screen, QStringLiteral("previewName")), QStringLiteral("a.jpg"));
+    auto *groups = childNamed<QListView>(screen, QStringLiteral("groupList"));
+    QTest::mouseClick(groups->viewport(), Qt::LeftButton, {},
+                      groups->visualRect(groups->model()->index(0, 0)).center());
+    ASSERT_EQ(textNamed<QLabel>(screen, QStringLiteral("previewName")), QStringLiteral("new.jpg"));
+    EXPECT_EQ(all->checkState(), Qt::Checked);
+
+    // Unticking the kept copy in the preview marks it for removal too: nothing is kept.
+    auto *copies = childNamed<QTreeWidget>(screen, QStringLiteral("copiesList"));
+    copies->topLevelItem(0)->setCheckState(KSTDuplicatePreview::PathColumn, Qt::Checked);
+    KSTTestSupport::pumpFor(10);
+    EXPECT_EQ(
+        copyRows(screen),
+        (QStringList{QStringLiteral("~/Pictures/big/new.jpg|remove|Removable · marked by you"),
+                     QStringLiteral("~/Downloads/older.jpg|remove|Removable · an older "
+                                    "copy"),
+                     QStringLiteral("~/Pictures/big/old.jpg|remove|Removable · an older "
+                                    "copy")}));
+    EXPECT_EQ(bulk->text(),
+              QStringLiteral("Remove %1 of duplicates").arg(KSTFormatting::formatBytesShort(7000)));
+    // And keeping an older copy by hand.
+    copies->topLevelItem(2)->setCheckState(KSTDuplicatePreview::PathColumn, Qt::Unchecked);
+    KSTTestSupport::pumpFor(10);
+    EXPECT_EQ(copyRows(screen).at(2),
+              QStringLiteral("~/Pictures/big/old.jpg|keep|Kept · kept by you"));
+}
+
+TEST_F(DuplicatesScreenTest, RemovingTheShownGroupAsksFirstThenTrashesTheOlderCopies)
+{
+    makeGroups();
+    auto controller = makeShownWindow();
+    KSTDuplicatesScreen *screen = showDuplicates(*controller);
+    ASSERT_TRUE(scanAndWait(screen));
+    clickCategory(screen, 1);
+    QPushButton *current = button(screen, QStringLiteral("removeCurrentButton"));
+
+    // Declined: nothing moves and the group stays.
+    answer = false;
+    current->click();
+    ASSERT_EQ(confirmations.size(), 1);
+    EXPECT_EQ(confirmations.first(),
+              QStringLiteral("Move 2 copies of “new.jpg” to the Trash?|Kestrel keeps "
+                             "~/Pictures/big/new.jpg. The removed copies can be put back from "
+                             "the Trash."));
+    KSTTestSupport::pumpFor(50);
+    EXPECT_TRUE(QFileInfo::exists(home(QStringLiteral("Pictures/big/old.jpg"))));
+    EXPECT_TRUE(QFileInfo::exists(home(QStringLiteral("Downloads/older.jpg"))));
+    EXPECT_EQ(groupNames(screen).size(), 2);
+
+    // Accepted: the older copies are in the Trash, the newest stays, the next group is shown.
+    answer = true;
+    current->click();
+    ASSERT_TRUE(KSTTestSupport::pumpUntil([screen] {
+        return !textNamed<QLabel>(screen, QStringLiteral("removalOutcome")).isEmpty() &&
+               childNamed<QWidget>(screen, QStringLiteral("outcomeCard"))->isVisible();
+    }));
+    EXPECT_EQ(textNamed<QLabel>(screen, QStringLiteral("removalOutcome")),
+              QStringLiteral("Moved 2 copies (%1) to the Trash.")
+                  .arg(KSTFormatting::formatBytesShort(4000)));
+    EXPECT_FALSE(QFileInfo::exists(home(QStringLiteral("Pictures/big/old.jpg"))));
+    EXPECT_FALSE(QFileInfo::exists(home(QStringLiteral("Downloads/older.jpg"))));
+    EXPECT_TRUE(QFileInfo::exists(trashed(QStringLiteral("old.jpg"))));
+    EXPECT_TRUE(QFileInfo::exists(trashed(QStringLiteral("older.jpg"))));
+    EXPECT_TRUE(QFileInfo::exists(home(QStringLiteral("Pictures/big/new.jpg"))));
+    EXPECT_EQ(groupNames(screen), QStringList{QStringLiteral("a.jpg")});
+    EXPECT_EQ(textNamed<QLabel>(screen, QStringLiteral("previewName")), QStringLiteral("a.jpg"));
+    EXPECT_EQ(textNamed<QLabel>(screen, QStringLiteral("resultSummary")),
+              QStringLiteral("%1 can be freed").arg(KSTFormatting::formatBytesShort(1500)));
+}
+
+TEST_F(DuplicatesScreenTest, AGroupThatKeepsNoCopyOrAChangedCopyIsLeftInPlaceAndSaidSo)
+{
+    makeGroups();
+    auto controller = makeShownWindow();
+    KSTDuplicatesScreen *screen = showDuplicates(*controller);
+    ASSERT_TRUE(scanAndWait(screen));
+    clickCategory(screen, 1);
+    answer = true;
+
+    // Every copy of the shown group marked for removal: the whole group stays.
+    auto *copies = childNamed<QTreeWidget>(screen, QStringLiteral("copiesList"));
+    copies->topLevelItem(0)->setCheckState(KSTDuplicatePreview::PathColumn, Qt::Checked);
+    KSTTestSupport::pumpFor(10);
+    button(screen, QStringLiteral("removeCurrentButton"))->click();
+    ASSERT_EQ(confirmations.size(), 1);
+    EXPECT_TRUE(confirmations.first().contains(QStringLiteral("No copy of this file is kept")));
+    ASSERT_TRUE(KSTTestSupport::pumpUntil([screen] {
+        return childNamed<QWidget>(screen, QStringLiteral("outcomeCard"))->isVisible();
+    }));
+    EXPECT_EQ(textNamed<QLabel>(screen, QStringLiteral("removalOutcome")),
+              QStringLiteral("Nothing was moved to the Trash. 3 files were left in place:"));
+    const QString left = textNamed<QLabel>(screen, QStringLiteral("leftInPlace"));
+    EXPECT_TRUE(left.contains(QStringLiteral("~/Pictures/big/new.jpg — "))) << left.toStdString();
+    for (const char *path : {"Pictures/big/new.jpg", "Pictures/big/old.jpg", "Downloads/older.jpg"})
+        EXPECT_TRUE(QFileInfo::exists(home(QString::fromLatin1(path)))) << path;
+    EXPECT_EQ(groupNames(screen).size(), 2);
+
+    // A copy changed since the scan stays where it is; the other one goes.
+    copies->topLevelItem(0)->setCheckState(KSTDuplicatePreview::PathColumn, Qt::Unchecked);
+    KSTTestSupport::pumpFor(10);
+    mac.writeHomeFile(QStringLiteral("Downloads/older.jpg"), content(2000, 9), Day2);
+    button(screen, QStringLiteral("removeCurrentButton"))->click();
+    ASSERT_TRUE(KSTTestSupport::pumpUntil([screen] {
+        return textNamed<QLabel>(screen, QStringLiteral("removalOutcome")).startsWith(u"Moved");
+    }));
+    EXPECT_EQ(textNamed<QLabel>(screen, QStringLiteral("removalOutcome")),
+              QStringLiteral("Moved 1 copy (%1) to the Trash. 1 file was left in place:")
+                  .arg(KSTFormatting::formatBytesShort(2000)));
+    EXPECT_TRUE(textNamed<QLabel>(screen, QStringLiteral("leftInPlace"))
+                    .startsWith(QStringLiteral("~/Downloads/older.jpg — ")));
+    EXPECT_TRUE(QFileInfo::exists(home(QStringLiteral("Downloads/older.jpg"))));
+    EXPECT_TRUE(QFileInfo::exists(trashed(QStringLiteral("old.jpg"))));
+}
+
+TEST_F(DuplicatesScreenTest, RemovingTheTickedGroupsTrashesTheirCopiesAndScansAgain)
+{
+    makeGroups();
+    auto controller = makeShownWindow();
+    KSTDuplicatesScreen *screen = showDuplicates(*controller);
+    ASSERT_TRUE(scanAndWait(screen));
+    clickCategory(screen, 1);
+    clickGroupBox(screen, 0);
+    clickGroupBox(screen, 1);
+    KSTTestSupport::pumpFor(10);
+
+    answer = true;
+    button(screen, QStringLiteral("removeSelectedButton"))->click();
+    ASSERT_EQ(confirmations.size(), 1);
+    EXPECT_TRUE(confirmations.first().startsWith(QStringLiteral("Move 3 copies (%1) to the Trash?|")
+                                                     .arg(KSTFormatting::formatBytesShort(5000))))
+        << confirmations.first().toStdString();
+    // The rescan runs, then its result: only the image group is left.
+    ASSERT_TRUE(KSTTestSupport::pumpUntil(
+        [screen] {
+            return pageName(screen) == QLatin1String("duplicateResults") &&
+                   textNamed<QLabel>(screen, QStringLiteral("resultDetail"))
+                       .startsWith(QStringLiteral("1 group"));
+        },
+        30'000));
+    EXPECT_EQ(textNamed<QLabel>(screen, QStringLiteral("removalOutcome")),
+              QStringLiteral("Moved 3 copies (%1) to the Trash.")
+                  .arg(KSTFormatting::formatBytesShort(5000)));
+    EXPECT_EQ(groupNames(screen), QStringList{QStringLiteral("x.png")});
+    for (const char *name : {"old.jpg", "older.jpg", "b.jpg"})
+        EXPECT_TRUE(QFileInfo::exists(trashed(QString::fromLatin1(name)))) << name;
+    for (const char *path : {"Pictures/big/new.jpg", "Pictures/small/a.jpg", "Pictures/png/y.png"})
+        EXPECT_TRUE(QFileInfo::exists(home(QString::fromLatin1(path)))) << path;
+}
+
+TEST_F(DuplicatesScreenTest, CancelGoesBackToTheFoldersAndNothingArrivesLater)
+{
+    makeGroups();
+    auto controller = makeShownWindow();
+    KSTDuplicatesScreen *screen = showDuplicates(*controller);
+    button(screen, QStringLiteral("scanButton"))->click();
+    ASSERT_EQ(pageName(screen), QStringLiteral("duplicateScanning"));
+    button(screen, QStringLiteral("cancelScanButton"))->click();
+    EXPECT_EQ(pageName(screen), QStringLiteral("duplicateSetup"));
+    KSTTestSupport::pumpFor(500);
+    EXPECT_EQ(pageName(screen), QStringLiteral("duplicateSetup"));
+    EXPECT_TRUE(screen->isContentReady());
+}
+
+TEST_F(DuplicatesScreenTest, AScanWithoutDuplicatesSaysSoAndCanRunAgain)
+{
+    mac.writeHomeFile(QStringLiteral("Pictures/one.jpg"), content(900, 1), Day1);
+    mac.writeHomeFile(QStringLiteral("Pictures/two.jpg"), content(900, 2), Day1);
+    auto controller = makeShownWindow();
+    KSTDuplicatesScreen *screen = showDuplicates(*controller);
+    ASSERT_TRUE(scanAndWait(screen));
+    EXPECT_EQ(textNamed<QLabel>(screen, QStringLiteral("resultSummary")),
+              QStringLiteral("No duplicate files found"));
+    EXPECT_TRUE(childNamed<QLabel>(screen, QStringLiteral("emptyResults"))->isVisible());
+    EXPECT_FALSE(button(screen, QStringLiteral("removeCurrentButton"))->isEnabled());
+    EXPECT_FALSE(button(screen, QStringLiteral("removeSelectedButton"))->isEnabled());
+
+    // A copy made meanwhile is found by the rescan.
+    mac.writeHomeFile(QStringLiteral("Downloads/one copy.jpg"), content(900, 1), Day2);
+    button(screen, QStringLiteral("rescanButton"))->click();
+    ASSERT_TRUE(KSTTestSupport::pumpUntil(
+        [screen] { return groupNames(screen) == QStringList{QStringLiteral("one copy.jpg")}; },
+        30'000));
+    EXPECT_FALSE(childNamed<QLabel>(screen, QStringLiteral("emptyResults"))->isVisible());
+
+    // Back to the folders, and back to the result kept meanwhile.
+    button(screen, QStringLiteral("newScanButton"))->click();
+    EXPECT_EQ(pageName(screen), QStringLiteral("duplicateSetup"));
+    button(screen, QStringLiteral("lastResultsButton"))->click();
+    EXPECT_EQ(pageName(screen), QStringLiteral("duplicateResults"));
+}
+
+TEST_F(DuplicatesScreenTest, ScansOnOpenOnlyWhenAskedTo)
+{
+    makeGroups();
+    {
+        auto controller = makeShownWindow();
+        KSTDuplicatesScreen *screen = showDuplicates(*controller);
+        EXPECT_EQ(pageName(screen), QStringLiteral("duplicateSetup"));
+        childNamed<QAbstractButton>(screen, QStringLiteral("scanOnOpenSwitch"))->click();
+    }
+    auto controller = makeShownWindow();
+    KSTDuplicatesScreen *screen = showDuplicates(*controller);
+    EXPECT_FALSE(screen->isContentReady());
+    EXPECT_EQ(pageName(screen), QStringLiteral("duplicateScanning"));
+    ASSERT_TRUE(waitForResults(screen));
+    EXPECT_EQ(groupNames(screen), QStringList{QStringLiteral("x.png")});
+}
+
 } // namespace
