@@ -3,9 +3,11 @@
 #include "KSTDuplicateEngine.h"
 #include "KSTDuplicateLocations.h"
 #include "KSTPermissionChecker.h"
+#include "KSTPreferences.h"
 
 #include <QDir>
 #include <QFileInfo>
+#include <QSettings>
 
 using Checker = KSTPermissionChecker;
 
@@ -85,4 +87,34 @@ QString KSTDuplicateFolderOptions::displayPathFor(const QString &path)
     if (path.startsWith(home + QLatin1Char('/')))
         return QLatin1Char('~') + path.mid(home.size());
     return path;
+}
+
+QList<KSTDuplicateFolderOption> KSTDuplicateFolderOptions::savedFolderOptions()
+{
+    const std::unique_ptr<QSettings> preferences = KSTPreferences::standard();
+    return withSavedChoice(defaultFolderOptions(),
+                           preferences->value(QLatin1String(CustomFoldersKey)).toStringList(),
+                           preferences->value(QLatin1String(SelectedFoldersKey)).toStringList());
+}
+
+void KSTDuplicateFolderOptions::saveFolderOptions(const QList<KSTDuplicateFolderOption> &options)
+{
+    QStringList custom;
+    for (const KSTDuplicateFolderOption &option : options) {
+        if (option.isCustom)
+            custom << option.path;
+    }
+    const std::unique_ptr<QSettings> preferences = KSTPreferences::standard();
+    preferences->setValue(QLatin1String(CustomFoldersKey), custom);
+    preferences->setValue(QLatin1String(SelectedFoldersKey), selectedPaths(options));
+}
+
+bool KSTDuplicateFolderOptions::scanOnOpen()
+{
+    return KSTPreferences::standard()->value(QLatin1String(ScanOnOpenKey)).toBool();
+}
+
+void KSTDuplicateFolderOptions::setScanOnOpen(bool on)
+{
+    KSTPreferences::standard()->setValue(QLatin1String(ScanOnOpenKey), on);
 }

@@ -7,10 +7,24 @@
 #include <QStringList>
 
 /// The folder choices of the Duplicates screen, without widgets: the folders offered at first,
-/// the folders the user adds, and the paths a scan of the choice takes.
+/// the folders the user adds, the paths a scan of the choice takes, and the choice as it is
+/// remembered in the standard preferences between sessions.
 class KSTDuplicateFolderOptions
 {
 public:
+    /// Preference keys: the added folders, the ticked folders, whether to scan on open.
+    static constexpr const char *CustomFoldersKey = "KSTDuplicateCustomFolders";
+    static constexpr const char *SelectedFoldersKey = "KSTDuplicateSelectedFolders";
+    static constexpr const char *ScanOnOpenKey = "KSTDuplicateScanOnOpen";
+
+    /// defaultFolderOptions() with the remembered choice (withSavedChoice()).
+    static QList<KSTDuplicateFolderOption> savedFolderOptions();
+    /// Remembers the added folders of @p options and which options are ticked.
+    static void saveFolderOptions(const QList<KSTDuplicateFolderOption> &options);
+    /// Whether the screen scans the remembered folders when it opens; false until set.
+    static bool scanOnOpen();
+    static void setScanOnOpen(bool on);
+
     /// Pictures, Downloads, Desktop, Documents and Movies of the accessible home, those that
     /// exist as folders, in that order; the ones defaultDuplicateScanPaths() would scan start
     /// selected. When none exists: the home folder alone, selected.

@@ -4,6 +4,7 @@
 #include "KSTDuplicateCategories.h"
 #include "KSTDuplicateFolderOptions.h"
 #include "KSTDuplicateReviewModel.h"
+#include "KSTDuplicateSetupView.h"
 #include "KSTElidedLabel.h"
 #include "KSTFileName.h"
 #include "KSTFormatting.h"
@@ -13,7 +14,6 @@
 
 #include <QBuffer>
 #include <QHBoxLayout>
-#include <QHeaderView>
 #include <QImageReader>
 #include <QLabel>
 #include <QLocale>
@@ -28,6 +28,7 @@
 namespace {
 
 constexpr int ThumbnailSize = 72;
+constexpr int CopyRowHeight = 44;
 constexpr qint64 ThumbnailByteCap = 32ll * 1024 * 1024;
 
 // The bytes of the regular file at @p path, when it is one of at most the cap; never follows
@@ -108,18 +109,18 @@ KSTDuplicatePreview::KSTDuplicatePreview(KSTDuplicateReviewModel &review, QWidge
 
     m_copies = new QTreeWidget(this);
     m_copies->setObjectName(QStringLiteral("copiesList"));
-    m_copies->setColumnCount(3);
-    m_copies->setHeaderLabels(
-        {QStringLiteral("Copy (ticked: remove)"), QStringLiteral("Modified"), QStringLiteral("")});
+    m_copies->setColumnCount(1);
+    m_copies->setHeaderHidden(true);
     m_copies->setRootIsDecorated(false);
     m_copies->setUniformRowHeights(true);
     m_copies->setTextElideMode(Qt::ElideMiddle);
     m_copies->setSelectionMode(QAbstractItemView::NoSelection);
+    m_copies->setFocusPolicy(Qt::NoFocus);
     m_copies->setFrameShape(QFrame::NoFrame);
-    m_copies->header()->setStretchLastSection(false);
-    m_copies->header()->setSectionResizeMode(PathColumn, QHeaderView::Stretch);
-    m_copies->header()->setSectionResizeMode(DateColumn, QHeaderView::ResizeToContents);
-    m_copies->header()->setSectionResizeMode(StatusColumn, QHeaderView::ResizeToContents);
+    auto *caption =
+        KSTStyle::label(QStringLiteral("Copies, newest first. Ticked copies go to the Trash."),
+                        KSTStyle::Caption, this);
+    layout->addWidget(caption);
     layout->addWidget(m_copies, 1);
 
     connect(m_copies, &QTreeWidget::itemChanged, this, &KSTDuplicatePreview::copyRowChanged);
@@ -129,7 +130,9 @@ KSTDuplicatePreview::KSTDuplicatePreview(KSTDuplicateReviewModel &review, QWidge
             &KSTDuplicatePreview::reviewDidChange);
     connect(&m_review, &KSTDuplicateReviewModel::actionButtonsChanged, this,
             &KSTDuplicatePreview::rebuildCopies);
+    KSTDuplicateSetupView::paintOnCard(m_copies);
     connect(&KSTPalette::instance(), &KSTPalette::appearanceChanged, this, [this] {
+        KSTDuplicateSetupView::paintOnCard(m_copies);
         m_shownKey.clear();
         reviewDidChange();
     });
@@ -213,21 +216,23 @@ void KSTDuplicatePreview::rebuildCopies()
             const auto reason = m_review.selectionReason(*group, file);
             const bool kept = KSTDuplicateReviewModel::isKeptReason(reason);
             auto *row = new QTreeWidgetItem(m_copies);
-            row->setText(PathColumn, KSTDuplicateFolderOptions::displayPathFor(file.path));
-            row->setToolTip(PathColumn, file.path);
-            row->setData(PathColumn, Qt::UserRole, file.path);
-            row->setText(DateColumn, QLocale().toString(file.modificationDate.toLocalTime(),
-                                                        QLocale::ShortFormat));
-            row->setText(StatusColumn,
-                         (kept ? QStringLiteral("Kept · ") : QStringLiteral("Removable · ")) +
+            const QString date = QLocale().toString(file.modificationDate.toLocalTime(),
+                                                    QStringLiteral("d MMM yyyy, HH:mm"));
+            row->setText(0,
+                         KSTDuplicateFolderOptions::displayPathFor(file.path) + QLatin1Char('\n') +
+                             date + QStringLiteral(" · ") +
+                             (kept ? QStringLiteral("Kept · ") : QStringLiteral("Removable · ")) +
                              KSTDuplicateReviewModel::selectionReasonText(reason));
-            row->setForeground(StatusColumn, kept ? KSTPalette::color(QStringLiteral("emerald"))
-                                                  : KSTPalette::secondaryText());
+            row->setToolTip(0, file.path);
+            row->setSizeHint(0, QSize(0, CopyRowHeight));
+            row->setData(0, Qt::UserRole, file.path);
+            row->setForeground(0, kept ? KSTPalette::color(QStringLiteral("emerald"))
+                                       : KSTPalette::primaryText());
             Qt::ItemFlags flags = Qt::ItemIsEnabled | Qt::ItemNeverHasChildren;
             if (!busy)
                 flags |= Qt::ItemIsUserCheckable;
             row->setFlags(flags);
-            row->setCheckState(PathColumn, kept ? Qt::Unchecked : Qt::Checked);
+            row->setCheckState(0, kept ? Qt::Unchecked : Qt::Checked);
         }
     }
     m_rebuilding = false;
@@ -236,10 +241,10 @@ void KSTDuplicatePreview::rebuildCopies()
 void KSTDuplicatePreview::copyRowChanged(QTreeWidgetItem *row, int column)
 {
     const std::optional<KSTDuplicateGroup> &group = m_review.selectedGroup();
-    if (m_rebuilding || column != PathColumn || !group || m_review.isBusy())
+    if (m_rebuilding || column != 0 || !group || m_review.isBusy())
         return;
-    const QString path = row->data(PathColumn, Qt::UserRole).toString();
-    const bool removable = row->checkState(PathColumn) == Qt::Checked;
+    const QString path = row->data(0, Qt::UserRole).toString();
+    const bool removable = row->checkState(0) == Qt::Checked;
     // The model's signals rebuild the rows (this one included) once the call returns.
     const KSTDuplicateGroup shown = *group;
     QMetaObject::invokeMethod(

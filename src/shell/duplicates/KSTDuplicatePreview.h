@@ -27,8 +27,8 @@ public:
     /// @p review must outlive the preview.
     explicit KSTDuplicatePreview(KSTDuplicateReviewModel &review, QWidget *parent = nullptr);
 
-    /// Copies list columns.
-    enum Column { PathColumn, DateColumn, StatusColumn };
+    /// Each copy is one row of the copies list: its path over its date and why it is kept or
+    /// removable ("21 Nov 2026, 10:04 · Kept · newest"); the path (UserRole) is the full one.
 
 private:
     void reviewDidChange();

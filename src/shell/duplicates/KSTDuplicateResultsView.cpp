@@ -7,6 +7,7 @@
 #include "KSTDuplicateGroupListModel.h"
 #include "KSTDuplicatePreview.h"
 #include "KSTDuplicateReviewModel.h"
+#include "KSTDuplicateSetupView.h"
 #include "KSTFormatting.h"
 #include "KSTPalette.h"
 #include "KSTStyle.h"
@@ -257,6 +258,7 @@ void KSTDuplicateResultsView::restyleLists()
                  KSTPalette::css(KSTPalette::hoverFill()));
     m_categories->setStyleSheet(sheet);
     m_groups->setStyleSheet(sheet);
+    KSTDuplicateSetupView::paintOnCard(m_allGroups);
 }
 
 void KSTDuplicateResultsView::snapshotDidChange()

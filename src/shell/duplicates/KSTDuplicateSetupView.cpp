@@ -7,6 +7,7 @@
 #include "KSTSymbolView.h"
 #include "KSTToggleSwitch.h"
 
+#include <QAbstractItemView>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QListWidget>
@@ -50,7 +51,9 @@ KSTDuplicateSetupView::KSTDuplicateSetupView(QWidget *parent) : QWidget(parent)
     m_list->setObjectName(QStringLiteral("folderList"));
     m_list->setIconSize(QSize(18, 18));
     m_list->setUniformItemSizes(true);
-    m_list->setSpacing(2);
+    m_list->setSpacing(5);
+    m_list->setFrameShape(QFrame::NoFrame);
+    m_list->setFocusPolicy(Qt::NoFocus);
     layout->addWidget(m_list, 1);
 
     auto *folderButtons = new QHBoxLayout;
@@ -101,8 +104,11 @@ KSTDuplicateSetupView::KSTDuplicateSetupView(QWidget *parent) : QWidget(parent)
             &KSTDuplicateSetupView::scanOnOpenEdited);
     connect(m_list, &QListWidget::itemChanged, this, &KSTDuplicateSetupView::rowChanged);
     connect(m_list, &QListWidget::currentRowChanged, this, &KSTDuplicateSetupView::refreshButtons);
-    connect(&KSTPalette::instance(), &KSTPalette::appearanceChanged, this,
-            &KSTDuplicateSetupView::rebuild);
+    connect(&KSTPalette::instance(), &KSTPalette::appearanceChanged, this, [this] {
+        restyle();
+        rebuild();
+    });
+    restyle();
     refreshButtons();
 }
 
@@ -177,4 +183,26 @@ void KSTDuplicateSetupView::refreshButtons()
         std::any_of(m_options.cbegin(), m_options.cend(),
                     [](const KSTDuplicateFolderOption &option) { return option.selected; });
     m_scan->setEnabled(anySelected);
+}
+
+void KSTDuplicateSetupView::restyle()
+{
+    KSTDuplicateSetupView::paintOnCard(m_list);
+}
+
+void KSTDuplicateSetupView::paintOnCard(QWidget *view)
+{
+    // Colours through the palette, not a style sheet: a sheet's background on a view leaves the
+    // style's check boxes without their fill.
+    QPalette colors = view->palette();
+    colors.setColor(QPalette::Base, KSTPalette::cardBackground());
+    // The style outlines a check box in a darker shade of the window colour.
+    colors.setColor(QPalette::Window, KSTPalette::secondaryText());
+    for (const QPalette::ColorRole role :
+         {QPalette::Text, QPalette::WindowText, QPalette::HighlightedText})
+        colors.setColor(role, KSTPalette::primaryText());
+    colors.setColor(QPalette::Highlight, KSTPalette::selectionFill());
+    view->setPalette(colors);
+    if (auto *items = qobject_cast<QAbstractItemView *>(view))
+        items->viewport()->setPalette(colors);
 }

@@ -28,6 +28,10 @@ public:
 
     void setScanOnOpen(bool on);
     bool scanOnOpen() const;
+    /// Gives @p view (a list, a check box), shown on a card, the card's colours in the current
+    /// appearance, keeping the style's own check boxes legible.
+    static void paintOnCard(QWidget *view);
+
     /// Shows "Show Last Results" (a result is kept while the folders are chosen again).
     void setLastResultsAvailable(bool available);
 
@@ -44,6 +48,7 @@ private:
     void rowChanged();
     void removeCurrentFolder();
     void refreshButtons();
+    void restyle();
 
     QList<KSTDuplicateFolderOption> m_options;
     QListWidget *m_list = nullptr;

@@ -5,12 +5,10 @@
 #include "KSTDuplicateScanningView.h"
 #include "KSTDuplicateSetupView.h"
 #include "KSTFormatting.h"
-#include "KSTPreferences.h"
 
 #include <QFileDialog>
 #include <QMessageBox>
 #include <QPushButton>
-#include <QSettings>
 #include <QStackedWidget>
 #include <QVBoxLayout>
 
@@ -61,12 +59,8 @@ KSTDuplicatesScreen::KSTDuplicatesScreen(KSTSystemInfo &systemInfo, QWidget *par
     m_pages->insertWidget(ResultsPage, m_results);
     layout->addWidget(m_pages);
 
-    const std::unique_ptr<QSettings> preferences = KSTPreferences::standard();
-    m_setup->setOptions(KSTDuplicateFolderOptions::withSavedChoice(
-        KSTDuplicateFolderOptions::defaultFolderOptions(),
-        preferences->value(QLatin1String(CustomFoldersKey)).toStringList(),
-        preferences->value(QLatin1String(SelectedFoldersKey)).toStringList()));
-    m_setup->setScanOnOpen(preferences->value(QLatin1String(ScanOnOpenKey)).toBool());
+    m_setup->setOptions(KSTDuplicateFolderOptions::savedFolderOptions());
+    m_setup->setScanOnOpen(KSTDuplicateFolderOptions::scanOnOpen());
 
     connect(m_setup, &KSTDuplicateSetupView::scanRequested, this, &KSTDuplicatesScreen::startScan);
     connect(m_setup, &KSTDuplicateSetupView::addFolderRequested, this,
@@ -213,16 +207,8 @@ void KSTDuplicatesScreen::refreshPage()
 
 void KSTDuplicatesScreen::saveChoice()
 {
-    QStringList custom;
-    for (const KSTDuplicateFolderOption &option : m_setup->options()) {
-        if (option.isCustom)
-            custom << option.path;
-    }
-    const std::unique_ptr<QSettings> preferences = KSTPreferences::standard();
-    preferences->setValue(QLatin1String(CustomFoldersKey), custom);
-    preferences->setValue(QLatin1String(SelectedFoldersKey),
-                          KSTDuplicateFolderOptions::selectedPaths(m_setup->options()));
-    preferences->setValue(QLatin1String(ScanOnOpenKey), m_setup->scanOnOpen());
+    KSTDuplicateFolderOptions::saveFolderOptions(m_setup->options());
+    KSTDuplicateFolderOptions::setScanOnOpen(m_setup->scanOnOpen());
 }
 
 void KSTDuplicatesScreen::showEvent(QShowEvent *event)

@@ -25,7 +25,7 @@ class QStackedWidget;
 /// Each removal is confirmed first.
 ///
 /// The folder choice (the ticks, the added folders) and whether to scan when the screen
-/// opens are remembered in the standard preferences. Alerts and the folder dialog go through
+/// opens are remembered (KSTDuplicateFolderOptions). Alerts and the folder dialog go through
 /// replaceable presenters, so tests answer them.
 class KSTDuplicatesScreen : public KSTToolScreen
 {
@@ -37,11 +37,6 @@ public:
                                                      const QString &informativeText)>;
     /// Asks for a folder to add: its path, or empty when the user cancelled.
     using FolderPicker = std::function<QString(QWidget *parent)>;
-
-    /// Preference keys.
-    static constexpr const char *CustomFoldersKey = "KSTDuplicateCustomFolders";
-    static constexpr const char *SelectedFoldersKey = "KSTDuplicateSelectedFolders";
-    static constexpr const char *ScanOnOpenKey = "KSTDuplicateScanOnOpen";
 
     /// @p systemInfo must outlive the screen and every scan and removal it starts.
     explicit KSTDuplicatesScreen(KSTSystemInfo &systemInfo, QWidget *parent = nullptr);

@@ -135,18 +135,19 @@ protected:
         return names;
     }
 
-    // Each copy of the preview: "path|ticked|status".
+    // Each copy of the preview: "path|ticked|status", without the date.
     static QStringList copyRows(KSTDuplicatesScreen *screen)
     {
         QStringList rows;
         auto *copies = childNamed<QTreeWidget>(screen, QStringLiteral("copiesList"));
         for (int row = 0; copies && row < copies->topLevelItemCount(); ++row) {
             const QTreeWidgetItem *item = copies->topLevelItem(row);
-            rows << item->text(KSTDuplicatePreview::PathColumn) + QLatin1Char('|') +
-                        (item->checkState(KSTDuplicatePreview::PathColumn) == Qt::Checked
-                             ? QStringLiteral("remove")
-                             : QStringLiteral("keep")) +
-                        QLatin1Char('|') + item->text(KSTDuplicatePreview::StatusColumn);
+            const QStringList lines = item->text(0).split(QLatin1Char('\n'));
+            const QStringList facts = lines.value(1).split(QStringLiteral(" · "));
+            rows << lines.first() + QLatin1Char('|') +
+                        (item->checkState(0) == Qt::Checked ? QStringLiteral("remove")
+                                                            : QStringLiteral("keep")) +
+                        QLatin1Char('|') + facts.mid(1).join(QStringLiteral(" · "));
         }
         return rows;
     }
@@ -344,7 +345,7 @@ TEST_F(DuplicatesScreenTest, TicksDriveTheButtonsAndUntickingTheNewestKeepsNothi
 
     // Unticking the kept copy in the preview marks it for removal too: nothing is kept.
     auto *copies = childNamed<QTreeWidget>(screen, QStringLiteral("copiesList"));
-    copies->topLevelItem(0)->setCheckState(KSTDuplicatePreview::PathColumn, Qt::Checked);
+    copies->topLevelItem(0)->setCheckState(0, Qt::Checked);
     KSTTestSupport::pumpFor(10);
     EXPECT_EQ(
         copyRows(screen),
@@ -356,7 +357,7 @@ TEST_F(DuplicatesScreenTest, TicksDriveTheButtonsAndUntickingTheNewestKeepsNothi
     EXPECT_EQ(bulk->text(),
               QStringLiteral("Remove %1 of duplicates").arg(KSTFormatting::formatBytesShort(7000)));
     // And keeping an older copy by hand.
-    copies->topLevelItem(2)->setCheckState(KSTDuplicatePreview::PathColumn, Qt::Unchecked);
+    copies->topLevelItem(2)->setCheckState(0, Qt::Unchecked);
     KSTTestSupport::pumpFor(10);
     EXPECT_EQ(copyRows(screen).at(2),
               QStringLiteral("~/Pictures/big/old.jpg|keep|Kept · kept by you"));
@@ -416,7 +417,7 @@ TEST_F(DuplicatesScreenTest, AGroupThatKeepsNoCopyOrAChangedCopyIsLeftInPlaceAnd
 
     // Every copy of the shown group marked for removal: the whole group stays.
     auto *copies = childNamed<QTreeWidget>(screen, QStringLiteral("copiesList"));
-    copies->topLevelItem(0)->setCheckState(KSTDuplicatePreview::PathColumn, Qt::Checked);
+    copies->topLevelItem(0)->setCheckState(0, Qt::Checked);
     KSTTestSupport::pumpFor(10);
     button(screen, QStringLiteral("removeCurrentButton"))->click();
     ASSERT_EQ(confirmations.size(), 1);
@@ -433,7 +434,7 @@ TEST_F(DuplicatesScreenTest, AGroupThatKeepsNoCopyOrAChangedCopyIsLeftInPlaceAnd
     EXPECT_EQ(groupNames(screen).size(), 2);
 
     // A copy changed since the scan stays where it is; the other one goes.
-    copies->topLevelItem(0)->setCheckState(KSTDuplicatePreview::PathColumn, Qt::Unchecked);
+    copies->topLevelItem(0)->setCheckState(0, Qt::Unchecked);
     KSTTestSupport::pumpFor(10);
     mac.writeHomeFile(QStringLiteral("Downloads/older.jpg"), content(2000, 9), Day2);
     button(screen, QStringLiteral("removeCurrentButton"))->click();
