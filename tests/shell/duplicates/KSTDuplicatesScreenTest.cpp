@@ -6,11 +6,13 @@
 
 #include "KSTDuplicateEngine.h"
 #include "KSTDuplicateGroupDelegate.h"
+#include "KSTDuplicateGroupListModel.h"
 #include "KSTDuplicatePreview.h"
 #include "KSTDuplicatesScreen.h"
 #include "KSTFormatting.h"
 #include "KSTObjectLookup.h"
 
+#include <QAbstractItemModelTester>
 #include <QCheckBox>
 #include <QDir>
 #include <QFileInfo>
@@ -20,12 +22,14 @@
 #include <QProgressBar>
 #include <QPushButton>
 #include <QSettings>
+#include <QSignalSpy>
 #include <QStackedWidget>
 #include <QTest>
 #include <QTreeWidget>
 
 namespace {
 
+using namespace Qt::StringLiterals;
 using KSTObjectLookup::childNamed;
 using KSTObjectLookup::textNamed;
 
@@ -542,6 +546,72 @@ TEST_F(DuplicatesScreenTest, ScansOnOpenOnlyWhenAskedTo)
     EXPECT_EQ(pageName(screen), QStringLiteral("duplicateScanning"));
     ASSERT_TRUE(waitForResults(screen));
     EXPECT_EQ(groupNames(screen), QStringList{QStringLiteral("x.png")});
+}
+
+// A result of @p count groups of two copies each, all "others", as a scan would deliver it.
+std::shared_ptr<KSTDuplicateSnapshot> manyGroups(int count)
+{
+    auto snapshot = std::make_shared<KSTDuplicateSnapshot>();
+    const QStringList types = {u"images"_s, u"photos"_s,   u"videos"_s,
+                               u"audios"_s, u"archives"_s, u"others"_s};
+    for (const QString &type : types)
+        snapshot->categories.append({type, type, u"doc"_s, 0, 0, {}});
+    KSTDuplicateCategorySummary &others = snapshot->categories.last();
+    for (int index = 0; index < count; ++index) {
+        KSTDuplicateGroup group;
+        group.hashKey = QStringLiteral("%1").arg(index, 64, 16, QLatin1Char('0'));
+        group.fileName = QStringLiteral("file %1.dat").arg(index);
+        group.fileSize = 100;
+        group.categoryType = u"others"_s;
+        group.files = {{QStringLiteral("/d/a/%1").arg(index), 100, Day2, {}},
+                       {QStringLiteral("/d/b/%1").arg(index), 100, Day1, {}}};
+        group.reclaimableBytes = 100;
+        others.groups.append(group);
+    }
+    others.groupCount = quint64(count);
+    others.reclaimableBytes = 100ull * quint64(count);
+    snapshot->totalGroupCount = others.groupCount;
+    snapshot->totalReclaimableBytes = others.reclaimableBytes;
+    return snapshot;
+}
+
+TEST_F(DuplicatesScreenTest, TheGroupListRepaintsTicksWithoutRebuildingFiftyThousandRows)
+{
+    KSTDuplicateReviewModel review(systemInfo);
+    KSTDuplicateGroupListModel list(review);
+    QAbstractItemModelTester tester(&list, QAbstractItemModelTester::FailureReportingMode::Fatal);
+    QSignalSpy resets(&list, &QAbstractItemModel::modelReset);
+    QSignalSpy changes(&list, &QAbstractItemModel::dataChanged);
+
+    review.setSnapshot(manyGroups(50'000));
+    ASSERT_EQ(list.rowCount(), 50'000);
+    const qsizetype resetsAfterResult = resets.size();
+    EXPECT_GE(resetsAfterResult, 1);
+    EXPECT_EQ(list.index(49'999).data().toString(), u"file 49999.dat"_s);
+    EXPECT_EQ(list.index(7).data(KSTDuplicateGroupListModel::DetailRole).toString(),
+              QStringLiteral("2 copies · %1 each").arg(KSTFormatting::formatBytesShort(100)));
+    EXPECT_EQ(list.rowOfGroup(list.groupAt(31'000).hashKey), 31'000);
+    EXPECT_EQ(list.rowOfGroup(u"no such key"_s), -1);
+
+    // A tick through the list reaches the review model and only repaints the boxes.
+    ASSERT_TRUE(list.setData(list.index(31'000), Qt::Checked, Qt::CheckStateRole));
+    EXPECT_TRUE(review.selectedGroupKeys().contains(list.groupAt(31'000).hashKey));
+    EXPECT_EQ(list.index(31'000).data(Qt::CheckStateRole).toInt(), Qt::Checked);
+    review.setSelectedGroup(list.groupAt(12).hashKey);
+    EXPECT_EQ(resets.size(), resetsAfterResult);
+    EXPECT_FALSE(changes.isEmpty());
+
+    // Another category, or a snapshot edited by a removal, lists other rows.
+    review.setSelectedCategoryType(u"images"_s);
+    EXPECT_EQ(list.rowCount(), 0);
+    EXPECT_GT(resets.size(), resetsAfterResult);
+    // While a scan runs nothing can be ticked.
+    review.setSelectedCategoryType(u"others"_s);
+    auto scanning = std::make_shared<KSTDuplicateSnapshot>(*manyGroups(3));
+    scanning->isScanning = true;
+    review.setSnapshot(scanning);
+    EXPECT_FALSE(list.flags(list.index(0)).testFlag(Qt::ItemIsUserCheckable));
+    EXPECT_FALSE(list.setData(list.index(0), Qt::Checked, Qt::CheckStateRole));
 }
 
 } // namespace
