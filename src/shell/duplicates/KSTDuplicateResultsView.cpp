@@ -230,6 +230,13 @@ QWidget *KSTDuplicateResultsView::buildFooter()
                       1);
     m_removing = new KSTBusyIndicator(16, card);
     layout->addWidget(m_removing);
+    m_cloneSelected = new QPushButton(QStringLiteral("Replace with Clones…"), card);
+    m_cloneSelected->setObjectName(QStringLiteral("cloneSelectedButton"));
+    m_cloneSelected->setToolTip(
+        QStringLiteral("Keep every path: each ticked copy that would be removed becomes a clone of "
+                       "the kept copy, sharing its data on disk"));
+    KSTStyle::setButtonRole(m_cloneSelected, KSTStyle::SecondaryButton);
+    layout->addWidget(m_cloneSelected);
     m_removeCurrent = new QPushButton(card);
     m_removeCurrent->setObjectName(QStringLiteral("removeCurrentButton"));
     KSTStyle::setButtonRole(m_removeCurrent, KSTStyle::SecondaryButton);
@@ -243,6 +250,8 @@ QWidget *KSTDuplicateResultsView::buildFooter()
             &KSTDuplicateResultsView::removeCurrentRequested);
     connect(m_removeSelected, &QPushButton::clicked, this,
             &KSTDuplicateResultsView::removeSelectedRequested);
+    connect(m_cloneSelected, &QPushButton::clicked, this,
+            &KSTDuplicateResultsView::cloneSelectedRequested);
     return card;
 }
 
@@ -361,6 +370,8 @@ void KSTDuplicateResultsView::refreshButtons()
     m_removeCurrent->setEnabled(m_review.isRemoveCurrentButtonEnabled());
     m_removeSelected->setText(m_review.removeSelectedButtonTitle());
     m_removeSelected->setEnabled(m_review.isRemoveSelectedButtonEnabled());
+    // Cloning takes the same copies as the bulk removal.
+    m_cloneSelected->setEnabled(m_review.isRemoveSelectedButtonEnabled());
     m_removing->setRunning(m_review.isRemoving());
     m_rescan->setEnabled(!busy);
     m_newScan->setEnabled(!busy);
@@ -369,22 +380,44 @@ void KSTDuplicateResultsView::refreshButtons()
 
 void KSTDuplicateResultsView::showOutcome(const KSTDuplicateRemovalOutcome &outcome)
 {
-    const QString moved = outcome.itemsRemoved == 0
-                              ? QStringLiteral("Nothing was moved to the Trash.")
-                              : QStringLiteral("Moved %1 (%2) to the Trash.")
-                                    .arg(copies(outcome.itemsRemoved),
-                                         KSTFormatting::formatBytesShort(outcome.bytesRemoved));
-    const qsizetype left = outcome.skipped.size();
-    m_outcome->setText(left == 0 ? moved
-                                 : moved + (left == 1 ? QStringLiteral(" 1 file was left in place:")
-                                                      : QStringLiteral(" %1 files were left in "
-                                                                       "place:")
-                                                            .arg(left)));
+    QList<QPair<QString, QString>> left;
+    for (const auto &skipped : outcome.skipped)
+        left.append({skipped.path, skipped.reason});
+    showOutcomeLines(outcome.itemsRemoved == 0
+                         ? QStringLiteral("Nothing was moved to the Trash.")
+                         : QStringLiteral("Moved %1 (%2) to the Trash.")
+                               .arg(copies(outcome.itemsRemoved),
+                                    KSTFormatting::formatBytesShort(outcome.bytesRemoved)),
+                     left);
+}
+
+void KSTDuplicateResultsView::showLinkOutcome(const KSTDuplicateLinkOutcome &outcome)
+{
+    QList<QPair<QString, QString>> left;
+    for (const auto &skipped : outcome.skipped)
+        left.append({skipped.path, skipped.reason});
+    showOutcomeLines(outcome.itemsLinked == 0
+                         ? QStringLiteral("No copy was replaced with a clone.")
+                         : QStringLiteral("Replaced %1 with clones; %2 freed.")
+                               .arg(copies(outcome.itemsLinked),
+                                    KSTFormatting::formatBytesShort(outcome.bytesFreed)),
+                     left);
+}
+
+void KSTDuplicateResultsView::showOutcomeLines(const QString &headline,
+                                               const QList<QPair<QString, QString>> &leftInPlace)
+{
+    const qsizetype left = leftInPlace.size();
+    m_outcome->setText(left == 0
+                           ? headline
+                           : headline + (left == 1 ? QStringLiteral(" 1 file was left in place:")
+                                                   : QStringLiteral(" %1 files were left in "
+                                                                    "place:")
+                                                         .arg(left)));
     QStringList lines;
     for (qsizetype index = 0; index < left && index < LeftInPlaceShown; ++index) {
-        const auto &skipped = outcome.skipped.at(index);
-        lines << KSTDuplicateFolderOptions::displayPathFor(skipped.path) + QStringLiteral(" — ") +
-                     skipped.reason;
+        lines << KSTDuplicateFolderOptions::displayPathFor(leftInPlace.at(index).first) +
+                     QStringLiteral(" — ") + leftInPlace.at(index).second;
     }
     if (left > LeftInPlaceShown)
         lines << QStringLiteral("… and %1 more").arg(left - LeftInPlaceShown);

@@ -13,6 +13,7 @@ class QListView;
 class QListWidget;
 class QPushButton;
 class QStackedWidget;
+struct KSTDuplicateLinkOutcome;
 struct KSTDuplicateRemovalOutcome;
 
 /// The result page of the Duplicates screen: what can be freed, the six categories with their
@@ -33,11 +34,15 @@ public:
 
     /// Shows what a removal did (kept until clearOutcome()).
     void showOutcome(const KSTDuplicateRemovalOutcome &outcome);
+    /// Shows what replacing copies with clones did (kept until clearOutcome()).
+    void showLinkOutcome(const KSTDuplicateLinkOutcome &outcome);
     void clearOutcome();
 
 Q_SIGNALS:
     void removeCurrentRequested();
     void removeSelectedRequested();
+    /// "Replace with Clones…": free the ticked copies' space while keeping their paths.
+    void cloneSelectedRequested();
     void rescanRequested();
     void newScanRequested();
 
@@ -52,6 +57,9 @@ private:
     void refreshButtons();
     void rebuildCategories();
     void restyleLists();
+    // The outcome card: @p headline, then each file left in place with why.
+    void showOutcomeLines(const QString &headline,
+                          const QList<QPair<QString, QString>> &leftInPlace);
 
     KSTDuplicateReviewModel &m_review;
     KSTDuplicateGroupListModel *m_groupModel = nullptr;
@@ -71,5 +79,6 @@ private:
     KSTBusyIndicator *m_removing = nullptr;
     QPushButton *m_removeCurrent = nullptr;
     QPushButton *m_removeSelected = nullptr;
+    QPushButton *m_cloneSelected = nullptr;
     bool m_syncing = false;
 };

@@ -8,6 +8,7 @@
 
 #include <QFileDialog>
 #include <QMessageBox>
+#include <QPointer>
 #include <QPushButton>
 #include <QStackedWidget>
 #include <QVBoxLayout>
@@ -84,6 +85,8 @@ KSTDuplicatesScreen::KSTDuplicatesScreen(KSTSystemInfo &systemInfo, QWidget *par
             &KSTDuplicatesScreen::requestRemoveCurrent);
     connect(m_results, &KSTDuplicateResultsView::removeSelectedRequested, this,
             &KSTDuplicatesScreen::requestRemoveSelected);
+    connect(m_results, &KSTDuplicateResultsView::cloneSelectedRequested, this,
+            &KSTDuplicatesScreen::requestCloneSelected);
     connect(&m_model, &KSTDuplicateReviewModel::snapshotChanged, this,
             &KSTDuplicatesScreen::refreshPage);
     connect(&m_model, &KSTDuplicateReviewModel::removalFinished, this,
@@ -180,6 +183,27 @@ void KSTDuplicatesScreen::requestRemoveSelected()
     if (!m_confirm(this, message, informative))
         return;
     m_model.removeAllSelectedDuplicates();
+}
+
+void KSTDuplicatesScreen::requestCloneSelected()
+{
+    if (!m_model.isRemoveSelectedButtonEnabled() || !m_confirm)
+        return;
+    const QStringList paths = m_model.removablePathsForSelectedGroups();
+    const QString message =
+        QStringLiteral("Replace %1 with clones of the kept copies?").arg(copiesText(paths.size()));
+    const QString informative = QStringLiteral(
+        "Each copy keeps its name, place, permissions and dates but shares the kept copy's data "
+        "on disk, which frees its space. A copy on another disk, or changed since the scan, stays "
+        "as it is. Kestrel then scans the same folders again.");
+    if (!m_confirm(this, message, informative))
+        return;
+    QPointer<KSTDuplicatesScreen> self(this);
+    m_model.replaceSelectedDuplicatesWithLinks(KSTDuplicateLinkStep::Kind::Clone,
+                                               [self](const KSTDuplicateLinkOutcome &outcome) {
+                                                   if (self)
+                                                       self->m_results->showLinkOutcome(outcome);
+                                               });
 }
 
 void KSTDuplicatesScreen::removalDidFinish(const KSTDuplicateRemovalOutcome &outcome)

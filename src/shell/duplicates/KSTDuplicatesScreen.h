@@ -57,6 +57,9 @@ public:
     void requestRemoveCurrent();
     /// Confirmation, then the removal of the removable copies of every ticked group.
     void requestRemoveSelected();
+    /// Confirmation, then the same copies replaced with clones of their group's kept copy
+    /// (their paths stay; never the default: only this button does it).
+    void requestCloneSelected();
 
 protected:
     void showEvent(QShowEvent *event) override;

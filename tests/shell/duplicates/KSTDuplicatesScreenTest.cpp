@@ -548,6 +548,52 @@ TEST_F(DuplicatesScreenTest, ScansOnOpenOnlyWhenAskedTo)
     EXPECT_EQ(groupNames(screen), QStringList{QStringLiteral("x.png")});
 }
 
+TEST_F(DuplicatesScreenTest, ReplacingWithClonesAsksFirstAndKeepsEveryPath)
+{
+    makeGroups();
+    auto controller = makeShownWindow();
+    KSTDuplicatesScreen *screen = showDuplicates(*controller);
+    ASSERT_TRUE(scanAndWait(screen));
+    clickCategory(screen, 1);
+    QPushButton *clone = button(screen, QStringLiteral("cloneSelectedButton"));
+    ASSERT_NE(clone, nullptr);
+    EXPECT_FALSE(clone->isEnabled()); // nothing ticked
+    clickGroupBox(screen, 0);
+    KSTTestSupport::pumpFor(10);
+    ASSERT_TRUE(clone->isEnabled());
+
+    answer = false;
+    clone->click();
+    ASSERT_EQ(confirmations.size(), 1);
+    EXPECT_TRUE(confirmations.first().startsWith(
+        u"Replace 2 copies with clones of the kept copies?|Each copy keeps its name"_s))
+        << confirmations.first().toStdString();
+    KSTTestSupport::pumpFor(50);
+    EXPECT_FALSE(childNamed<QWidget>(screen, QStringLiteral("outcomeCard"))->isVisible());
+
+    answer = true;
+    clone->click();
+    ASSERT_TRUE(KSTTestSupport::pumpUntil(
+        [screen] {
+            return childNamed<QWidget>(screen, QStringLiteral("outcomeCard"))->isVisible() &&
+                   pageName(screen) == QLatin1String("duplicateResults");
+        },
+        30'000));
+    // Whether this file system can clone or not, every copy is still at its path with its
+    // content, and nothing went to the Trash.
+    const QString outcome = textNamed<QLabel>(screen, QStringLiteral("removalOutcome"));
+    EXPECT_TRUE(outcome.startsWith(u"Replaced 2 copies with clones;"_s) ||
+                outcome.startsWith(u"No copy was replaced with a clone. 2 files were left"_s))
+        << outcome.toStdString();
+    for (const char *path :
+         {"Pictures/big/new.jpg", "Pictures/big/old.jpg", "Downloads/older.jpg"}) {
+        QFile file(home(QString::fromLatin1(path)));
+        ASSERT_TRUE(file.open(QIODevice::ReadOnly)) << path;
+        EXPECT_EQ(file.readAll(), content(2000, 1)) << path;
+    }
+    EXPECT_TRUE(QDir(home(QStringLiteral(".Trash"))).isEmpty(QDir::Files | QDir::NoDotAndDotDot));
+}
+
 // A result of @p count groups of two copies each, all "others", as a scan would deliver it.
 std::shared_ptr<KSTDuplicateSnapshot> manyGroups(int count)
 {
