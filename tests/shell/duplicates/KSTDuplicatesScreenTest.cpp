@@ -13,9 +13,11 @@
 #include "KSTObjectLookup.h"
 
 #include <QAbstractItemModelTester>
+#include <QBuffer>
 #include <QCheckBox>
 #include <QDir>
 #include <QFileInfo>
+#include <QImage>
 #include <QLabel>
 #include <QListView>
 #include <QListWidget>
@@ -592,6 +594,40 @@ TEST_F(DuplicatesScreenTest, ReplacingWithClonesAsksFirstAndKeepsEveryPath)
         EXPECT_EQ(file.readAll(), content(2000, 1)) << path;
     }
     EXPECT_TRUE(QDir(home(QStringLiteral(".Trash"))).isEmpty(QDir::Files | QDir::NoDotAndDotDot));
+}
+
+TEST_F(DuplicatesScreenTest, ThePreviewShowsTheNewestPictureAndSpaceTicksTheCurrentGroup)
+{
+    // Two copies of a red picture; the thumbnail is read from the newest.
+    QImage red(200, 100, QImage::Format_RGB32);
+    red.fill(QColor(220, 20, 20));
+    QByteArray png;
+    QBuffer buffer(&png);
+    ASSERT_TRUE(buffer.open(QIODevice::WriteOnly) && red.save(&buffer, "PNG"));
+    mac.writeHomeFile(QStringLiteral("Pictures/red.png"), png, Day2);
+    mac.writeHomeFile(QStringLiteral("Downloads/red copy.png"), png, Day1);
+    auto controller = makeShownWindow();
+    KSTDuplicatesScreen *screen = showDuplicates(*controller);
+    ASSERT_TRUE(scanAndWait(screen));
+    auto *thumbnail = childNamed<QLabel>(screen, QStringLiteral("previewThumbnail"));
+    ASSERT_NE(thumbnail, nullptr);
+    const auto centreIsRed = [thumbnail] {
+        const QImage shown = thumbnail->pixmap().toImage();
+        if (shown.isNull())
+            return false;
+        const QColor centre = shown.pixelColor(shown.width() / 2, shown.height() / 2);
+        return centre.red() > 200 && centre.green() < 60 && centre.blue() < 60;
+    };
+    EXPECT_TRUE(KSTTestSupport::pumpUntil(centreIsRed));
+
+    // Space on the current row ticks its group, as its box does.
+    auto *groups = childNamed<QListView>(screen, QStringLiteral("groupList"));
+    groups->setFocus();
+    groups->setCurrentIndex(groups->model()->index(0, 0));
+    QTest::keyClick(groups, Qt::Key_Space);
+    EXPECT_EQ(button(screen, QStringLiteral("removeSelectedButton"))->text(),
+              QStringLiteral("Remove %1 of duplicates")
+                  .arg(KSTFormatting::formatBytesShort(quint64(png.size()))));
 }
 
 // A result of @p count groups of two copies each, all "others", as a scan would deliver it.
