@@ -5,6 +5,7 @@
 #include "KSTDuplicateFolderOptions.h"
 #include "KSTDuplicateGroupDelegate.h"
 #include "KSTDuplicateGroupListModel.h"
+#include "KSTDuplicateOutcomeCard.h"
 #include "KSTDuplicatePreview.h"
 #include "KSTDuplicateReviewModel.h"
 #include "KSTDuplicateSetupView.h"
@@ -26,8 +27,6 @@
 
 namespace {
 
-constexpr int LeftInPlaceShown = 6;
-
 // The colour of each category's symbol.
 QString categoryColor(const QString &categoryType)
 {
@@ -41,11 +40,6 @@ QString categoryColor(const QString &categoryType)
     return colors.value(categoryType, QStringLiteral("zinc"));
 }
 
-QString copies(quint64 count)
-{
-    return count == 1 ? QStringLiteral("1 copy") : QStringLiteral("%1 copies").arg(count);
-}
-
 } // namespace
 
 KSTDuplicateResultsView::KSTDuplicateResultsView(KSTDuplicateReviewModel &review, QWidget *parent)
@@ -57,19 +51,7 @@ KSTDuplicateResultsView::KSTDuplicateResultsView(KSTDuplicateReviewModel &review
     layout->setSpacing(14);
     layout->addWidget(buildSummaryCard());
 
-    m_outcomeCard = new KSTCardFrame(this);
-    m_outcomeCard->setObjectName(QStringLiteral("outcomeCard"));
-    auto *outcomeLayout = new QVBoxLayout(m_outcomeCard);
-    outcomeLayout->setContentsMargins(20, 10, 20, 10);
-    outcomeLayout->setSpacing(4);
-    m_outcome = KSTStyle::label({}, KSTStyle::Headline, m_outcomeCard);
-    m_outcome->setObjectName(QStringLiteral("removalOutcome"));
-    outcomeLayout->addWidget(m_outcome);
-    m_leftInPlace = KSTStyle::label({}, KSTStyle::Secondary, m_outcomeCard);
-    m_leftInPlace->setObjectName(QStringLiteral("leftInPlace"));
-    m_leftInPlace->setWordWrap(true);
-    outcomeLayout->addWidget(m_leftInPlace);
-    m_outcomeCard->hide();
+    m_outcomeCard = new KSTDuplicateOutcomeCard(this);
     layout->addWidget(m_outcomeCard);
 
     m_body = new QStackedWidget(this);
@@ -380,52 +362,12 @@ void KSTDuplicateResultsView::refreshButtons()
 
 void KSTDuplicateResultsView::showOutcome(const KSTDuplicateRemovalOutcome &outcome)
 {
-    QList<QPair<QString, QString>> left;
-    for (const auto &skipped : outcome.skipped)
-        left.append({skipped.path, skipped.reason});
-    showOutcomeLines(outcome.itemsRemoved == 0
-                         ? QStringLiteral("Nothing was moved to the Trash.")
-                         : QStringLiteral("Moved %1 (%2) to the Trash.")
-                               .arg(copies(outcome.itemsRemoved),
-                                    KSTFormatting::formatBytesShort(outcome.bytesRemoved)),
-                     left);
+    m_outcomeCard->showRemoval(outcome);
 }
 
 void KSTDuplicateResultsView::showLinkOutcome(const KSTDuplicateLinkOutcome &outcome)
 {
-    QList<QPair<QString, QString>> left;
-    for (const auto &skipped : outcome.skipped)
-        left.append({skipped.path, skipped.reason});
-    showOutcomeLines(outcome.itemsLinked == 0
-                         ? QStringLiteral("No copy was replaced with a clone.")
-                         : QStringLiteral("Replaced %1 with clones; %2 freed.")
-                               .arg(copies(outcome.itemsLinked),
-                                    KSTFormatting::formatBytesShort(outcome.bytesFreed)),
-                     left);
-}
-
-void KSTDuplicateResultsView::showOutcomeLines(const QString &headline,
-                                               const QList<QPair<QString, QString>> &leftInPlace)
-{
-    const qsizetype left = leftInPlace.size();
-    m_outcome->setText(left == 0
-                           ? headline
-                           : headline + (left == 1 ? QStringLiteral(" 1 file was left in place:")
-                                                   : QStringLiteral(" %1 files were left in "
-                                                                    "place:")
-                                                         .arg(left)));
-    QStringList lines;
-    for (qsizetype index = 0; index < left && index < LeftInPlaceShown; ++index) {
-        lines << KSTDuplicateFolderOptions::displayPathFor(leftInPlace.at(index).first) +
-                     QStringLiteral(" — ") + leftInPlace.at(index).second;
-    }
-    if (left > LeftInPlaceShown)
-        lines << QStringLiteral("… and %1 more").arg(left - LeftInPlaceShown);
-    m_leftInPlace->setText(lines.join(QLatin1Char('\n')));
-    m_leftInPlace->setVisible(left > 0);
-    m_outcomeCard->setTintColorName(left == 0 ? QStringLiteral("emerald")
-                                              : QStringLiteral("amber"));
-    m_outcomeCard->show();
+    m_outcomeCard->showLinking(outcome);
 }
 
 void KSTDuplicateResultsView::clearOutcome()

@@ -5,6 +5,7 @@
 class KSTBusyIndicator;
 class KSTCardFrame;
 class KSTDuplicateGroupListModel;
+class KSTDuplicateOutcomeCard;
 class KSTDuplicatePreview;
 class KSTDuplicateReviewModel;
 class QCheckBox;
@@ -57,9 +58,6 @@ private:
     void refreshButtons();
     void rebuildCategories();
     void restyleLists();
-    // The outcome card: @p headline, then each file left in place with why.
-    void showOutcomeLines(const QString &headline,
-                          const QList<QPair<QString, QString>> &leftInPlace);
 
     KSTDuplicateReviewModel &m_review;
     KSTDuplicateGroupListModel *m_groupModel = nullptr;
@@ -67,9 +65,7 @@ private:
     QLabel *m_detail = nullptr;
     QPushButton *m_rescan = nullptr;
     QPushButton *m_newScan = nullptr;
-    KSTCardFrame *m_outcomeCard = nullptr;
-    QLabel *m_outcome = nullptr;
-    QLabel *m_leftInPlace = nullptr;
+    KSTDuplicateOutcomeCard *m_outcomeCard = nullptr;
     QStackedWidget *m_body = nullptr;
     QListWidget *m_categories = nullptr;
     QLabel *m_groupCount = nullptr;
