@@ -358,6 +358,10 @@ void KSTDuplicateResultsView::refreshButtons()
     m_rescan->setEnabled(!busy);
     m_newScan->setEnabled(!busy);
     m_allGroups->setEnabled(!busy && m_groupModel->rowCount() > 0);
+    // A removal shows the group after the one it took away in the category listed when it
+    // began; the lists wait until it is done.
+    m_categories->setEnabled(!busy);
+    m_groups->setEnabled(!busy);
 }
 
 void KSTDuplicateResultsView::showOutcome(const KSTDuplicateRemovalOutcome &outcome)

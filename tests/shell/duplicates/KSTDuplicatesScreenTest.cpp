@@ -392,8 +392,12 @@ TEST_F(DuplicatesScreenTest, RemovingTheShownGroupAsksFirstThenTrashesTheOlderCo
     EXPECT_EQ(groupNames(screen).size(), 2);
 
     // Accepted: the older copies are in the Trash, the newest stays, the next group is shown.
+    // Meanwhile nothing else can be chosen or removed.
     answer = true;
     current->click();
+    EXPECT_FALSE(childNamed<QListWidget>(screen, QStringLiteral("categoryList"))->isEnabled());
+    EXPECT_FALSE(childNamed<QListView>(screen, QStringLiteral("groupList"))->isEnabled());
+    EXPECT_FALSE(current->isEnabled());
     ASSERT_TRUE(KSTTestSupport::pumpUntil([screen] {
         return !textNamed<QLabel>(screen, QStringLiteral("removalOutcome")).isEmpty() &&
                childNamed<QWidget>(screen, QStringLiteral("outcomeCard"))->isVisible();
@@ -408,6 +412,7 @@ TEST_F(DuplicatesScreenTest, RemovingTheShownGroupAsksFirstThenTrashesTheOlderCo
     EXPECT_TRUE(QFileInfo::exists(home(QStringLiteral("Pictures/big/new.jpg"))));
     EXPECT_EQ(groupNames(screen), QStringList{QStringLiteral("a.jpg")});
     EXPECT_EQ(textNamed<QLabel>(screen, QStringLiteral("previewName")), QStringLiteral("a.jpg"));
+    EXPECT_TRUE(childNamed<QListWidget>(screen, QStringLiteral("categoryList"))->isEnabled());
     EXPECT_EQ(textNamed<QLabel>(screen, QStringLiteral("resultSummary")),
               QStringLiteral("%1 can be freed").arg(KSTFormatting::formatBytesShort(1500)));
 }
