@@ -11,6 +11,13 @@ namespace KSTDuplicateLocations {
 inline const QStringList defaultScanFolders = {QStringLiteral("Pictures"),
                                                QStringLiteral("Downloads")};
 
+/// The folders the Duplicates screen offers, in this order, those that exist as folders; the
+/// default scan folders among them start selected. Music is never offered (it is never read).
+inline const QStringList offeredScanFolders = {
+    QStringLiteral("Pictures"),  QStringLiteral("Downloads"), QStringLiteral("Desktop"),
+    QStringLiteral("Documents"), QStringLiteral("Movies"),
+};
+
 /// Hidden under the mac layout although its name has no leading dot: macOS flags the home's
 /// Library folder hidden.
 inline const QString hiddenLibraryFolder = QStringLiteral("Library");

@@ -72,12 +72,24 @@ void KSTDuplicateReviewModel::scanDuplicatesInPaths(const QStringList &paths)
     preparing->scanProgress = 0.01;
     setSnapshot(std::move(preparing));
 
+    // The frame hands over its first report even when the scan was cancelled meanwhile;
+    // reports of a scan this model no longer waits for are dropped here.
+    const quint64 scan = ++m_scanNumber;
     std::weak_ptr<KSTDuplicateReviewModel *> self = m_self;
-    auto show = [self](std::shared_ptr<const KSTDuplicateSnapshot> snapshot) {
-        if (const auto model = self.lock())
+    auto show = [self, scan](std::shared_ptr<const KSTDuplicateSnapshot> snapshot) {
+        if (const auto model = self.lock(); model && (*model)->m_scanNumber == scan)
             (*model)->setSnapshot(std::move(snapshot));
     };
     m_systemInfo->scanDuplicatesInPaths(paths, show, show);
+}
+
+void KSTDuplicateReviewModel::cancelScan()
+{
+    if (!m_snapshot || !m_snapshot->isScanning)
+        return;
+    ++m_scanNumber;
+    m_systemInfo->cancelDuplicateScan();
+    setSnapshot(nullptr);
 }
 
 bool KSTDuplicateReviewModel::isBusy() const

@@ -101,6 +101,9 @@ public:
     void setSnapshot(std::shared_ptr<const KSTDuplicateSnapshot> snapshot);
     /// Starts a scan of @p paths; its reports and its result replace the snapshot.
     void scanDuplicatesInPaths(const QStringList &paths);
+    /// Stops the running scan (it delivers nothing more) and shows no snapshot; nothing when no
+    /// scan runs.
+    void cancelScan();
     /// A scan runs (the snapshot is a progress report) or a removal does.
     bool isBusy() const;
     bool isRemoving() const { return m_removing; }
@@ -258,6 +261,8 @@ private:
     QSet<QString> m_selectedGroupKeys;
     QHash<QString, QSet<QString>> m_keptPathsByGroupKey;
     bool m_removing = false;
+    // The scan whose reports are shown; cancelScan() moves it on (main thread only).
+    quint64 m_scanNumber = 0;
     QString m_removeSelectedTitle;
     bool m_removeSelectedEnabled = false;
     bool m_removeCurrentEnabled = false;

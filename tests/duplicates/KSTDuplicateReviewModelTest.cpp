@@ -413,4 +413,28 @@ TEST_F(DuplicateReviewModelTest, RemovalsAreRefusedWhileScanningOrWithoutAStep)
     EXPECT_TRUE(model->isRemoveCurrentButtonEnabled());
 }
 
+TEST_F(DuplicateReviewModelTest, ACancelledScanShowsNothingMoreNotEvenItsFirstReport)
+{
+    makeGroups();
+    ASSERT_TRUE(scan());
+    QSignalSpy changes(model.get(), &Model::snapshotChanged);
+    model->scanDuplicatesInPaths({home(QStringLiteral("Pictures"))});
+    ASSERT_TRUE(model->snapshot() && model->snapshot()->isScanning);
+    model->cancelScan();
+    EXPECT_EQ(model->snapshot(), nullptr);
+    EXPECT_FALSE(model->isBusy());
+    const qsizetype afterCancel = changes.size();
+    KSTTestSupport::pumpFor(300);
+    info.duplicateQueue().sync([] {});
+    KSTTestSupport::pumpFor(100);
+    EXPECT_EQ(changes.size(), afterCancel);
+    EXPECT_EQ(model->snapshot(), nullptr);
+
+    // Cancelling without a scan changes nothing; a new scan shows its result again.
+    model->cancelScan();
+    EXPECT_EQ(changes.size(), afterCancel);
+    ASSERT_TRUE(scan());
+    EXPECT_EQ(model->snapshot()->totalGroupCount, 3u);
+}
+
 } // namespace

@@ -2,7 +2,7 @@
 // root, for screenshots and for trying the program by hand (`kestrel --root ROOT …`).
 //
 //   kst_fixture_mac [--no-full-disk-access] [--autoclean-history] [--reporter-week]
-//                   [--utilities]
+//                   [--utilities] [--duplicates] [--scan-duplicates-on-open]
 //
 // The machine: the recorded MacBook Pro (Apple M3) system_profiler, macOS Sonoma 14.5, one
 // user "alice" with applications of different sizes, documents, movies and pictures, old
@@ -20,9 +20,14 @@
 // --utilities adds what the Utilities read: launch agents and daemons, applications that
 // declare document types with the user's chosen handlers, where-from and quarantine
 // attributes on Trash items, and the host's du.
+// --duplicates adds copies of pictures, photos, a video, a voice memo, an archive and a
+// document across Pictures, Downloads, Desktop, Documents and Movies, with different dates.
+// --scan-duplicates-on-open ticks those five folders on the Duplicates screen and lets it scan
+// them when it opens (again in the current settings folder).
 // The folder is left on disk; remove it when done.
 #include "KSTApplicationInfo.h"
 #include "KSTAutoCleanManager.h"
+#include "KSTDuplicateFolderOptions.h"
 #include "KSTFixtureMac.h"
 #include "KSTHostInfo.h"
 #include "KSTPermissionChecker.h"
@@ -34,6 +39,7 @@
 #include <QDateTime>
 #include <QFile>
 #include <QTextStream>
+#include <QtEndian>
 
 #include <sys/xattr.h>
 
@@ -366,6 +372,131 @@ bool addUtilitiesMac(KSTFixtureMac &mac)
     return true;
 }
 
+// ---- Duplicates ----
+
+quint32 crc32(const QByteArray &bytes)
+{
+    quint32 crc = 0xffffffffu;
+    for (const char byte : bytes) {
+        crc ^= quint8(byte);
+        for (int bit = 0; bit < 8; ++bit)
+            crc = (crc >> 1) ^ (0xedb88320u & (0u - (crc & 1u)));
+    }
+    return ~crc;
+}
+
+QByteArray pngChunk(const char *type, const QByteArray &data)
+{
+    QByteArray length(4, Qt::Uninitialized);
+    qToBigEndian<quint32>(quint32(data.size()), length.data());
+    const QByteArray typed = QByteArray(type) + data;
+    QByteArray crc(4, Qt::Uninitialized);
+    qToBigEndian<quint32>(crc32(typed), crc.data());
+    return length + typed + crc;
+}
+
+struct Rgb
+{
+    int r, g, b;
+};
+
+// A landscape picture as a PNG: a sky from @p top to @p bottom, a sun and a darker ground.
+QByteArray landscapePng(int width, int height, Rgb top, Rgb bottom, Rgb ground)
+{
+    QByteArray header(13, '\0');
+    qToBigEndian<quint32>(quint32(width), header.data());
+    qToBigEndian<quint32>(quint32(height), header.data() + 4);
+    header[8] = 8; // bits per channel
+    header[9] = 2; // RGB
+    QByteArray pixels;
+    pixels.reserve((width * 3 + 1) * height);
+    const int horizon = height * 2 / 3;
+    for (int y = 0; y < height; ++y) {
+        pixels.append('\0'); // no filter
+        for (int x = 0; x < width; ++x) {
+            Rgb color;
+            const int dx = x - width * 7 / 10;
+            const int dy = y - height / 3;
+            if (y >= horizon + (x * 13 % 7))
+                color = ground;
+            else if (dx * dx + dy * dy < (height / 8) * (height / 8))
+                color = {255, 236, 170};
+            else {
+                const double t = double(y) / horizon;
+                color = {int(top.r * (1 - t) + bottom.r * t), int(top.g * (1 - t) + bottom.g * t),
+                         int(top.b * (1 - t) + bottom.b * t)};
+            }
+            pixels.append(char(color.r)).append(char(color.g)).append(char(color.b));
+        }
+    }
+    // qCompress writes the length first, then the zlib stream a PNG holds.
+    const QByteArray compressed = qCompress(pixels, 9).mid(4);
+    return QByteArray("\x89PNG\r\n\x1a\n", 8) + pngChunk("IHDR", header) +
+           pngChunk("IDAT", compressed) + pngChunk("IEND", {});
+}
+
+// @p size bytes of their own for each @p seed.
+QByteArray seededBytes(qint64 size, quint32 seed)
+{
+    QByteArray data(size, Qt::Uninitialized);
+    quint64 state = 0x9e3779b97f4a7c15ull * (seed + 1);
+    for (qint64 index = 0; index < size; ++index) {
+        state = state * 6364136223846793005ull + 1442695040888963407ull;
+        data[index] = char(state >> 56);
+    }
+    return data;
+}
+
+void addDuplicates(KSTFixtureMac &mac)
+{
+    const QDateTime now = QDateTime::currentDateTime();
+    struct Copies
+    {
+        QByteArray contents;
+        QStringList paths; // newest first
+    };
+    const QList<Copies> groups = {
+        {landscapePng(640, 420, Rgb{64, 132, 214}, Rgb{250, 190, 120}, Rgb{46, 96, 70}),
+         {QStringLiteral("Pictures/Trips/Lake Sunset.png"),
+          QStringLiteral("Downloads/Lake Sunset.png"),
+          QStringLiteral("Desktop/Lake Sunset copy.png")}},
+        {landscapePng(560, 380, Rgb{120, 180, 230}, Rgb{220, 236, 250}, Rgb{196, 170, 120}),
+         {QStringLiteral("Pictures/Trips/Dunes.png"), QStringLiteral("Downloads/Dunes.png")}},
+        {seededBytes(4 * MB, 11),
+         {QStringLiteral("Pictures/Imports/IMG_2041.jpg"), QStringLiteral("Desktop/IMG_2041.jpg"),
+          QStringLiteral("Downloads/IMG_2041.jpg")}},
+        {seededBytes(6 * MB, 12),
+         {QStringLiteral("Pictures/Imports/IMG_2107.heic"),
+          QStringLiteral("Downloads/IMG_2107.heic")}},
+        {seededBytes(18 * MB, 13),
+         {QStringLiteral("Movies/Clips/Surf.mp4"), QStringLiteral("Downloads/Surf.mp4")}},
+        {seededBytes(3 * MB, 14),
+         {QStringLiteral("Documents/Voice Memo.m4a"), QStringLiteral("Downloads/Voice Memo.m4a")}},
+        {seededBytes(22 * MB, 15),
+         {QStringLiteral("Downloads/Photos Backup.zip"),
+          QStringLiteral("Downloads/Photos Backup (1).zip")}},
+        {seededBytes(2 * MB, 16),
+         {QStringLiteral("Documents/Lease Agreement.pdf"),
+          QStringLiteral("Downloads/Lease Agreement.pdf"),
+          QStringLiteral("Desktop/Lease Agreement (2).pdf")}},
+    };
+    int age = 1;
+    for (const Copies &group : groups) {
+        for (const QString &path : group.paths)
+            mac.writeHomeFile(path, group.contents, now.addDays(-age++ * 3));
+    }
+}
+
+void scanDuplicatesOnOpen(KSTFixtureMac &mac)
+{
+    QList<KSTDuplicateFolderOption> options = KSTDuplicateFolderOptions::defaultFolderOptions();
+    for (KSTDuplicateFolderOption &option : options)
+        option.selected = true;
+    KSTDuplicateFolderOptions::saveFolderOptions(options);
+    KSTDuplicateFolderOptions::setScanOnOpen(true);
+    Q_UNUSED(mac);
+}
+
 // The real engine, run once on this machine; returns false when it reported nothing.
 bool runAutoCleanOnce(KSTFixtureMac &mac)
 {
@@ -392,10 +523,9 @@ int main(int argc, char **argv)
     const QStringList arguments = QCoreApplication::arguments().mid(1);
     QTextStream err(stderr);
     const QStringList options = {
-        QStringLiteral("--no-full-disk-access"),
-        QStringLiteral("--autoclean-history"),
-        QStringLiteral("--reporter-week"),
-        QStringLiteral("--utilities"),
+        QStringLiteral("--no-full-disk-access"), QStringLiteral("--autoclean-history"),
+        QStringLiteral("--reporter-week"),       QStringLiteral("--utilities"),
+        QStringLiteral("--duplicates"),          QStringLiteral("--scan-duplicates-on-open"),
     };
     for (const QString &argument : arguments) {
         if (!options.contains(argument)) {
@@ -435,6 +565,14 @@ int main(int argc, char **argv)
     if (arguments.contains(QLatin1String("--reporter-week")) && !addReporterWeek(mac)) {
         err << "kst_fixture_mac: could not write the Reporter's week\n";
         return 1;
+    }
+    if (arguments.contains(QLatin1String("--duplicates")))
+        addDuplicates(mac);
+    if (arguments.contains(QLatin1String("--scan-duplicates-on-open"))) {
+        // The folders offered are those of this machine's home.
+        mac.activate();
+        KSTPermissionChecker::resetForTesting();
+        scanDuplicatesOnOpen(mac);
     }
     QTextStream(stdout) << mac.keep() << '\n';
     return 0;

@@ -54,6 +54,13 @@ const QList<std::pair<QString, QString>> &symbolTable()
         {QStringLiteral("checkmark"), QStringLiteral("check")},
         {QStringLiteral("minus"), QStringLiteral("minus")},
         {QStringLiteral("chevron.down"), QStringLiteral("chevron-down")},
+        {QStringLiteral("photo"), QStringLiteral("image")},
+        {QStringLiteral("photo.on.rectangle"), QStringLiteral("images")},
+        {QStringLiteral("film"), QStringLiteral("film")},
+        {QStringLiteral("music.note"), QStringLiteral("music")},
+        {QStringLiteral("doc.zipper"), QStringLiteral("file-archive")},
+        {QStringLiteral("doc"), QStringLiteral("file")},
+        {QStringLiteral("folder.badge.plus"), QStringLiteral("folder-plus")},
     };
     return table;
 }

@@ -2,6 +2,7 @@
 
 #include "KSTAutoCleanScreen.h"
 #include "KSTCleanUpScreen.h"
+#include "KSTDuplicatesScreen.h"
 #include "KSTOverviewScreen.h"
 #include "KSTReporterScreen.h"
 #include "KSTSectionCatalog.h"
@@ -24,6 +25,7 @@ KSTToolScreen *KSTScreenFactory::makeScreenForSection(int section, const KSTShel
     case KSTSectionCatalog::Reporter:
         return new KSTReporterScreen(*engines.systemInfo, parent);
     case KSTSectionCatalog::Duplicates:
+        return new KSTDuplicatesScreen(*engines.systemInfo, parent);
     case KSTSectionCatalog::AppManage:
     default:
         // Their engines are not part of this version yet.

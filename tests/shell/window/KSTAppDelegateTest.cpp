@@ -94,7 +94,7 @@ TEST_F(DelegateTest, ToolsWithoutAnEngineSayItPlainly)
 {
     grantFullDiskAccess();
     auto controller = makeShownWindow();
-    for (int section : {3, 5}) {
+    for (int section : {Section::AppManage}) {
         controller->showSection(section);
         auto *screen =
             qobject_cast<KSTUnavailableScreen *>(controller->currentShell()->childController());
