@@ -1,5 +1,6 @@
 #include "KSTScreenFactory.h"
 
+#include "KSTAppManageScreen.h"
 #include "KSTAutoCleanScreen.h"
 #include "KSTCleanUpScreen.h"
 #include "KSTOverviewScreen.h"
@@ -16,9 +17,12 @@ KSTToolScreen *KSTScreenFactory::makeScreenForSection(int section, const KSTShel
         return new KSTCleanUpScreen(*engines.systemInfo, parent);
     case KSTSectionCatalog::AutoClean:
         return new KSTAutoCleanScreen(*engines.autoCleanManager, parent);
+    case KSTSectionCatalog::AppManage:
+        if (engines.appInventoryEngine)
+            return new KSTAppManageScreen(*engines.appInventoryEngine, parent);
+        return new KSTUnavailableScreen(section, parent);
     case KSTSectionCatalog::Reporter:
     case KSTSectionCatalog::Duplicates:
-    case KSTSectionCatalog::AppManage:
     case KSTSectionCatalog::Utilities:
     default:
         // Their engines are not part of this version yet.
