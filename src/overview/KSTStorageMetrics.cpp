@@ -48,7 +48,7 @@ void KSTStorageMetrics::bootVolumeUsageTotal(quint64 *total, quint64 *used)
         *used = usage->freeBytes > usage->totalBytes ? 0 : usage->totalBytes - usage->freeBytes;
 }
 
-quint64 KSTStorageMetrics::directorySizeAtPath(const QString &path)
+quint64 KSTStorageMetrics::directorySizeAtPath(const QString &path, bool preserveAccessTimes)
 {
     if (path.isEmpty() || Checker::shouldSkipPrivacyProtectedPath(path))
         return 0;
@@ -57,7 +57,9 @@ quint64 KSTStorageMetrics::directorySizeAtPath(const QString &path)
     if (url.isEmpty() || !Checker::URLExists(url, &isDirectory) || !isDirectory)
         return 0;
     // The walk recognises the Music folder by its exact path, so it starts from a clean one.
-    return KSTTreeSize::allocatedBytes(QDir::cleanPath(url), Checker::accessibleTreeSizeOptions());
+    KSTTreeSize::Options options = Checker::accessibleTreeSizeOptions();
+    options.preserveAccessTimes = preserveAccessTimes;
+    return KSTTreeSize::allocatedBytes(QDir::cleanPath(url), options);
 }
 
 QStringList KSTStorageMetrics::directoryEntriesAtPath(const QString &path)
@@ -101,7 +103,7 @@ QList<KSTStorageCategory> KSTStorageMetrics::storageCategoriesForUsedBytes(quint
     const KSTEnvironment environment = KSTEnvironment::current();
     quint64 apps = 0;
     for (const QString &root : Locations::applicationRoots)
-        apps += directorySizeAtPath(environment.systemPath(root));
+        apps += directorySizeAtPath(environment.systemPath(root), true);
 
     quint64 documents = 0;
     quint64 media = 0;
