@@ -102,9 +102,9 @@ QString KSTAppInventoryModel::summaryText() const
     if (!m_snapshot || !m_snapshot->isComplete)
         return QStringLiteral("Discovering applications…");
     const qsizetype count = m_snapshot->apps.size();
-    const QString apps = count == 1 ? QStringLiteral("1 app")
-                                    : QStringLiteral("%1 apps").arg(KSTFormatting::formatCount(
-                                          quint64(count)));
+    const QString apps =
+        count == 1 ? QStringLiteral("1 app")
+                   : QStringLiteral("%1 apps").arg(KSTFormatting::formatCount(quint64(count)));
     return QStringLiteral("%1 · %2").arg(apps, KSTFormatting::formatBytes(m_snapshot->totalBytes));
 }
 

@@ -205,8 +205,8 @@ bool runAutoCleanOnce(KSTFixtureMac &mac)
 bool setAccessed(const QString &path, const QDateTime &accessed)
 {
     const struct timespec times[2] = {{time_t(accessed.toSecsSinceEpoch()), 0}, {0, UTIME_OMIT}};
-    return ::utimensat(AT_FDCWD, QFile::encodeName(path).constData(), times,
-                       AT_SYMLINK_NOFOLLOW) == 0;
+    return ::utimensat(AT_FDCWD, QFile::encodeName(path).constData(), times, AT_SYMLINK_NOFOLLOW) ==
+           0;
 }
 
 bool addAppLeftovers(KSTFixtureMac &mac)
@@ -235,8 +235,7 @@ bool addAppLeftovers(KSTFixtureMac &mac)
          "© 2014–2024 Slack Technologies, LLC. All rights reserved.", true, false, 1},
         {"Applications/Pixelmator Pro.app", "public.app-category.graphics-design",
          "© 2017–2024 Pixelmator Team. All rights reserved.", false, true, 120},
-        {"System/Applications/Safari.app", "public.app-category.productivity", "", true, false,
-         -1},
+        {"System/Applications/Safari.app", "public.app-category.productivity", "", true, false, -1},
         {"System/Applications/Notes.app", "public.app-category.productivity", "", true, false, 6},
         {"System/Applications/Calendar.app", "public.app-category.productivity", "", true, false,
          9},
@@ -249,18 +248,19 @@ bool addAppLeftovers(KSTFixtureMac &mac)
             return false;
         info.insert(QStringLiteral("LSApplicationCategoryType"), QLatin1String(app.category));
         if (*app.copyright)
-            info.insert(QStringLiteral("NSHumanReadableCopyright"), QString::fromUtf8(app.copyright));
+            info.insert(QStringLiteral("NSHumanReadableCopyright"),
+                        QString::fromUtf8(app.copyright));
         mac.writePlist(bundle + QStringLiteral("/Contents/Info.plist"), info);
         if (app.appStore)
             mac.writeFile(bundle + QStringLiteral("/Contents/_MASReceipt/receipt"), "receipt");
         if (app.universal) {
             const QString executable = info.value(QStringLiteral("CFBundleExecutable")).toString();
             mac.writeFile(bundle + QStringLiteral("/Contents/MacOS/") + executable,
-                          KSTFixtureMac::machOExecutable({QStringLiteral("x86_64"),
-                                                           QStringLiteral("arm64")}));
+                          KSTFixtureMac::machOExecutable(
+                              {QStringLiteral("x86_64"), QStringLiteral("arm64")}));
         }
-        const QDateTime opened = app.openedDaysAgo < 0 ? now.addSecs(-3600)
-                                                       : now.addDays(-app.openedDaysAgo);
+        const QDateTime opened =
+            app.openedDaysAgo < 0 ? now.addSecs(-3600) : now.addDays(-app.openedDaysAgo);
         if (!setAccessed(mac.path(bundle), opened))
             return false;
     }

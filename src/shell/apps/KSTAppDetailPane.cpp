@@ -100,16 +100,16 @@ QWidget *KSTAppDetailPane::buildFields()
     grid->setVerticalSpacing(6);
     int row = 0;
     for (const auto &field : Fields) {
-        grid->addWidget(KSTStyle::label(QLatin1String(field.label), KSTStyle::Caption, fields),
-                        row, 0, Qt::AlignLeft | Qt::AlignVCenter);
+        grid->addWidget(KSTStyle::label(QLatin1String(field.label), KSTStyle::Caption, fields), row,
+                        0, Qt::AlignLeft | Qt::AlignVCenter);
         QLabel *value = KSTStyle::label({}, KSTStyle::Body, fields);
         value->setObjectName(QStringLiteral("detail") + QLatin1String(field.key));
         grid->addWidget(value, row, 1);
         m_values.insert(QLatin1String(field.key), value);
         ++row;
     }
-    grid->addWidget(KSTStyle::label(QStringLiteral("Location"), KSTStyle::Caption, fields), row,
-                    0, Qt::AlignLeft | Qt::AlignVCenter);
+    grid->addWidget(KSTStyle::label(QStringLiteral("Location"), KSTStyle::Caption, fields), row, 0,
+                    Qt::AlignLeft | Qt::AlignVCenter);
     m_location = new KSTElidedLabel({}, KSTStyle::Body, fields);
     m_location->setObjectName(QStringLiteral("detailLocation"));
     grid->addWidget(m_location, row, 1);
@@ -125,7 +125,8 @@ QWidget *KSTAppDetailPane::buildRelated()
     auto *layout = new QVBoxLayout(related);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->setSpacing(0);
-    layout->addWidget(KSTStyle::label(QStringLiteral("Related Files"), KSTStyle::Headline, related));
+    layout->addWidget(
+        KSTStyle::label(QStringLiteral("Related Files"), KSTStyle::Headline, related));
     layout->addSpacing(2);
     layout->addWidget(KSTStyle::label(
         QStringLiteral("Ticked items go to the Trash with the app. Weak matches stay unless you "
@@ -224,10 +225,10 @@ void KSTAppDetailPane::refreshFooter()
         m_selectedTotal->clear();
     } else {
         const qsizetype count = m_selection.uninstallPaths().size();
-        m_selectedTotal->setText(
-            QStringLiteral("%1 selected · %2")
-                .arg(KSTFormatting::formatBytes(m_selection.selectedBytes()),
-                     count == 1 ? QStringLiteral("1 item") : QStringLiteral("%1 items").arg(count)));
+        m_selectedTotal->setText(QStringLiteral("%1 selected · %2")
+                                     .arg(KSTFormatting::formatBytes(m_selection.selectedBytes()),
+                                          count == 1 ? QStringLiteral("1 item")
+                                                     : QStringLiteral("%1 items").arg(count)));
     }
     const QString reason = m_showingApp ? m_selection.unavailableReason() : QString();
     m_reason->setText(reason);

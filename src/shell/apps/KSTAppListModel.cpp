@@ -27,9 +27,7 @@ QDateTime dateKey(const std::optional<QDateTime> &date)
 
 } // namespace
 
-KSTAppListModel::KSTAppListModel(QObject *parent) : QAbstractTableModel(parent)
-{
-}
+KSTAppListModel::KSTAppListModel(QObject *parent) : QAbstractTableModel(parent) {}
 
 void KSTAppListModel::setApps(const QList<KSTInstalledAppRecord> &apps)
 {
@@ -63,7 +61,7 @@ QVariant KSTAppListModel::data(const QModelIndex &index, int role) const
     case Qt::DisplayRole:
         return displayText(app, index.column());
     case Qt::DecorationRole:
-        return index.column() == IconColumn ? QVariant(iconFor(app)) : QVariant();
+        return index.column() == NameColumn ? QVariant(iconFor(app)) : QVariant();
     case Qt::ToolTipRole:
         return index.column() == NameColumn ? QVariant(app.bundlePath) : QVariant();
     case Qt::TextAlignmentRole:
@@ -87,8 +85,8 @@ QVariant KSTAppListModel::headerData(int section, Qt::Orientation orientation, i
                                      : QVariant(Qt::AlignLeft | Qt::AlignVCenter);
     if (role == Qt::InitialSortOrderRole) {
         // Figures and dates open with the largest and the latest; texts from A.
-        const bool descending = section == SizeColumn || section == InstalledColumn ||
-                                section == LastOpenedColumn;
+        const bool descending =
+            section == SizeColumn || section == InstalledColumn || section == LastOpenedColumn;
         return int(descending ? Qt::DescendingOrder : Qt::AscendingOrder);
     }
     if (role != Qt::DisplayRole)
@@ -138,7 +136,8 @@ QIcon KSTAppListModel::iconFor(const KSTInstalledAppRecord &app) const
             icon = QIcon(QPixmap::fromImage(image));
     }
     if (icon.isNull())
-        icon = QIcon(KSTSymbolImage::pixmap(QStringLiteral("app"), KSTPalette::secondaryText(), 20));
+        icon =
+            QIcon(KSTSymbolImage::pixmap(QStringLiteral("app"), KSTPalette::secondaryText(), 48));
     m_icons.insert(app.icon, icon);
     return icon;
 }
@@ -180,7 +179,6 @@ QVariant KSTAppListModel::sortKey(const KSTInstalledAppRecord &app, int column)
         return qulonglong(app.totalSizeBytes != 0 ? app.totalSizeBytes : app.bundleSizeBytes);
     case SourceColumn:
         return KSTFormatting::sourceLabelForInstalledAppSource(qint64(app.source));
-    case IconColumn:
     case NameColumn:
         return app.name;
     case VersionColumn:

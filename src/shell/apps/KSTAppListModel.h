@@ -20,8 +20,8 @@ class KSTAppListModel : public QAbstractTableModel
     Q_OBJECT
 
 public:
+    /// The icon is drawn in the name's cell.
     enum Column {
-        IconColumn,
         NameColumn,
         VersionColumn,
         DeveloperColumn,

@@ -54,9 +54,8 @@ std::unique_ptr<QMessageBox> KSTAppManageAlerts::outcomeBox(QWidget *parent,
     if (outcome.alert == KSTAppUninstallOutcome::Alert::None)
         return nullptr;
     auto box = std::make_unique<QMessageBox>(parent);
-    box->setIcon(outcome.alert == KSTAppUninstallOutcome::Alert::Failed
-                     ? QMessageBox::Warning
-                     : QMessageBox::Information);
+    box->setIcon(outcome.alert == KSTAppUninstallOutcome::Alert::Failed ? QMessageBox::Warning
+                                                                        : QMessageBox::Information);
     box->setWindowTitle(Title);
     box->setText(outcome.message);
     box->setInformativeText(outcomeText(outcome));

@@ -37,19 +37,17 @@ const struct
     int column;
     int width;
 } ColumnWidths[] = {
-    {KSTAppListModel::IconColumn, 34},         {KSTAppListModel::VersionColumn, 72},
-    {KSTAppListModel::DeveloperColumn, 124},   {KSTAppListModel::CategoryColumn, 104},
-    {KSTAppListModel::ArchitectureColumn, 146}, {KSTAppListModel::SourceColumn, 74},
-    {KSTAppListModel::InstalledColumn, 104},   {KSTAppListModel::LastOpenedColumn, 104},
-    {KSTAppListModel::SizeColumn, 80},
+    {KSTAppListModel::VersionColumn, 62},     {KSTAppListModel::DeveloperColumn, 124},
+    {KSTAppListModel::CategoryColumn, 118},   {KSTAppListModel::ArchitectureColumn, 146},
+    {KSTAppListModel::SourceColumn, 84},      {KSTAppListModel::InstalledColumn, 100},
+    {KSTAppListModel::LastOpenedColumn, 106}, {KSTAppListModel::SizeColumn, 72},
 };
 
 } // namespace
 
 KSTAppManageScreen::KSTAppManageScreen(KSTAppInventoryEngine &engine, QWidget *parent)
-    : KSTToolScreen(parent), m_engine(engine), m_model(engine.systemInfo()),
-      m_selection(engine), m_confirm(&KSTAppManageAlerts::askToUninstall),
-      m_tell(&KSTAppManageAlerts::tellOutcome)
+    : KSTToolScreen(parent), m_engine(engine), m_model(engine.systemInfo()), m_selection(engine),
+      m_confirm(&KSTAppManageAlerts::askToUninstall), m_tell(&KSTAppManageAlerts::tellOutcome)
 {
     setObjectName(QStringLiteral("appManageScreen"));
     auto *layout = new QVBoxLayout(this);
@@ -157,7 +155,6 @@ QWidget *KSTAppManageScreen::buildListCard()
     m_list->header()->setMinimumSectionSize(30);
     for (const auto &column : ColumnWidths)
         m_list->header()->resizeSection(column.column, column.width);
-    m_list->header()->setSectionResizeMode(KSTAppListModel::IconColumn, QHeaderView::Fixed);
     m_list->header()->setSectionResizeMode(KSTAppListModel::NameColumn, QHeaderView::Stretch);
     KSTAppManageStyle::follow(m_list, &KSTAppManageStyle::itemViewStyleSheet);
     connect(m_list->selectionModel(), &QItemSelectionModel::currentRowChanged, this,
@@ -291,8 +288,8 @@ void KSTAppManageScreen::selectChosenRow()
                        KSTAppListModel::BundlePathRole, m_chosenPath, 1, Qt::MatchExactly);
     if (found.isEmpty() || selection->currentIndex().row() == found.first().row())
         return;
-    selection->setCurrentIndex(found.first(), QItemSelectionModel::ClearAndSelect |
-                                                  QItemSelectionModel::Rows);
+    selection->setCurrentIndex(found.first(),
+                               QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
 }
 
 void KSTAppManageScreen::showChosenApp()

@@ -39,9 +39,7 @@ void drawCheckBox(QPainter *painter, const QRectF &box, bool ticked, bool tickab
 
 } // namespace
 
-KSTRelatedPathDelegate::KSTRelatedPathDelegate(QObject *parent) : QStyledItemDelegate(parent)
-{
-}
+KSTRelatedPathDelegate::KSTRelatedPathDelegate(QObject *parent) : QStyledItemDelegate(parent) {}
 
 QRect KSTRelatedPathDelegate::checkBoxRect(const QRect &cell)
 {
@@ -77,10 +75,9 @@ void KSTRelatedPathDelegate::paint(QPainter *painter, const QStyleOptionViewItem
     }
     painter->setFont(font);
     painter->setPen(color);
-    const QString text = QFontMetrics(font).elidedText(index.data(Qt::DisplayRole).toString(),
-                                                       index.column() == 0 ? Qt::ElideMiddle
-                                                                           : Qt::ElideRight,
-                                                       textRect.width());
+    const QString text = QFontMetrics(font).elidedText(
+        index.data(Qt::DisplayRole).toString(),
+        index.column() == 0 ? Qt::ElideMiddle : Qt::ElideRight, textRect.width());
     painter->drawText(textRect, int(alignment), text);
     painter->restore();
 }

@@ -33,12 +33,12 @@ QString reasonFor(const KSTAppUninstallRow &row)
 {
     if (row.isBundle)
         return QStringLiteral("Application bundle");
-    QString reason = row.explanation;
+    // What decides the box comes first, so that a narrow column still shows it.
     if (!row.isRemovable)
-        reason += QStringLiteral(" · never removed");
-    else if (!row.isStrongMatch)
-        reason += QStringLiteral(" · weak match");
-    return reason;
+        return QStringLiteral("Never removed · ") + row.explanation;
+    if (!row.isStrongMatch)
+        return QStringLiteral("Weak match · ") + row.explanation;
+    return row.explanation;
 }
 
 } // namespace
@@ -48,8 +48,8 @@ KSTRelatedPathList::KSTRelatedPathList(KSTAppUninstallSelection &selection, QWid
 {
     setObjectName(QStringLiteral("relatedPathList"));
     setColumnCount(3);
-    setHeaderLabels({QStringLiteral("Item"), QStringLiteral("Matched because"),
-                     QStringLiteral("Size")});
+    setHeaderLabels(
+        {QStringLiteral("Item"), QStringLiteral("Matched because"), QStringLiteral("Size")});
     header()->setSectionsMovable(false);
     header()->setStretchLastSection(false);
     header()->setSectionResizeMode(PathColumn, QHeaderView::Stretch);
@@ -117,14 +117,14 @@ void KSTRelatedPathList::rebuild()
         row->setFlags(Qt::ItemIsEnabled);
         row->setText(PathColumn, record.displayPath);
         row->setText(ReasonColumn, reasonFor(record));
-        row->setText(SizeColumn,
-                     record.bytes == 0 ? QStringLiteral("—") : KSTFormatting::formatBytes(record.bytes));
+        row->setText(SizeColumn, record.bytes == 0 ? QStringLiteral("—")
+                                                   : KSTFormatting::formatBytes(record.bytes));
         row->setData(PathColumn, Delegate::PathRole, record.path);
         row->setData(PathColumn, Delegate::RemovableRole, record.isRemovable);
         const QString tip = toolTipFor(record);
         for (int column = 0; column < columnCount(); ++column)
-            row->setToolTip(column, column == PathColumn ? record.path + QLatin1Char('\n') + tip
-                                                         : tip);
+            row->setToolTip(column,
+                            column == PathColumn ? record.path + QLatin1Char('\n') + tip : tip);
     }
     refreshTicks();
 }
@@ -161,6 +161,7 @@ void KSTRelatedPathList::keyPressEvent(QKeyEvent *event)
 void KSTRelatedPathList::resizeEvent(QResizeEvent *event)
 {
     QTreeWidget::resizeEvent(event);
-    // The reason gets a third of the room; the path the rest.
-    header()->resizeSection(ReasonColumn, qMax(120, (viewport()->width() - SizeColumnWidth) / 3));
+    // The reason gets two fifths of the room; the path the rest.
+    header()->resizeSection(ReasonColumn,
+                            qMax(140, (viewport()->width() - SizeColumnWidth) * 2 / 5));
 }
