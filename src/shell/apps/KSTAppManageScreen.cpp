@@ -37,10 +37,10 @@ const struct
     int column;
     int width;
 } ColumnWidths[] = {
-    {KSTAppListModel::VersionColumn, 62},     {KSTAppListModel::DeveloperColumn, 124},
-    {KSTAppListModel::CategoryColumn, 118},   {KSTAppListModel::ArchitectureColumn, 146},
-    {KSTAppListModel::SourceColumn, 84},      {KSTAppListModel::InstalledColumn, 100},
-    {KSTAppListModel::LastOpenedColumn, 106}, {KSTAppListModel::SizeColumn, 72},
+    {KSTAppListModel::VersionColumn, 56},     {KSTAppListModel::DeveloperColumn, 132},
+    {KSTAppListModel::CategoryColumn, 112},   {KSTAppListModel::ArchitectureColumn, 146},
+    {KSTAppListModel::SourceColumn, 80},      {KSTAppListModel::InstalledColumn, 96},
+    {KSTAppListModel::LastOpenedColumn, 100}, {KSTAppListModel::SizeColumn, 70},
 };
 
 } // namespace
