@@ -487,6 +487,48 @@ TEST_F(AppManageScreenTest, PartlyDoneUninstallTellsWhichPathsStayed)
     EXPECT_TRUE(shownNames(screen).isEmpty());
 }
 
+TEST_F(AppManageScreenTest, AnotherCopyKeepsItsFilesAndReturnsWithTheRescan)
+{
+    const QString system = addApp(u"Go"_s, u"com.example.go"_s, 4 * MB);
+    KSTFixtureMac::App copy;
+    copy.name = u"Go"_s;
+    copy.bundleIdentifier = u"com.example.go"_s;
+    copy.location = u"Applications"_s;
+    copy.inHome = true;
+    copy.resourceBytes = 1 * MB;
+    const QString home = mac.addApp(copy);
+    const QString cache = mac.writeSizedHomeFile(u"Library/Caches/com.example.go/c.db"_s, 40960);
+    const QString cacheFolder = mac.homePath(u"Library/Caches/com.example.go"_s);
+
+    auto controller = makeWindow();
+    KSTAppManageScreen *screen = showAppManage(*controller);
+    ASSERT_NE(screen, nullptr);
+    ASSERT_TRUE(waitUntilReady(screen));
+    ASSERT_EQ(screen->chosenBundlePath(), system);
+    ASSERT_EQ(shownNames(screen), QStringList({u"Go"_s, u"Go"_s}));
+    // The cache is the other copy's too: listed, but neither ticked nor tickable.
+    const std::optional<ShownTick> shown = tickOf(screen, cacheFolder);
+    ASSERT_TRUE(shown);
+    EXPECT_FALSE(shown->ticked);
+    EXPECT_FALSE(shown->tickable);
+
+    answer = true;
+    screen->requestUninstall();
+    ASSERT_EQ(confirmations.size(), 1);
+    EXPECT_TRUE(confirmations.first().startsWith(u"Uninstall “Go”?|1 item(s) ("_s));
+    // Both records of the identifier leave; the rescan brings the copy that stayed back.
+    ASSERT_TRUE(KSTTestSupport::pumpUntil(
+        [this, screen, &system] {
+            return !QFile::exists(system) && screen->isContentReady() && cached() &&
+                   cached()->apps.size() == 1;
+        },
+        30'000));
+    EXPECT_EQ(shownNames(screen), QStringList({u"Go"_s}));
+    EXPECT_EQ(cached()->apps.first().bundlePath, home);
+    EXPECT_TRUE(QFile::exists(cache));
+    EXPECT_TRUE(QFile::exists(home + u"/Contents/Info.plist"_s));
+}
+
 TEST_F(AppManageScreenTest, HidingStopsTheSizePassAndShowingResumesIt)
 {
     installEngine(std::chrono::milliseconds(60));
