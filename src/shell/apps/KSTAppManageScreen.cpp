@@ -6,6 +6,7 @@
 #include "KSTAppListSortProxy.h"
 #include "KSTAppManageAlerts.h"
 #include "KSTAppManageStyle.h"
+#include "KSTAppUninstaller.h"
 #include "KSTBusyIndicator.h"
 #include "KSTCardFrame.h"
 #include "KSTFormatting.h"
@@ -74,10 +75,14 @@ KSTAppManageScreen::KSTAppManageScreen(KSTAppInventoryEngine &engine, QWidget *p
     connect(&m_selection, &KSTAppUninstallSelection::uninstallFinished, this,
             &KSTAppManageScreen::uninstallDidFinish);
     connect(&m_selection, &KSTAppUninstallSelection::uninstallingChanged, this,
-            [this](bool uninstalling) { m_rescanButton->setEnabled(!uninstalling); });
+            [this](bool uninstalling) {
+                m_rescanButton->setEnabled(!uninstalling);
+                refreshPutBack();
+            });
     connect(m_detailPane, &KSTAppDetailPane::uninstallRequested, this,
             &KSTAppManageScreen::requestUninstall);
     snapshotDidChange();
+    refreshPutBack();
 }
 
 QWidget *KSTAppManageScreen::buildSummaryCard()
@@ -115,6 +120,13 @@ QWidget *KSTAppManageScreen::buildSummaryCard()
     m_filter->setFixedWidth(220);
     KSTAppManageStyle::follow(m_filter, &KSTAppManageStyle::filterStyleSheet);
     layout->addWidget(m_filter);
+    m_putBackButton = new QPushButton(QStringLiteral("Put Back"), card);
+    m_putBackButton->setObjectName(QStringLiteral("putBackButton"));
+    m_putBackButton->setToolTip(QStringLiteral("Move what the last uninstall put in the Trash "
+                                               "back where it was"));
+    KSTStyle::setButtonRole(m_putBackButton, KSTStyle::SecondaryButton);
+    connect(m_putBackButton, &QPushButton::clicked, this, &KSTAppManageScreen::requestPutBack);
+    layout->addWidget(m_putBackButton);
     m_rescanButton = new QPushButton(QStringLiteral("Rescan"), card);
     m_rescanButton->setObjectName(QStringLiteral("rescanButton"));
     KSTStyle::setButtonRole(m_rescanButton, KSTStyle::SecondaryButton);
@@ -214,6 +226,46 @@ void KSTAppManageScreen::rescan()
         return;
     m_relatedByPath.clear();
     m_model.rescan();
+}
+
+void KSTAppManageScreen::requestPutBack()
+{
+    const qsizetype count = KSTAppUninstallHistory::lastUninstallItems().size();
+    if (count == 0 || m_puttingBack || m_selection.isUninstalling() || !m_confirm)
+        return;
+    if (!m_confirm(this, QStringLiteral("Put back the last uninstall?"),
+                   QStringLiteral("%1 item(s) will be moved back from the Trash where nothing "
+                                  "has taken their place.")
+                       .arg(count)))
+        return;
+    m_puttingBack = true;
+    refreshPutBack();
+    QPointer<KSTAppManageScreen> self(this);
+    // The answer arrives on the main thread, where the pointer is checked.
+    KSTAppUninstaller(m_engine).putBackLastUninstall(
+        [self](const KSTAppUninstallHistory::PutBackResult &result) {
+            if (self)
+                self->putBackDidFinish(result);
+        });
+}
+
+void KSTAppManageScreen::putBackDidFinish(const KSTAppUninstallHistory::PutBackResult &result)
+{
+    m_puttingBack = false;
+    m_lastOutcome = QStringLiteral("Put back %1 item(s)").arg(result.restoredPaths.size());
+    if (!result.skippedPaths.isEmpty())
+        m_lastOutcome += QStringLiteral(", %1 left in the Trash").arg(result.skippedPaths.size());
+    refreshPutBack();
+    if (!result.restoredPaths.isEmpty())
+        rescan();
+    refreshSummary();
+}
+
+void KSTAppManageScreen::refreshPutBack()
+{
+    const bool available = !KSTAppUninstallHistory::lastUninstallItems().isEmpty();
+    m_putBackButton->setVisible(available);
+    m_putBackButton->setEnabled(!m_puttingBack && !m_selection.isUninstalling());
 }
 
 void KSTAppManageScreen::snapshotDidChange()
@@ -379,6 +431,7 @@ void KSTAppManageScreen::showEvent(QShowEvent *event)
     KSTToolScreen::showEvent(event);
     m_model.refresh();
     refreshSummary();
+    refreshPutBack();
     m_ageTimer.start();
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "KSTAppInventoryModel.h"
+#include "KSTAppUninstallHistory.h"
 #include "KSTAppUninstallSelection.h"
 #include "KSTToolScreen.h"
 
@@ -66,6 +67,9 @@ public:
     void requestUninstall();
     /// Drops the cached inventory and scans again (the Rescan button).
     void rescan();
+    /// The Put Back button: confirmation, then what the last uninstall moved goes back where
+    /// nothing has taken its place, and the inventory is scanned again.
+    void requestPutBack();
 
 protected:
     void showEvent(QShowEvent *event) override;
@@ -84,6 +88,8 @@ private:
                              const QList<KSTInstalledAppRelatedPath> &paths);
     void uninstallDidFinish(const KSTAppUninstallOutcome &outcome);
     void announceIfReady();
+    void refreshPutBack();
+    void putBackDidFinish(const KSTAppUninstallHistory::PutBackResult &result);
 
     KSTAppInventoryEngine &m_engine;
     KSTAppInventoryModel m_model;
@@ -91,6 +97,7 @@ private:
     ConfirmationPresenter m_confirm;
     OutcomePresenter m_tell;
     bool m_announcedReady = false;
+    bool m_puttingBack = false;
     QString m_chosenPath;
     // Related files looked up during this visit of the inventory, by bundle path: the cached
     // records learn them too, but only with the next refresh of the cache.
@@ -106,6 +113,7 @@ private:
     KSTStorageBarView *m_progress = nullptr;
     QLineEdit *m_filter = nullptr;
     QPushButton *m_rescanButton = nullptr;
+    QPushButton *m_putBackButton = nullptr;
     KSTAppListModel *m_listModel = nullptr;
     KSTAppListSortProxy *m_proxy = nullptr;
     QTreeView *m_list = nullptr;

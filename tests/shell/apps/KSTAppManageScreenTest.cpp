@@ -529,6 +529,46 @@ TEST_F(AppManageScreenTest, AnotherCopyKeepsItsFilesAndReturnsWithTheRescan)
     EXPECT_TRUE(QFile::exists(home + u"/Contents/Info.plist"_s));
 }
 
+TEST_F(AppManageScreenTest, PutBackReturnsWhatTheLastUninstallMoved)
+{
+    const QString go = addApp(u"Go"_s, u"com.example.go"_s, 2 * MB);
+    const QString cache = mac.writeSizedHomeFile(u"Library/Caches/com.example.go/c.db"_s, 40960);
+    auto controller = makeWindow();
+    KSTAppManageScreen *screen = showAppManage(*controller);
+    ASSERT_NE(screen, nullptr);
+    ASSERT_TRUE(waitUntilReady(screen));
+    QPushButton *putBack = childNamed<QPushButton>(screen, u"putBackButton"_s);
+    ASSERT_NE(putBack, nullptr);
+    EXPECT_FALSE(putBack->isVisibleTo(screen)); // nothing uninstalled yet
+
+    answer = true;
+    screen->requestUninstall();
+    ASSERT_TRUE(
+        KSTTestSupport::pumpUntil([screen] { return shownNames(screen).isEmpty(); }, 30'000));
+    ASSERT_FALSE(QFile::exists(go));
+    ASSERT_TRUE(putBack->isVisibleTo(screen));
+
+    // Declined: everything stays in the Trash.
+    answer = false;
+    QTest::mouseClick(putBack, Qt::LeftButton);
+    KSTTestSupport::pumpFor(100);
+    ASSERT_EQ(confirmations.size(), 2);
+    EXPECT_EQ(confirmations.last(), u"Put back the last uninstall?|2 item(s) will be moved back "
+                                    u"from the Trash where nothing has taken their place."_s);
+    EXPECT_FALSE(QFile::exists(go));
+
+    answer = true;
+    QTest::mouseClick(putBack, Qt::LeftButton);
+    ASSERT_TRUE(KSTTestSupport::pumpUntil(
+        [screen] { return shownNames(screen) == QStringList{u"Go"_s} && screen->isContentReady(); },
+        30'000));
+    EXPECT_TRUE(QFile::exists(go + u"/Contents/Info.plist"_s));
+    EXPECT_TRUE(QFile::exists(cache));
+    EXPECT_FALSE(putBack->isVisibleTo(screen));
+    EXPECT_TRUE(
+        textNamed<QLabel>(screen, u"appManageDetail"_s).endsWith(u" · Put back 2 item(s)"_s));
+}
+
 TEST_F(AppManageScreenTest, HidingStopsTheSizePassAndShowingResumesIt)
 {
     installEngine(std::chrono::milliseconds(60));
