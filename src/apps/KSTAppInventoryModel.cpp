@@ -8,6 +8,8 @@
 
 #include <QPointer>
 
+#include <algorithm>
+
 KSTAppInventoryModel::KSTAppInventoryModel(KSTSystemInfo &systemInfo, QObject *parent)
     : QObject(parent), m_systemInfo(systemInfo)
 {
@@ -74,10 +76,11 @@ void KSTAppInventoryModel::uninstallDidFinish(const KSTAppUninstallOutcome &outc
 {
     if (!outcome.success)
         return;
+    // The cache has lost every record of the identifier: show that at once, and let the scan
+    // bring back a copy that stayed.
+    reloadFromCache();
     if (outcome.needsRescan)
         rescan();
-    else
-        reloadFromCache();
 }
 
 bool KSTAppInventoryModel::isScanComplete() const
@@ -105,7 +108,15 @@ QString KSTAppInventoryModel::summaryText() const
     const QString apps =
         count == 1 ? QStringLiteral("1 app")
                    : QStringLiteral("%1 apps").arg(KSTFormatting::formatCount(quint64(count)));
-    return QStringLiteral("%1 · %2").arg(apps, KSTFormatting::formatBytes(m_snapshot->totalBytes));
+    QString text =
+        QStringLiteral("%1 · %2").arg(apps, KSTFormatting::formatBytes(m_snapshot->totalBytes));
+    const QDateTime now = QDateTime::currentDateTimeUtc();
+    const qsizetype unused =
+        std::count_if(m_snapshot->apps.cbegin(), m_snapshot->apps.cend(),
+                      [&now](const KSTInstalledAppRecord &app) { return app.isUnused(now); });
+    if (unused > 0)
+        text += QStringLiteral(" · %1 unused").arg(KSTFormatting::formatCount(quint64(unused)));
+    return text;
 }
 
 void KSTAppInventoryModel::show(SnapshotPtr snapshot)

@@ -60,7 +60,8 @@ public:
     std::optional<KSTInstalledAppRecord> appWithBundlePath(const QString &bundlePath) const;
 
     /// "Discovering applications…" before anything is known; "1 app", "%1 apps" with the
-    /// total of their sizes once discovery is done.
+    /// total of their sizes once discovery is done, and "· %1 unused" when some were not
+    /// opened for 30 days.
     QString summaryText() const;
     /// How long the last scan this model started took until "Scan complete"; nothing for an
     /// inventory that came from the cache or is not complete yet.

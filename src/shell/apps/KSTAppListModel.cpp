@@ -4,6 +4,7 @@
 #include "KSTPalette.h"
 #include "KSTSymbolImage.h"
 
+#include <QBrush>
 #include <QFileInfo>
 #include <QImageReader>
 
@@ -63,7 +64,14 @@ QVariant KSTAppListModel::data(const QModelIndex &index, int role) const
     case Qt::DecorationRole:
         return index.column() == NameColumn ? QVariant(iconFor(app)) : QVariant();
     case Qt::ToolTipRole:
+        if (index.column() == LastOpenedColumn && app.isUnused())
+            return QStringLiteral("Not opened for 30 days: unused");
         return index.column() == NameColumn ? QVariant(app.bundlePath) : QVariant();
+    case Qt::ForegroundRole:
+        // An unused app's date stands out: the first candidates for an uninstall.
+        if (index.column() == LastOpenedColumn && app.isUnused())
+            return QBrush(KSTPalette::color(QStringLiteral("orange")));
+        return {};
     case Qt::TextAlignmentRole:
         return index.column() == SizeColumn ? QVariant(Qt::AlignRight | Qt::AlignVCenter)
                                             : QVariant(Qt::AlignLeft | Qt::AlignVCenter);

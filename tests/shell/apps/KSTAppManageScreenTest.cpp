@@ -23,6 +23,9 @@
 #include <QTest>
 #include <QTreeView>
 
+#include <fcntl.h>
+#include <sys/stat.h>
+
 namespace {
 
 using namespace Qt::StringLiterals;
@@ -204,14 +207,22 @@ protected:
 
 TEST_F(AppManageScreenTest, ListsEveryAppWithItsColumnsThenSummarisesTheWholeScan)
 {
-    addApp(u"Slack"_s, u"com.tinyspeck.slackmacgap"_s, 3 * MB, u"Applications"_s,
-           {{u"LSApplicationCategoryType"_s, u"public.app-category.business"_s},
-            {u"NSHumanReadableCopyright"_s,
-             u"© 2014–2024 Slack Technologies, LLC. All rights reserved."_s}},
-           {u"x86_64"_s, u"arm64"_s});
+    const QString slackBundle =
+        addApp(u"Slack"_s, u"com.tinyspeck.slackmacgap"_s, 3 * MB, u"Applications"_s,
+               {{u"LSApplicationCategoryType"_s, u"public.app-category.business"_s},
+                {u"NSHumanReadableCopyright"_s,
+                 u"© 2014–2024 Slack Technologies, LLC. All rights reserved."_s}},
+               {u"x86_64"_s, u"arm64"_s});
     addApp(u"Notes"_s, u"com.apple.Notes"_s, 1 * MB, u"System/Applications"_s,
            {{u"LSApplicationCategoryType"_s, u"public.app-category.action-games"_s}});
     addApp(u"Nameless"_s, QString(), 2 * MB); // no identifier: never listed
+    // Slack was last opened 40 days ago: unused.
+    const struct timespec longAgo[2] = {
+        {time_t(QDateTime::currentDateTimeUtc().addDays(-40).toSecsSinceEpoch()), 0},
+        {0, UTIME_OMIT}};
+    ASSERT_EQ(::utimensat(AT_FDCWD, QFile::encodeName(slackBundle).constData(), longAgo,
+                          AT_SYMLINK_NOFOLLOW),
+              0);
 
     auto controller = makeWindow();
     KSTAppManageScreen *screen = showAppManage(*controller);
@@ -230,7 +241,7 @@ TEST_F(AppManageScreenTest, ListsEveryAppWithItsColumnsThenSummarisesTheWholeSca
     const std::optional<KSTInstalledAppRecord> notes = cachedApp(u"Notes"_s);
     ASSERT_TRUE(slack && notes);
     EXPECT_EQ(textNamed<QLabel>(screen, u"appManageSummary"_s),
-              u"2 apps · "_s + KSTFormatting::formatBytes(snapshot->totalBytes));
+              u"2 apps · "_s + KSTFormatting::formatBytes(snapshot->totalBytes) + u" · 1 unused"_s);
     const QString detail = textNamed<QLabel>(screen, u"appManageDetail"_s);
     EXPECT_TRUE(detail.startsWith(u"Scan complete in "_s)) << detail.toStdString();
     EXPECT_TRUE(detail.endsWith(u" · Scanned just now"_s)) << detail.toStdString();
@@ -249,6 +260,14 @@ TEST_F(AppManageScreenTest, ListsEveryAppWithItsColumnsThenSummarisesTheWholeSca
          KSTFormatting::formatBytes(notes->bundleSizeBytes)},
     };
     EXPECT_EQ(shownRows(screen), expected);
+    // Only the unused app's last-opened date is marked.
+    const QAbstractItemModel *list = childNamed<QTreeView>(screen, u"appList"_s)->model();
+    const QModelIndex slackOpened = list->index(0, KSTAppListModel::LastOpenedColumn);
+    const QModelIndex notesOpened = list->index(1, KSTAppListModel::LastOpenedColumn);
+    EXPECT_EQ(slackOpened.data(Qt::ToolTipRole).toString(), u"Not opened for 30 days: unused"_s);
+    EXPECT_TRUE(slackOpened.data(Qt::ForegroundRole).isValid());
+    EXPECT_FALSE(notesOpened.data(Qt::ToolTipRole).isValid());
+    EXPECT_FALSE(notesOpened.data(Qt::ForegroundRole).isValid());
     // The first app is opened in the detail pane.
     EXPECT_EQ(screen->chosenBundlePath(), slack->bundlePath);
     EXPECT_EQ(textNamed<QLabel>(screen, u"detailName"_s), u"Slack"_s);
@@ -518,9 +537,9 @@ TEST_F(AppManageScreenTest, AnotherCopyKeepsItsFilesAndReturnsWithTheRescan)
     EXPECT_TRUE(confirmations.first().startsWith(u"Uninstall “Go”?|1 item(s) ("_s));
     // Both records of the identifier leave; the rescan brings the copy that stayed back.
     ASSERT_TRUE(KSTTestSupport::pumpUntil(
-        [this, screen, &system] {
-            return !QFile::exists(system) && screen->isContentReady() && cached() &&
-                   cached()->apps.size() == 1;
+        [screen, &system] {
+            return !QFile::exists(system) && screen->isContentReady() &&
+                   shownNames(screen) == QStringList{u"Go"_s};
         },
         30'000));
     EXPECT_EQ(shownNames(screen), QStringList({u"Go"_s}));
