@@ -38,9 +38,9 @@ const struct
     int column;
     int width;
 } ColumnWidths[] = {
-    {KSTAppListModel::VersionColumn, 56},     {KSTAppListModel::DeveloperColumn, 132},
-    {KSTAppListModel::CategoryColumn, 112},   {KSTAppListModel::ArchitectureColumn, 146},
-    {KSTAppListModel::SourceColumn, 80},      {KSTAppListModel::InstalledColumn, 96},
+    {KSTAppListModel::VersionColumn, 52},     {KSTAppListModel::DeveloperColumn, 128},
+    {KSTAppListModel::CategoryColumn, 120},   {KSTAppListModel::ArchitectureColumn, 146},
+    {KSTAppListModel::SourceColumn, 78},      {KSTAppListModel::InstalledColumn, 104},
     {KSTAppListModel::LastOpenedColumn, 100}, {KSTAppListModel::SizeColumn, 70},
 };
 
