@@ -15,6 +15,7 @@
 #include "KSTRelatedPathList.h"
 #include "KSTStorageBarView.h"
 
+#include <QAbstractItemModelTester>
 #include <QFile>
 #include <QHeaderView>
 #include <QLabel>
@@ -204,6 +205,39 @@ protected:
     QList<KSTAppUninstallOutcome> outcomes;
     bool answer = false;
 };
+
+TEST(AppListModelTest, KeepsItsRowsForNewFiguresAndResetsForANewList)
+{
+    KSTAppListModel model;
+    QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::Fatal);
+    int resets = 0;
+    int changes = 0;
+    QObject::connect(&model, &QAbstractItemModel::modelReset, [&resets] { ++resets; });
+    QObject::connect(&model, &QAbstractItemModel::dataChanged, [&changes] { ++changes; });
+    KSTInstalledAppRecord a;
+    a.name = u"A"_s;
+    a.bundlePath = u"/Applications/A.app"_s;
+    KSTInstalledAppRecord b = a;
+    b.name = u"B"_s;
+    b.bundlePath = u"/Applications/B.app"_s;
+
+    model.setApps({a, b});
+    EXPECT_EQ(resets, 1);
+    EXPECT_EQ(model.index(1, KSTAppListModel::SizeColumn).data().toString(), u"—"_s);
+    b.bundleSizeBytes = 2048; // the size pass got to B: same rows, new figures
+    model.setApps({a, b});
+    EXPECT_EQ(resets, 1);
+    EXPECT_EQ(changes, 1);
+    EXPECT_EQ(model.index(1, KSTAppListModel::SizeColumn).data().toString(), u"2.0 KB"_s);
+    EXPECT_EQ(model.index(1, KSTAppListModel::SizeColumn).data(KSTAppListModel::SortRole),
+              QVariant(qulonglong(2048)));
+    model.setApps({b, a}); // sorted by size: another order is another list
+    EXPECT_EQ(resets, 2);
+    EXPECT_EQ(model.index(0, 0).data(KSTAppListModel::BundlePathRole).toString(), b.bundlePath);
+    model.setApps({});
+    EXPECT_EQ(resets, 3);
+    EXPECT_EQ(model.rowCount(), 0);
+}
 
 TEST_F(AppManageScreenTest, ListsEveryAppWithItsColumnsThenSummarisesTheWholeScan)
 {
