@@ -77,6 +77,8 @@ KSTAppManageScreen::KSTAppManageScreen(KSTAppInventoryEngine &engine, QWidget *p
     connect(&m_selection, &KSTAppUninstallSelection::uninstallingChanged, this,
             [this](bool uninstalling) {
                 m_rescanButton->setEnabled(!uninstalling);
+                // The pane shows the app being uninstalled until it is done.
+                m_list->setEnabled(!uninstalling);
                 refreshPutBack();
             });
     connect(m_detailPane, &KSTAppDetailPane::uninstallRequested, this,

@@ -483,9 +483,14 @@ TEST_F(AppManageScreenTest, UninstallAsksFirstThenMovesOnlyTheTickedItemsAndDrop
     // Accepted: the bundle and the strong match go; the weak match and the other app stay.
     answer = true;
     QTest::mouseClick(uninstall, Qt::LeftButton);
+    // While it runs nothing else can be chosen or started.
     EXPECT_FALSE(uninstall->isEnabled());
+    EXPECT_FALSE(childNamed<QTreeView>(screen, u"appList"_s)->isEnabled());
+    EXPECT_TRUE(childNamed<QLabel>(screen, u"uninstallingLabel"_s)->isVisibleTo(screen));
     ASSERT_TRUE(
         KSTTestSupport::pumpUntil([screen] { return shownNames(screen).size() == 1; }, 30'000));
+    EXPECT_TRUE(childNamed<QTreeView>(screen, u"appList"_s)->isEnabled());
+    EXPECT_FALSE(childNamed<QLabel>(screen, u"uninstallingLabel"_s)->isVisibleTo(screen));
     EXPECT_EQ(confirmations.size(), 2);
     EXPECT_FALSE(QFile::exists(go));
     EXPECT_FALSE(QFile::exists(cache));
