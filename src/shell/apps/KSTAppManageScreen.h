@@ -36,9 +36,10 @@ class QTreeView;
 /// a KSTAppUninstallSelection's. "Uninstall" asks first (the selection's texts); afterwards
 /// the app leaves the list, the inventory is rescanned when another copy stayed, and what
 /// went wrong is told (with the paths left in place). Alerts go through replaceable
-/// presenters, so tests answer them.
+/// presenters, so tests answer them. "Put Back" (shown while the last uninstall is
+/// remembered) moves its items back after asking, and scans again.
 ///
-/// Once the whole inventory is in, the first app of the list is chosen when none is.
+/// Once the first whole inventory is in, the first app of the list is chosen when none is.
 class KSTAppManageScreen : public KSTToolScreen
 {
     Q_OBJECT
