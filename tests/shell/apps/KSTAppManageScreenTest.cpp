@@ -16,6 +16,7 @@
 #include "KSTStorageBarView.h"
 
 #include <QAbstractItemModelTester>
+#include <QDir>
 #include <QFile>
 #include <QHeaderView>
 #include <QLabel>
@@ -543,6 +544,35 @@ TEST_F(AppManageScreenTest, PartlyDoneUninstallTellsWhichPathsStayed)
     EXPECT_TRUE(QFile::exists(changing));
     EXPECT_FALSE(QFile::exists(notes));
     EXPECT_TRUE(shownNames(screen).isEmpty());
+}
+
+TEST_F(AppManageScreenTest, NothingMovedWarnsAndKeepsTheAppListed)
+{
+    const QString go = addApp(u"Go"_s, u"com.example.go"_s, 1 * MB);
+    auto controller = makeWindow();
+    KSTAppManageScreen *screen = showAppManage(*controller);
+    ASSERT_NE(screen, nullptr);
+    ASSERT_TRUE(waitUntilReady(screen));
+    ASSERT_EQ(screen->chosenBundlePath(), go);
+    // Another bundle has taken the place of the one that was looked at: the guard refuses it.
+    ASSERT_TRUE(QDir().rename(go, mac.path(u"Go that was.app"_s)));
+    addApp(u"Go"_s, u"com.example.go"_s, 1 * MB);
+
+    answer = true;
+    screen->requestUninstall();
+    ASSERT_TRUE(KSTTestSupport::pumpUntil([this] { return !outcomes.isEmpty(); }, 30'000));
+    const KSTAppUninstallOutcome &outcome = outcomes.first();
+    EXPECT_FALSE(outcome.success);
+    EXPECT_EQ(outcome.alert, KSTAppUninstallOutcome::Alert::Failed);
+    EXPECT_EQ(outcome.message, u"Uninstall failed"_s);
+    ASSERT_TRUE(outcome.error);
+    EXPECT_EQ(outcome.error->code, 103);
+    EXPECT_EQ(KSTAppManageAlerts::outcomeText(outcome),
+              u"Could not remove the application or its related files.\n\nLeft in place:\n"_s + go);
+    EXPECT_TRUE(QFile::exists(go + u"/Contents/Info.plist"_s));
+    EXPECT_EQ(shownNames(screen), QStringList{u"Go"_s});
+    EXPECT_EQ(screen->chosenBundlePath(), go);
+    EXPECT_FALSE(childNamed<QPushButton>(screen, u"putBackButton"_s)->isVisibleTo(screen));
 }
 
 TEST_F(AppManageScreenTest, AnotherCopyKeepsItsFilesAndReturnsWithTheRescan)
