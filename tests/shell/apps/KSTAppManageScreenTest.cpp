@@ -21,6 +21,7 @@
 #include <QHeaderView>
 #include <QLabel>
 #include <QLineEdit>
+#include <QMessageBox>
 #include <QPushButton>
 #include <QTest>
 #include <QTreeView>
@@ -238,6 +239,38 @@ TEST(AppListModelTest, KeepsItsRowsForNewFiguresAndResetsForANewList)
     model.setApps({});
     EXPECT_EQ(resets, 3);
     EXPECT_EQ(model.rowCount(), 0);
+}
+
+TEST(AppManageAlertsTest, AskWithUninstallAsDefaultAndWarnOnlyWhenSomethingStayed)
+{
+    const std::unique_ptr<QMessageBox> ask = KSTAppManageAlerts::confirmationBox(
+        nullptr, u"Uninstall “Go”?"_s, u"2 item(s) (3 MB) will be moved to the Trash."_s);
+    ASSERT_TRUE(ask->defaultButton() && ask->escapeButton());
+    EXPECT_EQ(ask->defaultButton()->text(), u"Uninstall"_s);
+    EXPECT_EQ(static_cast<QAbstractButton *>(ask->escapeButton())->text(), u"Cancel"_s);
+    EXPECT_EQ(ask->text(), u"Uninstall “Go”?"_s);
+
+    KSTAppUninstallOutcome outcome;
+    outcome.alert = KSTAppUninstallOutcome::Alert::None;
+    EXPECT_EQ(KSTAppManageAlerts::outcomeBox(nullptr, outcome), nullptr);
+    const struct
+    {
+        KSTAppUninstallOutcome::Alert alert;
+        QMessageBox::Icon icon;
+    } alerts[] = {
+        {KSTAppUninstallOutcome::Alert::Failed, QMessageBox::Warning},
+        {KSTAppUninstallOutcome::Alert::Partly, QMessageBox::Information},
+    };
+    for (const auto &alert : alerts) {
+        outcome.alert = alert.alert;
+        outcome.message = u"Uninstall failed"_s;
+        outcome.informativeText.clear(); // an error without a description: the fallback
+        const std::unique_ptr<QMessageBox> box = KSTAppManageAlerts::outcomeBox(nullptr, outcome);
+        ASSERT_NE(box, nullptr);
+        EXPECT_EQ(box->icon(), alert.icon);
+        EXPECT_EQ(box->text(), u"Uninstall failed"_s);
+        EXPECT_EQ(box->informativeText(), u"The app could not be uninstalled."_s);
+    }
 }
 
 TEST_F(AppManageScreenTest, ListsEveryAppWithItsColumnsThenSummarisesTheWholeScan)
