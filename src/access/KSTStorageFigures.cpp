@@ -38,7 +38,7 @@ void KSTStorageFigures::bootVolumeUsageTotal(quint64 *total, quint64 *used)
         *used = usage->freeBytes > usage->totalBytes ? 0 : usage->totalBytes - usage->freeBytes;
 }
 
-quint64 KSTStorageFigures::directorySizeAtPath(const QString &path)
+quint64 KSTStorageFigures::directorySizeAtPath(const QString &path, bool preserveAccessTimes)
 {
     if (path.isEmpty() || Checker::shouldSkipPrivacyProtectedPath(path))
         return 0;
@@ -47,7 +47,9 @@ quint64 KSTStorageFigures::directorySizeAtPath(const QString &path)
     if (url.isEmpty() || !Checker::URLExists(url, &isDirectory) || !isDirectory)
         return 0;
     // The walk recognises the Music folder by its exact path, so it starts from a clean one.
-    return KSTTreeSize::allocatedBytes(QDir::cleanPath(url), Checker::accessibleTreeSizeOptions());
+    KSTTreeSize::Options options = Checker::accessibleTreeSizeOptions();
+    options.preserveAccessTimes = preserveAccessTimes;
+    return KSTTreeSize::allocatedBytes(QDir::cleanPath(url), options);
 }
 
 QStringList KSTStorageFigures::directoryEntriesAtPath(const QString &path)

@@ -29,8 +29,10 @@ public:
     /// blocks do not count, and a file with several hard links counts once per name.
     /// 0 when @p path is empty, privacy-protected, not an existing folder, or a symbolic
     /// link (even to a folder). Unreadable sub-folders count 0. Blocks the calling thread
-    /// while the walk spreads over a few worker threads.
-    static quint64 directorySizeAtPath(const QString &path);
+    /// while the walk spreads over a few worker threads. With @p preserveAccessTimes the
+    /// folders are read without updating their access times where the system allows it
+    /// (application bundles: App Manage shows a bundle's access time as its last opening).
+    static quint64 directorySizeAtPath(const QString &path, bool preserveAccessTimes = false);
 
     /// The names of the entries of the folder @p path, sorted by their bytes (so the order
     /// is the same on every machine). Outside a sandbox this is the plain listing, hidden

@@ -1,13 +1,13 @@
 #include "KSTAppsCommand.h"
 
 #include "KSTAppInventoryEngine.h"
+#include "KSTAppInventoryModel.h"
 #include "KSTAppUninstallHistory.h"
 #include "KSTAppUninstallSelection.h"
 #include "KSTAppUninstaller.h"
 #include "KSTAppsOutput.h"
 #include "KSTDispatch.h"
 #include "KSTEnvironment.h"
-#include "KSTNotificationCenter.h"
 #include "KSTRelatedPathLookup.h"
 #include "KSTRelatedPathMatcher.h"
 #include "KSTSystemInfo.h"
@@ -157,8 +157,10 @@ int runInventory(KSTCliContext &context)
     if (!context.arguments().isEmpty())
         return context.usageError(
             QStringLiteral("apps takes no argument '%1'").arg(context.arguments().first()));
-    Info &info = Info::shared();
     KSTAppInventoryEngine::shared();
+    // The screen's model: it asks for the inventory and re-reads the cache on each metadata
+    // notification, so the command waits for exactly what the window shows.
+    KSTAppInventoryModel model(Info::shared());
 
     QString lastStatus;
     const auto report = [&](const QString &status) {
@@ -169,19 +171,13 @@ int runInventory(KSTCliContext &context)
         context.err().flush();
     };
     SnapshotPtr done;
-    const auto consider = [&](const SnapshotPtr &snapshot) {
-        if (!snapshot)
-            return;
+    QObject::connect(&model, &KSTAppInventoryModel::snapshotChanged, &model, [&] {
+        const SnapshotPtr snapshot = model.snapshot();
         report(snapshot->statusText);
-        if (snapshot->isComplete && snapshot->isSizeCalculationComplete &&
-            snapshot->statusText == ScanComplete)
+        if (model.isScanComplete() && snapshot->statusText == ScanComplete)
             done = snapshot;
-    };
-    QObject observerContext;
-    KSTNotificationCenter::defaultCenter().addObserver(
-        KSTAppInventoryEngine::MetadataDidUpdateNotification, &observerContext,
-        [&](const KSTNotification &) { consider(info.cachedAppInventorySnapshotIfComplete()); });
-    info.scanInstalledApplicationsWithProgress(consider, consider);
+    });
+    model.refresh();
     if (!KSTDispatch::runMainLoopUntil([&done] { return done != nullptr; }, ScanTimeoutMs))
         return didNotFinish(context, QStringLiteral("application inventory"));
     if (context.json())

@@ -238,7 +238,8 @@ QList<KSTAppUsageInfo> KSTApplicationBundleCatalog::topApplicationsBySize(qsizet
         const QString fileName = path.mid(path.lastIndexOf(QLatin1Char('/')) + 1);
         app.name = fileName.left(fileName.lastIndexOf(QLatin1Char('.')));
         app.bundlePath = path;
-        app.sizeBytes = KSTStorageFigures::directorySizeAtPath(path);
+        // Sizing walks the bundle; it must not make the app look opened today.
+        app.sizeBytes = KSTStorageFigures::directorySizeAtPath(path, true);
         apps.append(app);
     }
     std::stable_sort(apps.begin(), apps.end(),

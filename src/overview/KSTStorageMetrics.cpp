@@ -37,7 +37,7 @@ QList<KSTStorageCategory> KSTStorageMetrics::storageCategoriesForUsedBytes(quint
     const KSTEnvironment environment = KSTEnvironment::current();
     quint64 apps = 0;
     for (const QString &root : Locations::applicationRoots)
-        apps += KSTStorageFigures::directorySizeAtPath(environment.systemPath(root));
+        apps += KSTStorageFigures::directorySizeAtPath(environment.systemPath(root), true);
 
     quint64 documents = 0;
     quint64 media = 0;

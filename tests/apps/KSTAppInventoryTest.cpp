@@ -3,9 +3,11 @@
 // orders, resuming, single sizes, cancellation, and the access times no scan may touch.
 #include "KSTAppBundleReader.h"
 #include "KSTAppTestSupport.h"
+#include "KSTApplicationBundleCatalog.h"
 #include "KSTHostileFiles.h"
 #include "KSTNotificationCenter.h"
 #include "KSTPropertyList.h"
+#include "KSTStorageMetrics.h"
 
 #include <QStringEncoder>
 
@@ -422,6 +424,30 @@ TEST_F(AppInventoryTest, ASecondScanKeepsTheFirstOnesLastOpenedDates)
     EXPECT_EQ(after->lastOpenedDate->toSecsSinceEpoch(), longAgo.toSecsSinceEpoch());
     EXPECT_EQ(accessTimeOf(bundle + "/Contents"), longAgo.toSecsSinceEpoch());
     EXPECT_TRUE(after->isUnused());
+}
+
+TEST_F(AppInventoryTest, TheOverviewsSizingOfApplicationsKeepsTheirLastOpenedDates)
+{
+    // The Overview sizes the same bundles (its largest apps and its Apps category) from the
+    // same catalog; shown first at every start, it must not make every app look opened today.
+    const QDateTime longAgo = QDateTime::currentDateTimeUtc().addDays(-40);
+    const QString bundle = addApp(QStringLiteral("Old"), QStringLiteral("com.example.old"), 65536);
+    for (const QString &path : {bundle, QString(bundle + "/Contents")})
+        ASSERT_TRUE(setAccessTime(path, longAgo));
+
+    const QList<KSTAppUsageInfo> top = KSTApplicationBundleCatalog(info).topApplicationsBySize(5);
+    ASSERT_EQ(top.size(), 1);
+    EXPECT_GT(top.first().sizeBytes, 65536u);
+    const QList<KSTStorageCategory> categories =
+        KSTStorageMetrics::storageCategoriesForUsedBytes(1ull << 30, 2ull << 30);
+    const auto apps = std::find_if(
+        categories.cbegin(), categories.cend(),
+        [](const KSTStorageCategory &category) { return category.name == QLatin1String("Apps"); });
+    ASSERT_NE(apps, categories.cend());
+    EXPECT_GT(apps->bytes, 65536u);
+
+    EXPECT_EQ(accessTimeOf(bundle), longAgo.toSecsSinceEpoch());
+    EXPECT_EQ(accessTimeOf(bundle + "/Contents"), longAgo.toSecsSinceEpoch());
 }
 
 TEST_F(AppInventoryTest, ANewerScanSupersedesTheFirstWhichDeliversNothing)

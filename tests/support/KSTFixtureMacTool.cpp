@@ -2,7 +2,7 @@
 // root, for screenshots and for trying the program by hand (`kestrel --root ROOT …`).
 //
 //   kst_fixture_mac [--no-full-disk-access] [--autoclean-history] [--reporter-week]
-//                   [--utilities] [--duplicates] [--scan-duplicates-on-open]
+//                   [--utilities] [--duplicates] [--scan-duplicates-on-open] [--app-leftovers]
 //
 // The machine: the recorded MacBook Pro (Apple M3) system_profiler, macOS Sonoma 14.5, one
 // user "alice" with applications of different sizes, documents, movies and pictures, old
@@ -24,6 +24,10 @@
 // document across Pictures, Downloads, Desktop, Documents and Movies, with different dates.
 // --scan-duplicates-on-open ticks those five folders on the Duplicates screen and lets it scan
 // them when it opens (again in the current settings folder).
+// --app-leftovers gives the applications what App Manage shows of apps in use (categories,
+// copyright lines, universal binaries, App Store receipts, last-opened dates) and leaves files
+// of Xcode outside its bundle: strong matches, a crash report that only names it (a weak match)
+// and a shared folder no uninstall may touch.
 // The folder is left on disk; remove it when done.
 #include "KSTApplicationInfo.h"
 #include "KSTAutoCleanManager.h"
@@ -42,6 +46,9 @@
 #include <QtEndian>
 
 #include <sys/xattr.h>
+
+#include <fcntl.h>
+#include <sys/stat.h>
 
 namespace {
 
@@ -515,6 +522,88 @@ bool runAutoCleanOnce(KSTFixtureMac &mac)
     return manager.filesRemovedThisMonth() > 0;
 }
 
+// Sets the access time of @p path (App Manage's last-opened date), keeping its other times.
+bool setAccessed(const QString &path, const QDateTime &accessed)
+{
+    const struct timespec times[2] = {{time_t(accessed.toSecsSinceEpoch()), 0}, {0, UTIME_OMIT}};
+    return ::utimensat(AT_FDCWD, QFile::encodeName(path).constData(), times, AT_SYMLINK_NOFOLLOW) ==
+           0;
+}
+
+bool addAppLeftovers(KSTFixtureMac &mac)
+{
+    const QDateTime now = QDateTime::currentDateTime();
+    const struct
+    {
+        const char *bundle;
+        const char *category;
+        const char *copyright;
+        bool universal;
+        bool appStore;
+        int openedDaysAgo; // -1: today
+    } apps[] = {
+        {"Applications/Xcode.app", "public.app-category.developer-tools",
+         "© 2003–2024 Apple Inc. All rights reserved.", true, true, 2},
+        {"Applications/Final Cut Pro.app", "public.app-category.video",
+         "© 2011–2024 Apple Inc. All rights reserved.", true, true, 45},
+        {"Applications/Logic Pro.app", "public.app-category.music",
+         "© 2013–2024 Apple Inc. All rights reserved.", false, true, 12},
+        {"Applications/Microsoft Word.app", "public.app-category.productivity",
+         "© 2024 Microsoft Corporation. All rights reserved.", true, false, -1},
+        {"Applications/Visual Studio Code.app", "public.app-category.developer-tools",
+         "© 2015 Microsoft Corporation", false, false, -1},
+        {"Applications/Slack.app", "public.app-category.business",
+         "© 2014–2024 Slack Technologies, LLC. All rights reserved.", true, false, 1},
+        {"Applications/Pixelmator Pro.app", "public.app-category.graphics-design",
+         "© 2017–2024 Pixelmator Team. All rights reserved.", false, true, 120},
+        {"System/Applications/Safari.app", "public.app-category.productivity", "", true, false, -1},
+        {"System/Applications/Notes.app", "public.app-category.productivity", "", true, false, 6},
+        {"System/Applications/Calendar.app", "public.app-category.productivity", "", true, false,
+         9},
+    };
+    for (const auto &app : apps) {
+        const QString bundle = QLatin1String(app.bundle);
+        const QString infoPath = mac.path(bundle + QStringLiteral("/Contents/Info.plist"));
+        QVariantMap info = KSTPropertyList::readDictionary(infoPath);
+        if (info.isEmpty())
+            return false;
+        info.insert(QStringLiteral("LSApplicationCategoryType"), QLatin1String(app.category));
+        if (*app.copyright)
+            info.insert(QStringLiteral("NSHumanReadableCopyright"),
+                        QString::fromUtf8(app.copyright));
+        mac.writePlist(bundle + QStringLiteral("/Contents/Info.plist"), info);
+        if (app.appStore)
+            mac.writeFile(bundle + QStringLiteral("/Contents/_MASReceipt/receipt"), "receipt");
+        if (app.universal) {
+            const QString executable = info.value(QStringLiteral("CFBundleExecutable")).toString();
+            mac.writeFile(bundle + QStringLiteral("/Contents/MacOS/") + executable,
+                          KSTFixtureMac::machOExecutable(
+                              {QStringLiteral("x86_64"), QStringLiteral("arm64")}));
+        }
+        const QDateTime opened =
+            app.openedDaysAgo < 0 ? now.addSecs(-3600) : now.addDays(-app.openedDaysAgo);
+        if (!setAccessed(mac.path(bundle), opened))
+            return false;
+    }
+
+    const struct
+    {
+        const char *path;
+        qint64 kilobytes;
+    } leftovers[] = {
+        {"Library/Caches/com.apple.dt.Xcode/Cache.db", 18 * 1024},
+        {"Library/Application Support/Xcode/DeviceSupport/17.5/Symbols.bin", 6 * 1024},
+        {"Library/Preferences/com.apple.dt.Xcode.plist", 64},
+        {"Library/Saved Application State/com.apple.dt.Xcode.savedState/windows.plist", 256},
+        {"Library/Logs/DiagnosticReports/Xcode-2024-06-02-101512.ips", 300},
+    };
+    for (const auto &leftover : leftovers)
+        mac.writeSizedHomeFile(QLatin1String(leftover.path), leftover.kilobytes * 1024);
+    mac.writeFile(QStringLiteral("Users/Shared/Xcode Projects/Playground/main.swift"),
+                  QByteArray(48 * 1024, 'x'));
+    return true;
+}
+
 } // namespace
 
 int main(int argc, char **argv)
@@ -526,6 +615,7 @@ int main(int argc, char **argv)
         QStringLiteral("--no-full-disk-access"), QStringLiteral("--autoclean-history"),
         QStringLiteral("--reporter-week"),       QStringLiteral("--utilities"),
         QStringLiteral("--duplicates"),          QStringLiteral("--scan-duplicates-on-open"),
+        QStringLiteral("--app-leftovers"),
     };
     for (const QString &argument : arguments) {
         if (!options.contains(argument)) {
@@ -549,6 +639,10 @@ int main(int argc, char **argv)
     }
     if (arguments.contains(QLatin1String("--utilities")) && !addUtilitiesMac(mac)) {
         err << "kst_fixture_mac: could not write the Utilities' places\n";
+        return 1;
+    }
+    if (arguments.contains(QLatin1String("--app-leftovers")) && !addAppLeftovers(mac)) {
+        err << "kst_fixture_mac: could not write the App Manage leftovers\n";
         return 1;
     }
     if (!arguments.contains(QLatin1String("--no-full-disk-access"))) {

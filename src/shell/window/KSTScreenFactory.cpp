@@ -1,5 +1,6 @@
 #include "KSTScreenFactory.h"
 
+#include "KSTAppManageScreen.h"
 #include "KSTAutoCleanScreen.h"
 #include "KSTCleanUpScreen.h"
 #include "KSTDuplicatesScreen.h"
@@ -20,15 +21,17 @@ KSTToolScreen *KSTScreenFactory::makeScreenForSection(int section, const KSTShel
         return new KSTCleanUpScreen(*engines.systemInfo, parent);
     case KSTSectionCatalog::AutoClean:
         return new KSTAutoCleanScreen(*engines.autoCleanManager, parent);
+    case KSTSectionCatalog::AppManage:
+        if (engines.appInventoryEngine)
+            return new KSTAppManageScreen(*engines.appInventoryEngine, parent);
+        return new KSTUnavailableScreen(section, parent);
     case KSTSectionCatalog::Utilities:
         return new KSTUtilitiesScreen(KSTUtilitiesManager::sharedManager(), parent);
     case KSTSectionCatalog::Reporter:
         return new KSTReporterScreen(*engines.systemInfo, parent);
     case KSTSectionCatalog::Duplicates:
         return new KSTDuplicatesScreen(*engines.systemInfo, parent);
-    case KSTSectionCatalog::AppManage:
     default:
-        // Their engines are not part of this version yet.
         return new KSTUnavailableScreen(section, parent);
     }
 }

@@ -1,5 +1,6 @@
 #include "KSTShellEngines.h"
 
+#include "KSTAppInventoryEngine.h"
 #include "KSTAutoCleanManager.h"
 #include "KSTLiveBaselines.h"
 #include "KSTSystemInfo.h"
@@ -10,6 +11,7 @@ KSTShellEngines KSTShellEngines::shared()
     engines.systemInfo = &KSTSystemInfo::shared();
     engines.autoCleanManager = &KSTAutoCleanManager::shared();
     engines.liveSampler = liveSamplerFor(KSTLiveBaselines::shared());
+    engines.appInventoryEngine = &KSTAppInventoryEngine::shared();
     return engines;
 }
 

@@ -4,6 +4,7 @@
 
 #include <functional>
 
+class KSTAppInventoryEngine;
 class KSTAutoCleanManager;
 class KSTLiveBaselines;
 class KSTSystemInfo;
@@ -20,6 +21,9 @@ struct KSTShellEngines
     KSTSystemInfo *systemInfo = nullptr;
     KSTAutoCleanManager *autoCleanManager = nullptr;
     LiveSampler liveSampler;
+    /// App Manage's engine, installed on systemInfo; without one the section says it is not
+    /// available.
+    KSTAppInventoryEngine *appInventoryEngine = nullptr;
 
     /// KSTSystemInfo::shared(), KSTAutoCleanManager::shared() and live samples against the
     /// shared baselines.
