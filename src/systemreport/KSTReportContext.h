@@ -9,6 +9,40 @@
 
 class KSTSystemInfo;
 
+/// What the collectors learnt about the analysed machine itself, and the raw text of the
+/// tools they ran (empty when a tool is missing, failed or timed out).
+struct KSTReportMachineFacts
+{
+    QString hardwareModel;   ///< "hw.model" ("MacBookPro18,3"), or the DMI model on Linux
+    QString cpuBrand;        ///< "machdep.cpu.brand_string"
+    int logicalCpuCount = 0; ///< "hw.ncpu"
+    bool appleSilicon = false;
+    quint64 physicalMemoryBytes = 0;
+    QString installedMemoryText; ///< the profiler's hardware "Memory" ("16 GB"), if known
+    QString serialNumber;        ///< never shown unmasked
+    qint64 uptimeSeconds = -1;   ///< -1: unknown
+    QString bootVolumeName;
+    QString fileSystem; ///< "APFS (Encrypted)", "APFS", or the type as reported
+    qint64 mountedVolumeCount = -1;
+    qint64 legacyStartupItemCount = -1;
+    QString profilerText; ///< one system_profiler run of the fetch
+    QString nvramBootArgs;
+    QString csrutilStatus;
+    QString fdesetupStatus;
+    QString spctlStatus;
+    QString firewallState;
+    QString diskutilInfoDisk0;
+    QString diskutilApfsList;
+    QString launchctlSystem;
+    QString launchctlUser;
+    QString psOutput;
+    QString kextstatOutput;
+    QString systemExtensionsList;
+    QString scutilVpnList;
+    bool hasAirportTool = false;
+    QString airportInfo;
+};
+
 /// What the collectors gather before a report snapshot is built. Filled stage by stage on the
 /// report queue and read only there; the snapshot built from it is what leaves the queue.
 struct KSTReportContext
@@ -34,4 +68,5 @@ struct KSTReportContext
     QString externalDisksSummary;
     QString usbDevicesSummary;
     QString thunderboltDevicesSummary;
+    KSTReportMachineFacts machine;
 };
