@@ -6,6 +6,7 @@
 #include <QBuffer>
 #include <QFont>
 #include <QFontDatabase>
+#include <QGuiApplication>
 #include <QPageLayout>
 #include <QPageSize>
 #include <QPainter>
@@ -36,6 +37,12 @@ QFont reportFont(bool bold)
 QByteArray KSTSystemReportPdfWriter::pdfData(const KSTSystemReportSnapshot &snapshot,
                                              KSTError *error)
 {
+    // Without a Gui application there are no fonts to draw with.
+    if (!qobject_cast<QGuiApplication *>(QCoreApplication::instance())) {
+        if (error)
+            *error = writeError(QStringLiteral("Could not create PDF."));
+        return {};
+    }
     QByteArray bytes;
     QBuffer buffer(&bytes);
     buffer.open(QIODevice::WriteOnly);
