@@ -32,6 +32,14 @@ void collectNetworkWeek(KSTReportContext &context, const QDateTime &now);
 /// Counts of installed apps by signature kind and age (bundles in the three application
 /// folders and one folder below).
 void collectAppSignatures(KSTReportContext &context, const QDateTime &now);
+/// Crash, hang and panic reports of the user's and the system's DiagnosticReports folders
+/// (".crash" and ".ips" files): "recent", "hangs", "kernelPanic", "sleepPanic", "gpuPanic",
+/// "lastPanic" (and "…Style" colour hints). Nothing on the linux layout.
+void collectCrashStats(KSTReportContext &context, const QDateTime &now);
+/// Safari's and Chrome's extensions: "safari", "chrome" (names sorted ignoring case, joined
+/// with ", ", "None" when there are none), "suspicious" (Chrome extensions whose name cannot
+/// be read). Nothing on the linux layout.
+void collectBrowserExtensions(KSTReportContext &context);
 /// The facts that come from the profiler text (run once per fetch by the service).
 void adoptProfilerText(KSTReportContext &context, const QString &profilerText);
 /// Full disk health: external disks, APFS health and the wear line.

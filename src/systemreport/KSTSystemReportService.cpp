@@ -193,7 +193,11 @@ void KSTSystemReportService::runStages(const std::shared_ptr<Fetch> &fetch)
     const std::function<void(KSTReportContext &)> stages[] = {
         [](KSTReportContext &c) { C::collectInstant(c); },
         [](KSTReportContext &c) { C::collectBuildNumber(c); },
-        [](KSTReportContext &c) { C::collectMedium(c); },
+        [](KSTReportContext &c) {
+            C::collectMedium(c);
+            C::collectCrashStats(c, QDateTime::currentDateTime());
+            C::collectBrowserExtensions(c);
+        },
         [](KSTReportContext &c) { C::collectSecurity(c); },
         [this](KSTReportContext &c) {
             if (const auto partial = KSTReporterEngine(m_systemInfo).fetchReporterSnapshotPartial())
