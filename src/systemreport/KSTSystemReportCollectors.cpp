@@ -295,6 +295,12 @@ void adoptProfilerText(KSTReportContext &context, const QString &profilerText)
     KSTReportMachineFacts &machine = context.machine;
     machine.profilerText = profilerText;
     const QString hardware = P::profilerPart(profilerText, QStringLiteral("Hardware"));
+    context.usbDevicesSummary =
+        P::profilerDevicesSummary(P::profilerPart(profilerText, QStringLiteral("USB")));
+    QString thunderbolt = P::profilerPart(profilerText, QStringLiteral("Thunderbolt/USB4"));
+    if (thunderbolt.isEmpty())
+        thunderbolt = P::profilerPart(profilerText, QStringLiteral("Thunderbolt"));
+    context.thunderboltDevicesSummary = P::profilerDevicesSummary(thunderbolt);
     const QString memory = P::profilerValueForKey(hardware, QStringLiteral("Memory"));
     if (!memory.isEmpty())
         machine.installedMemoryText = memory;

@@ -78,6 +78,32 @@ QString profilerValueForKey(const QString &text, const QString &key)
     return {};
 }
 
+QString profilerDevicesSummary(const QString &part)
+{
+    QStringList names;
+    QString entry; // the last "Name:" heading seen
+    for (const QStringView line : linesOf(part)) {
+        const QStringView text = line.trimmed();
+        if (text.endsWith(QLatin1Char(':')) && !text.contains(QLatin1String(": "))) {
+            entry = text.chopped(1).toString();
+            continue;
+        }
+        const bool identifies = text.startsWith(QLatin1String("Product ID:")) ||
+                                text.startsWith(QLatin1String("Device Name:"));
+        if (!identifies || entry.isEmpty())
+            continue;
+        QString name = entry;
+        if (text.startsWith(QLatin1String("Device Name:")))
+            name = text.mid(12).trimmed().toString();
+        if (!name.isEmpty())
+            names.append(name);
+        entry.clear(); // one name per entry
+    }
+    if (names.isEmpty())
+        return {};
+    return QStringLiteral("%1 (%2)").arg(names.size()).arg(names.join(u", "));
+}
+
 int leadingNumber(const QString &value)
 {
     const QStringView text = QStringView(value).trimmed();

@@ -32,6 +32,10 @@ QString profilerValueForKey(const QString &text, const QString &key);
 /// The leading number of a value such as "8 (6 performance and 2 efficiency)"; 0 when none.
 int leadingNumber(const QString &value);
 
+/// The devices of a profiler part (USB or Thunderbolt): the names of the entries that carry a
+/// "Product ID:" or "Device Name:" line, as "<count> (<names joined by ", ">)"; "" when none.
+QString profilerDevicesSummary(const QString &part);
+
 // ---- security tools ----
 /// csrutil status: SIP counts as on when the text holds "enabled" (any case).
 bool sipEnabled(const QString &csrutilOutput);

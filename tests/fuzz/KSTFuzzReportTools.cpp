@@ -19,6 +19,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
         if (P::leadingNumber(value) < 0)
             std::abort();
     }
+    const QString devices = P::profilerDevicesSummary(text);
+    if (!devices.isEmpty() && !devices.front().isDigit())
+        std::abort();
     P::sipRow(text);
     P::firewallRow(text);
     P::bootMode(text);

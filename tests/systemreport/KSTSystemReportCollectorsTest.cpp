@@ -137,3 +137,37 @@ TEST(SystemReportBootMetricsTest, ComparesWithLastWeek)
     EXPECT_EQ(C::bootMetrics({}, 3, 10).value("deltaText").toString(),
               QStringLiteral("\u22127.0 s"));
 }
+
+TEST_F(SystemReportCollectorsTest, InstalledAppsBySignatureKindAndAge)
+{
+    auto add = [&](const char *name, const char *identifier, const char *location, bool inHome,
+                   bool signedByDeveloper, qint64 daysAgo) {
+        KSTFixtureMac::App app;
+        app.name = QString::fromUtf8(name);
+        app.bundleIdentifier = QString::fromUtf8(identifier);
+        app.location = QString::fromUtf8(location);
+        app.inHome = inHome;
+        const QString bundle = mac.addApp(app);
+        if (signedByDeveloper)
+            mac.writeFile(mac.environment().pathRelativeToRoot(bundle).mid(1) +
+                              "/Contents/_CodeSignature/CodeResources",
+                          "x");
+        ASSERT_TRUE(KSTTestSupport::setModificationTime(bundle, now.toSecsSinceEpoch() -
+                                                                    daysAgo * 86'400 - 60));
+    };
+    add("Safari", "com.apple.Safari", "Applications", false, true, 2);
+    add("Notes", "com.example.notes-clone", "System/Applications", false, false, 400);
+    add("Editor", "com.example.editor", "Applications", false, true, 100);
+    add("Tool", "com.example.tool", "Applications/Utilities", false, false, 3);
+    add("Mine", "org.example.mine", "Applications", true, false, 500);
+    add("TooDeep", "com.example.deep", "Applications/A/B", false, true, 1); // two folders down
+
+    KSTReportContext context;
+    C::collectAppSignatures(context, now);
+    const QVariantMap &apps = context.appSignatures;
+    EXPECT_EQ(apps.value("apple").toLongLong(), 2); // by identifier, by place
+    EXPECT_EQ(apps.value("dev").toLongLong(), 1);
+    EXPECT_EQ(apps.value("unsigned").toLongLong(), 2);
+    EXPECT_EQ(apps.value("recent").toLongLong(), 2);
+    EXPECT_EQ(apps.value("outdated").toLongLong(), 2);
+}

@@ -259,3 +259,22 @@ TEST(SystemReportParsersTest, SevenDayNetworkTotalsAddOnlyRises)
     EXPECT_EQ(P::networkSevenDayTotals({}, now).value(QStringLiteral("download")).toULongLong(),
               0u);
 }
+
+TEST(SystemReportParsersTest, UsbAndThunderboltDevicesFromTheirParts)
+{
+    const QString profiler = QStringLiteral(
+        "USB:\n\n    USB 3.1 Bus:\n\n      Host Controller Driver: AppleT8103USBXHCI\n\n"
+        "        USB2.0 Hub:\n\n          Product ID: 0x0610\n          Vendor ID: 0x05e3\n\n"
+        "            Magic Keyboard:\n\n              Product ID: 0x029c\n\n"
+        "Thunderbolt/USB4:\n\n    Thunderbolt/USB4 Bus 0:\n\n      Vendor Name: Apple Inc.\n"
+        "      Device Name: MacBook Pro\n\n        Status: Device connected\n\n"
+        "    Thunderbolt/USB4 Bus 1:\n\n      Vendor Name: Apple Inc.\n"
+        "      Device Name: Studio Display\n");
+    EXPECT_EQ(P::profilerDevicesSummary(P::profilerPart(profiler, QStringLiteral("USB"))),
+              QStringLiteral("2 (USB2.0 Hub, Magic Keyboard)"));
+    EXPECT_EQ(
+        P::profilerDevicesSummary(P::profilerPart(profiler, QStringLiteral("Thunderbolt/USB4"))),
+        QStringLiteral("2 (MacBook Pro, Studio Display)"));
+    EXPECT_EQ(P::profilerDevicesSummary(QStringLiteral("USB 3.1 Bus:\n  Speed: Up to 5 Gb/s\n")),
+              QString());
+}
