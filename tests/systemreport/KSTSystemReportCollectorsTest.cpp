@@ -171,3 +171,30 @@ TEST_F(SystemReportCollectorsTest, InstalledAppsBySignatureKindAndAge)
     EXPECT_EQ(apps.value("recent").toLongLong(), 2);
     EXPECT_EQ(apps.value("outdated").toLongLong(), 2);
 }
+
+TEST_F(SystemReportCollectorsTest, TheLinuxLayoutReadsItsOwnPlaces)
+{
+    mac.writeFile("etc/os-release", "NAME=\"Debian GNU/Linux\"\nPRETTY_NAME=\"Debian GNU/Linux 12 "
+                                    "(bookworm)\"\nID=debian\n");
+    mac.writeFile("proc/sys/kernel/osrelease", "6.1.0-26-amd64\n");
+    mac.writeFile("proc/self/mountinfo",
+                  "22 1 259:2 / / rw,relatime shared:1 - ext4 /dev/nvme0n1p2 rw\n"
+                  "23 22 0:21 / /proc rw shared:12 - proc proc rw\n"
+                  "40 22 259:1 / /boot/efi rw - vfat /dev/nvme0n1p1 rw\n");
+    mac.writeFile("sys/class/dmi/id/product_name", "ThinkPad X1 Carbon Gen 11\n");
+    mac.addTool(QStringLiteral("/usr/bin/sw_vers"), "99Z99\n"); // never asked on Linux
+    KSTEnvironment linux = mac.environment();
+    linux.setLayout(KSTLayout::Linux);
+    KSTScopedEnvironment scoped(linux);
+
+    KSTReportContext context;
+    C::collectInstant(context);
+    C::collectBuildNumber(context);
+    EXPECT_EQ(context.osName, QStringLiteral("Debian GNU/Linux 12 (bookworm)"));
+    EXPECT_EQ(context.buildNumber, QStringLiteral("6.1.0-26-amd64"));
+    EXPECT_EQ(context.machine.fileSystem, QStringLiteral("ext4"));
+    EXPECT_EQ(context.machine.bootVolumeName, QStringLiteral("/dev/nvme0n1p2"));
+    EXPECT_EQ(context.machine.hardwareModel, QStringLiteral("ThinkPad X1 Carbon Gen 11"));
+    EXPECT_EQ(context.machine.mountedVolumeCount, 2);
+    EXPECT_TRUE(mac.toolCalls(QStringLiteral("/usr/bin/sw_vers")).isEmpty());
+}

@@ -8,6 +8,7 @@
 #include "KSTReporterEngine.h"
 #include "KSTSystemInfo.h"
 #include "KSTSystemReportLocations.h"
+#include "KSTSystemSnapshot.h"
 #include "KSTTestSupport.h"
 
 #include <QFileInfo>
@@ -245,4 +246,29 @@ TEST_F(SystemReportServiceTest, ACancelInTheThirdStageEndsAllUpdates)
     ASSERT_TRUE(start(service, again));
     ASSERT_TRUE(KSTTestSupport::pumpUntil([&] { return again.final != nullptr; }, 60'000));
     EXPECT_EQ(run.final, nullptr);
+}
+
+TEST_F(SystemReportServiceTest, PrefillTakesTheOverviewsFigures)
+{
+    Service service(info);
+    KSTSystemSnapshot overview;
+    overview.macOSVersionLine = QStringLiteral("macOS Sonoma 14.5");
+    overview.storageTotalBytes = quint64(500) << 30;
+    overview.storageUsedBytes = quint64(200) << 30;
+    const Service::SnapshotPtr prefilled = service.prefillSnapshotFromOverview(&overview);
+    EXPECT_EQ(prefilled->summaryCards[0].value, QStringLiteral("macOS Sonoma 14.5"));
+    EXPECT_EQ(prefilled->summaryCards[0].detail, QStringLiteral("Build 22C65"));
+    EXPECT_EQ(prefilled->summaryCards[2].value, QStringLiteral("300 GB free"));
+    EXPECT_EQ(prefilled->summaryCards[2].detail, QStringLiteral("of 500 GB total"));
+
+    // Used beyond the total (a stale figure) leaves nothing free rather than wrapping round;
+    // without a build number sw_vers' product version stands in.
+    overview.storageUsedBytes = quint64(600) << 30;
+    mac.addToolScript(L::SwVers, "case \"$1\" in -productVersion) echo 14.5;; esac\n");
+    Service::SnapshotPtr later;
+    service.prefillSnapshotFromOverviewAsync(std::make_shared<const KSTSystemSnapshot>(overview),
+                                             [&later](Service::SnapshotPtr s) { later = s; });
+    ASSERT_TRUE(KSTTestSupport::pumpUntil([&] { return later != nullptr; }));
+    EXPECT_EQ(later->summaryCards[2].value, QStringLiteral("0 B free"));
+    EXPECT_EQ(later->summaryCards[0].detail, QStringLiteral("Build 14.5"));
 }
