@@ -8,10 +8,12 @@
 #include "KSTReporterEngine.h"
 #include "KSTSystemInfo.h"
 #include "KSTSystemReportLocations.h"
+#include "KSTSystemReportModel.h"
 #include "KSTSystemSnapshot.h"
 #include "KSTTestSupport.h"
 
 #include <QFileInfo>
+#include <QTemporaryDir>
 
 #include <cerrno>
 #include <csignal>
@@ -271,4 +273,44 @@ TEST_F(SystemReportServiceTest, PrefillTakesTheOverviewsFigures)
     ASSERT_TRUE(KSTTestSupport::pumpUntil([&] { return later != nullptr; }));
     EXPECT_EQ(later->summaryCards[2].value, QStringLiteral("0 B free"));
     EXPECT_EQ(later->summaryCards[0].detail, QStringLiteral("Build 14.5"));
+}
+
+TEST_F(SystemReportServiceTest, TheScreensModelShowsPlaceholderThenReportThenTheCache)
+{
+    Service service(info);
+    KSTSystemReportModel model(service);
+    int completed = 0;
+    QObject::connect(&model, &KSTSystemReportModel::reportCompleted, &model,
+                     [&completed] { ++completed; });
+    model.show();
+    EXPECT_EQ(model.snapshot()->generatedSubtitle, QStringLiteral("Preparing system report\u2026"));
+    EXPECT_FALSE(model.isComplete());
+    model.show(); // a second visit while fetching starts nothing new
+    ASSERT_TRUE(KSTTestSupport::pumpUntil([&] { return model.isComplete(); }, 60'000));
+    EXPECT_EQ(completed, 1);
+    EXPECT_EQ(model.snapshot(), service.cachedReportSnapshotIfComplete());
+    EXPECT_EQ(mac.toolCalls(L::SystemProfiler).size(), 1);
+
+    // Coming back shows the cached report at once; refresh fetches anew.
+    KSTSystemReportModel again(service);
+    again.show();
+    EXPECT_TRUE(again.isComplete());
+    EXPECT_EQ(again.snapshot(), model.snapshot());
+    model.refresh();
+    EXPECT_FALSE(model.isComplete());
+    EXPECT_EQ(service.cachedReportSnapshotIfComplete(), nullptr);
+    ASSERT_TRUE(KSTTestSupport::pumpUntil([&] { return model.isComplete(); }, 60'000));
+    EXPECT_EQ(mac.toolCalls(L::SystemProfiler).size(), 2);
+
+    QTemporaryDir folder;
+    using Format = KSTSystemReportExport::Format;
+    const QString name = KSTSystemReportModel::suggestedFileName(Format::Text, QDate(2026, 11, 14));
+    EXPECT_EQ(name, QStringLiteral("Kestrel-SystemReport-2026-11-14.txt"));
+    EXPECT_EQ(model.exportToPath(folder.filePath(name), Format::Text), std::nullopt) << "";
+    EXPECT_EQ(KSTTestSupport::readFile(folder.filePath(name)),
+              model.snapshot()->plainTextExport().toUtf8());
+    const std::optional<QString> failure =
+        model.exportToPath(folder.filePath(QStringLiteral("gone/r.txt")), Format::Text);
+    ASSERT_TRUE(failure.has_value());
+    EXPECT_TRUE(failure->contains(QLatin1String("gone/r.txt")));
 }
