@@ -17,6 +17,9 @@ struct KSTReportMachineFacts
     QString cpuBrand;        ///< "machdep.cpu.brand_string"
     int logicalCpuCount = 0; ///< "hw.ncpu"
     bool appleSilicon = false;
+    /// The machine is read with the linux layout: rows whose source is a Mac tool or place
+    /// with no counterpart there show "—" instead of the Mac's fallback words.
+    bool linuxLayout = false;
     quint64 physicalMemoryBytes = 0;
     QString installedMemoryText; ///< the profiler's hardware "Memory" ("16 GB"), if known
     QString serialNumber;        ///< never shown unmasked

@@ -118,8 +118,10 @@ KSTSystemReportBuilder::buildSnapshotFromContext(const KSTReportContext &context
     const KSTReportMachineFacts &machine = context.machine;
     KSTSystemReportSnapshot snapshot;
     snapshot.generatedAt = now;
-    snapshot.machineTitle =
-        machine.hardwareModel.isEmpty() ? QStringLiteral("Mac") : machine.hardwareModel;
+    snapshot.machineTitle = !machine.hardwareModel.isEmpty() ? machine.hardwareModel
+                            : machine.linuxLayout
+                                ? (context.osName.isEmpty() ? Dash : context.osName)
+                                : QStringLiteral("Mac");
     const QString chip = chipName(context, chipHint);
     const QString chipShown = chip.isEmpty() ? QStringLiteral("Apple Silicon") : chip;
     snapshot.generatedSubtitle =
@@ -159,6 +161,8 @@ KSTSystemReportBuilder::buildSnapshotFromContext(const KSTReportContext &context
     };
 
     const QList<L::SectionShape> &shapes = L::sections();
+    // Without the Mac's tools a Linux machine's boot, disks and buses are not described (yet).
+    const auto macOnly = [&](const QString &value) { return machine.linuxLayout ? Dash : value; };
     qint64 secureBootStyle = 0;
     const QString secureBootText = secureBoot(context, &secureBootStyle);
     const P::StyledValue sip = P::sipRow(machine.csrutilStatus);
@@ -168,20 +172,23 @@ KSTSystemReportBuilder::buildSnapshotFromContext(const KSTReportContext &context
     const QString uptime = machine.uptimeSeconds < 0
                                ? Dash
                                : KSTFormatting::formatDuration(double(machine.uptimeSeconds));
-    snapshot.sections.append(
-        L::section(shapes[0], {row(osName), row(build),
-                               row(machine.bootVolumeName.isEmpty() ? QStringLiteral("Macintosh HD")
-                                                                    : machine.bootVolumeName),
-                               row(machine.fileSystem), row(P::bootMode(machine.nvramBootArgs)),
-                               row(secureBootText, secureBootStyle), row(sip), row(fileVault),
-                               row(machine.hardwareModel), row(serial), row(uptime)}));
+    snapshot.sections.append(L::section(
+        shapes[0], {row(osName), row(build),
+                    row(machine.bootVolumeName.isEmpty()
+                            ? (machine.linuxLayout ? Dash : QStringLiteral("Macintosh HD"))
+                            : machine.bootVolumeName),
+                    row(machine.fileSystem), row(macOnly(P::bootMode(machine.nvramBootArgs))),
+                    row(secureBootText, secureBootStyle), row(sip), row(fileVault),
+                    row(machine.hardwareModel), row(serial), row(uptime)}));
 
     const QString memoryType =
         profilerValue(context, QStringLiteral("Memory"), QStringLiteral("Type"));
     QString gpu = profilerValue(context, QStringLiteral("Graphics/Displays"),
                                 QStringLiteral("Chipset Model"));
     if (gpu.isEmpty())
-        gpu = machine.appleSilicon ? QStringLiteral("Apple GPU") : QStringLiteral("Integrated GPU");
+        gpu = machine.linuxLayout    ? Dash
+              : machine.appleSilicon ? QStringLiteral("Apple GPU")
+                                     : QStringLiteral("Integrated GPU");
     const QString ssdModel =
         profilerValue(context, QStringLiteral("NVMExpress"), QStringLiteral("Model"));
     const QString capacity =
@@ -195,14 +202,14 @@ KSTSystemReportBuilder::buildSnapshotFromContext(const KSTReportContext &context
                  ? installedMemory(context)
                  : QStringLiteral("%1 %2").arg(installedMemory(context), memoryType)),
          row(gpuCores > 0 ? QStringLiteral("%1 (%2-core)").arg(gpu).arg(gpuCores) : gpu),
-         row(ssdModel.isEmpty() ? QStringLiteral("%1 SSD").arg(capacity)
+         row(ssdModel.isEmpty() ? macOnly(QStringLiteral("%1 SSD").arg(capacity))
                                 : QStringLiteral("%1 (%2)").arg(ssdModel, capacity)),
-         row(context.externalDisksSummary.isEmpty() ? QStringLiteral("None detected")
+         row(context.externalDisksSummary.isEmpty() ? macOnly(QStringLiteral("None detected"))
                                                     : context.externalDisksSummary),
          row(P::smartStatus(machine.diskutilInfoDisk0)),
-         row(context.thunderboltDevicesSummary.isEmpty() ? QStringLiteral("None")
+         row(context.thunderboltDevicesSummary.isEmpty() ? macOnly(QStringLiteral("None"))
                                                          : context.thunderboltDevicesSummary),
-         row(context.usbDevicesSummary.isEmpty() ? QStringLiteral("None")
+         row(context.usbDevicesSummary.isEmpty() ? macOnly(QStringLiteral("None"))
                                                  : context.usbDevicesSummary)}));
 
     snapshot.sections.append(L::section(
@@ -268,7 +275,9 @@ KSTSystemReportBuilder::buildSnapshotFromContext(const KSTReportContext &context
     const qint64 kexts = P::thirdPartyKexts(machine.kextstatOutput);
     snapshot.sections.append(L::section(
         shapes[7],
-        {row(machine.appleSilicon ? QStringLiteral("Apple Silicon") : QStringLiteral("Intel")),
+        {row(machine.linuxLayout    ? Dash
+             : machine.appleSilicon ? QStringLiteral("Apple Silicon")
+                                    : QStringLiteral("Intel")),
          row(machine.kextstatOutput.trimmed().isEmpty()
                  ? Dash
                  : (kexts ? count(kexts, "third-party loaded") : QStringLiteral("0 loaded"))),

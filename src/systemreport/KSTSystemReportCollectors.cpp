@@ -180,6 +180,7 @@ void collectInstant(KSTReportContext &context)
     context.storageUsed = used;
     context.storageFree = total > used ? total - used : 0;
 
+    machine.linuxLayout = isLinuxLayout();
     KSTHostInfo &host = KSTHostInfo::current();
     if (environment.isHostRoot()) {
         machine.hardwareModel = host.hardwareModel();

@@ -287,3 +287,38 @@ TEST(SystemReportBuilderTest, PartialWeeklyAndUnknownMachine)
         EXPECT_EQ(row->value(), Dash) << label;
     }
 }
+
+TEST(SystemReportBuilderTest, ALinuxMachineGetsNoMacFallbackWords)
+{
+    KSTReportContext context;
+    context.osName = QStringLiteral("Debian GNU/Linux 12 (bookworm)");
+    context.storageTotal = quint64(256) << 30;
+    context.machine.linuxLayout = true;
+    const KSTSystemReportSnapshot linux = KSTSystemReportBuilder::buildSnapshotFromContext(context);
+    EXPECT_EQ(linux.machineTitle, QStringLiteral("Debian GNU/Linux 12 (bookworm)"));
+    context.machine.linuxLayout = false;
+    const KSTSystemReportSnapshot mac = KSTSystemReportBuilder::buildSnapshotFromContext(context);
+    EXPECT_EQ(mac.machineTitle, QStringLiteral("Mac"));
+    const struct
+    {
+        const char *section;
+        const char *label;
+        const char *onMac;
+    } rows[] = {
+        {"macOS Information", "Boot volume", "Macintosh HD"},
+        {"macOS Information", "Boot mode", "Normal"},
+        {"Hardware Information", "GPU", "Integrated GPU"},
+        {"Hardware Information", "Internal SSD", "256 GB SSD"},
+        {"Hardware Information", "External disks", "None detected"},
+        {"Hardware Information", "Thunderbolt devices", "None"},
+        {"Hardware Information", "USB devices", "None"},
+        {"Kernel & System Extensions", "Architecture", "Intel"},
+    };
+    for (const auto &row : rows) {
+        const QString section = QString::fromUtf8(row.section);
+        const QString label = QString::fromUtf8(row.label);
+        ASSERT_NE(findRow(linux, section, label), nullptr) << row.label;
+        EXPECT_EQ(findRow(linux, section, label)->value(), Dash) << row.label;
+        EXPECT_EQ(findRow(mac, section, label)->value(), QString::fromUtf8(row.onMac)) << row.label;
+    }
+}
