@@ -1,5 +1,6 @@
 #include "KSTSystemReportCollectors.h"
 
+#include "KSTCodeSignature.h"
 #include "KSTEnvironment.h"
 #include "KSTFormatting.h"
 #include "KSTHostInfo.h"
@@ -88,6 +89,38 @@ qint64 entryCount(const QString &folder)
     if (!info.isDir() || info.isSymLink())
         return -1;
     return QDir(folder).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden).size();
+}
+
+QByteArray readAt(KSTReadOnlyFile &file, qint64 offset, qint64 length)
+{
+    QByteArray bytes(length, Qt::Uninitialized);
+    const qint64 read = file.readAt(offset, bytes.data(), length);
+    bytes.resize(std::max<qint64>(0, read));
+    return bytes;
+}
+
+// Whether the bundle's main executable carries a code signature that is not ad hoc.
+bool signedByDeveloper(const QString &bundle, const QString &executableName)
+{
+    if (executableName.isEmpty() || executableName.contains(QLatin1Char('/')) ||
+        executableName == QLatin1String(".") || executableName == QLatin1String(".."))
+        return false;
+    KSTReadOnlyFile file;
+    if (!file.open(bundle + QLatin1String("/Contents/MacOS/") + executableName))
+        return false;
+    QByteArray header = readAt(file, 0, KSTCodeSignature::HeaderBytes);
+    qint64 slice = 0;
+    if (const std::optional<qint64> first = KSTCodeSignature::firstSliceOffset(header)) {
+        slice = *first;
+        header = readAt(file, slice, KSTCodeSignature::HeaderBytes);
+    }
+    const std::optional<KSTCodeSignature::Location> location =
+        KSTCodeSignature::signatureLocation(header, slice);
+    if (!location)
+        return false;
+    const QByteArray signature =
+        readAt(file, location->offset, std::min(location->size, KSTCodeSignature::SignatureBytes));
+    return KSTCodeSignature::kindOfSignature(signature) == KSTCodeSignature::Kind::Signed;
 }
 
 QString formatSeconds(double seconds)
@@ -353,7 +386,7 @@ void collectFullDiskHealth(KSTReportContext &context)
         context.diskHealth.insert(QStringLiteral("wearLevel"), wear);
 }
 
-void collectAppSignatures(KSTReportContext &context, const QDateTime &now)
+void collectAppSignatures(KSTReportContext &context, const QDateTime &now, bool full)
 {
     const KSTEnvironment environment = KSTEnvironment::current();
     QStringList folders;
@@ -377,15 +410,16 @@ void collectAppSignatures(KSTReportContext &context, const QDateTime &now)
     qint64 apple = 0, developer = 0, unsignedCount = 0, recent = 0, outdated = 0;
     for (const QString &bundle : bundles) {
         const QString onMac = environment.pathRelativeToRoot(bundle);
-        const QString identifier =
-            KSTPropertyList::readDictionary(bundle + QLatin1String("/Contents/Info.plist"))
-                .value(QStringLiteral("CFBundleIdentifier"))
-                .toString();
+        const QVariantMap info =
+            KSTPropertyList::readDictionary(bundle + QLatin1String("/Contents/Info.plist"));
+        const QString identifier = info.value(QStringLiteral("CFBundleIdentifier")).toString();
         if (onMac.startsWith(QLatin1String("/System/")) ||
             onMac.startsWith(QLatin1String("/Library/Apple/")) ||
             identifier.startsWith(QLatin1String("com.apple.")))
             ++apple;
-        else if (QFileInfo(bundle + QLatin1String("/Contents/_CodeSignature")).isDir())
+        else if (full ? signedByDeveloper(
+                            bundle, info.value(QStringLiteral("CFBundleExecutable")).toString())
+                      : QFileInfo(bundle + QLatin1String("/Contents/_CodeSignature")).isDir())
             ++developer;
         else
             ++unsignedCount;

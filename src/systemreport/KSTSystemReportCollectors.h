@@ -30,8 +30,11 @@ void collectSecurity(KSTReportContext &context);
 /// The seven-day network totals from the Reporter's history and @p context.weekly.
 void collectNetworkWeek(KSTReportContext &context, const QDateTime &now);
 /// Counts of installed apps by signature kind and age (bundles in the three application
-/// folders and one folder below).
-void collectAppSignatures(KSTReportContext &context, const QDateTime &now);
+/// folders and one folder below). Apple's apps count by place or identifier; of the others,
+/// "dev" are those signed by a developer: the fast count takes a Contents/_CodeSignature
+/// folder as the sign, the full one (@p full) reads the main executable's code signature and
+/// counts it only when it is there and not ad hoc.
+void collectAppSignatures(KSTReportContext &context, const QDateTime &now, bool full = false);
 /// Crash, hang and panic reports of the user's and the system's DiagnosticReports folders
 /// (".crash" and ".ips" files): "recent", "hangs", "kernelPanic", "sleepPanic", "gpuPanic",
 /// "lastPanic" (and "…Style" colour hints). Nothing on the linux layout.

@@ -243,7 +243,7 @@ void KSTSystemReportService::handleWeeklyAnswer(const std::shared_ptr<Fetch> &fe
                                              QStringLiteral("Hardware")),
         QStringLiteral("Chip"));
     C::collectFullDiskHealth(context);
-    C::collectAppSignatures(context, QDateTime::currentDateTime());
+    C::collectAppSignatures(context, QDateTime::currentDateTime(), true);
     persistBootMetrics(context.bootMetrics);
     if (!isCurrent(fetch->generation))
         return;

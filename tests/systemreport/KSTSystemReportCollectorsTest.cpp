@@ -5,6 +5,8 @@
 #include "KSTMachineTest.h"
 #include "KSTTestSupport.h"
 
+#include <QtEndian>
+
 namespace C = KSTSystemReportCollectors;
 
 namespace {
@@ -197,4 +199,52 @@ TEST_F(SystemReportCollectorsTest, TheLinuxLayoutReadsItsOwnPlaces)
     EXPECT_EQ(context.machine.hardwareModel, QStringLiteral("ThinkPad X1 Carbon Gen 11"));
     EXPECT_EQ(context.machine.mountedVolumeCount, 2);
     EXPECT_TRUE(mac.toolCalls(QStringLiteral("/usr/bin/sw_vers")).isEmpty());
+}
+
+TEST_F(SystemReportCollectorsTest, TheFullCountReadsTheExecutablesSignature)
+{
+    // Signature blobs as the linker and codesign write them: a super-blob whose code
+    // directory has the ad hoc flag (0x2) or not.
+    auto machO = [](quint32 flags) -> QByteArray {
+        QByteArray bytes(64, '\0');
+        auto little = [&](int at, quint32 v) { qToLittleEndian(v, bytes.data() + at); };
+        little(0, 0xFEEDFACF);
+        little(4, 0x0100000C);
+        little(16, 1);
+        little(20, 16);
+        little(32, 0x1D);
+        little(36, 16);
+        little(40, 64);
+        little(44, 40);
+        QByteArray blob(40, '\0');
+        auto big = [&](int at, quint32 v) { qToBigEndian(v, blob.data() + at); };
+        big(0, 0xFADE0CC0);
+        big(8, 1);
+        big(16, 20);
+        big(20, 0xFADE0C02);
+        big(32, flags);
+        return bytes + blob;
+    };
+    auto add = [&](const char *name, const QByteArray &executable, bool codeSignatureFolder) {
+        KSTFixtureMac::App app;
+        app.name = QString::fromUtf8(name);
+        app.bundleIdentifier = QStringLiteral("com.example.") + app.name;
+        const QString bundle = mac.addApp(app);
+        const QString relative = mac.environment().pathRelativeToRoot(bundle).mid(1);
+        mac.writeFile(relative + "/Contents/MacOS/" + app.name, executable);
+        if (codeSignatureFolder)
+            mac.writeFile(relative + "/Contents/_CodeSignature/CodeResources", "x");
+    };
+    add("Signed", machO(0), true);
+    add("AdHoc", machO(0x2), true);   // the folder alone would count it as signed
+    add("Unsigned", machO(0), false); // no folder, yet its executable is signed
+    add("Script", "#!/bin/sh\n", true);
+
+    KSTReportContext fast;
+    C::collectAppSignatures(fast, now);
+    EXPECT_EQ(fast.appSignatures.value("dev").toLongLong(), 3);
+    KSTReportContext full;
+    C::collectAppSignatures(full, now, true);
+    EXPECT_EQ(full.appSignatures.value("dev").toLongLong(), 2);
+    EXPECT_EQ(full.appSignatures.value("unsigned").toLongLong(), 2);
 }
