@@ -14,14 +14,18 @@
 #include "KSTOverviewEngine.h"
 #include "KSTReporterEngine.h"
 #include "KSTSystemInfo.h"
+#include "KSTSystemReportExport.h"
+#include "KSTSystemReportPdfWriter.h"
 #include "KSTToolProcessGroups.h"
 #include "KSTWindowApplication.h"
 #include "KSTWindowOptions.h"
 
 #include <QCoreApplication>
+#include <QGuiApplication>
 #include <QTextStream>
 
 #include <cstdio>
+#include <memory>
 
 namespace {
 
@@ -34,11 +38,21 @@ void installEngines()
     KSTCleanUpEngine::install(KSTSystemInfo::shared());
     KSTDuplicateEngine::install(KSTSystemInfo::shared());
     KSTAppInventoryEngine::shared();
+    KSTSystemReportExport::setPdfWriter(&KSTSystemReportPdfWriter::writePDFToURL);
 }
 
 int runCommandLine(int &argc, char **argv, const QStringList &arguments)
 {
-    QCoreApplication application(argc, argv);
+    // The report draws its PDF with Qt's painter, which needs fonts and so a Gui application;
+    // without a display it draws off-screen.
+    std::unique_ptr<QCoreApplication> application;
+    if (KSTCommandLine::commandName(arguments) == QLatin1String("report")) {
+        if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+            qputenv("QT_QPA_PLATFORM", "offscreen");
+        application = std::make_unique<QGuiApplication>(argc, argv);
+    } else {
+        application = std::make_unique<QCoreApplication>(argc, argv);
+    }
     QCoreApplication::setApplicationName(QStringLiteral("Kestrel"));
     QCoreApplication::setApplicationVersion(QStringLiteral(KESTREL_VERSION));
 

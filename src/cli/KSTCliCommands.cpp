@@ -10,6 +10,7 @@
 #include "KSTOverviewCommand.h"
 #include "KSTReporterCommand.h"
 #include "KSTStartupCommand.h"
+#include "KSTSystemReportCommand.h"
 #include "KSTUtilitiesCommand.h"
 
 const QList<KSTCliCommand> &kstCliCommands()
@@ -59,6 +60,13 @@ const QList<KSTCliCommand> &kstCliCommands()
                         "traffic per day, the most used apps (records today in the history); "
                         "history prints the stored days, --csv for a spreadsheet"),
          kstRunReporterCommand},
+        {QStringLiteral("report"),
+         QStringLiteral("report [--output FILE [--format txt|pdf] [--force]]"),
+         QStringLiteral("The System Report: macOS, hardware, storage, memory, launch items, "
+                        "services, apps, extensions, security, crashes, disk health, network, "
+                        "browser extensions and launch time; --output saves it as text or PDF "
+                        "(never over a file without --force)"),
+         kstRunSystemReportCommand},
         {QStringLiteral("startup"), QStringLiteral("startup | startup disable ITEM [--yes]"),
          QStringLiteral("Launch agents, launch daemons and login items with their boot impact; "
                         "disable renames one of your own agents' plists after unloading it"),

@@ -122,6 +122,11 @@ bool KSTCommandLine::wantsCommandLine(const QStringList &arguments)
     return options.help || options.version || !options.rest.isEmpty() || !options.error.isEmpty();
 }
 
+QString KSTCommandLine::commandName(const QStringList &arguments)
+{
+    return parseGlobalOptions(arguments).rest.value(0);
+}
+
 int KSTCommandLine::run(const QStringList &arguments, QTextStream &out, QTextStream &err)
 {
     GlobalOptions options = parseGlobalOptions(arguments);

@@ -22,6 +22,8 @@ public:
     /// True when @p arguments name a command, or ask for help or the version (as opposed to
     /// opening the window).
     static bool wantsCommandLine(const QStringList &arguments);
+    /// The command @p arguments name ("report"), after the global options; empty for none.
+    static QString commandName(const QStringList &arguments);
 
     /// The machine environment the global options in @p arguments describe (what a command
     /// would run against); nothing, with @p error set, on bad input. For the window, which

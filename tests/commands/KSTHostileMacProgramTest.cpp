@@ -306,3 +306,26 @@ TEST_F(HostileMacTest, InterruptingCleanUpEndsTheFindItStarted)
 }
 
 } // namespace
+
+TEST_F(HostileMacTest, SystemReportEndsWithoutTheHangingAndFloodingToolsAndShowsTextSafely)
+{
+    // A process whose name would retitle the terminal tops the processor list.
+    mac.addToolScript(QStringLiteral("/bin/ps"),
+                      "printf '  PID  %%CPU COMM\\n    7  99.0 evil\\033]0;pwned\\007name\\n'\n");
+    mac.addToolScript(QStringLiteral("/usr/sbin/diskutil"), "exec yes 'SMART Status: Flood'\n");
+    mac.addToolScript(QStringLiteral("/usr/sbin/nvram"), "echo $$ > \"$0.pid\"\nexec sleep 600\n");
+    ASSERT_EQ(run({"report"}), 0) << err.toStdString();
+    EXPECT_FALSE(out.contains(QChar(0x1b)));
+    EXPECT_TRUE(
+        out.contains(QStringLiteral("\n  High CPU service: evil\\x1B]0;pwned\\x07name (99%)\n")))
+        << out.toStdString();
+    EXPECT_TRUE(out.contains(QStringLiteral("\n  SMART status: \u2014\n"))) << out.toStdString();
+    EXPECT_TRUE(out.contains(QLatin1String("\n  Boot mode: Normal\n")));
+    const qint64 nvram = KSTTestSupport::readFile(mac.root() + "/usr/sbin/nvram.pid").toLongLong();
+    ASSERT_GT(nvram, 0);
+    EXPECT_FALSE(processIsRunning(nvram));
+
+    ASSERT_EQ(run({"--json", "report"}), 0) << err.toStdString();
+    EXPECT_EQ(QJsonDocument::fromJson(out.toUtf8()).object().value("sections").toArray().size(),
+              14);
+}

@@ -1,0 +1,35 @@
+#include "KSTSystemReportCommandRunner.h"
+
+#include "KSTToolRunner.h"
+
+#include <QStringDecoder>
+
+QByteArray KSTSystemReportCommandRunner::shellDataWithTimeout(int timeoutSeconds,
+                                                              const QString &launchPath,
+                                                              const QStringList &arguments)
+{
+    const KSTToolResult result =
+        KSTToolRunner::run(launchPath, arguments, KSTToolRunner::Channels::Merged,
+                           timeoutSeconds * 1000, OutputLimitBytes);
+    if (!result.started || result.timedOut || result.outputOverflowed)
+        return {};
+    return result.standardOutput;
+}
+
+QString KSTSystemReportCommandRunner::shellOutputWithTimeout(int timeoutSeconds,
+                                                             const QString &launchPath,
+                                                             const QStringList &arguments)
+{
+    const QByteArray bytes = shellDataWithTimeout(timeoutSeconds, launchPath, arguments);
+    QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
+    const QString text = decoder.decode(bytes);
+    if (decoder.hasError())
+        return {};
+    return text.trimmed();
+}
+
+QString KSTSystemReportCommandRunner::shellOutput(const QString &launchPath,
+                                                  const QStringList &arguments)
+{
+    return shellOutputWithTimeout(8, launchPath, arguments);
+}

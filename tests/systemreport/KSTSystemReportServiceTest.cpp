@@ -1,0 +1,316 @@
+// The progressive fetch on a fixture Mac whose tools are scripts answering by their arguments
+// with recordings of real Macs (hand-written where none exists): the rows each tool feeds, one
+// profiler run, the refusal of a second fetch, a hanging tool cut at its time-out, and a cancel
+// while the third stage runs.
+#include "KSTSystemReportService.h"
+
+#include "KSTMachineTest.h"
+#include "KSTReporterEngine.h"
+#include "KSTSystemInfo.h"
+#include "KSTSystemReportLocations.h"
+#include "KSTSystemReportModel.h"
+#include "KSTSystemSnapshot.h"
+#include "KSTTestSupport.h"
+
+#include <QFileInfo>
+#include <QTemporaryDir>
+
+#include <cerrno>
+#include <csignal>
+
+namespace {
+
+namespace L = KSTSystemReportLocations;
+using Service = KSTSystemReportService;
+
+QByteArray quoted(const QString &path)
+{
+    return "'" + path.toUtf8() + "'";
+}
+
+QByteArray catRecorded(const char *name)
+{
+    return "cat " + quoted(KSTTestSupport::recordedMacFile(QString::fromUtf8(name)));
+}
+
+const char *GraphicsAndMemoryParts = "Graphics/Displays:\n\n    Apple M1 Pro:\n\n"
+                                     "      Chipset Model: Apple M1 Pro\n      Type: GPU\n"
+                                     "      Total Number of Cores: 14\n";
+
+class SystemReportServiceTest : public KSTMachineTest
+{
+protected:
+    void SetUp() override
+    {
+        KSTMachineTest::SetUp();
+        KSTReporterEngine::install(info);
+        const QByteArray profilerPath = quoted(KSTTestSupport::recordedMacFile(
+            QStringLiteral("system_profiler-SPSoftware-SPHardware-SPStorage-SPMemory.apple-M1Pro-"
+                           "MacBookPro18,3.macos13.1.txt")));
+        mac.addToolScript(L::SystemProfiler, "cat " + profilerPath + "\nprintf '%s' '" +
+                                                 GraphicsAndMemoryParts + "'\n");
+        mac.addToolScript(L::SwVers, "case \"$1\" in -buildVersion) echo 22C65;; "
+                                     "-productVersion) echo 13.1;; esac\n");
+        mac.addToolScript(L::Csrutil, "case \"$*\" in status) " +
+                                          catRecorded("csrutil-status.enabled.drduh.txt") +
+                                          ";; esac\n");
+        mac.addToolScript(L::Fdesetup,
+                          "case \"$*\" in status) " +
+                              catRecorded("fdesetup-status.on.macos10.15.6.reportFileVault.txt") +
+                              ";; esac\n");
+        mac.addToolScript(L::Spctl,
+                          "case \"$*\" in --status) echo 'assessments disabled';; esac\n");
+        mac.addToolScript(
+            L::SocketFilterFirewall,
+            "case \"$*\" in --getglobalstate) " +
+                catRecorded("socketfilterfw-getglobalstate.state2.mac-health-check-pr8.txt") +
+                ";; esac\n");
+        mac.addToolScript(
+            L::Diskutil,
+            "case \"$*\" in 'info disk0') " +
+                catRecorded("diskutil-info-disk0.intel-MacBookPro15,4.macos10.14.5.txt") +
+                ";; 'apfs list') " +
+                catRecorded("diskutil-apfs-list.disk-image-container.2020.txt") +
+                ";; 'list external') " +
+                catRecorded(
+                    "diskutil-list.external-physical.usb-ntfs-fat32.nonocast-issue143.txt") +
+                ";; esac\n");
+        mac.addToolScript(L::Nvram, "case \"$*\" in boot-args) " +
+                                        catRecorded("nvram-boot-args.hac-mini-issue196.txt") +
+                                        ";; esac\n");
+        mac.addToolScript(
+            L::SystemExtensionsCtl,
+            "case \"$*\" in list) " +
+                catRecorded("systemextensionsctl-list.macos12.0.1.karabiner-issue2876.txt") +
+                ";; esac\n");
+        mac.addToolScript(
+            L::Scutil, "case \"$*\" in '--nc list') " +
+                           catRecorded("scutil-nc-list.L2TP.alfred-network-workflow-issue19.txt") +
+                           ";; esac\n");
+        mac.addToolScript(L::Airport, "case \"$*\" in -I) " +
+                                          catRecorded("airport-I.macos10.14.6.txt") + ";; esac\n");
+        mac.addToolScript(L::Launchctl,
+                          "case \"$*\" in 'print system') printf 'system = {\\n\\tservices = "
+                          "{\\n\\t\\t0\\t-\\tcom.apple.a\\n\\t\\t7\\t-\\tcom.b\\n\\t}\\n}\\n';; "
+                          "'print gui/'*) printf 'gui = {\\n\\tservices = "
+                          "{\\n\\t\\t0\\t-\\tcom.apple.c\\n\\t}\\n}\\n';; esac\n");
+        mac.addToolScript(L::Ps,
+                          "case \"$*\" in '-Aceo pid,pcpu,comm') printf '  PID  %%CPU "
+                          "COMM\\n    1   0.2 launchd\\n  412  37.4 mds_stores\\n';; esac\n");
+        mac.addToolScript(L::Kextstat,
+                          "printf 'Index Refs Address Size Wired Name (Version)\\n  170 0 0x1 "
+                          "0x2 0x3 com.vendor.Thing (1.2) X <5>\\n'\n");
+    }
+
+    struct Run
+    {
+        QList<Service::SnapshotPtr> updates;
+        QList<int> kinds;
+        Service::SnapshotPtr final;
+    };
+
+    bool start(Service &service, Run &run)
+    {
+        return service.fetchReportProgressive(
+            [&run](Service::SnapshotPtr snapshot, Service::UpdateKind kind) {
+                run.updates.append(snapshot);
+                run.kinds.append(kind);
+            },
+            [&run](Service::SnapshotPtr snapshot) { run.final = snapshot; });
+    }
+
+    static QString value(const Service::SnapshotPtr &snapshot, const char *section,
+                         const char *label)
+    {
+        for (const KSTReportSection &candidate : snapshot->sections)
+            if (candidate.title == QString::fromUtf8(section))
+                for (const KSTReportRow &row : candidate.rows)
+                    if (row.label() == QString::fromUtf8(label))
+                        return row.value();
+        return QStringLiteral("<no row>");
+    }
+
+    KSTSystemInfo info;
+};
+
+} // namespace
+
+TEST_F(SystemReportServiceTest, FillsEveryToolRowFromTheAnalysedMac)
+{
+    Service service(info);
+    Run run;
+    ASSERT_TRUE(start(service, run));
+    EXPECT_TRUE(service.scanInProgress());
+    Run second;
+    EXPECT_FALSE(start(service, second)); // refused while one runs, and changes nothing
+    ASSERT_TRUE(KSTTestSupport::pumpUntil([&] { return run.final != nullptr; }, 60'000));
+    KSTTestSupport::pumpFor(100);
+    EXPECT_TRUE(second.updates.isEmpty());
+    EXPECT_EQ(second.final, nullptr);
+    EXPECT_FALSE(service.scanInProgress());
+    EXPECT_EQ(service.cachedReportSnapshotIfComplete(), run.final);
+
+    ASSERT_GE(run.updates.size(), 7); // six stages, at least one weekly answer
+    for (qsizetype index = 0; index + 1 < run.kinds.size(); ++index)
+        EXPECT_EQ(run.kinds[index], Service::Partial);
+    EXPECT_EQ(run.kinds.last(), Service::Final);
+    EXPECT_EQ(run.updates.last(), run.final);
+    EXPECT_EQ(mac.toolCalls(L::SystemProfiler),
+              QStringList{QStringLiteral("SPHardwareDataType SPDisplaysDataType SPMemoryDataType "
+                                         "SPNVMeDataType SPUSBDataType SPThunderboltDataType "
+                                         "SPiBridgeDataType")});
+
+    const Service::SnapshotPtr &report = run.final;
+    EXPECT_EQ(report->machineTitle, QStringLiteral("MacBookPro18,3"));
+    EXPECT_EQ(report->summaryCards[0].detail, QStringLiteral("Build 22C65"));
+    EXPECT_EQ(report->summaryCards[1].value, QStringLiteral("Apple M1 Pro"));
+    EXPECT_EQ(report->summaryCards[1].detail, QStringLiteral("8-core CPU \u00b7 14-core GPU"));
+    // Gatekeeper is off: not all protected, but the detail ignores Gatekeeper.
+    EXPECT_EQ(report->summaryCards[3].value, QStringLiteral("Review needed"));
+    EXPECT_EQ(report->summaryCards[3].detail,
+              QStringLiteral("SIP \u00b7 FileVault \u00b7 Gatekeeper"));
+    const struct
+    {
+        const char *section;
+        const char *label;
+        QString value;
+    } rows[] = {
+        {"macOS Information", "Boot mode", QStringLiteral("Normal")},
+        {"macOS Information", "Secure Boot", QStringLiteral("\u2713 Full Security")},
+        {"macOS Information", "SIP status", QStringLiteral("Enabled")},
+        {"macOS Information", "FileVault", QStringLiteral("Enabled")},
+        {"macOS Information", "Model identifier", QStringLiteral("MacBookPro18,3")},
+        {"Hardware Information", "CPU", QStringLiteral("Apple M1 Pro (8-core)")},
+        {"Hardware Information", "Memory", QStringLiteral("16 GB LPDDR5")},
+        {"Hardware Information", "GPU", QStringLiteral("Apple M1 Pro (14-core)")},
+        {"Hardware Information", "SMART status", QStringLiteral("Verified")},
+        {"Storage Information", "APFS containers", QStringLiteral("1 (disk4)")},
+        {"Background Services", "Running daemons", QStringLiteral("2 running")},
+        {"Background Services", "User agents", QStringLiteral("1 running")},
+        {"Background Services", "High CPU service", QStringLiteral("mds_stores (37%)")},
+        {"Kernel & System Extensions", "Architecture", QStringLiteral("Apple Silicon")},
+        {"Kernel & System Extensions", "Legacy kexts", QStringLiteral("1 third-party loaded")},
+        {"Kernel & System Extensions", "System Extensions", QStringLiteral("2 active")},
+        {"Security", "SIP", QStringLiteral("Enabled")},
+        {"Security", "Gatekeeper", QStringLiteral("Disabled")},
+        {"Security", "Firewall", QStringLiteral("Blocking all incoming")},
+        {"Disk Health", "SMART \u00b7 internal", QStringLiteral("Verified")},
+        {"Disk Health", "APFS health", QStringLiteral("No errors")},
+        {"Network", "VPN usage", QStringLiteral("None detected")},
+        {"Network", "Wi-Fi quality", QStringLiteral("Good \u00b7 -66 dBm")},
+    };
+    for (const auto &row : rows)
+        EXPECT_EQ(value(report, row.section, row.label), row.value) << row.label;
+
+    // The boot metrics were kept for next time.
+    EXPECT_TRUE(Service::loadPreviousBootMetrics().contains(QStringLiteral("savedAt")));
+}
+
+TEST_F(SystemReportServiceTest, AHangingToolIsCutAtItsTimeOutAndItsRowsFallBack)
+{
+    const QString pidFile = mac.homePath(QStringLiteral("csrutil.pid"));
+    mac.addToolScript(L::Csrutil, "echo $$ > " + quoted(pidFile) + "\nexec sleep 60\n");
+    KSTScopedEnvironmentVariable fast("KESTREL_TOOL_TIMEOUT_MS", QByteArray("1500"));
+    Service service(info);
+    Run run;
+    ASSERT_TRUE(start(service, run));
+    ASSERT_TRUE(KSTTestSupport::pumpUntil([&] { return run.final != nullptr; }, 60'000));
+    const pid_t pid = KSTTestSupport::readFile(pidFile).trimmed().toInt();
+    ASSERT_GT(pid, 0);
+    EXPECT_TRUE(::kill(pid, 0) == -1 && errno == ESRCH) << "the hanging tool still runs";
+    EXPECT_EQ(value(run.final, "Security", "SIP"), QStringLiteral("\u2014"));
+    EXPECT_EQ(value(run.final, "macOS Information", "SIP status"), QStringLiteral("\u2014"));
+    EXPECT_EQ(run.final->summaryCards[3].detail, QStringLiteral("Some protections off"));
+    EXPECT_EQ(value(run.final, "Security", "FileVault"), QStringLiteral("Enabled"));
+}
+
+TEST_F(SystemReportServiceTest, ACancelInTheThirdStageEndsAllUpdates)
+{
+    // launchctl runs in the third stage; it says when it starts, then takes its time.
+    const QString marker = mac.homePath(QStringLiteral("stage3.started"));
+    mac.addToolScript(L::Launchctl, "touch " + quoted(marker) + "\nsleep 1\n");
+    Service service(info);
+    Run run;
+    ASSERT_TRUE(start(service, run));
+    ASSERT_TRUE(KSTTestSupport::pumpUntil([&] { return QFileInfo::exists(marker); }, 30'000));
+    service.cancelProgressiveFetch();
+    EXPECT_FALSE(service.scanInProgress());
+    const qsizetype seen = run.updates.size();
+    EXPECT_LE(seen, 2); // at most the first two stages
+    KSTTestSupport::pumpFor(4000);
+    EXPECT_EQ(run.updates.size(), seen);
+    EXPECT_EQ(run.final, nullptr);
+    EXPECT_EQ(service.cachedReportSnapshotIfComplete(), nullptr);
+
+    // After the cancel a new fetch may start and completes.
+    mac.addToolScript(L::Launchctl, "exit 0\n");
+    Run again;
+    ASSERT_TRUE(start(service, again));
+    ASSERT_TRUE(KSTTestSupport::pumpUntil([&] { return again.final != nullptr; }, 60'000));
+    EXPECT_EQ(run.final, nullptr);
+}
+
+TEST_F(SystemReportServiceTest, PrefillTakesTheOverviewsFigures)
+{
+    Service service(info);
+    KSTSystemSnapshot overview;
+    overview.macOSVersionLine = QStringLiteral("macOS Sonoma 14.5");
+    overview.storageTotalBytes = quint64(500) << 30;
+    overview.storageUsedBytes = quint64(200) << 30;
+    const Service::SnapshotPtr prefilled = service.prefillSnapshotFromOverview(&overview);
+    EXPECT_EQ(prefilled->summaryCards[0].value, QStringLiteral("macOS Sonoma 14.5"));
+    EXPECT_EQ(prefilled->summaryCards[0].detail, QStringLiteral("Build 22C65"));
+    EXPECT_EQ(prefilled->summaryCards[2].value, QStringLiteral("300 GB free"));
+    EXPECT_EQ(prefilled->summaryCards[2].detail, QStringLiteral("of 500 GB total"));
+
+    // Used beyond the total (a stale figure) leaves nothing free rather than wrapping round;
+    // without a build number sw_vers' product version stands in.
+    overview.storageUsedBytes = quint64(600) << 30;
+    mac.addToolScript(L::SwVers, "case \"$1\" in -productVersion) echo 14.5;; esac\n");
+    Service::SnapshotPtr later;
+    service.prefillSnapshotFromOverviewAsync(std::make_shared<const KSTSystemSnapshot>(overview),
+                                             [&later](Service::SnapshotPtr s) { later = s; });
+    ASSERT_TRUE(KSTTestSupport::pumpUntil([&] { return later != nullptr; }));
+    EXPECT_EQ(later->summaryCards[2].value, QStringLiteral("0 B free"));
+    EXPECT_EQ(later->summaryCards[0].detail, QStringLiteral("Build 14.5"));
+}
+
+TEST_F(SystemReportServiceTest, TheScreensModelShowsPlaceholderThenReportThenTheCache)
+{
+    Service service(info);
+    KSTSystemReportModel model(service);
+    int completed = 0;
+    QObject::connect(&model, &KSTSystemReportModel::reportCompleted, &model,
+                     [&completed] { ++completed; });
+    model.show();
+    EXPECT_EQ(model.snapshot()->generatedSubtitle, QStringLiteral("Preparing system report\u2026"));
+    EXPECT_FALSE(model.isComplete());
+    model.show(); // a second visit while fetching starts nothing new
+    ASSERT_TRUE(KSTTestSupport::pumpUntil([&] { return model.isComplete(); }, 60'000));
+    EXPECT_EQ(completed, 1);
+    EXPECT_EQ(model.snapshot(), service.cachedReportSnapshotIfComplete());
+    EXPECT_EQ(mac.toolCalls(L::SystemProfiler).size(), 1);
+
+    // Coming back shows the cached report at once; refresh fetches anew.
+    KSTSystemReportModel again(service);
+    again.show();
+    EXPECT_TRUE(again.isComplete());
+    EXPECT_EQ(again.snapshot(), model.snapshot());
+    model.refresh();
+    EXPECT_FALSE(model.isComplete());
+    EXPECT_EQ(service.cachedReportSnapshotIfComplete(), nullptr);
+    ASSERT_TRUE(KSTTestSupport::pumpUntil([&] { return model.isComplete(); }, 60'000));
+    EXPECT_EQ(mac.toolCalls(L::SystemProfiler).size(), 2);
+
+    QTemporaryDir folder;
+    using Format = KSTSystemReportExport::Format;
+    const QString name = KSTSystemReportModel::suggestedFileName(Format::Text, QDate(2026, 11, 14));
+    EXPECT_EQ(name, QStringLiteral("Kestrel-SystemReport-2026-11-14.txt"));
+    EXPECT_EQ(model.exportToPath(folder.filePath(name), Format::Text), std::nullopt) << "";
+    EXPECT_EQ(KSTTestSupport::readFile(folder.filePath(name)),
+              model.snapshot()->plainTextExport().toUtf8());
+    const std::optional<QString> failure =
+        model.exportToPath(folder.filePath(QStringLiteral("gone/r.txt")), Format::Text);
+    ASSERT_TRUE(failure.has_value());
+    EXPECT_TRUE(failure->contains(QLatin1String("gone/r.txt")));
+}
