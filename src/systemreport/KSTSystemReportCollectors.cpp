@@ -9,7 +9,7 @@
 #include "KSTReadOnlyFile.h"
 #include "KSTReportMetricsStore.h"
 #include "KSTReporterHistory.h"
-#include "KSTStorageMetrics.h"
+#include "KSTStorageFigures.h"
 #include "KSTSystemInfo.h"
 #include "KSTSystemReportCommandRunner.h"
 #include "KSTSystemReportLocations.h"
@@ -208,7 +208,7 @@ void collectInstant(KSTReportContext &context)
 
     quint64 total = 0;
     quint64 used = 0;
-    KSTStorageMetrics::bootVolumeUsageTotal(&total, &used);
+    KSTStorageFigures::bootVolumeUsageTotal(&total, &used);
     context.storageTotal = total;
     context.storageUsed = used;
     context.storageFree = total > used ? total - used : 0;
