@@ -1,5 +1,6 @@
 #include "KSTSystemReportCommandRunner.h"
 
+#include "KSTSystemReportLog.h"
 #include "KSTToolRunner.h"
 
 #include <QStringDecoder>
@@ -11,8 +12,10 @@ QByteArray KSTSystemReportCommandRunner::shellDataWithTimeout(int timeoutSeconds
     const KSTToolResult result =
         KSTToolRunner::run(launchPath, arguments, KSTToolRunner::Channels::Merged,
                            timeoutSeconds * 1000, OutputLimitBytes);
-    if (!result.started || result.timedOut || result.outputOverflowed)
+    if (!result.started || result.timedOut || result.outputOverflowed) {
+        qCInfo(lcSystemReport) << launchPath << "gave no answer; its rows fall back";
         return {};
+    }
     return result.standardOutput;
 }
 
@@ -23,8 +26,10 @@ QString KSTSystemReportCommandRunner::shellOutputWithTimeout(int timeoutSeconds,
     const QByteArray bytes = shellDataWithTimeout(timeoutSeconds, launchPath, arguments);
     QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
     const QString text = decoder.decode(bytes);
-    if (decoder.hasError())
+    if (decoder.hasError()) {
+        qCInfo(lcSystemReport) << launchPath << "answered with text that is not UTF-8; dropped";
         return {};
+    }
     return text.trimmed();
 }
 

@@ -1,0 +1,3 @@
+#include "KSTSystemReportLog.h"
+
+Q_LOGGING_CATEGORY(lcSystemReport, "kestrel.systemreport", QtWarningMsg)
