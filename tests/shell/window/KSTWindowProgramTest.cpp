@@ -4,6 +4,7 @@
 #include "KSTFixtureMac.h"
 #include "KSTSectionCatalog.h"
 #include "KSTSymbolImage.h"
+#include "KSTSystemReportService.h"
 #include "KSTTestSupport.h"
 #include "KSTWindowOptions.h"
 
@@ -69,6 +70,7 @@ INSTANTIATE_TEST_SUITE_P(
                       refused({"--screenshot", "a.png", "--size", "800x600"}, "at least 960x600"),
                       refused({"--screenshot", "a.png", "--appearance", "sepia"}, "light or dark"),
                       refused({"--section", "2"}, "go with --screenshot"),
+                      refused({"--system-report"}, "go with --screenshot"),
                       refused({"--screenshot"}, "needs a value")));
 
 // Every symbol a screen draws has a bundled icon (a missing one would fall back to a circle).
@@ -82,6 +84,13 @@ TEST(SymbolImageTest, EverySymbolInUseHasItsOwnIcon)
     for (const KSTAutoCleanRuleDefinition &rule : KSTAutoCleanManager(options).rules())
         symbols << rule.symbolName;
     symbols << QStringLiteral("shield.fill");
+    // The System Report's sections and cards (the placeholder has them all).
+    const KSTSystemReportSnapshot report = KSTSystemReportService::placeholderSnapshot();
+    for (const KSTReportSummaryCard &card : report.summaryCards)
+        symbols << card.symbolName;
+    for (const KSTReportSection &section : report.sections)
+        symbols << section.symbolName;
+    symbols << QStringLiteral("doc.text.fill");
 
     const QString circle = KSTSymbolImage::resourcePathForSymbol(QStringLiteral("circle"));
     for (const QString &symbol : std::as_const(symbols)) {
