@@ -73,6 +73,20 @@ INSTANTIATE_TEST_SUITE_P(
                       refused({"--system-report"}, "go with --screenshot"),
                       refused({"--screenshot"}, "needs a value")));
 
+// --system-report is a flag: it takes no value, so what follows stays for the command line.
+TEST(WindowOptionsFlagTest, SystemReportTakesNoValue)
+{
+    QStringList arguments = {"--screenshot", "a.png", "--system-report", "--root", "/r"};
+    QString error;
+    const KSTWindowOptions options = KSTWindowOptions::take(arguments, &error);
+    EXPECT_TRUE(error.isEmpty()) << error.toStdString();
+    EXPECT_TRUE(options.systemReport);
+    EXPECT_EQ(arguments, QStringList({"--root", "/r"}));
+
+    QStringList plain = {"--screenshot", "a.png"};
+    EXPECT_FALSE(KSTWindowOptions::take(plain, &error).systemReport);
+}
+
 // Every symbol a screen draws has a bundled icon (a missing one would fall back to a circle).
 TEST(SymbolImageTest, EverySymbolInUseHasItsOwnIcon)
 {
