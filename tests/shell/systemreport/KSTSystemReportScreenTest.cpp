@@ -275,6 +275,46 @@ TEST_F(SystemReportScreenTest, AFailedExportIsShownInTheExportFailedAlert)
     EXPECT_FALSE(QFile::exists(savePathAnswer));
 }
 
+TEST_F(SystemReportScreenTest, ExportsThePdfOfTheReportShownThroughTheInstalledWriter)
+{
+    KSTSystemReportScreen *shown = makeScreen();
+    shown->show();
+    ASSERT_TRUE(waitForFinal(shown));
+    const KSTSystemReportService::SnapshotPtr final = service->cachedReportSnapshotIfComplete();
+    QStringList paths;
+    QString written;
+    bool succeed = true;
+    KSTSystemReportExport::setPdfWriter(
+        [&](const KSTSystemReportSnapshot &snapshot, const QString &path, KSTError *error) {
+            paths << path;
+            written = snapshot.plainTextExport();
+            if (!succeed && error) {
+                error->domain = QStringLiteral("NSCocoaErrorDomain");
+                error->code = KSTSystemReportExport::FileWriteUnknownErrorCode;
+                error->description = QStringLiteral("The disk is full.");
+            }
+            return succeed;
+        });
+    // The writer is the program's; nothing of this test's may stay installed.
+    struct WriterReset
+    {
+        ~WriterReset() { KSTSystemReportExport::setPdfWriter({}); }
+    } reset;
+    savePathAnswer = QStringLiteral("/somewhere/report");
+    shown->exportReport(Format::Pdf);
+    // A failing writer's description is the alert's text.
+    savePathAnswer = QStringLiteral("/somewhere/report.txt");
+    succeed = false;
+    shown->exportReport(Format::Pdf);
+
+    EXPECT_EQ(paths, QStringList({QStringLiteral("/somewhere/report.pdf"),
+                                  QStringLiteral("/somewhere/report.txt.pdf")}));
+    EXPECT_EQ(written, final->plainTextExport());
+    ASSERT_EQ(alerts.size(), 1);
+    EXPECT_EQ(alerts.first().title, QStringLiteral("Export Failed"));
+    EXPECT_EQ(alerts.first().text, QStringLiteral("The disk is full."));
+}
+
 TEST_F(SystemReportScreenTest, TheFetchGoesOnWhileHiddenAndTheCachedReportShowsOnReturn)
 {
     KSTSystemReportScreen *shown = makeScreen();
