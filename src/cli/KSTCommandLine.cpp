@@ -96,6 +96,7 @@ QString KSTCommandLine::helpText()
         "                        3 Duplicate Files, 4 Auto Clean, 5 App Manage, 6 Utilities\n"
         "  --size WxH            the window's size (default 1280x800, at least 960x600)\n"
         "  --appearance MODE     light or dark (default: the system's)\n"
+        "  --system-report       show the System Report opened over the tool\n"
         "\n"
         "Commands:\n");
     for (const KSTCliCommand &command : kstCliCommands())

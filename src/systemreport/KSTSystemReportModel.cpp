@@ -39,13 +39,15 @@ void KSTSystemReportModel::startFetch()
         });
     const auto done = KSTDispatch::onMainFor<KSTSystemReportService::SnapshotPtr>(
         this, [this](KSTSystemReportService::SnapshotPtr snapshot) {
-            m_fetching = false;
             display(snapshot, true);
+            m_fetching = false;
+            Q_EMIT fetchingChanged();
         });
     m_fetching = m_service.fetchReportProgressive(
         [update](KSTSystemReportService::SnapshotPtr snapshot,
                  KSTSystemReportService::UpdateKind kind) { update(snapshot, kind); },
         done);
+    Q_EMIT fetchingChanged();
 }
 
 void KSTSystemReportModel::display(KSTSystemReportService::SnapshotPtr snapshot, bool complete)

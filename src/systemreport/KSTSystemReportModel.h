@@ -58,6 +58,8 @@ Q_SIGNALS:
     void snapshotChanged();
     /// A final report is shown.
     void reportCompleted();
+    /// isFetching() changed (the fetch ends after its final report is already shown).
+    void fetchingChanged();
 
 private:
     void display(KSTSystemReportService::SnapshotPtr snapshot, bool complete);

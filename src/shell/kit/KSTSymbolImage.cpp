@@ -61,6 +61,18 @@ const QList<std::pair<QString, QString>> &symbolTable()
         {QStringLiteral("doc.zipper"), QStringLiteral("file-archive")},
         {QStringLiteral("doc"), QStringLiteral("file")},
         {QStringLiteral("folder.badge.plus"), QStringLiteral("folder-plus")},
+        // The System Report's sections and cards.
+        {QStringLiteral("apple.logo"), QStringLiteral("laptop")},
+        {QStringLiteral("app.fill"), QStringLiteral("app-window")},
+        {QStringLiteral("cpu.fill"), QStringLiteral("cpu")},
+        {QStringLiteral("display"), QStringLiteral("laptop")},
+        {QStringLiteral("exclamationmark.triangle.fill"), QStringLiteral("shield-alert")},
+        {QStringLiteral("externaldrive.fill"), QStringLiteral("hard-drive")},
+        {QStringLiteral("heart.fill"), QStringLiteral("gauge")},
+        {QStringLiteral("memorychip.fill"), QStringLiteral("memory-stick")},
+        {QStringLiteral("power.circle"), QStringLiteral("battery")},
+        {QStringLiteral("puzzlepiece.extension.fill"), QStringLiteral("layers")},
+        {QStringLiteral("stopwatch.fill"), QStringLiteral("clock")},
     };
     return table;
 }

@@ -32,4 +32,7 @@ Q_SIGNALS:
     /// The user asked to grant Full Disk Access for this screen's tool (a reminder's button):
     /// the window opens the settings and shows the tool again once access arrives.
     void didRequestFullDiskAccessSettings();
+    /// The user asked for the System Report (it is no section of its own: the window shows it
+    /// over the current one, with a way back).
+    void didRequestSystemReport();
 };

@@ -95,6 +95,8 @@ KSTOverviewScreen::KSTOverviewScreen(KSTSystemInfo &systemInfo, KSTLiveMetrics::
     auto *shortcuts = new KSTShortcutListView;
     connect(shortcuts, &KSTShortcutListView::didRequestSection, this,
             &KSTOverviewScreen::didRequestSection);
+    connect(shortcuts, &KSTShortcutListView::didRequestSystemReport, this,
+            &KSTOverviewScreen::didRequestSystemReport);
     bottom->addWidget(shortcuts, 2);
     layout->addLayout(bottom);
     layout->addStretch(1);

@@ -43,35 +43,49 @@ KSTShortcutListView::KSTShortcutListView(QWidget *parent) : QWidget(parent)
     layout->addWidget(header);
 
     for (const Shortcut &shortcut : Shortcuts) {
-        auto *button = new QPushButton(card);
+        QPushButton *button = addRow(card, KSTSectionCatalog::symbolName(shortcut.section),
+                                     QLatin1String(shortcut.color), QLatin1String(shortcut.title),
+                                     QLatin1String(shortcut.detail));
         button->setObjectName(QStringLiteral("shortcut%1").arg(shortcut.section));
-        KSTStyle::setButtonRole(button, KSTStyle::PlainButton);
-        button->setAccessibleName(QLatin1String(shortcut.title));
-        button->setFixedHeight(48);
-        auto *row = new QHBoxLayout(button);
-        row->setContentsMargins(6, 0, 6, 0);
-        row->setSpacing(12);
-        auto *symbol = new KSTSymbolView(KSTSectionCatalog::symbolName(shortcut.section),
-                                         QLatin1String(shortcut.color), 16, button);
-        symbol->setTile(30);
-        row->addWidget(symbol);
-        auto *texts = new QVBoxLayout;
-        texts->setSpacing(1);
-        QLabel *title = KSTStyle::label(QLatin1String(shortcut.title), KSTStyle::Body, button);
-        title->setStyleSheet(QStringLiteral("font-weight: 500;"));
-        texts->addWidget(title);
-        texts->addWidget(
-            KSTStyle::label(QLatin1String(shortcut.detail), KSTStyle::Caption, button));
-        row->addLayout(texts, 1);
-        row->addWidget(new KSTSymbolView(QStringLiteral("chevron.right"), {}, 14, button));
-        for (QLabel *label : button->findChildren<QLabel *>())
-            label->setAttribute(Qt::WA_TransparentForMouseEvents);
         const int section = shortcut.section;
         connect(button, &QPushButton::clicked, this,
                 [this, section] { Q_EMIT didRequestSection(section); });
         layout->addWidget(button);
     }
+    QPushButton *report = addRow(card, QStringLiteral("doc.text.fill"), QStringLiteral("amber"),
+                                 QStringLiteral("System Report"),
+                                 QStringLiteral("Every detail of this Mac, to save or share"));
+    report->setObjectName(QStringLiteral("shortcutSystemReport"));
+    connect(report, &QPushButton::clicked, this, &KSTShortcutListView::didRequestSystemReport);
+    layout->addWidget(report);
     layout->addStretch(1);
+}
+
+QPushButton *KSTShortcutListView::addRow(QWidget *card, const QString &symbolName,
+                                         const QString &colorName, const QString &title,
+                                         const QString &detail)
+{
+    auto *button = new QPushButton(card);
+    KSTStyle::setButtonRole(button, KSTStyle::PlainButton);
+    button->setAccessibleName(title);
+    button->setFixedHeight(48);
+    auto *row = new QHBoxLayout(button);
+    row->setContentsMargins(6, 0, 6, 0);
+    row->setSpacing(12);
+    auto *symbol = new KSTSymbolView(symbolName, colorName, 16, button);
+    symbol->setTile(30);
+    row->addWidget(symbol);
+    auto *texts = new QVBoxLayout;
+    texts->setSpacing(1);
+    QLabel *titleLabel = KSTStyle::label(title, KSTStyle::Body, button);
+    titleLabel->setStyleSheet(QStringLiteral("font-weight: 500;"));
+    texts->addWidget(titleLabel);
+    texts->addWidget(KSTStyle::label(detail, KSTStyle::Caption, button));
+    row->addLayout(texts, 1);
+    row->addWidget(new KSTSymbolView(QStringLiteral("chevron.right"), {}, 14, button));
+    for (QLabel *label : button->findChildren<QLabel *>())
+        label->setAttribute(Qt::WA_TransparentForMouseEvents);
+    return button;
 }
 
 QList<int> KSTShortcutListView::shortcutSections()

@@ -22,7 +22,7 @@ class QPushButton;
 /// within ten minutes), so the placeholder drawn from the history appears at once and the full
 /// report replaces it; "Refresh" builds it anew. The screen formats, it never measures.
 ///
-/// "System Report" only emits didRequestSystemReport(); whoever shows that report connects it.
+/// "System Report" only emits KSTToolScreen::didRequestSystemReport(); the window shows it.
 class KSTReporterScreen : public KSTToolScreen
 {
     Q_OBJECT
@@ -33,10 +33,6 @@ public:
 
     /// A full report is shown.
     bool isContentReady() const override;
-
-Q_SIGNALS:
-    /// The user asked for the System Report.
-    void didRequestSystemReport();
 
 protected:
     void showEvent(QShowEvent *event) override;

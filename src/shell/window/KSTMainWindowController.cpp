@@ -11,6 +11,7 @@
 #include "KSTSidebarViewController.h"
 #include "KSTStyle.h"
 #include "KSTSystemInfo.h"
+#include "KSTSystemReportScreen.h"
 #include "KSTToolScreen.h"
 
 #include <QGuiApplication>
@@ -87,11 +88,36 @@ void KSTMainWindowController::setupUI()
                 &KSTMainWindowController::screenDidRequestSection);
         connect(screen, &KSTToolScreen::didRequestFullDiskAccessSettings, this,
                 [this, section] { openFullDiskAccessSettingsForSection(section); });
+        connect(screen, &KSTToolScreen::didRequestSystemReport, this,
+                &KSTMainWindowController::showSystemReport);
         screen->hide();
         m_screenControllers << screen;
     }
+    if (m_engines.systemReportService) {
+        m_systemReportScreen =
+            new KSTSystemReportScreen(*m_engines.systemReportService, m_screenParking);
+        // The section it was opened from is still the current one.
+        connect(m_systemReportScreen, &KSTSystemReportScreen::didRequestBack, this,
+                [this] { showSection(m_currentSection); });
+        m_systemReportScreen->hide();
+    }
     m_sidebar->selectSection(KSTSectionCatalog::Overview);
     showSection(KSTSectionCatalog::Overview);
+}
+
+void KSTMainWindowController::showSystemReport()
+{
+    if (!m_didSetupUI)
+        setupUI();
+    if (!m_systemReportScreen)
+        return;
+    removeCurrentShell();
+    auto *shell = new KSTContentShellViewController(m_systemReportScreen,
+                                                    QStringLiteral("System Report"), m_contentHost);
+    m_contentHost->layout()->addWidget(shell);
+    shell->show();
+    m_currentShell = shell;
+    applyContentSizeRule();
 }
 
 KSTToolScreen *KSTMainWindowController::screenForSection(int section) const

@@ -12,6 +12,7 @@
 class KSTContentShellViewController;
 class KSTFullDiskAccessScreen;
 class KSTSidebarViewController;
+class KSTSystemReportScreen;
 class KSTToolScreen;
 class QMainWindow;
 class QWidget;
@@ -61,6 +62,12 @@ public:
     /// clears remind-later, drops the caches and shows the section that asked again.
     void handleFolderAccessGrantedIfNeeded();
 
+    /// Shows the System Report in a content shell titled "System Report" over the current
+    /// section, which its back control shows again; nothing without a report service.
+    void showSystemReport();
+    /// The kept System Report screen; nullptr without a report service or before setupUI().
+    KSTSystemReportScreen *systemReportScreen() const { return m_systemReportScreen; }
+
     // ---- Delegate callbacks ----
     void sidebarDidSelectSection(int section);
     void screenDidRequestSection(int section);
@@ -103,6 +110,7 @@ private:
     QPointer<KSTContentShellViewController> m_currentShell;
     QPointer<KSTFullDiskAccessScreen> m_permissionScreen;
     QList<KSTToolScreen *> m_screenControllers;
+    KSTSystemReportScreen *m_systemReportScreen = nullptr;
     QSize m_lastGoodContentSize;
     int m_currentSection = 0;
     int m_pendingPermissionSection = -1;

@@ -33,6 +33,8 @@ void KSTScreenshotTaker::start()
     m_controller.window()->resize(m_size);
     m_controller.sidebar()->selectSection(m_section);
     m_controller.showSection(m_section);
+    if (m_systemReport)
+        m_controller.showSystemReport();
     auto *screen = qobject_cast<KSTToolScreen *>(m_controller.currentShell()->childController());
     if (!screen || screen->isContentReady()) {
         QTimer::singleShot(SettleMs, this, [this] { capture(false); });

@@ -19,6 +19,9 @@ public:
     KSTScreenshotTaker(KSTMainWindowController &controller, const QString &path, int section,
                        const QSize &size, int timeoutMs, QObject *parent = nullptr);
 
+    /// The picture shows the System Report opened over the section (before start()).
+    void setShowsSystemReport(bool shows) { m_systemReport = shows; }
+
     void start();
 
 Q_SIGNALS:
@@ -33,4 +36,5 @@ private:
     QSize m_size;
     QTimer m_timeout;
     bool m_done = false;
+    bool m_systemReport = false;
 };

@@ -4,6 +4,7 @@
 #include "KSTAutoCleanManager.h"
 #include "KSTLiveBaselines.h"
 #include "KSTSystemInfo.h"
+#include "KSTSystemReportService.h"
 
 KSTShellEngines KSTShellEngines::shared()
 {
@@ -12,6 +13,7 @@ KSTShellEngines KSTShellEngines::shared()
     engines.autoCleanManager = &KSTAutoCleanManager::shared();
     engines.liveSampler = liveSamplerFor(KSTLiveBaselines::shared());
     engines.appInventoryEngine = &KSTAppInventoryEngine::shared();
+    engines.systemReportService = &KSTSystemReportService::shared();
     return engines;
 }
 

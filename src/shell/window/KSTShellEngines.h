@@ -8,6 +8,7 @@ class KSTAppInventoryEngine;
 class KSTAutoCleanManager;
 class KSTLiveBaselines;
 class KSTSystemInfo;
+class KSTSystemReportService;
 
 /// The engines the window presents. The program uses the shared instances; a test hands in
 /// its own (a manager with its own preferences suite, a service with its own builder, a
@@ -24,6 +25,8 @@ struct KSTShellEngines
     /// App Manage's engine, installed on systemInfo; without one the section says it is not
     /// available.
     KSTAppInventoryEngine *appInventoryEngine = nullptr;
+    /// The System Report's service; without one the report is not offered.
+    KSTSystemReportService *systemReportService = nullptr;
 
     /// KSTSystemInfo::shared(), KSTAutoCleanManager::shared() and live samples against the
     /// shared baselines.

@@ -37,6 +37,7 @@ int KSTWindowApplication::run(int &argc, char **argv, const KSTWindowOptions &op
         screenshot = std::make_unique<KSTScreenshotTaker>(*delegate.mainWindowController(),
                                                           options.screenshotPath, options.section,
                                                           options.size, ScreenshotTimeoutMs);
+        screenshot->setShowsSystemReport(options.systemReport);
         QObject::connect(screenshot.get(), &KSTScreenshotTaker::finished, &application,
                          [](int status) { QCoreApplication::exit(status); });
         screenshot->start();

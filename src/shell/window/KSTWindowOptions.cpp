@@ -30,6 +30,12 @@ KSTWindowOptions KSTWindowOptions::take(QStringList &arguments, QString *error)
         const QString &argument = arguments.at(index);
         const KSTOptionArgument option = KSTOptionArgument::split(argument);
         const QString &name = option.name;
+        if (argument == QLatin1String("--system-report")) {
+            options.given = true;
+            options.systemReport = true;
+            sawDetail = true;
+            continue;
+        }
         if (!windowOptionNames().contains(name)) {
             rest << argument;
             continue;
@@ -73,7 +79,8 @@ KSTWindowOptions KSTWindowOptions::take(QStringList &arguments, QString *error)
         }
     }
     if (sawDetail && options.screenshotPath.isEmpty())
-        fail(QStringLiteral("--section, --size and --appearance go with --screenshot FILE"));
+        fail(QStringLiteral(
+            "--section, --size, --appearance and --system-report go with --screenshot FILE"));
     arguments = rest;
     if (error)
         *error = problem;

@@ -9,7 +9,7 @@
 #include <optional>
 
 /// The options of `kestrel` that concern the window rather than a command:
-/// --screenshot FILE [--section N] [--size WxH] [--appearance light|dark].
+/// --screenshot FILE [--section N] [--size WxH] [--appearance light|dark] [--system-report].
 ///
 /// Parsed before any Qt application object exists, so that main() can choose the platform
 /// (a screenshot renders off-screen) before it creates one.
@@ -19,6 +19,8 @@ public:
     /// Where to save a picture of the window; empty: open the window for the user.
     QString screenshotPath;
     int section = 0;
+    /// The picture shows the System Report opened over the section.
+    bool systemReport = false;
     QSize size{1280, 800};
     /// Light or dark regardless of the system; nothing follows the system.
     std::optional<KSTPalette::Appearance> appearance;
@@ -29,6 +31,7 @@ public:
 
     /// Takes the window options ("--section 4" or "--section=4") out of @p arguments and
     /// leaves the rest. On a bad value returns what it parsed and sets @p error to a sentence.
-    /// --section, --size and --appearance without --screenshot are an error too.
+    /// --section, --size, --appearance and --system-report without --screenshot are an error
+    /// too.
     static KSTWindowOptions take(QStringList &arguments, QString *error);
 };

@@ -4,6 +4,7 @@
 #include "KSTFixtureMac.h"
 #include "KSTSectionCatalog.h"
 #include "KSTSymbolImage.h"
+#include "KSTSystemReportService.h"
 #include "KSTTestSupport.h"
 #include "KSTWindowOptions.h"
 
@@ -69,7 +70,22 @@ INSTANTIATE_TEST_SUITE_P(
                       refused({"--screenshot", "a.png", "--size", "800x600"}, "at least 960x600"),
                       refused({"--screenshot", "a.png", "--appearance", "sepia"}, "light or dark"),
                       refused({"--section", "2"}, "go with --screenshot"),
+                      refused({"--system-report"}, "go with --screenshot"),
                       refused({"--screenshot"}, "needs a value")));
+
+// --system-report is a flag: it takes no value, so what follows stays for the command line.
+TEST(WindowOptionsFlagTest, SystemReportTakesNoValue)
+{
+    QStringList arguments = {"--screenshot", "a.png", "--system-report", "--root", "/r"};
+    QString error;
+    const KSTWindowOptions options = KSTWindowOptions::take(arguments, &error);
+    EXPECT_TRUE(error.isEmpty()) << error.toStdString();
+    EXPECT_TRUE(options.systemReport);
+    EXPECT_EQ(arguments, QStringList({"--root", "/r"}));
+
+    QStringList plain = {"--screenshot", "a.png"};
+    EXPECT_FALSE(KSTWindowOptions::take(plain, &error).systemReport);
+}
 
 // Every symbol a screen draws has a bundled icon (a missing one would fall back to a circle).
 TEST(SymbolImageTest, EverySymbolInUseHasItsOwnIcon)
@@ -82,6 +98,13 @@ TEST(SymbolImageTest, EverySymbolInUseHasItsOwnIcon)
     for (const KSTAutoCleanRuleDefinition &rule : KSTAutoCleanManager(options).rules())
         symbols << rule.symbolName;
     symbols << QStringLiteral("shield.fill");
+    // The System Report's sections and cards (the placeholder has them all).
+    const KSTSystemReportSnapshot report = KSTSystemReportService::placeholderSnapshot();
+    for (const KSTReportSummaryCard &card : report.summaryCards)
+        symbols << card.symbolName;
+    for (const KSTReportSection &section : report.sections)
+        symbols << section.symbolName;
+    symbols << QStringLiteral("doc.text.fill");
 
     const QString circle = KSTSymbolImage::resourcePathForSymbol(QStringLiteral("circle"));
     for (const QString &symbol : std::as_const(symbols)) {
