@@ -3,6 +3,7 @@
 #include "KSTBusyIndicator.h"
 #include "KSTCardFrame.h"
 #include "KSTFormatting.h"
+#include "KSTHeaderCard.h"
 #include "KSTPalette.h"
 #include "KSTReporterBarChart.h"
 #include "KSTReporterBarList.h"
@@ -127,37 +128,19 @@ KSTReporterScreen::KSTReporterScreen(KSTSystemInfo &systemInfo, QWidget *parent)
 
 QWidget *KSTReporterScreen::buildHeaderCard()
 {
-    auto *card = new KSTCardFrame;
-    auto *layout = new QHBoxLayout(card);
-    layout->setContentsMargins(20, 14, 20, 14);
-    layout->setSpacing(16);
-    auto *symbol = new KSTSymbolView(QStringLiteral("chart.line.uptrend.xyaxis"),
-                                     QStringLiteral("violet"), 22, card);
-    symbol->setTile(44);
-    layout->addWidget(symbol);
-
-    auto *texts = new QVBoxLayout;
-    texts->setSpacing(3);
-    m_range = KSTStyle::label({}, KSTStyle::Title, card);
-    m_range->setObjectName(QStringLiteral("dateRange"));
-    texts->addWidget(m_range);
-    m_status = KSTStyle::label({}, KSTStyle::Secondary, card);
-    m_status->setObjectName(QStringLiteral("reportStatus"));
-    texts->addWidget(m_status);
-    layout->addLayout(texts, 1);
-
-    m_busy = new KSTBusyIndicator(18, card);
-    layout->addWidget(m_busy);
-    m_refreshButton = new QPushButton(QStringLiteral("Refresh"), card);
-    m_refreshButton->setObjectName(QStringLiteral("refreshButton"));
-    KSTStyle::setButtonRole(m_refreshButton, KSTStyle::SecondaryButton);
+    auto *card =
+        new KSTHeaderCard(QStringLiteral("chart.line.uptrend.xyaxis"), QStringLiteral("violet"),
+                          QStringLiteral("dateRange"), QStringLiteral("reportStatus"));
+    m_range = card->titleLabel();
+    m_status = card->subtitleLabel();
+    m_busy = card->busyIndicator();
+    m_refreshButton = card->addButton(QStringLiteral("Refresh"), QStringLiteral("refreshButton"),
+                                      KSTStyle::SecondaryButton);
     connect(m_refreshButton, &QPushButton::clicked, &m_model, &KSTReporterModel::rebuild);
-    layout->addWidget(m_refreshButton);
-    auto *report = new QPushButton(QStringLiteral("System Report"), card);
-    report->setObjectName(QStringLiteral("systemReportButton"));
-    KSTStyle::setButtonRole(report, KSTStyle::PrimaryButton);
+    QPushButton *report =
+        card->addButton(QStringLiteral("System Report"), QStringLiteral("systemReportButton"),
+                        KSTStyle::PrimaryButton);
     connect(report, &QPushButton::clicked, this, &KSTReporterScreen::didRequestSystemReport);
-    layout->addWidget(report);
     return card;
 }
 

@@ -2,6 +2,7 @@
 
 #include "KSTBusyIndicator.h"
 #include "KSTCardFrame.h"
+#include "KSTHeaderCard.h"
 #include "KSTPalette.h"
 #include "KSTStyle.h"
 #include "KSTSymbolView.h"
@@ -197,46 +198,25 @@ KSTSystemReportScreen::KSTSystemReportScreen(KSTSystemReportService &service, QW
 
 QWidget *KSTSystemReportScreen::buildHeaderCard()
 {
-    auto *card = new KSTCardFrame;
-    auto *layout = new QHBoxLayout(card);
-    layout->setContentsMargins(20, 14, 20, 14);
-    layout->setSpacing(16);
-    auto *symbol =
-        new KSTSymbolView(QStringLiteral("doc.text.fill"), QStringLiteral("blue"), 22, card);
-    symbol->setTile(44);
-    layout->addWidget(symbol);
-
-    auto *texts = new QVBoxLayout;
-    texts->setSpacing(3);
-    m_title = KSTStyle::label({}, KSTStyle::Title, card);
-    m_title->setObjectName(QStringLiteral("reportMachineTitle"));
-    texts->addWidget(m_title);
-    m_subtitle = KSTStyle::label({}, KSTStyle::Secondary, card);
-    m_subtitle->setObjectName(QStringLiteral("reportSubtitle"));
-    texts->addWidget(m_subtitle);
-    layout->addLayout(texts, 1);
-
-    m_busy = new KSTBusyIndicator(18, card);
-    layout->addWidget(m_busy);
-    m_refreshButton = new QPushButton(QStringLiteral("Refresh"), card);
-    m_refreshButton->setObjectName(QStringLiteral("refreshButton"));
-    KSTStyle::setButtonRole(m_refreshButton, KSTStyle::SecondaryButton);
+    auto *card =
+        new KSTHeaderCard(QStringLiteral("doc.text.fill"), QStringLiteral("blue"),
+                          QStringLiteral("reportMachineTitle"), QStringLiteral("reportSubtitle"));
+    m_title = card->titleLabel();
+    m_subtitle = card->subtitleLabel();
+    m_busy = card->busyIndicator();
+    m_refreshButton = card->addButton(QStringLiteral("Refresh"), QStringLiteral("refreshButton"),
+                                      KSTStyle::SecondaryButton);
     connect(m_refreshButton, &QPushButton::clicked, &m_model, &KSTSystemReportModel::refresh);
     connect(m_refreshButton, &QPushButton::clicked, this, &KSTSystemReportScreen::refreshControls);
-    layout->addWidget(m_refreshButton);
-
-    m_exportTextButton = new QPushButton(QStringLiteral("Export Text…"), card);
-    m_exportTextButton->setObjectName(QStringLiteral("exportTextButton"));
-    KSTStyle::setButtonRole(m_exportTextButton, KSTStyle::SecondaryButton);
+    m_exportTextButton =
+        card->addButton(QStringLiteral("Export Text…"), QStringLiteral("exportTextButton"),
+                        KSTStyle::SecondaryButton);
     connect(m_exportTextButton, &QPushButton::clicked, this,
             [this] { exportReport(KSTSystemReportExport::Format::Text); });
-    layout->addWidget(m_exportTextButton);
-    m_exportPdfButton = new QPushButton(QStringLiteral("Export PDF…"), card);
-    m_exportPdfButton->setObjectName(QStringLiteral("exportPdfButton"));
-    KSTStyle::setButtonRole(m_exportPdfButton, KSTStyle::PrimaryButton);
+    m_exportPdfButton = card->addButton(QStringLiteral("Export PDF…"),
+                                        QStringLiteral("exportPdfButton"), KSTStyle::PrimaryButton);
     connect(m_exportPdfButton, &QPushButton::clicked, this,
             [this] { exportReport(KSTSystemReportExport::Format::Pdf); });
-    layout->addWidget(m_exportPdfButton);
     return card;
 }
 
