@@ -12,7 +12,6 @@
 #include <QComboBox>
 #include <QHBoxLayout>
 #include <QLabel>
-#include <QScrollArea>
 #include <QTextDocument>
 #include <QTimer>
 #include <QVBoxLayout>
@@ -25,16 +24,7 @@ KSTDefaultAppsPanel::KSTDefaultAppsPanel(KSTUtilitiesManager &manager,
 {
     setObjectName(QStringLiteral("defaultAppsPanel"));
     subtitleLabel()->setObjectName(QStringLiteral("defaultAppsSummary"));
-    auto *scroll = new QScrollArea(this);
-    scroll->setWidgetResizable(true);
-    scroll->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-    m_rows = new QWidget(scroll);
-    m_rowsLayout = new QVBoxLayout(m_rows);
-    m_rowsLayout->setContentsMargins(0, 0, 4, 0);
-    m_rowsLayout->setSpacing(2);
-    m_rowsLayout->addStretch(1);
-    scroll->setWidget(m_rows);
-    body()->addWidget(scroll, 1);
+    addRowList(2);
     subtitleLabel()->setText(QStringLiteral("Looking for file types…"));
 }
 
@@ -58,18 +48,9 @@ void KSTDefaultAppsPanel::show(const QList<KSTDefaultAppRecord> &records)
     m_loading = false;
     m_loaded = true;
     busyIndicator()->setRunning(false);
-    while (m_rowsLayout->count() > 1) {
-        QLayoutItem *item = m_rowsLayout->takeAt(0);
-        // Later: the row's menu may be what is being handled now.
-        if (QWidget *row = item->widget()) {
-            row->hide();
-            row->setParent(nullptr);
-            row->deleteLater();
-        }
-        delete item;
-    }
+    clearRows();
     for (const KSTDefaultAppRecord &record : records)
-        m_rowsLayout->insertWidget(m_rowsLayout->count() - 1, rowFor(record));
+        appendRow(rowFor(record));
     subtitleLabel()->setText(records.isEmpty()
                                  ? QStringLiteral("No file types with an application to open them.")
                                  : QStringLiteral("%1 file type(s)").arg(records.size()));
@@ -78,7 +59,7 @@ void KSTDefaultAppsPanel::show(const QList<KSTDefaultAppRecord> &records)
 
 QWidget *KSTDefaultAppsPanel::rowFor(const KSTDefaultAppRecord &record)
 {
-    auto *row = new QWidget(m_rows);
+    auto *row = new QWidget(rowContainer());
     row->setObjectName(QStringLiteral("defaultAppRow"));
     row->setProperty("contentType", record.contentTypeUTI);
     auto *layout = new QHBoxLayout(row);

@@ -8,7 +8,6 @@
 class KSTUtilitiesAlerts;
 class KSTUtilitiesManager;
 class QComboBox;
-class QVBoxLayout;
 
 /// "Default Apps": each file type with the application that opens it now and a menu of the
 /// applications that could; choosing another asks the manager to make it the default and
@@ -38,6 +37,4 @@ private:
     const KSTUtilitiesAlerts &m_alerts;
     bool m_loaded = false;
     bool m_loading = false;
-    QWidget *m_rows = nullptr;
-    QVBoxLayout *m_rowsLayout = nullptr;
 };

@@ -11,8 +11,6 @@
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QPushButton>
-#include <QScrollArea>
-#include <QVBoxLayout>
 
 namespace {
 
@@ -45,16 +43,7 @@ KSTHomeSizesPanel::KSTHomeSizesPanel(KSTUtilitiesManager &manager, QWidget *pare
     m_volumeBar = new KSTStorageBarView(this);
     m_volumeBar->setObjectName(QStringLiteral("homeVolumeBar"));
     body()->addWidget(m_volumeBar);
-    auto *scroll = new QScrollArea(this);
-    scroll->setWidgetResizable(true);
-    scroll->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-    m_rows = new QWidget(scroll);
-    m_rowsLayout = new QVBoxLayout(m_rows);
-    m_rowsLayout->setContentsMargins(0, 0, 4, 0);
-    m_rowsLayout->setSpacing(4);
-    m_rowsLayout->addStretch(1);
-    scroll->setWidget(m_rows);
-    body()->addWidget(scroll, 1);
+    addRowList(4);
     QLabel *note =
         KSTStyle::label(QStringLiteral("Sizes as du counts them: folder blocks, hard links once."),
                         KSTStyle::Caption, this);
@@ -86,11 +75,7 @@ void KSTHomeSizesPanel::show(const QList<KSTDiskFolderRecord> &folders, quint64 
     subtitleLabel()->setText(QStringLiteral("%1 used of %2")
                                  .arg(KSTFormatting::formatBytesShort(usedBytes),
                                       KSTFormatting::formatBytesShort(totalBytes)));
-    while (m_rowsLayout->count() > 1) {
-        QLayoutItem *item = m_rowsLayout->takeAt(0);
-        delete item->widget();
-        delete item;
-    }
+    clearRows();
     QList<KSTStorageBarView::Segment> segments;
     const quint64 largest = folders.isEmpty() ? 0 : folders.first().bytes;
     quint64 sum = 0;
@@ -98,7 +83,7 @@ void KSTHomeSizesPanel::show(const QList<KSTDiskFolderRecord> &folders, quint64 
         const KSTDiskFolderRecord &folder = folders.at(index);
         sum += folder.bytes;
         segments.append({colorFor(index), folder.bytes});
-        auto *row = new QWidget(m_rows);
+        auto *row = new QWidget(rowContainer());
         row->setObjectName(QStringLiteral("homeFolderRow"));
         row->setToolTip(folder.path);
         auto *layout = new QHBoxLayout(row);
@@ -118,7 +103,7 @@ void KSTHomeSizesPanel::show(const QList<KSTDiskFolderRecord> &folders, quint64 
         size->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
         size->setMinimumWidth(64);
         layout->addWidget(size);
-        m_rowsLayout->insertWidget(m_rowsLayout->count() - 1, row);
+        appendRow(row);
     }
     // The folders on the volume's own scale: what part of the used space they explain.
     segments.append({QStringLiteral("zinc"), usedBytes - qMin(usedBytes, sum)});

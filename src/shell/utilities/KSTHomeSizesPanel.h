@@ -9,7 +9,6 @@ class KSTStorageBarView;
 class KSTUtilitiesManager;
 class QLabel;
 class QPushButton;
-class QVBoxLayout;
 
 /// "Home Folders": the standard folders of the home, largest first, each with a bar, beside
 /// the volume's used and total figures. The sizes are du's (folder blocks, hard links once),
@@ -37,6 +36,4 @@ private:
     bool m_loading = false;
     QPushButton *m_refresh = nullptr;
     KSTStorageBarView *m_volumeBar = nullptr;
-    QWidget *m_rows = nullptr;
-    QVBoxLayout *m_rowsLayout = nullptr;
 };

@@ -9,7 +9,6 @@
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QPushButton>
-#include <QScrollArea>
 #include <QTimer>
 #include <QVBoxLayout>
 
@@ -47,16 +46,7 @@ KSTStartupItemsPanel::KSTStartupItemsPanel(KSTUtilitiesManager &manager,
     m_empty->hide();
     body()->addWidget(m_empty);
 
-    auto *scroll = new QScrollArea(this);
-    scroll->setWidgetResizable(true);
-    scroll->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-    m_rows = new QWidget(scroll);
-    m_rowsLayout = new QVBoxLayout(m_rows);
-    m_rowsLayout->setContentsMargins(0, 0, 4, 0);
-    m_rowsLayout->setSpacing(2);
-    m_rowsLayout->addStretch(1);
-    scroll->setWidget(m_rows);
-    body()->addWidget(scroll, 1);
+    addRowList(2);
     redraw();
 }
 
@@ -81,24 +71,15 @@ void KSTStartupItemsPanel::redraw()
     m_bootImpact->setText(m_loaded ? KSTStartupItemsPanelModel::bootImpactLabel() +
                                          QLatin1Char(' ') + m_model.bootImpact()
                                    : QStringLiteral("Looking for startup items…"));
-    while (m_rowsLayout->count() > 1) {
-        QLayoutItem *item = m_rowsLayout->takeAt(0);
-        // Later: the row's own Disable button may be what is being handled now.
-        if (QWidget *row = item->widget()) {
-            row->hide();
-            row->setParent(nullptr);
-            row->deleteLater();
-        }
-        delete item;
-    }
+    clearRows();
     for (const KSTStartupItemRecord &item : m_model.items())
-        m_rowsLayout->insertWidget(m_rowsLayout->count() - 1, rowFor(item));
+        appendRow(rowFor(item));
     m_empty->setVisible(m_loaded && m_model.items().isEmpty());
 }
 
 QWidget *KSTStartupItemsPanel::rowFor(const KSTStartupItemRecord &item)
 {
-    auto *row = new QWidget(m_rows);
+    auto *row = new QWidget(rowContainer());
     row->setObjectName(QStringLiteral("startupRow"));
     row->setProperty("itemPath", item.path);
     auto *layout = new QHBoxLayout(row);

@@ -6,7 +6,6 @@
 class KSTUtilitiesAlerts;
 class QLabel;
 class QPushButton;
-class QVBoxLayout;
 
 /// "Startup Items": every launch agent, launch daemon and login item with its kind and boot
 /// impact, the summary ("Boot impact: High"), a Disable button on the items the model allows,
@@ -40,6 +39,4 @@ private:
     QLabel *m_bootImpact = nullptr;
     QPushButton *m_rescan = nullptr;
     QLabel *m_empty = nullptr;
-    QWidget *m_rows = nullptr;
-    QVBoxLayout *m_rowsLayout = nullptr;
 };

@@ -8,7 +8,6 @@
 
 #include <QHBoxLayout>
 #include <QLabel>
-#include <QScrollArea>
 #include <QVBoxLayout>
 
 KSTTrashOriginsPanel::KSTTrashOriginsPanel(KSTUtilitiesManager &manager, QWidget *parent)
@@ -23,16 +22,7 @@ KSTTrashOriginsPanel::KSTTrashOriginsPanel(KSTUtilitiesManager &manager, QWidget
     m_empty->setObjectName(QStringLiteral("trashEmpty"));
     m_empty->hide();
     body()->addWidget(m_empty);
-    auto *scroll = new QScrollArea(this);
-    scroll->setWidgetResizable(true);
-    scroll->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-    m_rows = new QWidget(scroll);
-    m_rowsLayout = new QVBoxLayout(m_rows);
-    m_rowsLayout->setContentsMargins(0, 0, 4, 0);
-    m_rowsLayout->setSpacing(2);
-    m_rowsLayout->addStretch(1);
-    scroll->setWidget(m_rows);
-    body()->addWidget(scroll, 1);
+    addRowList(2);
 }
 
 void KSTTrashOriginsPanel::refresh()
@@ -55,13 +45,9 @@ void KSTTrashOriginsPanel::show(const QList<KSTTrashSourceRecord> &records)
     m_loading = false;
     m_loaded = true;
     busyIndicator()->setRunning(false);
-    while (m_rowsLayout->count() > 1) {
-        QLayoutItem *item = m_rowsLayout->takeAt(0);
-        delete item->widget();
-        delete item;
-    }
+    clearRows();
     for (const KSTTrashSourceRecord &record : records) {
-        auto *row = new QWidget(m_rows);
+        auto *row = new QWidget(rowContainer());
         row->setObjectName(QStringLiteral("trashRow"));
         auto *layout = new QVBoxLayout(row);
         layout->setContentsMargins(0, 3, 0, 3);
@@ -84,7 +70,7 @@ void KSTTrashOriginsPanel::show(const QList<KSTTrashSourceRecord> &records)
         origin->setObjectName(QStringLiteral("trashOrigin"));
         origin->setTextFormat(Qt::PlainText);
         layout->addWidget(origin);
-        m_rowsLayout->insertWidget(m_rowsLayout->count() - 1, row);
+        appendRow(row);
     }
     m_empty->setVisible(records.isEmpty());
     subtitleLabel()->setText(records.isEmpty()

@@ -7,7 +7,6 @@
 
 class KSTUtilitiesManager;
 class QLabel;
-class QVBoxLayout;
 
 /// "Trash Origins": each item in the Trash with where it came from and which application
 /// deleted it. Read-only.
@@ -33,6 +32,4 @@ private:
     bool m_loaded = false;
     bool m_loading = false;
     QLabel *m_empty = nullptr;
-    QWidget *m_rows = nullptr;
-    QVBoxLayout *m_rowsLayout = nullptr;
 };

@@ -6,6 +6,7 @@
 
 #include <QHBoxLayout>
 #include <QLabel>
+#include <QScrollArea>
 #include <QVBoxLayout>
 
 KSTUtilitiesPanel::KSTUtilitiesPanel(const QString &symbolName, const QString &colorName,
@@ -37,4 +38,36 @@ KSTUtilitiesPanel::KSTUtilitiesPanel(const QString &symbolName, const QString &c
     m_body = new QVBoxLayout;
     m_body->setSpacing(8);
     layout->addLayout(m_body, 1);
+}
+
+void KSTUtilitiesPanel::addRowList(int spacing)
+{
+    auto *scroll = new QScrollArea(this);
+    scroll->setWidgetResizable(true);
+    scroll->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    m_rows = new QWidget(scroll);
+    m_rowsLayout = new QVBoxLayout(m_rows);
+    m_rowsLayout->setContentsMargins(0, 0, 4, 0);
+    m_rowsLayout->setSpacing(spacing);
+    m_rowsLayout->addStretch(1);
+    scroll->setWidget(m_rows);
+    m_body->addWidget(scroll, 1);
+}
+
+void KSTUtilitiesPanel::appendRow(QWidget *row)
+{
+    m_rowsLayout->insertWidget(m_rowsLayout->count() - 1, row);
+}
+
+void KSTUtilitiesPanel::clearRows()
+{
+    while (m_rowsLayout->count() > 1) {
+        QLayoutItem *item = m_rowsLayout->takeAt(0);
+        if (QWidget *row = item->widget()) {
+            row->hide();
+            row->setParent(nullptr);
+            row->deleteLater();
+        }
+        delete item;
+    }
 }

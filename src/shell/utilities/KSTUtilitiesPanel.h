@@ -25,9 +25,21 @@ protected:
     KSTBusyIndicator *busyIndicator() const { return m_busy; }
     QVBoxLayout *body() const { return m_body; }
 
+    /// Adds a scrolling list of rows, @p spacing apart, to the body; called once.
+    void addRowList(int spacing);
+    /// The widget rows are made in.
+    QWidget *rowContainer() const { return m_rows; }
+    /// Adds @p row at the end of the list.
+    void appendRow(QWidget *row);
+    /// Takes every row out of the list. They are deleted later: a row's own button or menu
+    /// may be what is being handled now.
+    void clearRows();
+
 private:
     QLabel *m_subtitle = nullptr;
     QHBoxLayout *m_trailing = nullptr;
     KSTBusyIndicator *m_busy = nullptr;
     QVBoxLayout *m_body = nullptr;
+    QWidget *m_rows = nullptr;
+    QVBoxLayout *m_rowsLayout = nullptr;
 };
