@@ -150,7 +150,7 @@ QIcon KSTAppListModel::iconFor(const KSTInstalledAppRecord &app) const
     return icon;
 }
 
-QVariant KSTAppListModel::displayText(const KSTInstalledAppRecord &app, int column) const
+QVariant KSTAppListModel::displayText(const KSTInstalledAppRecord &app, int column)
 {
     switch (column) {
     case NameColumn:
@@ -185,19 +185,8 @@ QVariant KSTAppListModel::sortKey(const KSTInstalledAppRecord &app, int column)
         return dateKey(app.lastOpenedDate);
     case SizeColumn:
         return qulonglong(app.totalSizeBytes != 0 ? app.totalSizeBytes : app.bundleSizeBytes);
-    case SourceColumn:
-        return KSTFormatting::sourceLabelForInstalledAppSource(qint64(app.source));
-    case NameColumn:
-        return app.name;
-    case VersionColumn:
-        return app.version;
-    case DeveloperColumn:
-        return app.developer;
-    case CategoryColumn:
-        return app.category;
-    case ArchitectureColumn:
-        return app.architectureLabel;
     default:
-        return {};
+        // Texts sort as they read.
+        return displayText(app, column);
     }
 }

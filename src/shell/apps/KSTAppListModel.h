@@ -56,7 +56,7 @@ public:
     QIcon iconFor(const KSTInstalledAppRecord &app) const;
 
 private:
-    QVariant displayText(const KSTInstalledAppRecord &app, int column) const;
+    static QVariant displayText(const KSTInstalledAppRecord &app, int column);
     static QVariant sortKey(const KSTInstalledAppRecord &app, int column);
 
     QList<KSTInstalledAppRecord> m_apps;
