@@ -22,20 +22,6 @@ KSTPermissionCheckerState &KSTPermissionCheckerState::instance()
     return state;
 }
 
-namespace {
-
-KSTPermissionCheckerState &state()
-{
-    return KSTPermissionCheckerState::instance();
-}
-
-QString standardized(const QString &path)
-{
-    return path.isEmpty() ? path : QDir::cleanPath(path);
-}
-
-} // namespace
-
 // ---- Build mode and home ----
 
 bool KSTPermissionChecker::isRunningSandboxed()
@@ -67,7 +53,7 @@ bool KSTPermissionChecker::hasFullDiskAccess()
 {
     if (isRunningSandboxed())
         return false;
-    KSTPermissionCheckerState &checker = state();
+    KSTPermissionCheckerState &checker = KSTPermissionCheckerState::instance();
     if (checker.fullDiskAccessCacheValid.load())
         return checker.fullDiskAccessCachedValue.load();
 
@@ -129,12 +115,12 @@ QString KSTPermissionChecker::fullDiskAccessReminderMessage()
 
 void KSTPermissionChecker::invalidateFullDiskAccessCache()
 {
-    state().fullDiskAccessCacheValid.store(false);
+    KSTPermissionCheckerState::instance().fullDiskAccessCacheValid.store(false);
 }
 
 void KSTPermissionChecker::refreshFullDiskAccessStatus()
 {
-    KSTPermissionCheckerState &checker = state();
+    KSTPermissionCheckerState &checker = KSTPermissionCheckerState::instance();
     const bool previous =
         checker.fullDiskAccessCacheValid.load() ? checker.fullDiskAccessCachedValue.load() : false;
     checker.fullDiskAccessCacheValid.store(false);
@@ -171,10 +157,12 @@ QStringList KSTPermissionChecker::fullDiskAccessClientIdentifiers()
     const QString identifier = KSTApplicationInfo::bundleIdentifier();
     if (!identifier.isEmpty())
         clients << identifier;
-    const QString bundlePath = standardized(KSTApplicationInfo::bundlePath());
+    const QString bundlePath =
+        KSTPermissionCheckerState::standardized(KSTApplicationInfo::bundlePath());
     if (!bundlePath.isEmpty())
         clients << bundlePath;
-    const QString executablePath = standardized(KSTApplicationInfo::executablePath());
+    const QString executablePath =
+        KSTPermissionCheckerState::standardized(KSTApplicationInfo::executablePath());
     if (!executablePath.isEmpty() && !clients.contains(executablePath))
         clients << executablePath;
     return clients;
@@ -304,7 +292,7 @@ void KSTPermissionChecker::refreshFolderAccessStatus()
         refreshFullDiskAccessStatus();
         return;
     }
-    KSTPermissionCheckerState &checker = state();
+    KSTPermissionCheckerState &checker = KSTPermissionCheckerState::instance();
     bool previous = false;
     {
         std::lock_guard lock(checker.homeMutex);
@@ -347,7 +335,7 @@ void KSTPermissionChecker::postAccessStatusChangeIfNeeded(bool oldValue, bool ne
 
 void KSTPermissionChecker::resetForTesting()
 {
-    KSTPermissionCheckerState &checker = state();
+    KSTPermissionCheckerState &checker = KSTPermissionCheckerState::instance();
     checker.fullDiskAccessCacheValid.store(false);
     checker.fullDiskAccessCachedValue.store(false);
     std::lock_guard lock(checker.homeMutex);

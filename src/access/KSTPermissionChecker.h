@@ -171,6 +171,13 @@ public:
     static bool isSandboxReadableApplicationRootPath(const QString &path);
     static QString directoryURLForSizeAtPath(const QString &path);
     static QString fileURLInGrantedHomeForPath(const QString &path, bool isDirectory);
+    /// True when @p path (standardised) is the analysed user's home or lies inside it.
+    static bool isPathInsideRealUserHome(const QString &path);
+    /// The folder a search below @p path reads through: empty for an empty or
+    /// privacy-protected path; the path itself outside a sandbox. In a sandbox: nothing for a
+    /// path in the real home without a home grant; the granted folder or a path below it as
+    /// the grant gives it; a path outside the home as it is.
+    static QString directoryURLForScanRoot(const QString &path);
     /// Whether @p url names an existing file or folder; @p isDirectory tells which.
     static bool URLExists(const QString &url, bool *isDirectory = nullptr);
     static QString accessibleURLForPath(const QString &path, bool isDirectory);

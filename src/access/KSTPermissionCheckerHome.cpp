@@ -14,16 +14,6 @@
 
 namespace {
 
-KSTPermissionCheckerState &state()
-{
-    return KSTPermissionCheckerState::instance();
-}
-
-QString standardized(const QString &path)
-{
-    return path.isEmpty() ? path : QDir::cleanPath(path);
-}
-
 // Ends access on the granted folder, keeping the folder itself.
 void stopAccessLocked(KSTPermissionCheckerState &checker)
 {
@@ -36,14 +26,14 @@ void stopAccessLocked(KSTPermissionCheckerState &checker)
 
 void KSTPermissionChecker::setHomeFolderPanelPresenter(HomeFolderPanelPresenter presenter)
 {
-    std::lock_guard lock(state().presenterMutex);
-    state().panelPresenter = std::move(presenter);
+    std::lock_guard lock(KSTPermissionCheckerState::instance().presenterMutex);
+    KSTPermissionCheckerState::instance().panelPresenter = std::move(presenter);
 }
 
 void KSTPermissionChecker::setAlertPresenter(AlertPresenter presenter)
 {
-    std::lock_guard lock(state().presenterMutex);
-    state().alertPresenter = std::move(presenter);
+    std::lock_guard lock(KSTPermissionCheckerState::instance().presenterMutex);
+    KSTPermissionCheckerState::instance().alertPresenter = std::move(presenter);
 }
 
 void KSTPermissionChecker::requestHomeFolderAccessWithCompletion(
@@ -55,8 +45,8 @@ void KSTPermissionChecker::requestHomeFolderAccessWithCompletion(
     };
     HomeFolderPanelPresenter presenter;
     {
-        std::lock_guard lock(state().presenterMutex);
-        presenter = state().panelPresenter;
+        std::lock_guard lock(KSTPermissionCheckerState::instance().presenterMutex);
+        presenter = KSTPermissionCheckerState::instance().panelPresenter;
     }
     if (!presenter) {
         finish(false);
@@ -76,8 +66,8 @@ void KSTPermissionChecker::requestHomeFolderAccessWithCompletion(
         if (!isSelectedHomeFolderURL(path)) {
             AlertPresenter alert;
             {
-                std::lock_guard lock(state().presenterMutex);
-                alert = state().alertPresenter;
+                std::lock_guard lock(KSTPermissionCheckerState::instance().presenterMutex);
+                alert = KSTPermissionCheckerState::instance().alertPresenter;
             }
             if (alert) {
                 const QString homeName = QFileInfo(realUserHomeDirectoryPath()).fileName();
@@ -91,7 +81,7 @@ void KSTPermissionChecker::requestHomeFolderAccessWithCompletion(
             return;
         }
 
-        KSTPermissionCheckerState &checker = state();
+        KSTPermissionCheckerState &checker = KSTPermissionCheckerState::instance();
         bool previous = false;
         {
             std::lock_guard lock(checker.homeMutex);
@@ -144,12 +134,13 @@ bool KSTPermissionChecker::resolveStoredHomeFolderBookmark()
     if (stale)
         saveHomeFolderBookmarkForURL(resolved);
 
-    KSTPermissionCheckerState &checker = state();
+    KSTPermissionCheckerState &checker = KSTPermissionCheckerState::instance();
     QString current;
     {
         std::lock_guard lock(checker.homeMutex);
         if (checker.homeAccessStarted && !checker.grantedHomeURL.isEmpty() &&
-            standardized(checker.grantedHomeURL) == standardized(resolved))
+            KSTPermissionCheckerState::standardized(checker.grantedHomeURL) ==
+                KSTPermissionCheckerState::standardized(resolved))
             current = checker.grantedHomeURL;
     }
     if (!current.isEmpty())
@@ -180,7 +171,7 @@ bool KSTPermissionChecker::ensureHomeFolderAccessStarted()
 {
     if (!isRunningSandboxed())
         return true;
-    KSTPermissionCheckerState &checker = state();
+    KSTPermissionCheckerState &checker = KSTPermissionCheckerState::instance();
     QString granted;
     bool started = false;
     {
@@ -200,7 +191,7 @@ bool KSTPermissionChecker::ensureHomeFolderAccessStarted()
 
 bool KSTPermissionChecker::restoreStoredHomeFolderAccess()
 {
-    KSTPermissionCheckerState &checker = state();
+    KSTPermissionCheckerState &checker = KSTPermissionCheckerState::instance();
     {
         std::lock_guard lock(checker.homeMutex);
         checker.homeAccessResolved = false;
@@ -217,7 +208,7 @@ bool KSTPermissionChecker::hasHomeFolderAccess()
     if (!isRunningSandboxed())
         return true;
     {
-        KSTPermissionCheckerState &checker = state();
+        KSTPermissionCheckerState &checker = KSTPermissionCheckerState::instance();
         std::lock_guard lock(checker.homeMutex);
         if (checker.homeAccessResolved)
             return checker.homeAccessCachedValue;
@@ -229,19 +220,19 @@ QString KSTPermissionChecker::grantedHomeFolderURL()
 {
     if (!hasHomeFolderAccess())
         return {};
-    std::lock_guard lock(state().homeMutex);
-    return state().grantedHomeURL;
+    std::lock_guard lock(KSTPermissionCheckerState::instance().homeMutex);
+    return KSTPermissionCheckerState::instance().grantedHomeURL;
 }
 
 void KSTPermissionChecker::stopHomeFolderAccessIfNeeded()
 {
-    std::lock_guard lock(state().homeMutex);
-    stopAccessLocked(state());
+    std::lock_guard lock(KSTPermissionCheckerState::instance().homeMutex);
+    stopAccessLocked(KSTPermissionCheckerState::instance());
 }
 
 bool KSTPermissionChecker::isSelectedHomeFolderURL(const QString &path)
 {
-    const QString chosen = standardized(path);
-    const QString home = standardized(realUserHomeDirectoryPath());
+    const QString chosen = KSTPermissionCheckerState::standardized(path);
+    const QString home = KSTPermissionCheckerState::standardized(realUserHomeDirectoryPath());
     return !chosen.isEmpty() && !home.isEmpty() && chosen == home;
 }

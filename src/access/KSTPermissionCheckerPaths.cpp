@@ -1,6 +1,7 @@
 // The accessible-path operations: what the engines call instead of touching the file system,
 // so that the privacy rule and (in a sandboxed build) the home grant apply everywhere.
 #include "KSTPermissionChecker.h"
+#include "KSTPermissionCheckerState.h"
 
 #include "KSTFileName.h"
 #include "KSTNoFollowPath.h"
@@ -15,11 +16,6 @@
 
 namespace {
 
-QString standardized(const QString &path)
-{
-    return path.isEmpty() ? path : QDir::cleanPath(path);
-}
-
 const QStringList &sandboxReadableApplicationRoots()
 {
     static const QStringList roots = {QStringLiteral("/Applications"),
@@ -29,9 +25,10 @@ const QStringList &sandboxReadableApplicationRoots()
 
 QString homeMusicFolder()
 {
-    QString home = standardized(KSTPermissionChecker::realUserHomeDirectoryPath());
+    QString home =
+        KSTPermissionCheckerState::standardized(KSTPermissionChecker::realUserHomeDirectoryPath());
     if (home.isEmpty())
-        home = standardized(QDir::homePath());
+        home = KSTPermissionCheckerState::standardized(QDir::homePath());
     return home + QLatin1String("/Music");
 }
 
@@ -60,7 +57,7 @@ bool KSTPermissionChecker::liesInPrivacyProtectedPlace(const QString &path)
 {
     if (shouldSkipPrivacyProtectedPath(path))
         return true;
-    const QString clean = standardized(path);
+    const QString clean = KSTPermissionCheckerState::standardized(path);
     for (qsizetype slash = clean.indexOf(QLatin1Char('/'), 1); slash > 0;
          slash = clean.indexOf(QLatin1Char('/'), slash + 1)) {
         if (shouldSkipPrivacyProtectedPath(clean.left(slash)))
@@ -73,7 +70,7 @@ bool KSTPermissionChecker::shouldSkipPrivacyProtectedPath(const QString &path)
 {
     if (path.isEmpty())
         return false;
-    const QString clean = standardized(path);
+    const QString clean = KSTPermissionCheckerState::standardized(path);
     const QString music = homeMusicFolder();
     if (clean == music || clean.startsWith(music + QLatin1Char('/')))
         return true;
@@ -129,15 +126,44 @@ QString KSTPermissionChecker::fileURLInGrantedHomeForPath(const QString &path, b
     Q_UNUSED(isDirectory) // a local path carries no directory mark
     if (path.isEmpty() || shouldSkipPrivacyProtectedPath(path))
         return {};
-    const QString granted = standardized(grantedHomeFolderURL());
+    const QString granted = KSTPermissionCheckerState::standardized(grantedHomeFolderURL());
     if (!granted.isEmpty()) {
-        const QString clean = standardized(path);
+        const QString clean = KSTPermissionCheckerState::standardized(path);
         if (clean == granted)
             return granted;
         if (clean.startsWith(granted + QLatin1Char('/')))
             return clean;
     }
     return isRunningSandboxed() ? QString() : path;
+}
+
+bool KSTPermissionChecker::isPathInsideRealUserHome(const QString &path)
+{
+    const QString home = KSTPermissionCheckerState::standardized(realUserHomeDirectoryPath());
+    const QString clean = KSTPermissionCheckerState::standardized(path);
+    if (home.isEmpty() || clean.isEmpty())
+        return false;
+    return clean == home || clean.startsWith(home + QLatin1Char('/'));
+}
+
+QString KSTPermissionChecker::directoryURLForScanRoot(const QString &path)
+{
+    if (path.isEmpty() || shouldSkipPrivacyProtectedPath(path))
+        return {};
+    if (!isRunningSandboxed())
+        return path;
+    const bool insideHome = isPathInsideRealUserHome(path);
+    if (!hasHomeFolderAccess())
+        return insideHome ? QString() : path;
+    const QString granted = KSTPermissionCheckerState::standardized(grantedHomeFolderURL());
+    const QString clean = KSTPermissionCheckerState::standardized(path);
+    if (!granted.isEmpty()) {
+        if (clean == granted)
+            return grantedHomeFolderURL();
+        if (clean.startsWith(granted + QLatin1Char('/')))
+            return directoryURLInGrantedHomeWithRelativePath(clean.mid(granted.size() + 1));
+    }
+    return insideHome ? QString() : path;
 }
 
 QString KSTPermissionChecker::accessibleURLForPath(const QString &path, bool isDirectory)
@@ -179,7 +205,7 @@ QString KSTPermissionChecker::directoryURLForSizeAtPath(const QString &path)
 
 bool KSTPermissionChecker::isSandboxReadableApplicationRootPath(const QString &path)
 {
-    const QString clean = standardized(path);
+    const QString clean = KSTPermissionCheckerState::standardized(path);
     if (clean.isEmpty())
         return false;
     for (const QString &root : sandboxReadableApplicationRoots()) {
@@ -230,7 +256,7 @@ KSTPermissionChecker::directoryContentsAtAccessiblePath(const QString &path)
     if (url.isEmpty() || !QDir::isAbsolutePath(url))
         return std::nullopt;
     // Never through a link: a ~/Downloads that links elsewhere lists nothing.
-    return KSTNoFollowPath::listFolder(standardized(url), true);
+    return KSTNoFollowPath::listFolder(KSTPermissionCheckerState::standardized(url), true);
 }
 
 quint64 KSTPermissionChecker::fileSizeAtAccessiblePath(const QString &path)
@@ -249,7 +275,8 @@ quint64 KSTPermissionChecker::fileSizeAtAccessiblePath(const QString &path)
         return lstatPath(path, info) ? static_cast<quint64>(info.st_size) : 0;
     }
 
-    return KSTTreeSize::allocatedBytes(standardized(directoryURL), accessibleTreeSizeOptions());
+    return KSTTreeSize::allocatedBytes(KSTPermissionCheckerState::standardized(directoryURL),
+                                       accessibleTreeSizeOptions());
 }
 
 quint64 KSTPermissionChecker::directorySizeAtAccessibleRelativePath(const QString &relativePath)

@@ -2,6 +2,7 @@
 
 #include "KSTPermissionChecker.h"
 
+#include <QDir>
 #include <QString>
 
 #include <atomic>
@@ -13,6 +14,12 @@
 struct KSTPermissionCheckerState
 {
     static KSTPermissionCheckerState &instance();
+
+    /// @p path without "." and ".." components or a trailing slash; empty stays empty.
+    static QString standardized(const QString &path)
+    {
+        return path.isEmpty() ? path : QDir::cleanPath(path);
+    }
 
     std::atomic<bool> fullDiskAccessCacheValid{false};
     std::atomic<bool> fullDiskAccessCachedValue{false};

@@ -320,12 +320,6 @@ bool resolvesIntoPrivateFolder(const QString &path)
             (resolved == music || resolved.startsWith(music + QLatin1Char('/'))));
 }
 
-bool isInsideRealHome(const QString &clean)
-{
-    const QString home = QDir::cleanPath(Checker::realUserHomeDirectoryPath());
-    return !home.isEmpty() && (clean == home || clean.startsWith(home + QLatin1Char('/')));
-}
-
 } // namespace
 
 KSTDuplicateFileCollection
@@ -339,7 +333,7 @@ KSTDuplicateCollector::collectFileRecordsInPaths(const QStringList &paths,
     for (const QString &path : paths) {
         if (walk.cancelled())
             break;
-        const QString url = directoryURLForScanRoot(path);
+        const QString url = Checker::directoryURLForScanRoot(path);
         bool isDirectory = false;
         if (url.isEmpty() || !Checker::URLExists(url, &isDirectory) || !isDirectory ||
             resolvesIntoPrivateFolder(url))
@@ -354,23 +348,6 @@ KSTDuplicateCollector::collectFileRecordsInPaths(const QStringList &paths,
                    .arg(KSTFormatting::formatCount(walk.count())),
                walk.count());
     return walk.takeCollection();
-}
-
-QString KSTDuplicateCollector::directoryURLForScanRoot(const QString &path)
-{
-    if (path.isEmpty() || Checker::shouldSkipPrivacyProtectedPath(path))
-        return {};
-    if (!Checker::isRunningSandboxed())
-        return path;
-    const QString clean = QDir::cleanPath(path);
-    if (!Checker::hasHomeFolderAccess())
-        return isInsideRealHome(clean) ? QString() : path;
-    const QString granted = QDir::cleanPath(Checker::grantedHomeFolderURL());
-    if (clean == granted)
-        return Checker::grantedHomeFolderURL();
-    if (clean.startsWith(granted + QLatin1Char('/')))
-        return Checker::directoryURLInGrantedHomeWithRelativePath(clean.mid(granted.size() + 1));
-    return isInsideRealHome(clean) ? QString() : path;
 }
 
 bool KSTDuplicateCollector::isPackageName(const char *name, std::size_t length)

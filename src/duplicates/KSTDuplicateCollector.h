@@ -57,12 +57,6 @@ public:
     collectFileRecordsInPaths(const QStringList &paths, const std::function<bool()> &isCancelled,
                               const ProgressReport &report);
 
-    /// The folder a scan path is read through: empty for an empty or privacy-protected path;
-    /// the path itself outside a sandbox. In a sandbox: nothing for a path in the real home
-    /// without a home grant; the granted folder or a path below it as the grant gives it; a
-    /// path outside the home as it is.
-    static QString directoryURLForScanRoot(const QString &path);
-
     /// True when a folder named @p name is a package (extension in the table, any case).
     static bool isPackageName(const char *name, std::size_t length);
 };

@@ -160,43 +160,13 @@ bool KSTApplicationBundleCatalog::shouldSkipDirectoryInUserAppSearch(const QStri
     });
 }
 
-bool KSTApplicationBundleCatalog::isPathInsideRealUserHome(const QString &path)
-{
-    const QString home = standardized(Checker::realUserHomeDirectoryPath());
-    const QString clean = standardized(path);
-    if (home.isEmpty() || clean.isEmpty())
-        return false;
-    return clean == home || clean.startsWith(home + QLatin1Char('/'));
-}
-
-QString KSTApplicationBundleCatalog::directoryURLForScanRoot(const QString &path)
-{
-    if (path.isEmpty() || Checker::shouldSkipPrivacyProtectedPath(path))
-        return {};
-    if (!Checker::isRunningSandboxed())
-        return path;
-    const bool insideHome = isPathInsideRealUserHome(path);
-    if (!Checker::hasHomeFolderAccess())
-        return insideHome ? QString() : path;
-    const QString granted = standardized(Checker::grantedHomeFolderURL());
-    const QString clean = standardized(path);
-    if (!granted.isEmpty()) {
-        if (clean == granted)
-            return Checker::grantedHomeFolderURL();
-        if (clean.startsWith(granted + QLatin1Char('/')))
-            return Checker::directoryURLInGrantedHomeWithRelativePath(
-                clean.mid(granted.size() + 1));
-    }
-    return insideHome ? QString() : path;
-}
-
 void KSTApplicationBundleCatalog::collectApplicationBundlesUnderPath(const QString &rootPath,
                                                                      int maxDepth,
                                                                      OrderedPaths &paths)
 {
     if (rootPath.isEmpty())
         return;
-    const QString url = directoryURLForScanRoot(rootPath);
+    const QString url = Checker::directoryURLForScanRoot(rootPath);
     bool isDirectory = false;
     if (url.isEmpty() || !Checker::URLExists(url, &isDirectory) || !isDirectory)
         return;

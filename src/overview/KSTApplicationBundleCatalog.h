@@ -58,12 +58,6 @@ public:
     /// True when a "/"-separated component of @p relativePath is hidden or one of Library,
     /// node_modules, DerivedData, Pods, .git, Build, Music, Intermediates.
     static bool shouldSkipDirectoryInUserAppSearch(const QString &relativePath);
-    /// True when @p path (standardised) is the analysed user's home or lies inside it.
-    static bool isPathInsideRealUserHome(const QString &path);
-    /// Where a search below @p path may read: @p path itself outside a sandbox; empty when
-    /// it is empty or privacy-protected (and, in a sandbox, when it is inside the home but
-    /// not inside the granted folder).
-    static QString directoryURLForScanRoot(const QString &path);
 
     /// Adds to @p paths, in walk order (entries of a folder sorted by name), every bundle
     /// below the folder @p rootPath whose path has at most @p maxDepth components relative

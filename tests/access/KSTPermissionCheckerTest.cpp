@@ -241,9 +241,16 @@ TEST_F(PermissionCheckerTest, ProtectedPathsGiveNoURLNoSizeNoListing)
         EXPECT_EQ(Checker::fileSizeAtAccessiblePath(path), 0u) << path.toStdString();
         EXPECT_TRUE(Checker::accessibleURLForPath(path, true).isEmpty());
         EXPECT_TRUE(Checker::directoryURLForSizeAtPath(path).isEmpty());
+        EXPECT_TRUE(Checker::directoryURLForScanRoot(path).isEmpty());
         EXPECT_FALSE(Checker::directoryContentsAtAccessiblePath(path).has_value());
     }
     EXPECT_EQ(Checker::directorySizeAtAccessibleRelativePath(QStringLiteral("Music")), 0u);
+    EXPECT_EQ(Checker::directoryURLForScanRoot(QString()), QString());
+    EXPECT_EQ(Checker::directoryURLForScanRoot(mac.homePath(QStringLiteral("Music/x"))), QString());
+    EXPECT_EQ(Checker::directoryURLForScanRoot(QStringLiteral("/Volumes/Disk/Old.photoslibrary")),
+              QString());
+    EXPECT_EQ(Checker::directoryURLForScanRoot(mac.homePath(QStringLiteral("Pictures"))),
+              mac.homePath(QStringLiteral("Pictures")));
 }
 
 TEST_F(PermissionCheckerTest, FolderSizeSkipsHiddenAndProtectedEntriesAndLinks)

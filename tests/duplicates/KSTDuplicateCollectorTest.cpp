@@ -279,15 +279,4 @@ TEST_F(DuplicateCollectorTest, FilesAreOpenedAgainOnlyAsTheWalkSawThem)
                              '/' + oddName));
 }
 
-TEST_F(DuplicateCollectorTest, ScanRootsFollowThePrivacyRule)
-{
-    EXPECT_EQ(Collector::directoryURLForScanRoot(QString()), QString());
-    EXPECT_EQ(Collector::directoryURLForScanRoot(mac.homePath(QStringLiteral("Music/x"))),
-              QString());
-    EXPECT_EQ(Collector::directoryURLForScanRoot(QStringLiteral("/Volumes/Disk/Old.photoslibrary")),
-              QString());
-    EXPECT_EQ(Collector::directoryURLForScanRoot(mac.homePath(QStringLiteral("Pictures"))),
-              mac.homePath(QStringLiteral("Pictures")));
-}
-
 } // namespace
