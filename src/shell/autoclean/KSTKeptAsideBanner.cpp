@@ -8,12 +8,12 @@ KSTKeptAsideBanner::KSTKeptAsideBanner(QWidget *parent)
     : KSTBanner(QStringLiteral("lock.shield"), QStringLiteral("amber"), parent)
 {
     setObjectName(QStringLiteral("keptAsideBanner"));
-    m_dismiss = addButton(QStringLiteral("Dismiss"), KSTStyle::SecondaryButton,
-                          QStringLiteral("dismissKeptAside"));
-    m_restore = addButton(QStringLiteral("Restore"), KSTStyle::PrimaryButton,
-                          QStringLiteral("restoreKeptAside"));
-    connect(m_restore, &QPushButton::clicked, this, &KSTKeptAsideBanner::restoreRequested);
-    connect(m_dismiss, &QPushButton::clicked, this, &KSTKeptAsideBanner::dismissRequested);
+    QPushButton *dismiss = addButton(QStringLiteral("Dismiss"), KSTStyle::SecondaryButton,
+                                     QStringLiteral("dismissKeptAside"));
+    QPushButton *restore = addButton(QStringLiteral("Restore"), KSTStyle::PrimaryButton,
+                                     QStringLiteral("restoreKeptAside"));
+    connect(restore, &QPushButton::clicked, this, &KSTKeptAsideBanner::restoreRequested);
+    connect(dismiss, &QPushButton::clicked, this, &KSTKeptAsideBanner::dismissRequested);
     setVisible(false);
 }
 

@@ -13,14 +13,10 @@ public:
 
     /// Shows the entries kept aside; hides the banner when there are none.
     void setPaths(const QStringList &paths);
-    QPushButton *restoreButton() const { return m_restore; }
-    QPushButton *dismissButton() const { return m_dismiss; }
 
 Q_SIGNALS:
     void restoreRequested();
     void dismissRequested();
 
 private:
-    QPushButton *m_restore = nullptr;
-    QPushButton *m_dismiss = nullptr;
 };

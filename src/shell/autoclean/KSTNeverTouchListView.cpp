@@ -30,6 +30,7 @@ KSTNeverTouchListView::KSTNeverTouchListView(QWidget *parent) : QWidget(parent)
         KSTStyle::Secondary, card));
     header->addLayout(titles, 1);
     m_addButton = new QPushButton(QStringLiteral("Add Folder…"), card);
+    m_addButton->setObjectName(QStringLiteral("addNeverTouch"));
     KSTStyle::setButtonRole(m_addButton, KSTStyle::SecondaryButton);
     header->addWidget(m_addButton, 0, Qt::AlignVCenter);
     layout->addLayout(header);

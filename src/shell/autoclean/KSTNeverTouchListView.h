@@ -23,7 +23,6 @@ public:
     void setNotice(const QString &notice);
     QString notice() const;
 
-    QPushButton *addButton() const { return m_addButton; }
     /// The remove button of @p path's row; nullptr when the path is not listed.
     QPushButton *removeButtonForPath(const QString &path) const;
 

@@ -11,12 +11,7 @@ class KSTAccessReminderBanner : public KSTBanner
 public:
     explicit KSTAccessReminderBanner(QWidget *parent = nullptr);
 
-    QPushButton *openSettingsButton() const { return m_openSettings; }
-
 Q_SIGNALS:
     /// The user asked to open the Full Disk Access settings.
     void openSettingsRequested();
-
-private:
-    QPushButton *m_openSettings = nullptr;
 };

@@ -22,8 +22,10 @@ KSTBanner::KSTBanner(const QString &symbolName, const QString &colorName, QWidge
     auto *texts = new QVBoxLayout;
     texts->setSpacing(2);
     m_title = KSTStyle::label({}, KSTStyle::Headline, this);
+    m_title->setObjectName(QStringLiteral("bannerTitle"));
     texts->addWidget(m_title);
     m_message = KSTStyle::label({}, KSTStyle::Secondary, this);
+    m_message->setObjectName(QStringLiteral("bannerMessage"));
     m_message->setWordWrap(true);
     texts->addWidget(m_message);
     m_layout->addLayout(texts, 1);
@@ -33,16 +35,6 @@ void KSTBanner::setTexts(const QString &title, const QString &message)
 {
     m_title->setText(title);
     m_message->setText(message);
-}
-
-QString KSTBanner::titleText() const
-{
-    return m_title->text();
-}
-
-QString KSTBanner::messageText() const
-{
-    return m_message->text();
 }
 
 QPushButton *KSTBanner::addButton(const QString &text, const char *role, const QString &objectName)

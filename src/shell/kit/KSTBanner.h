@@ -17,8 +17,6 @@ public:
     KSTBanner(const QString &symbolName, const QString &colorName, QWidget *parent = nullptr);
 
     void setTexts(const QString &title, const QString &message);
-    QString titleText() const;
-    QString messageText() const;
 
 protected:
     /// Adds a button after the earlier ones, styled as @p role (a KSTStyle button role).

@@ -94,11 +94,6 @@ void KSTLargestAppsView::setApps(const QList<KSTAppUsageInfo> &apps, qint64 inst
     }
 }
 
-QString KSTLargestAppsView::installedCountText() const
-{
-    return m_countLabel->text();
-}
-
 QStringList KSTLargestAppsView::shownNames() const
 {
     return m_names;

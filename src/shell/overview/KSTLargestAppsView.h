@@ -20,7 +20,6 @@ public:
     /// Shows @p apps in the order given (the engine's: largest first).
     void setApps(const QList<KSTAppUsageInfo> &apps, qint64 installedAppCount);
 
-    QString installedCountText() const;
     /// The names shown, top to bottom.
     QStringList shownNames() const;
 

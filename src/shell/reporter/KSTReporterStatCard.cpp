@@ -36,13 +36,3 @@ void KSTReporterStatCard::setFigures(const QString &value, const QString &detail
     m_value->setText(value);
     m_detail->setFullText(detail);
 }
-
-QString KSTReporterStatCard::valueText() const
-{
-    return m_value->text();
-}
-
-QString KSTReporterStatCard::detailText() const
-{
-    return m_detail->fullText();
-}

@@ -16,9 +16,6 @@ public:
                         QWidget *parent = nullptr);
 
     void setFigures(const QString &value, const QString &detail);
-    QString valueText() const;
-    /// The whole detail line, also when it is shortened on screen.
-    QString detailText() const;
 
 private:
     QLabel *m_value = nullptr;

@@ -16,7 +16,7 @@
 
 namespace {
 
-QStringList pickWithDialog(QWidget *button)
+QStringList pickToEncrypt(QWidget *button)
 {
     return KSTPathChooser::ask(button, QStringLiteral("Choose Items to Encrypt"));
 }
@@ -39,7 +39,7 @@ KSTEncryptionPanel::KSTEncryptionPanel(KSTUtilitiesManager &manager,
                                        const KSTUtilitiesAlerts &alerts, QWidget *parent)
     : KSTUtilitiesPanel(QStringLiteral("lock.shield"), QStringLiteral("blue"),
                         QStringLiteral("Encrypted Archives"), parent),
-      m_model(manager), m_alerts(alerts), m_picker(&pickWithDialog)
+      m_model(manager), m_alerts(alerts), m_picker(&pickToEncrypt)
 {
     setObjectName(QStringLiteral("encryptionPanel"));
     subtitleLabel()->setText(QStringLiteral("Password-protected .zip files"));

@@ -32,6 +32,7 @@ KSTFullDiskAccessScreen::KSTFullDiskAccessScreen(int targetSection, QWidget *par
     layout->addSpacing(18);
 
     m_titleLabel = KSTStyle::label({}, KSTStyle::Title, card);
+    m_titleLabel->setObjectName(QStringLiteral("accessTitle"));
     m_titleLabel->setAlignment(Qt::AlignHCenter);
     layout->addWidget(m_titleLabel);
     layout->addSpacing(10);
@@ -58,8 +59,10 @@ KSTFullDiskAccessScreen::KSTFullDiskAccessScreen(int targetSection, QWidget *par
     buttons->setSpacing(10);
     buttons->addStretch(1);
     m_remindLaterButton = new QPushButton(QStringLiteral("Remind Me Later"), card);
+    m_remindLaterButton->setObjectName(QStringLiteral("remindLater"));
     KSTStyle::setButtonRole(m_remindLaterButton, KSTStyle::SecondaryButton);
     m_openSettingsButton = new QPushButton(card);
+    m_openSettingsButton->setObjectName(QStringLiteral("openAccessSettings"));
     KSTStyle::setButtonRole(m_openSettingsButton, KSTStyle::PrimaryButton);
     m_openSettingsButton->setDefault(true);
     buttons->addWidget(m_remindLaterButton);
@@ -75,16 +78,6 @@ KSTFullDiskAccessScreen::KSTFullDiskAccessScreen(int targetSection, QWidget *par
     connect(m_remindLaterButton, &QPushButton::clicked, this,
             [this] { Q_EMIT didChooseRemindLater(this); });
     refreshTexts();
-}
-
-QString KSTFullDiskAccessScreen::titleText() const
-{
-    return m_titleLabel->text();
-}
-
-QString KSTFullDiskAccessScreen::messageText() const
-{
-    return m_messageLabel->text();
 }
 
 void KSTFullDiskAccessScreen::refreshTexts()

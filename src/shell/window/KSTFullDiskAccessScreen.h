@@ -20,10 +20,6 @@ public:
     explicit KSTFullDiskAccessScreen(int targetSection, QWidget *parent = nullptr);
 
     int targetSection() const { return m_targetSection; }
-    QString titleText() const;
-    QString messageText() const;
-    QPushButton *openSettingsButton() const { return m_openSettingsButton; }
-    QPushButton *remindLaterButton() const { return m_remindLaterButton; }
 
     /// Reads the reminder texts again (they depend on the current access status).
     void refreshTexts();

@@ -79,18 +79,18 @@ TEST_F(ScreensTest, NeverTouchListAddsFromThePickerExplainsRefusalsAndRemoves)
     QString picked = mac.homePath(QStringLiteral("Documents/Taxes"));
     screen->setFolderPicker([&picked](QWidget *) { return picked; });
 
-    QTest::mouseClick(list->addButton(), Qt::LeftButton);
+    QTest::mouseClick(childNamed<QPushButton>(list, u"addNeverTouch"_s), Qt::LeftButton);
     EXPECT_EQ(manager->whitelistPaths(), QStringList({"~/Documents/Taxes"}));
     EXPECT_EQ(list->paths(), QStringList({"~/Documents/Taxes"}));
     EXPECT_TRUE(list->notice().isEmpty());
 
-    QTest::mouseClick(list->addButton(), Qt::LeftButton);
+    QTest::mouseClick(childNamed<QPushButton>(list, u"addNeverTouch"_s), Qt::LeftButton);
     EXPECT_EQ(list->notice(), QStringLiteral("~/Documents/Taxes is already on the list."));
     picked = mac.homePath(QStringLiteral("Gone"));
-    QTest::mouseClick(list->addButton(), Qt::LeftButton);
+    QTest::mouseClick(childNamed<QPushButton>(list, u"addNeverTouch"_s), Qt::LeftButton);
     EXPECT_EQ(list->notice(), QStringLiteral("~/Gone could not be added: it no longer exists."));
     picked.clear(); // the dialog was cancelled
-    QTest::mouseClick(list->addButton(), Qt::LeftButton);
+    QTest::mouseClick(childNamed<QPushButton>(list, u"addNeverTouch"_s), Qt::LeftButton);
     EXPECT_EQ(manager->whitelistPaths().size(), 1);
 
     QPushButton *remove = list->removeButtonForPath(QStringLiteral("~/Documents/Taxes"));
@@ -120,9 +120,11 @@ TEST_F(ScreensTest, ANeverTouchListSetAsideAtLaunchCanBeRestoredOrDismissed)
         auto *banner =
             childNamed<KSTKeptAsideBanner>(autoCleanOf(*controller), u"keptAsideBanner"_s);
         ASSERT_TRUE(banner->isVisible()) << restore;
-        EXPECT_TRUE(banner->messageText().contains(QStringLiteral("~/Documents/Taxes")));
+        EXPECT_TRUE(textNamed<QLabel>(banner, u"bannerMessage"_s)
+                        .contains(QStringLiteral("~/Documents/Taxes")));
 
-        QTest::mouseClick(restore ? banner->restoreButton() : banner->dismissButton(),
+        QTest::mouseClick(childNamed<QPushButton>(banner, restore ? u"restoreKeptAside"_s
+                                                                  : u"dismissKeptAside"_s),
                           Qt::LeftButton);
         EXPECT_EQ(manager->whitelistPaths(),
                   restore ? QStringList{"~/Documents/Taxes"} : QStringList());

@@ -303,15 +303,18 @@ TEST_F(CleanUpScreenTest, ReminderBannerAsksForFullDiskAccessUntilItIsGranted)
     auto *gate =
         qobject_cast<KSTFullDiskAccessScreen *>(controller->currentShell()->childController());
     ASSERT_NE(gate, nullptr);
-    QTest::mouseClick(gate->remindLaterButton(), Qt::LeftButton);
+    QTest::mouseClick(childNamed<QPushButton>(gate, u"remindLater"_s), Qt::LeftButton);
     KSTTestSupport::pumpFor(10);
     auto *screen = qobject_cast<KSTCleanUpScreen *>(controller->screenForSection(Section::CleanUp));
     auto *banner = childNamed<KSTAccessReminderBanner>(screen, u"accessReminderBanner"_s);
     ASSERT_TRUE(banner->isVisible());
-    EXPECT_EQ(banner->titleText(), QStringLiteral("Allow Full Disk Access"));
-    EXPECT_EQ(banner->messageText(), KSTPermissionChecker::fullDiskAccessReminderMessage());
+    EXPECT_EQ(textNamed<QLabel>(banner, u"bannerTitle"_s),
+              QStringLiteral("Allow Full Disk Access"));
+    EXPECT_EQ(textNamed<QLabel>(banner, u"bannerMessage"_s),
+              KSTPermissionChecker::fullDiskAccessReminderMessage());
 
-    QTest::mouseClick(banner->openSettingsButton(), Qt::LeftButton);
+    QTest::mouseClick(childNamed<QPushButton>(banner, u"openFullDiskAccessSettings"_s),
+                      Qt::LeftButton);
     EXPECT_TRUE(
         KSTPreferences::standard()->value(KSTPermissionChecker::UserOpenedFDASettingsKey).toBool());
     EXPECT_TRUE(controller->isWaitingForFullDiskAccessGrant());

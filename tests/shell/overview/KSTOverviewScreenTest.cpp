@@ -42,7 +42,8 @@ TEST_F(ScreensTest, OverviewShowsTheEngineSnapshotAndItsShortcutsOpenTools)
     const auto *largestApps = childNamed<KSTLargestAppsView>(overview, u"largestApps"_s);
     ASSERT_NE(largestApps, nullptr);
     EXPECT_EQ(largestApps->shownNames(), QStringList({"Xcode", "Logic Pro"}));
-    EXPECT_EQ(largestApps->installedCountText(), QStringLiteral("42 applications installed"));
+    EXPECT_EQ(textNamed<QLabel>(largestApps, u"installedCount"_s),
+              QStringLiteral("42 applications installed"));
     const auto *storage = overview->findChild<QLabel *>(QStringLiteral("storageSummary"));
     ASSERT_NE(storage, nullptr);
     EXPECT_EQ(storage->text(), QStringLiteral("200 GB of 512 GB used"));

@@ -3,6 +3,7 @@
 // states; the damaged-history notice; the System Report request.
 #include "KSTShellTestFixture.h"
 
+#include "KSTElidedLabel.h"
 #include "KSTFormatting.h"
 #include "KSTObjectLookup.h"
 #include "KSTReporterBarChart.h"
@@ -27,6 +28,7 @@
 
 namespace {
 
+using namespace Qt::StringLiterals;
 using KSTObjectLookup::childNamed;
 using KSTObjectLookup::textNamed;
 
@@ -79,9 +81,18 @@ protected:
         mac.writeHomePlist(HistoryRelative, records);
     }
 
-    static KSTReporterStatCard *card(QWidget *screen, const char *name)
+    static QString valueOf(QWidget *screen, const char *card)
     {
-        return childNamed<KSTReporterStatCard>(screen, QLatin1String(name));
+        return textNamed<QLabel>(childNamed<KSTReporterStatCard>(screen, QLatin1String(card)),
+                                 u"statValue"_s);
+    }
+
+    // The whole detail line, also when it is shortened on screen.
+    static QString detailOf(QWidget *screen, const char *card)
+    {
+        const auto *detail = childNamed<KSTElidedLabel>(
+            childNamed<KSTReporterStatCard>(screen, QLatin1String(card)), u"statDetail"_s);
+        return detail ? detail->fullText() : QString();
     }
 
     static QStringList usageTitles(QWidget *screen)
@@ -128,9 +139,9 @@ TEST_F(ReporterScreenTest, DrawsTheHistoryAtOnceThenTheFullWeek)
     EXPECT_FALSE(screen->isContentReady());
     EXPECT_EQ(textNamed<QLabel>(screen, QStringLiteral("dateRange")),
               KSTReporterEngine::formattedDateRange(KSTReporterEngine::weekStartForDate(now), now));
-    EXPECT_EQ(card(screen, "appsInstalledCard")->detailText(), "Scanning in background…");
-    EXPECT_EQ(card(screen, "appsRemovedCard")->detailText(), "Scanning in background…");
-    EXPECT_EQ(card(screen, "appsInstalledCard")->valueText(), "—");
+    EXPECT_EQ(detailOf(screen, "appsInstalledCard"), "Scanning in background…");
+    EXPECT_EQ(detailOf(screen, "appsRemovedCard"), "Scanning in background…");
+    EXPECT_EQ(valueOf(screen, "appsInstalledCard"), "—");
     auto *network = childNamed<KSTReporterBarChart>(screen, QStringLiteral("networkChart"));
     ASSERT_NE(network, nullptr);
     ASSERT_EQ(network->series().size(), 2);
@@ -165,13 +176,13 @@ TEST_F(ReporterScreenTest, DrawsTheHistoryAtOnceThenTheFullWeek)
 
     const KSTSystemInfo::ReporterSnapshotPtr full = systemInfo.cachedReporterSnapshot();
     ASSERT_NE(full, nullptr);
-    EXPECT_EQ(card(screen, "appsInstalledCard")->valueText(), "1");
-    EXPECT_EQ(card(screen, "appsInstalledCard")->detailText(), "Atlas");
-    EXPECT_EQ(card(screen, "appsRemovedCard")->valueText(), "2");
-    EXPECT_EQ(card(screen, "appsRemovedCard")->detailText(), "Gone, Old Tool");
-    EXPECT_EQ(card(screen, "filesAddedCard")->valueText(), "0");
-    EXPECT_EQ(card(screen, "filesAddedCard")->detailText(), "—");
-    EXPECT_EQ(card(screen, "filesRemovedCard")->detailText(), "—");
+    EXPECT_EQ(valueOf(screen, "appsInstalledCard"), "1");
+    EXPECT_EQ(detailOf(screen, "appsInstalledCard"), "Atlas");
+    EXPECT_EQ(valueOf(screen, "appsRemovedCard"), "2");
+    EXPECT_EQ(detailOf(screen, "appsRemovedCard"), "Gone, Old Tool");
+    EXPECT_EQ(valueOf(screen, "filesAddedCard"), "0");
+    EXPECT_EQ(detailOf(screen, "filesAddedCard"), "—");
+    EXPECT_EQ(detailOf(screen, "filesRemovedCard"), "—");
     EXPECT_EQ(textNamed<QLabel>(screen, QStringLiteral("downloadTotal")),
               KSTFormatting::formatBytesShort(full->networkDownloadBytes) + " downloaded");
     EXPECT_EQ(textNamed<QLabel>(screen, QStringLiteral("uploadTotal")),
@@ -222,7 +233,7 @@ TEST_F(ReporterScreenTest, RefreshBuildsTheReportAnewButAVisitDoesNot)
     QTest::mouseClick(childNamed<QPushButton>(screen, QStringLiteral("refreshButton")),
                       Qt::LeftButton);
     ASSERT_TRUE(KSTTestSupport::pumpUntil(
-        [screen] { return card(screen, "appsInstalledCard")->detailText() == "Latecomer"; }));
+        [screen] { return detailOf(screen, "appsInstalledCard") == "Latecomer"; }));
     ASSERT_TRUE(KSTTestSupport::pumpUntil([screen] { return screen->isContentReady(); }));
     EXPECT_EQ(builds, 2);
 }
@@ -235,9 +246,9 @@ TEST_F(ReporterScreenTest, AQuietWeekSaysSoPlainly)
     ASSERT_NE(screen, nullptr);
     ASSERT_TRUE(KSTTestSupport::pumpUntil([screen] { return screen->isContentReady(); }));
 
-    EXPECT_EQ(card(screen, "appsInstalledCard")->valueText(), "0");
-    EXPECT_EQ(card(screen, "appsInstalledCard")->detailText(), "No new installs this week");
-    EXPECT_EQ(card(screen, "appsRemovedCard")->detailText(), "No removals detected this week");
+    EXPECT_EQ(valueOf(screen, "appsInstalledCard"), "0");
+    EXPECT_EQ(detailOf(screen, "appsInstalledCard"), "No new installs this week");
+    EXPECT_EQ(detailOf(screen, "appsRemovedCard"), "No removals detected this week");
     EXPECT_EQ(usageTitles(screen), QStringList());
     auto *usage = childNamed<QWidget>(screen, QStringLiteral("usageList"));
     auto *folders = childNamed<QWidget>(screen, QStringLiteral("folderList"));
@@ -265,7 +276,7 @@ TEST_F(ReporterScreenTest, AHistoryThatCannotBeWrittenIsNotTheUsersConcernHere)
     KSTTestSupport::pumpFor(50); // anything the update announced has arrived
     EXPECT_FALSE(
         childNamed<QWidget>(screen, QStringLiteral("damagedHistoryNotice"))->isVisibleTo(screen));
-    EXPECT_EQ(card(screen, "appsRemovedCard")->detailText(), "No removals detected this week");
+    EXPECT_EQ(detailOf(screen, "appsRemovedCard"), "No removals detected this week");
     EXPECT_EQ(KSTTestSupport::readFile(mac.homePath("Library/Application Support/Kestrel")),
               "in the way");
 }

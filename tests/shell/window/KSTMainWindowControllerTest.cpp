@@ -5,6 +5,7 @@
 #include "KSTContentShellViewController.h"
 #include "KSTFullDiskAccessScreen.h"
 #include "KSTNavRowView.h"
+#include "KSTObjectLookup.h"
 #include "KSTSectionCatalog.h"
 #include "KSTSidebarViewController.h"
 #include "KSTToolScreen.h"
@@ -18,7 +19,10 @@
 
 namespace {
 
+using namespace Qt::StringLiterals;
 using Controller = KSTMainWindowController;
+using KSTObjectLookup::childNamed;
+using KSTObjectLookup::textNamed;
 
 QString shownTitle(const Controller &controller)
 {
@@ -146,8 +150,10 @@ TEST_F(WindowTest, CleanUpWithoutFullDiskAccessShowsTheGateEvenWithAHomeGrant)
         }
         EXPECT_EQ(shownTitle(*controller), QStringLiteral("Full Disk Access"));
         EXPECT_EQ(gate->targetSection(), section);
-        EXPECT_EQ(gate->titleText(), QStringLiteral("Allow Full Disk Access"));
-        EXPECT_EQ(gate->messageText(), KSTPermissionChecker::fullDiskAccessReminderMessage());
+        EXPECT_EQ(textNamed<QLabel>(gate, u"accessTitle"_s),
+                  QStringLiteral("Allow Full Disk Access"));
+        EXPECT_EQ(textNamed<QLabel>(gate, u"accessMessage"_s),
+                  KSTPermissionChecker::fullDiskAccessReminderMessage());
     }
 
     // Remind-later silences the prompt of the other tools, never Clean Up's.
@@ -167,7 +173,7 @@ TEST_F(WindowTest, RemindLaterOnTheGateShowsTheToolAtOnce)
         auto *gate = qobject_cast<KSTFullDiskAccessScreen *>(shownScreen(*controller));
         ASSERT_NE(gate, nullptr) << section;
 
-        QTest::mouseClick(gate->remindLaterButton(), Qt::LeftButton);
+        QTest::mouseClick(childNamed<QPushButton>(gate, u"remindLater"_s), Qt::LeftButton);
         KSTTestSupport::pumpFor(10);
         EXPECT_TRUE(KSTPermissionChecker::isRemindLaterSet());
         EXPECT_EQ(shownScreen(*controller), controller->screenForSection(section));
@@ -186,7 +192,7 @@ TEST_F(WindowTest, AccessGrantedInSettingsReshowsTheAskingToolAndDropsTheCaches)
     press(controller->sidebar()->navRows().at(4));
     auto *gate = qobject_cast<KSTFullDiskAccessScreen *>(shownScreen(*controller));
     ASSERT_NE(gate, nullptr);
-    QTest::mouseClick(gate->openSettingsButton(), Qt::LeftButton);
+    QTest::mouseClick(childNamed<QPushButton>(gate, u"openAccessSettings"_s), Qt::LeftButton);
     EXPECT_TRUE(controller->isWaitingForFullDiskAccessGrant());
     EXPECT_EQ(controller->pendingPermissionSection(), Section::AutoClean);
     // The user wanders off to another tool while System Settings is open.
