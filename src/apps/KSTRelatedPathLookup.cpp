@@ -22,7 +22,7 @@ namespace {
 // A hostile or huge /private/var/folders must not take unbounded memory.
 constexpr qsizetype MaximumTemporaryEntries = 500'000;
 
-QString lastComponent(const QString &path)
+QString lookupLastComponent(const QString &path)
 {
     return path.mid(path.lastIndexOf(QLatin1Char('/')) + 1);
 }
@@ -60,7 +60,7 @@ QList<QPair<QString, QString>> entriesByName(const QString &folder)
 {
     QList<QPair<QString, QString>> byName;
     for (const QString &path : entriesOf(folder))
-        byName.append({lastComponent(path), path});
+        byName.append({lookupLastComponent(path), path});
     return byName;
 }
 
@@ -106,7 +106,7 @@ std::optional<Matcher::Candidate> jobCandidate(const QString &path, const QStrin
     if (job != index.launchJobsByPath.cend())
         candidate.job = job.value();
     if (const std::optional<QString> token =
-            Matcher::matchingTokenForEntry(lastComponent(path), tokens)) {
+            Matcher::matchingTokenForEntry(lookupLastComponent(path), tokens)) {
         candidate.matchedToken = *token;
         return candidate;
     }
@@ -123,7 +123,7 @@ std::optional<Matcher::Candidate> jobCandidate(const QString &path, const QStrin
 void readLaunchJobs(const QStringList &paths, QHash<QString, KSTLaunchAgentJob> &jobs)
 {
     for (const QString &path : paths) {
-        if (!isPlistName(lastComponent(path)))
+        if (!isPlistName(lookupLastComponent(path)))
             continue;
         const KSTLaunchAgentJob job = Matcher::launchJobAtPath(path);
         if (job.isValid)
@@ -263,7 +263,7 @@ KSTRelatedPathLookup::relatedPathsForInstalledApp(const KSTInstalledAppRecord &a
     QStringList narrow;
     if (!app.bundleIdentifier.isEmpty()) {
         narrow << app.bundleIdentifier;
-        const QString tail = lastComponent(app.bundleIdentifier);
+        const QString tail = lookupLastComponent(app.bundleIdentifier);
         if (tail.size() >= 3 && tail != app.bundleIdentifier)
             narrow << tail;
     }

@@ -22,7 +22,7 @@ constexpr qsizetype MinimumIdentifierTail = 3;
 // A bundle may embed many helpers; past this many their identifiers add nothing useful.
 constexpr qsizetype MaximumEmbeddedIdentifiers = 256;
 
-QString lastComponent(const QString &path)
+QString matcherLastComponent(const QString &path)
 {
     return path.mid(path.lastIndexOf(QLatin1Char('/')) + 1);
 }
@@ -79,7 +79,7 @@ QStringList KSTRelatedPathMatcher::relatedPathTokensForApp(const KSTInstalledApp
     QStringList tokens;
     appendOnce(tokens, app.bundleIdentifier);
     appendOnce(tokens, app.name);
-    const QString tail = lastComponent(app.bundleIdentifier);
+    const QString tail = matcherLastComponent(app.bundleIdentifier);
     if (tail.size() >= MinimumIdentifierTail)
         appendOnce(tokens, tail);
     for (const QString &identifier : embeddedBundleIdentifiersForAppPath(app.bundlePath))
@@ -159,7 +159,7 @@ std::optional<QString> KSTRelatedPathMatcher::matchingTokenForPath(const QString
 {
     if (path.isEmpty())
         return std::nullopt;
-    if (std::optional<QString> token = matchingTokenForEntry(lastComponent(path), tokens))
+    if (std::optional<QString> token = matchingTokenForEntry(matcherLastComponent(path), tokens))
         return token;
     const QString lower = path.toLower();
     for (const QString &token : tokens) {
@@ -233,7 +233,7 @@ bool KSTRelatedPathMatcher::isStrongMatch(const Candidate &candidate,
                                           const KSTInstalledAppRecord &app,
                                           const QStringList &installedIdentifiers)
 {
-    const QString name = lastComponent(QDir::cleanPath(candidate.path));
+    const QString name = matcherLastComponent(QDir::cleanPath(candidate.path));
     for (const QString &other : installedIdentifiers) {
         if (other.size() > app.bundleIdentifier.size() && other != app.bundleIdentifier &&
             holdsIdentifierWhole(name, other))
@@ -273,7 +273,7 @@ QString KSTRelatedPathMatcher::explanation(const KSTInstalledAppRelatedPath &rel
         return QStringLiteral("Installer receipt of %1").arg(quoted);
     if (rule == QLatin1String("launchAgentProgram"))
         return QStringLiteral("Its launch job names %1").arg(quoted);
-    const QString name = lastComponent(relatedPath.path);
+    const QString name = matcherLastComponent(relatedPath.path);
     if (rule == QLatin1String("template") || name == token ||
         name.startsWith(token + QLatin1Char('.')))
         return QStringLiteral("Named after %1").arg(quoted);

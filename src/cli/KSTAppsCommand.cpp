@@ -20,15 +20,15 @@
 
 #include <cstdio>
 
-using Info = KSTSystemInfo;
-using SnapshotPtr = Info::AppInventorySnapshotPtr;
+using AppsInfo = KSTSystemInfo;
+using SnapshotPtr = AppsInfo::AppInventorySnapshotPtr;
 using KSTTerminalText::escaped;
 
 namespace {
 
 // The size pass pauses after every bundle; a large Mac takes minutes. An answer that never
 // comes (no routine installed) must still end the command.
-constexpr int ScanTimeoutMs = 6 * 60 * 60 * 1000;
+constexpr int AppsScanTimeoutMs = 6 * 60 * 60 * 1000;
 constexpr int WorkTimeoutMs = 60 * 60 * 1000;
 const QString ScanComplete = QStringLiteral("Scan complete");
 
@@ -43,12 +43,12 @@ int didNotFinish(KSTCliContext &context, const QString &what)
 // Discovery only: the passes that follow are cancelled once the records are there.
 SnapshotPtr discover()
 {
-    Info &info = Info::shared();
+    AppsInfo &info = AppsInfo::shared();
     KSTAppInventoryEngine::shared();
     SnapshotPtr complete;
     info.scanInstalledApplicationsWithProgress(
         nullptr, [&complete](SnapshotPtr snapshot) { complete = snapshot; });
-    KSTDispatch::runMainLoopUntil([&complete] { return complete != nullptr; }, ScanTimeoutMs);
+    KSTDispatch::runMainLoopUntil([&complete] { return complete != nullptr; }, AppsScanTimeoutMs);
     info.cancelAppInventoryScan();
     return complete;
 }
@@ -160,7 +160,7 @@ int runInventory(KSTCliContext &context)
     KSTAppInventoryEngine::shared();
     // The screen's model: it asks for the inventory and re-reads the cache on each metadata
     // notification, so the command waits for exactly what the window shows.
-    KSTAppInventoryModel model(Info::shared());
+    KSTAppInventoryModel model(AppsInfo::shared());
 
     QString lastStatus;
     const auto report = [&](const QString &status) {
@@ -178,7 +178,7 @@ int runInventory(KSTCliContext &context)
             done = snapshot;
     });
     model.refresh();
-    if (!KSTDispatch::runMainLoopUntil([&done] { return done != nullptr; }, ScanTimeoutMs))
+    if (!KSTDispatch::runMainLoopUntil([&done] { return done != nullptr; }, AppsScanTimeoutMs))
         return didNotFinish(context, QStringLiteral("application inventory"));
     if (context.json())
         context.printJson(KSTAppsOutput::snapshotJson(*done));

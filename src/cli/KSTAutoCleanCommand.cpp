@@ -13,7 +13,7 @@ namespace {
 
 using Manager = KSTAutoCleanManager;
 
-QJsonValue dateJson(const std::optional<QDateTime> &date)
+QJsonValue autoCleanDateJson(const std::optional<QDateTime> &date)
 {
     return date ? QJsonValue(date->toUTC().toString(Qt::ISODate)) : QJsonValue(QJsonValue::Null);
 }
@@ -38,7 +38,7 @@ QJsonObject stateJson(const Manager &manager)
         {QStringLiteral("rules"), rules},
         {QStringLiteral("bytesSavedThisMonth"), qint64(manager.bytesSavedThisMonth())},
         {QStringLiteral("filesRemovedThisMonth"), qint64(manager.filesRemovedThisMonth())},
-        {QStringLiteral("lastRunDate"), dateJson(manager.lastRunDate())},
+        {QStringLiteral("lastRunDate"), autoCleanDateJson(manager.lastRunDate())},
         {QStringLiteral("whitelistPaths"), QJsonArray::fromStringList(manager.whitelistPaths())},
         {QStringLiteral("keptAsideWhitelistPaths"),
          QJsonArray::fromStringList(manager.keptAsideWhitelistPaths())},

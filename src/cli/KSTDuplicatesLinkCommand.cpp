@@ -9,8 +9,8 @@ using Kind = KSTDuplicateLinkStep::Kind;
 
 namespace {
 
-void printOutcome(KSTCliContext &context, const KSTDuplicateLinkOutcome &outcome,
-                  const KSTDuplicateReviewModel &model)
+void printLinkOutcome(KSTCliContext &context, const KSTDuplicateLinkOutcome &outcome,
+                      const KSTDuplicateReviewModel &model)
 {
     if (context.json()) {
         KSTJsonTextWriter json(context.out());
@@ -53,7 +53,7 @@ int kstRunDuplicatesLinkCommand(KSTCliContext &context)
         context.err() << "kestrel: nothing to replace: every copy of the chosen groups is kept\n";
         context.err().flush();
         if (context.json())
-            printOutcome(context, nothing, model);
+            printLinkOutcome(context, nothing, model);
         return KSTCliContext::Failure;
     }
     KSTDuplicatesOutput::printRemovalPlan(
@@ -64,7 +64,7 @@ int kstRunDuplicatesLinkCommand(KSTCliContext &context)
         paths, model);
     if (!context.confirm(QStringLiteral("Replace?"), yes)) {
         if (context.json())
-            printOutcome(context, nothing, model);
+            printLinkOutcome(context, nothing, model);
         return KSTCliContext::Failure;
     }
 
@@ -75,7 +75,7 @@ int kstRunDuplicatesLinkCommand(KSTCliContext &context)
         context.err() << "kestrel: nothing to replace\n";
         context.err().flush();
         if (context.json())
-            printOutcome(context, nothing, model);
+            printLinkOutcome(context, nothing, model);
         return KSTCliContext::Failure;
     }
     if (!Support::waitFor([&] {
@@ -85,6 +85,6 @@ int kstRunDuplicatesLinkCommand(KSTCliContext &context)
                                 2,
                                 QStringLiteral("Replacing the copies did not finish."),
                                 {}});
-    printOutcome(context, *outcome, model);
+    printLinkOutcome(context, *outcome, model);
     return outcome->itemsLinked > 0 ? KSTCliContext::Success : KSTCliContext::Failure;
 }

@@ -10,8 +10,8 @@ namespace Support = KSTDuplicatesCommandSupport;
 
 namespace {
 
-void printOutcome(KSTCliContext &context, const KSTDuplicateRemovalOutcome &outcome,
-                  const KSTDuplicateReviewModel &model, bool current)
+void printRemoveOutcome(KSTCliContext &context, const KSTDuplicateRemovalOutcome &outcome,
+                        const KSTDuplicateReviewModel &model, bool current)
 {
     if (context.json()) {
         KSTJsonTextWriter json(context.out());
@@ -68,7 +68,7 @@ int kstRunDuplicatesRemoveCommand(KSTCliContext &context)
         context.err() << "kestrel: nothing to remove: every copy of the chosen groups is kept\n";
         context.err().flush();
         if (context.json())
-            printOutcome(context, nothing, model, current);
+            printRemoveOutcome(context, nothing, model, current);
         return KSTCliContext::Failure;
     }
     KSTDuplicatesOutput::printRemovalPlan(
@@ -76,7 +76,7 @@ int kstRunDuplicatesRemoveCommand(KSTCliContext &context)
         model);
     if (!context.confirm(QStringLiteral("Remove?"), yes)) {
         if (context.json())
-            printOutcome(context, nothing, model, current);
+            printRemoveOutcome(context, nothing, model, current);
         return KSTCliContext::Failure;
     }
 
@@ -89,7 +89,7 @@ int kstRunDuplicatesRemoveCommand(KSTCliContext &context)
         context.err() << "kestrel: nothing to remove\n";
         context.err().flush();
         if (context.json())
-            printOutcome(context, nothing, model, current);
+            printRemoveOutcome(context, nothing, model, current);
         return KSTCliContext::Failure;
     }
     // A bulk removal scans the same folders again; its result is part of the answer.
@@ -100,6 +100,6 @@ int kstRunDuplicatesRemoveCommand(KSTCliContext &context)
                                 2,
                                 QStringLiteral("The removal did not finish."),
                                 {}});
-    printOutcome(context, *outcome, model, current);
+    printRemoveOutcome(context, *outcome, model, current);
     return outcome->itemsRemoved > 0 ? KSTCliContext::Success : KSTCliContext::Failure;
 }

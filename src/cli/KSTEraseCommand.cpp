@@ -22,7 +22,7 @@ constexpr int EraseTimeoutMs = 24 * 60 * 60 * 1000;
 const QStringList Methods = {QStringLiteral("quick"), QStringLiteral("secure"),
                              QStringLiteral("dod")};
 
-void printOutcome(KSTCliContext &context, bool success, const std::optional<KSTError> &error)
+void printEraseOutcome(KSTCliContext &context, bool success, const std::optional<KSTError> &error)
 {
     if (context.json())
         context.printJson(QJsonObject{{QStringLiteral("success"), success},
@@ -56,7 +56,7 @@ int kstRunEraseCommand(KSTCliContext &context)
     if (const std::optional<QString> refusal = model.refusalForPaths(paths)) {
         const KSTError error =
             KSTUtilitiesManager::makeError(KSTUtilitiesManager::ProtectedErasePath, *refusal);
-        printOutcome(context, false, error);
+        printEraseOutcome(context, false, error);
         return context.failure(error);
     }
 
@@ -97,7 +97,7 @@ int kstRunEraseCommand(KSTCliContext &context)
         return context.failure(KSTUtilitiesManager::makeError(
             KSTUtilitiesManager::ProtectedErasePath, QStringLiteral("The erase did not finish.")));
     const auto &[success, error] = *outcome;
-    printOutcome(context, success, error);
+    printEraseOutcome(context, success, error);
     stream << KSTTerminalText::escaped(KSTSecureEraseModel::resultText(success, error)) << '\n';
     stream.flush();
     if (!success)

@@ -15,27 +15,27 @@ namespace {
 
 // A fetch sizes every application bundle; on a large disk that takes minutes, but an
 // answer that never comes (no builder installed) must not hang the command for ever.
-constexpr int SnapshotTimeoutMs = 30 * 60 * 1000;
+constexpr int OverviewTimeoutMs = 30 * 60 * 1000;
 constexpr int LiveSampleTimeoutMs = 60 * 1000;
 constexpr int LiveSampleIntervalMs = 1000;
 
-QJsonValue bytesValue(quint64 bytes)
+QJsonValue overviewBytesValue(quint64 bytes)
 {
     return QJsonValue(qint64(bytes));
 }
 
-QJsonObject snapshotJson(const KSTSystemSnapshot &snapshot)
+QJsonObject overviewJson(const KSTSystemSnapshot &snapshot)
 {
     QJsonArray categories;
     for (const KSTStorageCategory &category : snapshot.storageCategories)
         categories.append(QJsonObject{{QStringLiteral("name"), category.name},
-                                      {QStringLiteral("bytes"), bytesValue(category.bytes)},
+                                      {QStringLiteral("bytes"), overviewBytesValue(category.bytes)},
                                       {QStringLiteral("colorKey"), category.colorKey}});
     QJsonArray apps;
     for (const KSTAppUsageInfo &app : snapshot.topApps)
         apps.append(QJsonObject{{QStringLiteral("name"), app.name},
                                 {QStringLiteral("bundlePath"), app.bundlePath},
-                                {QStringLiteral("sizeBytes"), bytesValue(app.sizeBytes)},
+                                {QStringLiteral("sizeBytes"), overviewBytesValue(app.sizeBytes)},
                                 {QStringLiteral("cpuUsage"), app.cpuUsage}});
     return QJsonObject{
         {QStringLiteral("machineTitle"), snapshot.machineTitle},
@@ -45,11 +45,11 @@ QJsonObject snapshotJson(const KSTSystemSnapshot &snapshot)
         {QStringLiteral("batteryText"),
          snapshot.batteryText ? QJsonValue(*snapshot.batteryText) : QJsonValue()},
         {QStringLiteral("hasBattery"), snapshot.hasBattery},
-        {QStringLiteral("storageTotalBytes"), bytesValue(snapshot.storageTotalBytes)},
-        {QStringLiteral("storageUsedBytes"), bytesValue(snapshot.storageUsedBytes)},
+        {QStringLiteral("storageTotalBytes"), overviewBytesValue(snapshot.storageTotalBytes)},
+        {QStringLiteral("storageUsedBytes"), overviewBytesValue(snapshot.storageUsedBytes)},
         {QStringLiteral("storageUsedFraction"), snapshot.storageUsedFraction},
-        {QStringLiteral("memoryTotalBytes"), bytesValue(snapshot.memoryTotalBytes)},
-        {QStringLiteral("memoryUsedBytes"), bytesValue(snapshot.memoryUsedBytes)},
+        {QStringLiteral("memoryTotalBytes"), overviewBytesValue(snapshot.memoryTotalBytes)},
+        {QStringLiteral("memoryUsedBytes"), overviewBytesValue(snapshot.memoryUsedBytes)},
         {QStringLiteral("memoryUsedFraction"), snapshot.memoryUsedFraction},
         {QStringLiteral("cpuUsageFraction"), snapshot.cpuUsageFraction},
         {QStringLiteral("cpuCoreCount"), snapshot.cpuCoreCount},
@@ -63,12 +63,12 @@ QJsonObject snapshotJson(const KSTSystemSnapshot &snapshot)
     };
 }
 
-QString percent(double fraction)
+QString overviewPercent(double fraction)
 {
     return QString::number(fraction * 100.0, 'f', 0) + QLatin1Char('%');
 }
 
-void printSummary(QTextStream &out, const KSTSystemSnapshot &snapshot)
+void printOverviewSummary(QTextStream &out, const KSTSystemSnapshot &snapshot)
 {
     using KSTTerminalText::escaped;
     // The title and specs come from the analysed volume's own files and tools.
@@ -77,15 +77,15 @@ void printSummary(QTextStream &out, const KSTSystemSnapshot &snapshot)
         << snapshot.batteryText.value_or(QStringLiteral("No battery")) << "\n\n";
     out << "Storage       " << KSTFormatting::formatBytesShort(snapshot.storageUsedBytes) << " of "
         << KSTFormatting::formatBytesShort(snapshot.storageTotalBytes) << " used ("
-        << percent(snapshot.storageUsedFraction) << ")\n";
+        << overviewPercent(snapshot.storageUsedFraction) << ")\n";
     for (const KSTStorageCategory &category : snapshot.storageCategories)
         out << "  " << category.name.leftJustified(16)
             << KSTFormatting::formatBytesShort(category.bytes) << '\n';
     out << "Memory        " << KSTFormatting::formatBytesShort(snapshot.memoryUsedBytes) << " of "
         << KSTFormatting::formatBytesShort(snapshot.memoryTotalBytes) << " used ("
-        << percent(snapshot.memoryUsedFraction) << ")\n";
+        << overviewPercent(snapshot.memoryUsedFraction) << ")\n";
     out << "Processor     " << snapshot.cpuCoreCount << " logical processors, "
-        << percent(snapshot.cpuUsageFraction) << " busy\n";
+        << overviewPercent(snapshot.cpuUsageFraction) << " busy\n";
     out << "Network       " << escaped(snapshot.networkInterfaceName) << "\n\n";
     out << "Applications  " << KSTFormatting::formatCount(quint64(snapshot.installedAppCount))
         << " installed";
@@ -100,21 +100,21 @@ void printSummary(QTextStream &out, const KSTSystemSnapshot &snapshot)
             << escaped(app.bundlePath) << '\n';
 }
 
-int runSnapshot(KSTCliContext &context)
+int runOverviewSnapshot(KSTCliContext &context)
 {
     KSTSystemInfo::SystemSnapshotPtr snapshot;
     KSTSystemInfo::shared().fetchSnapshotAsync(
         [&snapshot](KSTSystemInfo::SystemSnapshotPtr delivered) { snapshot = delivered; });
     if (!KSTDispatch::runMainLoopUntil([&snapshot] { return snapshot != nullptr; },
-                                       SnapshotTimeoutMs))
+                                       OverviewTimeoutMs))
         return context.failure({QStringLiteral("KSTSystemInfo"),
                                 1,
                                 QStringLiteral("The overview did not arrive."),
                                 {}});
     if (context.json())
-        context.printJson(snapshotJson(*snapshot));
+        context.printJson(overviewJson(*snapshot));
     else
-        printSummary(context.out(), *snapshot);
+        printOverviewSummary(context.out(), *snapshot);
     return KSTCliContext::Success;
 }
 
@@ -156,12 +156,12 @@ int runLive(KSTCliContext &context, int count)
                             {QStringLiteral("networkActivityFraction"), sample->activity}});
             continue;
         }
-        out << "Processor " << percent(sample->processor).rightJustified(4) << "   Memory "
-            << percent(sample->memory).rightJustified(4) << "   Download "
+        out << "Processor " << overviewPercent(sample->processor).rightJustified(4) << "   Memory "
+            << overviewPercent(sample->memory).rightJustified(4) << "   Download "
             << KSTFormatting::formatThroughput(sample->download).rightJustified(10) << "   Upload "
             << KSTFormatting::formatThroughput(sample->upload).rightJustified(10) << "   Activity "
-            << percent(sample->activity).rightJustified(4) << (index == 0 ? "   (baseline)" : "")
-            << '\n';
+            << overviewPercent(sample->activity).rightJustified(4)
+            << (index == 0 ? "   (baseline)" : "") << '\n';
         out.flush();
     }
     if (context.json())
@@ -181,7 +181,7 @@ int kstRunOverviewCommand(KSTCliContext &context)
         return context.usageError(
             QStringLiteral("overview takes no argument '%1'").arg(context.arguments().first()));
     if (!live)
-        return runSnapshot(context);
+        return runOverviewSnapshot(context);
     bool isNumber = false;
     const int count = live->toInt(&isNumber);
     if (!isNumber || count < 1)

@@ -17,7 +17,7 @@ const QStringList FigureKeys = {QStringLiteral("storageUsed"), QStringLiteral("n
                                 QStringLiteral("networkOut"), QStringLiteral("filesAdded"),
                                 QStringLiteral("trashCount")};
 
-QJsonValue bytesValue(quint64 bytes)
+QJsonValue reporterBytesValue(quint64 bytes)
 {
     return QJsonValue(qint64(bytes));
 }
@@ -86,19 +86,19 @@ QJsonObject snapshotJson(const KSTReporterSnapshot &snapshot)
     return QJsonObject{
         {QStringLiteral("dateRangeText"), snapshot.dateRangeText},
         {QStringLiteral("networkPeriodText"), snapshot.networkPeriodText},
-        {QStringLiteral("filesAddedCount"), bytesValue(snapshot.filesAddedCount)},
-        {QStringLiteral("filesRemovedCount"), bytesValue(snapshot.filesRemovedCount)},
+        {QStringLiteral("filesAddedCount"), reporterBytesValue(snapshot.filesAddedCount)},
+        {QStringLiteral("filesRemovedCount"), reporterBytesValue(snapshot.filesRemovedCount)},
         {QStringLiteral("filesAddedDeltaText"), snapshot.filesAddedDeltaText},
         {QStringLiteral("filesRemovedDeltaText"), snapshot.filesRemovedDeltaText},
-        {QStringLiteral("appsInstalledCount"), bytesValue(snapshot.appsInstalledCount)},
+        {QStringLiteral("appsInstalledCount"), reporterBytesValue(snapshot.appsInstalledCount)},
         {QStringLiteral("appsInstalledSummary"), snapshot.appsInstalledSummary},
-        {QStringLiteral("appsRemovedCount"), bytesValue(snapshot.appsRemovedCount)},
+        {QStringLiteral("appsRemovedCount"), reporterBytesValue(snapshot.appsRemovedCount)},
         {QStringLiteral("appsRemovedSummary"), snapshot.appsRemovedSummary},
         {QStringLiteral("diskNetChangeBytes"), snapshot.diskNetChangeBytes},
         {QStringLiteral("diskDailyFractions"), doubles(snapshot.diskDailyFractions)},
         {QStringLiteral("diskDayLabels"), QJsonArray::fromStringList(snapshot.diskDayLabels)},
-        {QStringLiteral("networkDownloadBytes"), bytesValue(snapshot.networkDownloadBytes)},
-        {QStringLiteral("networkUploadBytes"), bytesValue(snapshot.networkUploadBytes)},
+        {QStringLiteral("networkDownloadBytes"), reporterBytesValue(snapshot.networkDownloadBytes)},
+        {QStringLiteral("networkUploadBytes"), reporterBytesValue(snapshot.networkUploadBytes)},
         {QStringLiteral("networkDailyDownloadFractions"),
          doubles(snapshot.networkDailyDownloadFractions)},
         {QStringLiteral("networkDailyUploadFractions"),
@@ -153,7 +153,7 @@ QJsonArray historyJson(const QVariantList &records)
         QJsonObject object{{QStringLiteral("day"), record.value(QStringLiteral("day")).toString()}};
         for (const QString &key : FigureKeys) {
             const std::optional<quint64> figure = KSTReporterCharts::unsignedFigure(record, key);
-            object.insert(key, figure ? bytesValue(*figure) : QJsonValue());
+            object.insert(key, figure ? reporterBytesValue(*figure) : QJsonValue());
         }
         array.append(object);
     }

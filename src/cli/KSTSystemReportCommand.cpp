@@ -29,7 +29,7 @@ struct Destination
     Export::Format format = Export::Format::Text;
 };
 
-QJsonObject snapshotJson(const KSTSystemReportSnapshot &snapshot)
+QJsonObject reportJson(const KSTSystemReportSnapshot &snapshot)
 {
     QJsonArray cards;
     for (const KSTReportSummaryCard &card : snapshot.summaryCards)
@@ -194,7 +194,7 @@ int kstRunSystemReportCommand(KSTCliContext &context)
                                 {}});
     if (!destination) {
         if (context.json())
-            context.printJson(snapshotJson(*report));
+            context.printJson(reportJson(*report));
         else
             context.out() << terminalSafe(*report).plainTextExport();
         return KSTCliContext::Success;
@@ -210,6 +210,6 @@ int kstRunSystemReportCommand(KSTCliContext &context)
     context.talk() << "Saved " << destination->path << "\n";
     context.talk().flush();
     if (context.json())
-        context.printJson(snapshotJson(*report));
+        context.printJson(reportJson(*report));
     return KSTCliContext::Success;
 }

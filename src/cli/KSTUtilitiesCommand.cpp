@@ -16,7 +16,7 @@ using namespace KSTUtilitiesCommandSupport;
 // Each folder's du may take up to its own time-out; ten folders.
 constexpr int HomeSizesTimeoutMs = 11 * KSTUtilitiesManager::DuTimeoutMs;
 
-QJsonValue bytesValue(quint64 bytes)
+QJsonValue utilitiesBytesValue(quint64 bytes)
 {
     return QJsonValue(qint64(bytes));
 }
@@ -156,12 +156,14 @@ int kstRunHomeSizesCommand(KSTCliContext &context)
     if (context.json()) {
         QJsonArray folders;
         for (const KSTDiskFolderRecord &folder : outcome->folders)
-            folders.append(QJsonObject{{QStringLiteral("name"), folder.name},
-                                       {QStringLiteral("path"), folder.path},
-                                       {QStringLiteral("bytes"), bytesValue(folder.bytes)}});
-        context.printJson(QJsonObject{{QStringLiteral("folders"), folders},
-                                      {QStringLiteral("totalBytes"), bytesValue(outcome->total)},
-                                      {QStringLiteral("usedBytes"), bytesValue(outcome->used)}});
+            folders.append(
+                QJsonObject{{QStringLiteral("name"), folder.name},
+                            {QStringLiteral("path"), folder.path},
+                            {QStringLiteral("bytes"), utilitiesBytesValue(folder.bytes)}});
+        context.printJson(
+            QJsonObject{{QStringLiteral("folders"), folders},
+                        {QStringLiteral("totalBytes"), utilitiesBytesValue(outcome->total)},
+                        {QStringLiteral("usedBytes"), utilitiesBytesValue(outcome->used)}});
         return KSTCliContext::Success;
     }
     QTextStream &out = context.out();

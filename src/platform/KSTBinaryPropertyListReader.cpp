@@ -54,10 +54,10 @@ QDateTime dateFromSeconds(double seconds)
     return KSTPropertyListValue::referenceDate().addMSecs(std::llround(seconds * 1000.0));
 }
 
-class Parser
+class BinaryParser
 {
 public:
-    explicit Parser(const QByteArray &data)
+    explicit BinaryParser(const QByteArray &data)
         : m_bytes(reinterpret_cast<const uchar *>(data.constData())), m_size(quint64(data.size()))
     {
     }
@@ -126,7 +126,7 @@ private:
     QString m_error;
 };
 
-bool Parser::readTrailer()
+bool BinaryParser::readTrailer()
 {
     // The header, one object, one offset and the trailer.
     if (m_size < HeaderBytes + 2 + TrailerBytes)
@@ -155,7 +155,7 @@ bool Parser::readTrailer()
     return true;
 }
 
-bool Parser::objectOffset(quint64 index, quint64 *offset)
+bool BinaryParser::objectOffset(quint64 index, quint64 *offset)
 {
     *offset = bigEndian(m_bytes + m_tableOffset + index * m_offsetSize, m_offsetSize);
     if (*offset < HeaderBytes || *offset >= m_tableOffset)
@@ -163,7 +163,7 @@ bool Parser::objectOffset(quint64 index, quint64 *offset)
     return true;
 }
 
-bool Parser::reference(quint64 at, quint64 *index)
+bool BinaryParser::reference(quint64 at, quint64 *index)
 {
     *index = bigEndian(m_bytes + at, m_referenceSize);
     if (*index >= m_objectCount)
@@ -171,7 +171,7 @@ bool Parser::reference(quint64 at, quint64 *index)
     return true;
 }
 
-bool Parser::lengthAndPayload(quint64 offset, quint64 *length, quint64 *payload)
+bool BinaryParser::lengthAndPayload(quint64 offset, quint64 *length, quint64 *payload)
 {
     const uchar info = m_bytes[offset] & 0xF;
     if (info != LongLength) {
@@ -191,14 +191,14 @@ bool Parser::lengthAndPayload(quint64 offset, quint64 *length, quint64 *payload)
     return true;
 }
 
-bool Parser::payloadFits(quint64 payload, quint64 count, quint64 unit)
+bool BinaryParser::payloadFits(quint64 payload, quint64 count, quint64 unit)
 {
     if (payload > m_tableOffset || count > (m_tableOffset - payload) / unit)
         return fail(QStringLiteral("an object runs past the objects"));
     return true;
 }
 
-bool Parser::reuse(const Built &built)
+bool BinaryParser::reuse(const Built &built)
 {
     if (!m_budget.takeValues(built.values) || !m_budget.takePayload(built.payload))
         return fail(m_budget.error());
@@ -207,7 +207,7 @@ bool Parser::reuse(const Built &built)
 
 // Either sets @p leaf to a finished object (a leaf, or a container built before) or pushes
 // the frame of a container to fill.
-bool Parser::visit(quint64 index, const Built **leaf)
+bool BinaryParser::visit(quint64 index, const Built **leaf)
 {
     if (const auto found = m_built.find(index); found != m_built.end()) {
         *leaf = &found->second;
@@ -241,7 +241,7 @@ bool Parser::visit(quint64 index, const Built **leaf)
     return true;
 }
 
-bool Parser::leafValue(quint64 offset, Built *built)
+bool BinaryParser::leafValue(quint64 offset, Built *built)
 {
     const uchar type = m_bytes[offset] >> 4;
     const uchar info = m_bytes[offset] & 0xF;
@@ -266,7 +266,7 @@ bool Parser::leafValue(quint64 offset, Built *built)
     }
 }
 
-bool Parser::numberValue(uchar type, uchar info, quint64 offset, QVariant *value)
+bool BinaryParser::numberValue(uchar type, uchar info, quint64 offset, QVariant *value)
 {
     quint64 width = 0;
     if (type == IntegerType && info <= 4)
@@ -313,7 +313,7 @@ bool Parser::numberValue(uchar type, uchar info, quint64 offset, QVariant *value
     return true;
 }
 
-bool Parser::bytesValue(uchar type, quint64 offset, Built *built)
+bool BinaryParser::bytesValue(uchar type, quint64 offset, Built *built)
 {
     quint64 count = 0;
     quint64 payload = 0;
@@ -340,7 +340,7 @@ bool Parser::bytesValue(uchar type, quint64 offset, Built *built)
     return true;
 }
 
-bool Parser::keyAt(quint64 index, QString *key, qint64 *payload)
+bool BinaryParser::keyAt(quint64 index, QString *key, qint64 *payload)
 {
     auto found = m_built.find(index);
     if (found == m_built.end()) {
@@ -366,7 +366,7 @@ bool Parser::keyAt(quint64 index, QString *key, qint64 *payload)
     return true;
 }
 
-void Parser::deliver(const Built &built)
+void BinaryParser::deliver(const Built &built)
 {
     Frame &frame = m_stack.back();
     if (frame.isDictionary)
@@ -377,7 +377,7 @@ void Parser::deliver(const Built &built)
     frame.payload += built.payload;
 }
 
-QVariant Parser::parse()
+QVariant BinaryParser::parse()
 {
     if (!readTrailer())
         return {};
@@ -431,7 +431,7 @@ QVariant Parser::parse()
 
 QVariant KSTBinaryPropertyListReader::read(const QByteArray &data, QString *error)
 {
-    Parser parser(data);
+    BinaryParser parser(data);
     QVariant tree = parser.parse();
     if (!tree.isValid() && error)
         *error = QStringLiteral("The data is not a readable binary property list: %1.")

@@ -34,7 +34,7 @@ struct CurrentEnvironment
     std::optional<KSTEnvironment> environment;
 };
 
-CurrentEnvironment &currentStore()
+CurrentEnvironment &currentEnvironmentStore()
 {
     static CurrentEnvironment store;
     return store;
@@ -58,7 +58,7 @@ KSTEnvironment::KSTEnvironment() : m_root(QStringLiteral("/")), m_layout(hostLay
 
 KSTEnvironment KSTEnvironment::current()
 {
-    CurrentEnvironment &store = currentStore();
+    CurrentEnvironment &store = currentEnvironmentStore();
     std::lock_guard lock(store.mutex);
     if (!store.environment)
         store.environment = hostDefault();
@@ -67,7 +67,7 @@ KSTEnvironment KSTEnvironment::current()
 
 void KSTEnvironment::setCurrent(const KSTEnvironment &environment)
 {
-    CurrentEnvironment &store = currentStore();
+    CurrentEnvironment &store = currentEnvironmentStore();
     std::lock_guard lock(store.mutex);
     store.environment = environment;
 }

@@ -23,7 +23,7 @@ namespace {
 // A .trashinfo file's name adds ".trashinfo" to the item's: the item's name must leave room.
 constexpr qsizetype MaximumTrashedNameBytes = 255 - 10;
 
-QByteArray encoded(const QString &path)
+QByteArray trashEncoded(const QString &path)
 {
     return KSTFileName::encoded(path);
 }
@@ -35,7 +35,7 @@ QString joined(const QString &directory, const QString &name)
     return directory + QLatin1Char('/') + name;
 }
 
-QString parentOf(const QString &path)
+QString trashParentOf(const QString &path)
 {
     const qsizetype slash = path.lastIndexOf(QLatin1Char('/'));
     return slash <= 0 ? QStringLiteral("/") : path.left(slash);
@@ -53,16 +53,16 @@ const QString &hostHome()
 int makePrivatePath(const QString &path)
 {
     struct stat info = {};
-    if (::stat(encoded(path).constData(), &info) == 0)
+    if (::stat(trashEncoded(path).constData(), &info) == 0)
         return S_ISDIR(info.st_mode) ? 0 : ENOTDIR;
     if (errno != ENOENT)
         return errno;
-    const QString parent = parentOf(path);
+    const QString parent = trashParentOf(path);
     if (parent != path) {
         if (const int failure = makePrivatePath(parent))
             return failure;
     }
-    if (::mkdir(encoded(path).constData(), 0700) != 0 && errno != EEXIST)
+    if (::mkdir(trashEncoded(path).constData(), 0700) != 0 && errno != EEXIST)
         return errno;
     return 0;
 }
@@ -70,10 +70,10 @@ int makePrivatePath(const QString &path)
 // A folder inside a trash must be a real folder of ours, never a link planted there.
 int ensureOwnFolder(const QString &path, bool checkOwner)
 {
-    if (::mkdir(encoded(path).constData(), 0700) != 0 && errno != EEXIST)
+    if (::mkdir(trashEncoded(path).constData(), 0700) != 0 && errno != EEXIST)
         return errno;
     struct stat info = {};
-    if (::lstat(encoded(path).constData(), &info) != 0)
+    if (::lstat(trashEncoded(path).constData(), &info) != 0)
         return errno;
     if (!S_ISDIR(info.st_mode))
         return ENOTDIR;
@@ -94,11 +94,11 @@ int ensureTrashFolders(const QString &trash, bool checkOwner)
 // The mount point holding @p path: the highest ancestor still on device @p device.
 QString topDirectory(const QString &path, dev_t device)
 {
-    QString directory = parentOf(path);
+    QString directory = trashParentOf(path);
     while (directory != QLatin1String("/")) {
-        const QString parent = parentOf(directory);
+        const QString parent = trashParentOf(directory);
         struct stat info = {};
-        if (::stat(encoded(parent).constData(), &info) != 0 || info.st_dev != device)
+        if (::stat(trashEncoded(parent).constData(), &info) != 0 || info.st_dev != device)
             break;
         directory = parent;
     }
@@ -112,7 +112,7 @@ int topDirectoryTrash(const QString &topdir, QString *trash)
     const QString uid = QString::number(::getuid());
     const QString shared = joined(topdir, QStringLiteral(".Trash"));
     struct stat info = {};
-    if (::lstat(encoded(shared).constData(), &info) == 0 && S_ISDIR(info.st_mode) &&
+    if (::lstat(trashEncoded(shared).constData(), &info) == 0 && S_ISDIR(info.st_mode) &&
         (info.st_mode & S_ISVTX)) {
         const QString candidate = joined(shared, uid);
         if (ensureTrashFolders(candidate, true) == 0) {
@@ -142,7 +142,7 @@ QByteArray localTimestamp()
 QByteArray trashInfo(const QString &recordedPath)
 {
     // The Path key is a URL-style percent-encoding of the file name's bytes; '/' stays.
-    return "[Trash Info]\nPath=" + encoded(recordedPath).toPercentEncoding("/") +
+    return "[Trash Info]\nPath=" + trashEncoded(recordedPath).toPercentEncoding("/") +
            "\nDeletionDate=" + localTimestamp() + '\n';
 }
 
@@ -181,7 +181,7 @@ int moveInto(const QString &trash, const KSTHeldEntry &entry, const QString &rec
     for (int attempt = 1; attempt <= KSTTrashSupport::MaximumNameAttempts; ++attempt) {
         const QString candidate = KSTTrashSupport::candidateName(name, entry.isDirectory(), attempt,
                                                                  MaximumTrashedNameBytes);
-        const QByteArray infoName = encoded(candidate + QLatin1String(".trashinfo"));
+        const QByteArray infoName = trashEncoded(candidate + QLatin1String(".trashinfo"));
         const int fd = ::openat(infoFd, infoName.constData(),
                                 O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
         if (fd < 0) {
@@ -198,7 +198,7 @@ int moveInto(const QString &trash, const KSTHeldEntry &entry, const QString &rec
             break;
         }
         result = KSTTrashSupport::renameNoReplaceAt(entry.parentFd(), entry.name(), filesFd,
-                                                    encoded(candidate));
+                                                    trashEncoded(candidate));
         if (result == 0) {
             if (resultingPath)
                 *resultingPath = trash + QLatin1String("/files/") + candidate;
@@ -217,8 +217,8 @@ int moveInto(const QString &trash, const KSTHeldEntry &entry, const QString &rec
 // those of where the item really lives. The item's own name is never resolved.
 QString resolvedPath(const KSTHeldEntry &entry)
 {
-    const QString parent = parentOf(entry.path());
-    char *real = ::realpath(encoded(parent).constData(), nullptr);
+    const QString parent = trashParentOf(entry.path());
+    char *real = ::realpath(trashEncoded(parent).constData(), nullptr);
     if (!real)
         return entry.path();
     const QString resolved = KSTFileName::decoded(real);
@@ -274,16 +274,16 @@ bool KSTFreedesktopTrash::moveToTrash(const KSTHeldEntry &entry, QString *result
 
     const QString home = homeTrash(environment);
     struct stat homeInfo = {};
-    if (::stat(encoded(environment.home()).constData(), &homeInfo) != 0)
+    if (::stat(trashEncoded(environment.home()).constData(), &homeInfo) != 0)
         return fail(errno, couldNot + QLatin1String(": the home folder is missing"));
-    if (const int failure = makePrivatePath(parentOf(home)))
+    if (const int failure = makePrivatePath(trashParentOf(home)))
         return fail(failure, noTrashFolder);
     if (const int failure = ensureTrashFolders(home, false))
         return fail(failure, noTrashFolder);
 
     struct stat homeFiles = {};
     const bool sameDevice =
-        ::stat(encoded(home + QLatin1String("/files")).constData(), &homeFiles) == 0 &&
+        ::stat(trashEncoded(home + QLatin1String("/files")).constData(), &homeFiles) == 0 &&
         homeFiles.st_dev == entry.status().st_dev;
     if (sameDevice) {
         const int failure = moveInto(home, entry, absolutePath, resultingPath);
@@ -315,8 +315,9 @@ QString KSTFreedesktopTrash::originalPath(const QString &trashedPath)
     // lies below <name> is a part of a trashed folder and keeps its place under the original.
     QString inner = QFileInfo(path).fileName();
     QString rest;
-    for (QString folder = parentOf(path); folder != QLatin1String("/"); folder = parentOf(folder)) {
-        const QString trash = parentOf(folder);
+    for (QString folder = trashParentOf(path); folder != QLatin1String("/");
+         folder = trashParentOf(folder)) {
+        const QString trash = trashParentOf(folder);
         if (QFileInfo(folder).fileName() == QLatin1String("files")) {
             const QString recorded = recordedPathFromInfo(trash + QLatin1String("/info/") + inner +
                                                           QLatin1String(".trashinfo"));
@@ -325,9 +326,9 @@ QString KSTFreedesktopTrash::originalPath(const QString &trashedPath)
                 if (!QDir::isAbsolutePath(original)) {
                     // Relative to the volume's top directory, which holds .Trash-<uid> or
                     // .Trash (whose <uid> folder is the trash).
-                    QString topdir = parentOf(trash);
+                    QString topdir = trashParentOf(trash);
                     if (QFileInfo(topdir).fileName() == QLatin1String(".Trash"))
-                        topdir = parentOf(topdir);
+                        topdir = trashParentOf(topdir);
                     original = joined(topdir, original);
                 }
                 return rest.isEmpty() ? original : original + QLatin1Char('/') + rest;

@@ -23,7 +23,7 @@ struct CurrentHostInfo
     std::vector<std::shared_ptr<KSTHostInfo>> retired;
 };
 
-CurrentHostInfo &currentStore()
+CurrentHostInfo &currentHostInfoStore()
 {
     static CurrentHostInfo store;
     return store;
@@ -41,7 +41,7 @@ KSTHostInfo::~KSTHostInfo() = default;
 
 KSTHostInfo &KSTHostInfo::current()
 {
-    CurrentHostInfo &store = currentStore();
+    CurrentHostInfo &store = currentHostInfoStore();
     std::lock_guard lock(store.mutex);
     if (store.installed)
         return *store.installed;
@@ -50,7 +50,7 @@ KSTHostInfo &KSTHostInfo::current()
 
 void KSTHostInfo::setCurrentForTesting(std::shared_ptr<KSTHostInfo> hostInfo)
 {
-    CurrentHostInfo &store = currentStore();
+    CurrentHostInfo &store = currentHostInfoStore();
     std::lock_guard lock(store.mutex);
     if (store.installed)
         store.retired.push_back(std::move(store.installed));

@@ -17,7 +17,7 @@ using Status = KSTReadOnlyFile::Status;
 
 constexpr qint64 ChunkBytes = 1024 * 1024;
 
-Status statusForErrno(int error)
+Status readStatusForErrno(int error)
 {
     if (error == ENOENT || error == ENOTDIR)
         return Status::Missing;
@@ -190,7 +190,7 @@ KSTReadOnlyFile::Status KSTReadOnlyFile::openFollowingFinalLink(const QString &p
     struct stat info = {};
     if (encoded.isEmpty() || ::stat(encoded.constData(), &info) != 0) {
         *error = encoded.isEmpty() ? ENOENT : errno;
-        return statusForErrno(*error);
+        return readStatusForErrno(*error);
     }
     if (!S_ISREG(info.st_mode))
         return Status::NotRegular;
@@ -200,7 +200,7 @@ KSTReadOnlyFile::Status KSTReadOnlyFile::openFollowingFinalLink(const QString &p
     } while (fd < 0 && errno == EINTR);
     if (fd < 0) {
         *error = errno;
-        return statusForErrno(*error);
+        return readStatusForErrno(*error);
     }
     const std::optional<KSTFileIdentity> identity = KSTFileIdentity::ofDescriptor(fd);
     if (!identity || !identity->isFile()) {

@@ -101,10 +101,10 @@ bool dataValue(const QString &text, QVariant *value)
     return true;
 }
 
-class Parser
+class XmlParser
 {
 public:
-    explicit Parser(const QByteArray &data) : m_xml(data) {}
+    explicit XmlParser(const QByteArray &data) : m_xml(data) {}
 
     QVariant parse();
     const QString &error() const { return m_error; }
@@ -142,7 +142,7 @@ private:
     QString m_error;
 };
 
-QVariant Parser::parse()
+QVariant XmlParser::parse()
 {
     while (!m_xml.atEnd()) {
         bool ok = true;
@@ -177,7 +177,7 @@ QVariant Parser::parse()
     return m_error.isEmpty() ? m_root : QVariant();
 }
 
-bool Parser::startElement()
+bool XmlParser::startElement()
 {
     const QStringView name = m_xml.name();
     if (name == u"plist") {
@@ -215,7 +215,7 @@ bool Parser::startElement()
     return leafValue(element, &value) && place(std::move(value));
 }
 
-bool Parser::endElement()
+bool XmlParser::endElement()
 {
     // Leaves and keys are read whole by readText(); only containers and plist end here.
     if (m_xml.name() == u"plist")
@@ -230,7 +230,7 @@ bool Parser::endElement()
                                        : QVariant(std::move(finished.list)));
 }
 
-bool Parser::readText(QString *text)
+bool XmlParser::readText(QString *text)
 {
     for (;;) {
         switch (m_xml.readNext()) {
@@ -257,7 +257,7 @@ bool Parser::readText(QString *text)
     }
 }
 
-bool Parser::leafValue(Element element, QVariant *value)
+bool XmlParser::leafValue(Element element, QVariant *value)
 {
     QString text;
     if (!readText(&text))
@@ -286,7 +286,7 @@ bool Parser::leafValue(Element element, QVariant *value)
     return false;
 }
 
-bool Parser::mayPlace()
+bool XmlParser::mayPlace()
 {
     if (m_stack.empty() && m_hasRoot)
         return fail(QStringLiteral("it holds more than one top-level value"));
@@ -295,7 +295,7 @@ bool Parser::mayPlace()
     return true;
 }
 
-bool Parser::place(QVariant value)
+bool XmlParser::place(QVariant value)
 {
     if (!mayPlace())
         return false;
@@ -318,7 +318,7 @@ bool Parser::place(QVariant value)
 
 QVariant KSTXmlPropertyListReader::read(const QByteArray &data, QString *error)
 {
-    Parser parser(data);
+    XmlParser parser(data);
     QVariant tree = parser.parse();
     if (!tree.isValid() && error)
         *error =

@@ -21,7 +21,7 @@ namespace {
 // files is read only this far.
 constexpr qsizetype MaximumEntries = 10'000;
 constexpr qint64 MaximumManifestBytes = 1024 * 1024;
-const QString Dash = QStringLiteral("\u2014");
+const QString ActivityDash = QStringLiteral("\u2014");
 
 QFileInfoList entriesOf(const QString &folder, QDir::Filters filters)
 {

@@ -21,7 +21,7 @@ namespace {
 // are tried before giving up.
 constexpr int CommitAttempts = 5;
 
-bool exists(const QString &path)
+bool archiveEntryExists(const QString &path)
 {
     struct stat status = {};
     return ::lstat(KSTFileName::encoded(path).constData(), &status) == 0;
@@ -43,7 +43,7 @@ QString resolvedForm(const QString &path)
 QString archivePathFor(const QString &source)
 {
     const QString archive = source + QStringLiteral(".zip");
-    return exists(archive) ? KSTUtilitiesManager::uniquePathForPath(archive) : archive;
+    return archiveEntryExists(archive) ? KSTUtilitiesManager::uniquePathForPath(archive) : archive;
 }
 
 } // namespace
@@ -78,7 +78,8 @@ bool KSTUtilitiesManager::createPasswordProtectedZipForPath(const QString &path,
         return false;
     };
     const QString source = path.isEmpty() ? path : QDir::cleanPath(path);
-    if (!source.startsWith(QLatin1Char('/')) || source == QLatin1String("/") || !exists(source))
+    if (!source.startsWith(QLatin1Char('/')) || source == QLatin1String("/") ||
+        !archiveEntryExists(source))
         return fail(ArchiveSourceMissing);
 
     // The privacy rule holds for what is read: not the Music folder, not a photo or music
@@ -127,7 +128,7 @@ bool KSTUtilitiesManager::createPasswordProtectedZipForPath(const QString &path,
     }
     if (!committed)
         return fail(ArchiveWritingFailed, commitError.description);
-    if (!exists(destination))
+    if (!archiveEntryExists(destination))
         return fail(ArchiveNotCreated);
     if (archivePath)
         *archivePath = destination;
@@ -141,7 +142,7 @@ QString KSTUtilitiesManager::uniquePathForPath(const QString &path)
     for (int number = 1; number <= 999; ++number) {
         const QString candidate =
             base + QLatin1Char('-') + QString::number(number) + QLatin1Char('.') + extension;
-        if (!exists(candidate))
+        if (!archiveEntryExists(candidate))
             return candidate;
     }
     return base + QLatin1Char('-') + QString::number(QRandomGenerator::system()->generate()) +

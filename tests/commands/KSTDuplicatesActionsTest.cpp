@@ -23,8 +23,8 @@ using namespace KSTDuplicateTestSupport;
 
 namespace {
 
-const QDateTime Day1(QDate(2021, 2, 3), QTime(4, 5, 6), Qt::UTC);
-const QDateTime Day2(QDate(2022, 2, 3), QTime(4, 5, 6), Qt::UTC);
+const QDateTime ActionsDay1(QDate(2021, 2, 3), QTime(4, 5, 6), Qt::UTC);
+const QDateTime ActionsDay2(QDate(2022, 2, 3), QTime(4, 5, 6), Qt::UTC);
 const QDateTime Day3(QDate(2023, 2, 3), QTime(4, 5, 6), Qt::UTC);
 
 class DuplicatesActionsTest : public ::testing::Test
@@ -37,13 +37,13 @@ protected:
         // one of two (500).
         photo1 = contentOfSize(3000, 1);
         write("Pictures/trip/new.jpg", photo1, Day3);
-        write("Pictures/trip/old.jpg", photo1, Day1);
-        write("Pictures/backup/older.jpg", photo1, Day1);
-        write("Pictures/a.jpg", contentOfSize(1000, 2), Day2);
-        write("Pictures/b.jpg", contentOfSize(1000, 2), Day1);
-        write("Pictures/x.png", contentOfSize(500, 3), Day2);
-        write("Pictures/y.png", contentOfSize(500, 3), Day1);
-        write("Pictures/alone.png", contentOfSize(500, 4), Day1);
+        write("Pictures/trip/old.jpg", photo1, ActionsDay1);
+        write("Pictures/backup/older.jpg", photo1, ActionsDay1);
+        write("Pictures/a.jpg", contentOfSize(1000, 2), ActionsDay2);
+        write("Pictures/b.jpg", contentOfSize(1000, 2), ActionsDay1);
+        write("Pictures/x.png", contentOfSize(500, 3), ActionsDay2);
+        write("Pictures/y.png", contentOfSize(500, 3), ActionsDay1);
+        write("Pictures/alone.png", contentOfSize(500, 4), ActionsDay1);
     }
 
     void write(const char *homeRelative, const QByteArray &content, const QDateTime &modified)
@@ -209,7 +209,7 @@ TEST_F(DuplicatesActionsTest, CopiesThatChangedBeforeTheAnswerStay)
     // Between the scan and the answer a copy is rewritten with the same bytes, and the kept
     // copy of another group vanishes.
     answer.beforeAnswer = [this] {
-        write("Pictures/trip/old.jpg", photo1, Day2);
+        write("Pictures/trip/old.jpg", photo1, ActionsDay2);
         QFile::remove(home("Pictures/x.png"));
     };
     const KSTProgramRun run = kestrel(
@@ -341,7 +341,7 @@ TEST_F(DuplicatesActionsTest, LinkReplacesCopiesAndSaysWhatItFreed)
 
 TEST_F(DuplicatesActionsTest, AnUnreadableFolderIsNamedAndItsCopiesStay)
 {
-    write("Locked/c.jpg", photo1, Day1);
+    write("Locked/c.jpg", photo1, ActionsDay1);
     const QString locked = home("Locked");
     // Root reads every folder: the run then acts as nobody, owning the fixture and its
     // settings, from a copy of the program nobody may run.

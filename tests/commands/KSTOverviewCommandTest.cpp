@@ -16,7 +16,7 @@ namespace {
 
 // Through the tool runner rather than QProcess: QProcess starts children in a way that
 // ThreadSanitizer cannot follow, which corrupts its view of the test process.
-KSTProgramRun runKestrel(const QStringList &arguments)
+KSTProgramRun runOverviewCommand(const QStringList &arguments)
 {
     KSTScopedEnvironment host(KSTEnvironment::hostDefault()); // the program's path as it is
     const KSTToolResult result = KSTToolRunner::run(QStringLiteral(KESTREL_EXECUTABLE), arguments,
@@ -98,7 +98,7 @@ QJsonObject masked(QJsonObject snapshot, const QString &root)
 
 TEST_F(OverviewCommandTest, JsonShowsTheVolumesMachineAndApplications)
 {
-    const KSTProgramRun run = runKestrel({"--root", mac.root(), "overview", "--json"});
+    const KSTProgramRun run = runOverviewCommand({"--root", mac.root(), "overview", "--json"});
     ASSERT_EQ(run.status, 0) << run.err.toStdString();
     const QJsonObject snapshot = run.json().object();
 
@@ -117,7 +117,7 @@ TEST_F(OverviewCommandTest, JsonShowsTheVolumesMachineAndApplications)
 
 TEST_F(OverviewCommandTest, SummaryAndLiveSamples)
 {
-    const KSTProgramRun summary = runKestrel({"--root", mac.root(), "overview"});
+    const KSTProgramRun summary = runOverviewCommand({"--root", mac.root(), "overview"});
     ASSERT_EQ(summary.status, 0) << summary.err.toStdString();
     const QStringList lines = summary.out.split(QLatin1Char('\n'));
     ASSERT_GT(lines.size(), 3);
@@ -127,7 +127,7 @@ TEST_F(OverviewCommandTest, SummaryAndLiveSamples)
     EXPECT_TRUE(summary.out.contains(QLatin1String("Applications  6 installed; the largest:")));
     EXPECT_TRUE(summary.out.contains(QLatin1String("  System & Other  ")));
 
-    const KSTProgramRun live = runKestrel({"--json", "overview", "--live", "2"});
+    const KSTProgramRun live = runOverviewCommand({"--json", "overview", "--live", "2"});
     ASSERT_EQ(live.status, 0) << live.err.toStdString();
     const QJsonArray samples = live.json().array();
     ASSERT_EQ(samples.size(), 2);

@@ -19,7 +19,7 @@ const QString Profiler = QStringLiteral("/usr/sbin/system_profiler");
 
 // Through the tool runner rather than QProcess: QProcess starts children in a way that
 // ThreadSanitizer cannot follow.
-KSTProgramRun runKestrel(const QStringList &arguments)
+KSTProgramRun runReportCommand(const QStringList &arguments)
 {
     KSTScopedEnvironment host(KSTEnvironment::hostDefault());
     const KSTToolResult result = KSTToolRunner::run(QStringLiteral(KESTREL_EXECUTABLE), arguments,
@@ -44,7 +44,7 @@ protected:
 
     KSTProgramRun report(const QStringList &arguments)
     {
-        return runKestrel(QStringList{"--root", mac.root(), "report"} + arguments);
+        return runReportCommand(QStringList{"--root", mac.root(), "report"} + arguments);
     }
 
     static QString todaysName(const char *extension)

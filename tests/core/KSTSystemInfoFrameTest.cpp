@@ -19,7 +19,7 @@
 
 using KSTTestSupport::pumpFor;
 using KSTTestSupport::pumpUntil;
-using Info = KSTSystemInfo;
+using Frame = KSTSystemInfo;
 
 namespace {
 
@@ -49,7 +49,7 @@ std::shared_ptr<KSTCleanUpSnapshot> cleanUpSnapshot(quint64 total)
 // Builders that count their runs (from any thread).
 struct Builders
 {
-    explicit Builders(Info &info)
+    explicit Builders(Frame &info)
     {
         info.setOverviewSnapshotBuilder([this] {
             ++builds;
@@ -71,7 +71,7 @@ struct Builders
 
 TEST(SystemInfoFrameTest, HashWorkerIndexIsMasked)
 {
-    Info info;
+    Frame info;
     const struct
     {
         qint32 index;
@@ -87,11 +87,11 @@ TEST(SystemInfoFrameTest, HashWorkerIndexIsMasked)
 
 TEST(SystemInfoFrameTest, OverviewDeliversOnTheMainThreadAndCaches)
 {
-    Info info;
+    Frame info;
     Builders builders(info);
-    Info::SystemSnapshotPtr first;
+    Frame::SystemSnapshotPtr first;
     bool onMainThread = false;
-    info.fetchSnapshotAsync([&](Info::SystemSnapshotPtr snapshot) {
+    info.fetchSnapshotAsync([&](Frame::SystemSnapshotPtr snapshot) {
         onMainThread = KSTDispatch::isMainThread();
         first = snapshot;
     });
@@ -99,8 +99,8 @@ TEST(SystemInfoFrameTest, OverviewDeliversOnTheMainThreadAndCaches)
     EXPECT_TRUE(onMainThread);
     EXPECT_EQ(first->machineTitle, QStringLiteral("Mac"));
 
-    Info::SystemSnapshotPtr second;
-    info.fetchSnapshotAsync([&](Info::SystemSnapshotPtr snapshot) { second = snapshot; });
+    Frame::SystemSnapshotPtr second;
+    info.fetchSnapshotAsync([&](Frame::SystemSnapshotPtr snapshot) { second = snapshot; });
     ASSERT_TRUE(pumpUntil([&] { return second != nullptr; }));
     EXPECT_EQ(second, first);
     EXPECT_EQ(builders.builds.load(), 1);
@@ -116,14 +116,14 @@ class OverviewInterruptTest : public ::testing::TestWithParam<bool>
 
 TEST_P(OverviewInterruptTest, NothingDeliveredNothingCached)
 {
-    Info info;
+    Frame info;
     Gate gate;
     info.setOverviewSnapshotBuilder([&] {
         gate.waitUntilOpen();
         return std::make_shared<KSTSystemSnapshot>();
     });
     std::atomic<int> delivered{0};
-    info.fetchSnapshotAsync([&](Info::SystemSnapshotPtr) { ++delivered; });
+    info.fetchSnapshotAsync([&](Frame::SystemSnapshotPtr) { ++delivered; });
     ASSERT_TRUE(gate.waitUntilEntered());
     if (GetParam())
         info.invalidateOverviewCache();
@@ -139,7 +139,7 @@ INSTANTIATE_TEST_SUITE_P(CancelOrInvalidate, OverviewInterruptTest, ::testing::B
 
 TEST(SystemInfoFrameTest, NullCompletionsStartNothing)
 {
-    Info info;
+    Frame info;
     Builders builders(info);
     const quint64 cleanUpGeneration = info.cleanUpScanGeneration();
     info.fetchSnapshotAsync(nullptr);
@@ -155,7 +155,7 @@ TEST(SystemInfoFrameTest, NullCompletionsStartNothing)
 
 TEST(SystemInfoFrameTest, ReporterPlaceholderThenFullOnItsOwnQueue)
 {
-    Info info;
+    Frame info;
     info.setReporterSnapshotBuilder([](quint64) {
         auto snapshot = std::make_shared<KSTReporterSnapshot>();
         snapshot->isPartial = true; // the frame marks it complete
@@ -163,7 +163,7 @@ TEST(SystemInfoFrameTest, ReporterPlaceholderThenFullOnItsOwnQueue)
     });
     std::mutex mutex;
     QStringList deliveries;
-    info.fetchReporterSnapshotAsync([&](Info::ReporterSnapshotPtr snapshot) {
+    info.fetchReporterSnapshotAsync([&](Frame::ReporterSnapshotPtr snapshot) {
         std::lock_guard lock(mutex);
         deliveries << (snapshot->isPartial ? "partial on " : "full on ") +
                           KSTDispatchQueue::currentLabel();
@@ -180,14 +180,14 @@ TEST(SystemInfoFrameTest, ReporterPlaceholderThenFullOnItsOwnQueue)
 
 TEST(SystemInfoFrameTest, ReporterCancelledAtOnceStillDeliversThePlaceholder)
 {
-    Info info;
+    Frame info;
     Builders builders(info);
     std::mutex mutex;
     QList<bool> partialFlags;
     // Block the queue so the cancel lands before the scan begins.
     Gate gate;
     info.reporterQueue().async([&] { gate.waitUntilOpen(); });
-    info.fetchReporterSnapshotAsync([&](Info::ReporterSnapshotPtr snapshot) {
+    info.fetchReporterSnapshotAsync([&](Frame::ReporterSnapshotPtr snapshot) {
         std::lock_guard lock(mutex);
         partialFlags << snapshot->isPartial;
     });
@@ -208,15 +208,15 @@ class ReporterCacheAgeTest : public ::testing::TestWithParam<std::pair<int, bool
 TEST_P(ReporterCacheAgeTest, SixHundredSecondBoundary)
 {
     const auto [ageSeconds, expectCached] = GetParam();
-    Info info;
+    Frame info;
     Builders builders(info);
     auto cached = std::make_shared<KSTReporterSnapshot>();
     info.setCachedReporterSnapshot(cached);
     info.setCachedReporterSnapshotDate(QDateTime::currentDateTimeUtc().addSecs(-ageSeconds));
 
     std::mutex mutex;
-    QList<Info::ReporterSnapshotPtr> received;
-    info.fetchReporterSnapshotAsync([&](Info::ReporterSnapshotPtr snapshot) {
+    QList<Frame::ReporterSnapshotPtr> received;
+    info.fetchReporterSnapshotAsync([&](Frame::ReporterSnapshotPtr snapshot) {
         std::lock_guard lock(mutex);
         received << snapshot;
     });
@@ -233,7 +233,7 @@ INSTANTIATE_TEST_SUITE_P(Ages, ReporterCacheAgeTest,
 
 TEST(SystemInfoFrameTest, CleanUpPlaceholderFirstThenCompleteFromItsQueue)
 {
-    Info info;
+    Frame info;
     QString builderLabel;
     std::mutex mutex;
     info.setCleanUpSnapshotBuilder([&](quint64) {
@@ -241,9 +241,9 @@ TEST(SystemInfoFrameTest, CleanUpPlaceholderFirstThenCompleteFromItsQueue)
         builderLabel = KSTDispatchQueue::currentLabel();
         return cleanUpSnapshot(4096);
     });
-    QList<Info::CleanUpSnapshotPtr> received;
+    QList<Frame::CleanUpSnapshotPtr> received;
     info.fetchCleanUpSnapshotAsync(
-        [&](Info::CleanUpSnapshotPtr snapshot) { received << snapshot; });
+        [&](Frame::CleanUpSnapshotPtr snapshot) { received << snapshot; });
     ASSERT_TRUE(pumpUntil([&] { return received.size() == 2; }));
 
     EXPECT_TRUE(received[0]->isPartial);
@@ -264,19 +264,19 @@ TEST(SystemInfoFrameTest, CleanUpPlaceholderFirstThenCompleteFromItsQueue)
 
 TEST(SystemInfoFrameTest, PartialCleanUpSnapshotIsNeverServedFromTheCache)
 {
-    Info info;
+    Frame info;
     Builders builders(info);
-    info.setCachedCleanUpSnapshot(Info::fetchCleanUpSnapshotPartial());
+    info.setCachedCleanUpSnapshot(Frame::fetchCleanUpSnapshotPartial());
     EXPECT_EQ(info.cachedCleanUpSnapshotIfComplete(), nullptr);
 
     int deliveries = 0;
-    info.fetchCleanUpSnapshotAsync([&](Info::CleanUpSnapshotPtr) { ++deliveries; });
+    info.fetchCleanUpSnapshotAsync([&](Frame::CleanUpSnapshotPtr) { ++deliveries; });
     ASSERT_TRUE(pumpUntil([&] { return deliveries == 2; }));
     EXPECT_EQ(builders.builds.load(), 1);
 
     // Now a complete snapshot is cached and served as it is, without a placeholder.
-    QList<Info::CleanUpSnapshotPtr> cached;
-    info.fetchCleanUpSnapshotAsync([&](Info::CleanUpSnapshotPtr s) { cached << s; });
+    QList<Frame::CleanUpSnapshotPtr> cached;
+    info.fetchCleanUpSnapshotAsync([&](Frame::CleanUpSnapshotPtr s) { cached << s; });
     ASSERT_TRUE(pumpUntil([&] { return !cached.isEmpty(); }));
     pumpFor(50);
     ASSERT_EQ(cached.size(), 1);
@@ -286,15 +286,15 @@ TEST(SystemInfoFrameTest, PartialCleanUpSnapshotIsNeverServedFromTheCache)
 
 TEST(SystemInfoFrameTest, InvalidatingCleanUpStopsTheScanInFlight)
 {
-    Info info;
+    Frame info;
     Gate gate;
     info.setCleanUpSnapshotBuilder([&](quint64) {
         gate.waitUntilOpen();
         return cleanUpSnapshot(9);
     });
-    QList<Info::CleanUpSnapshotPtr> received;
+    QList<Frame::CleanUpSnapshotPtr> received;
     info.fetchCleanUpSnapshotAsync(
-        [&](Info::CleanUpSnapshotPtr snapshot) { received << snapshot; });
+        [&](Frame::CleanUpSnapshotPtr snapshot) { received << snapshot; });
     ASSERT_TRUE(gate.waitUntilEntered());
     info.invalidateCleanUpCache();
     gate.open();
@@ -308,7 +308,7 @@ TEST(SystemInfoFrameTest, InvalidatingCleanUpStopsTheScanInFlight)
 
 TEST(SystemInfoFrameTest, NewerCleanUpScanSupersedesTheOlder)
 {
-    Info info;
+    Frame info;
     info.setCleanUpSnapshotBuilder([&](quint64 generation) -> std::shared_ptr<KSTCleanUpSnapshot> {
         if (info.isCleanUpScanCancelled(generation))
             return nullptr;
@@ -317,7 +317,7 @@ TEST(SystemInfoFrameTest, NewerCleanUpScanSupersedesTheOlder)
     Gate gate;
     info.cleanUpQueue().async([&] { gate.waitUntilOpen(); });
     QList<quint64> completeTotals;
-    auto collect = [&](Info::CleanUpSnapshotPtr snapshot) {
+    auto collect = [&](Frame::CleanUpSnapshotPtr snapshot) {
         if (!snapshot->isPartial)
             completeTotals << snapshot->totalReclaimableBytes;
     };
@@ -332,22 +332,22 @@ TEST(SystemInfoFrameTest, NewerCleanUpScanSupersedesTheOlder)
 
 TEST(SystemInfoFrameTest, InvalidatedInventoryScanStillCompletes)
 {
-    Info info;
+    Frame info;
     Gate gate;
-    info.setAppInventoryScanRoutine([&](quint64, Info::AppInventorySnapshotHandler,
-                                        Info::AppInventorySnapshotHandler completion) {
+    info.setAppInventoryScanRoutine([&](quint64, Frame::AppInventorySnapshotHandler,
+                                        Frame::AppInventorySnapshotHandler completion) {
         gate.waitUntilOpen();
         auto snapshot = std::make_shared<KSTAppInventorySnapshot>();
         snapshot->isComplete = true;
-        Info::AppInventorySnapshotPtr result = snapshot;
+        Frame::AppInventorySnapshotPtr result = snapshot;
         info.storeCachedAppInventorySnapshot(result);
         KSTDispatch::mainAsync([completion, result] { completion(result); });
     });
     QStringList progressTexts;
-    Info::AppInventorySnapshotPtr completed;
+    Frame::AppInventorySnapshotPtr completed;
     info.scanInstalledApplicationsWithProgress(
-        [&](Info::AppInventorySnapshotPtr s) { progressTexts << s->statusText; },
-        [&](Info::AppInventorySnapshotPtr s) { completed = s; });
+        [&](Frame::AppInventorySnapshotPtr s) { progressTexts << s->statusText; },
+        [&](Frame::AppInventorySnapshotPtr s) { completed = s; });
     ASSERT_TRUE(gate.waitUntilEntered());
     const quint64 generation = info.appInventoryScanGeneration();
     info.setCachedApplicationBundlePaths({QStringLiteral("/Applications/A.app")});
@@ -362,7 +362,7 @@ TEST(SystemInfoFrameTest, InvalidatedInventoryScanStillCompletes)
 
 TEST(SystemInfoFrameTest, CachedInventoryGoesToProgressThenCompletionAndResumesSizing)
 {
-    Info info;
+    Frame info;
     std::atomic<int> resumes{0};
     info.setAppInventorySizeResumeRoutine([&] { ++resumes; });
     auto cached = std::make_shared<KSTAppInventorySnapshot>();
@@ -372,8 +372,8 @@ TEST(SystemInfoFrameTest, CachedInventoryGoesToProgressThenCompletionAndResumesS
 
     QStringList order;
     info.scanInstalledApplicationsWithProgress(
-        [&](Info::AppInventorySnapshotPtr) { order << QStringLiteral("progress"); },
-        [&](Info::AppInventorySnapshotPtr) { order << QStringLiteral("completion"); });
+        [&](Frame::AppInventorySnapshotPtr) { order << QStringLiteral("progress"); },
+        [&](Frame::AppInventorySnapshotPtr) { order << QStringLiteral("completion"); });
     ASSERT_TRUE(pumpUntil([&] { return order.size() == 2; }));
     EXPECT_EQ(order, (QStringList{"progress", "completion"}));
     EXPECT_EQ(resumes.load(), 1);
@@ -381,7 +381,7 @@ TEST(SystemInfoFrameTest, CachedInventoryGoesToProgressThenCompletionAndResumesS
 
 TEST(SystemInfoFrameTest, UpdatingTheInventoryKeepsItsScanDateOnlyWhenComplete)
 {
-    Info info;
+    Frame info;
     KSTInstalledAppRecord app;
     app.name = QStringLiteral("Notes");
     info.updateCachedAppInventoryWithApps({app});
@@ -408,7 +408,7 @@ TEST(SystemInfoFrameTest, UpdatingTheInventoryKeepsItsScanDateOnlyWhenComplete)
 
 TEST(SystemInfoFrameTest, DuplicateGenerationAndFirstSnapshot)
 {
-    Info info;
+    Frame info;
     info.setDuplicateSnapshotBuilder([](const QStringList &paths, quint64, const QString &status) {
         auto snapshot = std::make_shared<KSTDuplicateSnapshot>();
         snapshot->scanPaths = paths;
@@ -418,15 +418,15 @@ TEST(SystemInfoFrameTest, DuplicateGenerationAndFirstSnapshot)
     std::mutex mutex;
     QString routine;
     info.setDuplicateScanRoutine([&](const QStringList &, quint64 generation,
-                                     Info::DuplicateSnapshotHandler,
-                                     Info::DuplicateSnapshotHandler) {
+                                     Frame::DuplicateSnapshotHandler,
+                                     Frame::DuplicateSnapshotHandler) {
         std::lock_guard lock(mutex);
         routine = QStringLiteral("%1 on %2").arg(generation).arg(KSTDispatchQueue::currentLabel());
     });
-    Info::DuplicateSnapshotPtr first;
+    Frame::DuplicateSnapshotPtr first;
     info.scanDuplicatesInPaths(
-        {QStringLiteral("/tmp")}, [&](Info::DuplicateSnapshotPtr s) { first = s; },
-        [](Info::DuplicateSnapshotPtr) {});
+        {QStringLiteral("/tmp")}, [&](Frame::DuplicateSnapshotPtr s) { first = s; },
+        [](Frame::DuplicateSnapshotPtr) {});
     ASSERT_TRUE(pumpUntil([&] { return first != nullptr; }));
     EXPECT_EQ(first->statusText, QStringLiteral("Preparing scan…"));
     EXPECT_DOUBLE_EQ(first->scanProgress, 0.01);
@@ -444,7 +444,7 @@ TEST(SystemInfoFrameTest, DuplicateGenerationAndFirstSnapshot)
 TEST(SystemInfoFrameTest, GenerationsAreCheckedFromManyThreads)
 {
     // Hash workers read the generations while the main thread cancels.
-    Info info;
+    Frame info;
     std::atomic<int> sawCancelled{0};
     for (int index = 0; index < 4; ++index) {
         info.duplicateHashWorkerQueueForIndex(index).async([&] {

@@ -29,16 +29,16 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-using Step = KSTDuplicateLinkStep;
-using Kind = Step::Kind;
-using Result = Step::Result;
+using LinkStep = KSTDuplicateLinkStep;
+using Kind = LinkStep::Kind;
+using LinkResult = LinkStep::Result;
 using namespace KSTDuplicateTestSupport;
 
 namespace {
 
-const QDateTime Older(QDate(2021, 5, 6), QTime(7, 8, 9), Qt::UTC);
-const QDateTime Newer(QDate(2024, 5, 6), QTime(7, 8, 9), Qt::UTC);
-const QString NeverTouchSuite = QStringLiteral("com.kestrel.test.duplicates.link");
+const QDateTime LinkOlder(QDate(2021, 5, 6), QTime(7, 8, 9), Qt::UTC);
+const QDateTime LinkNewer(QDate(2024, 5, 6), QTime(7, 8, 9), Qt::UTC);
+const QString LinkNeverTouchSuite = QStringLiteral("com.kestrel.test.duplicates.link");
 
 struct stat statusOf(const QString &path)
 {
@@ -76,7 +76,7 @@ protected:
     void SetUp() override
     {
         KSTMachineTest::SetUp();
-        KSTPreferences::suite(NeverTouchSuite)->remove(QStringLiteral("whitelistPaths"));
+        KSTPreferences::suite(LinkNeverTouchSuite)->remove(QStringLiteral("whitelistPaths"));
         makeFiles(QStringLiteral("Pictures"));
     }
 
@@ -84,13 +84,14 @@ protected:
     void makeFiles(const QString &folder)
     {
         scanFolder = mac.homePath(folder);
-        kept = recordOf(mac.writeHomeFile(folder + QStringLiteral("/new.jpg"), content, Newer));
-        copy = recordOf(mac.writeHomeFile(folder + QStringLiteral("/old/old.jpg"), content, Older));
+        kept = recordOf(mac.writeHomeFile(folder + QStringLiteral("/new.jpg"), content, LinkNewer));
+        copy = recordOf(
+            mac.writeHomeFile(folder + QStringLiteral("/old/old.jpg"), content, LinkOlder));
     }
 
-    Step::Outcome link(Kind kind)
+    LinkStep::Outcome link(Kind kind)
     {
-        Step step(kind, NeverTouchSuite);
+        LinkStep step(kind, LinkNeverTouchSuite);
         step.beginLinking({scanFolder});
         return step.replaceWithLink(copy, {kept});
     }
@@ -104,8 +105,8 @@ protected:
 TEST_F(DuplicateLinkStepTest, AHardLinkTakesTheCopysPlaceAndFreesItsBlocks)
 {
     const quint64 allocated = quint64(statusOf(copy.path).st_blocks) * 512u;
-    const Step::Outcome outcome = link(Kind::HardLink);
-    ASSERT_EQ(outcome.result, Result::Linked) << outcome.reason.toStdString();
+    const LinkStep::Outcome outcome = link(Kind::HardLink);
+    ASSERT_EQ(outcome.result, LinkResult::Linked) << outcome.reason.toStdString();
     EXPECT_EQ(outcome.bytesFreed, allocated);
     EXPECT_EQ(statusOf(copy.path).st_ino, statusOf(kept.path).st_ino);
     EXPECT_EQ(statusOf(kept.path).st_nlink, 2u);
@@ -115,7 +116,7 @@ TEST_F(DuplicateLinkStepTest, AHardLinkTakesTheCopysPlaceAndFreesItsBlocks)
     // Done again, there is nothing left to do.
     copy = recordOf(copy.path);
     kept = recordOf(kept.path);
-    EXPECT_EQ(link(Kind::HardLink).result, Result::AlreadySameFile);
+    EXPECT_EQ(link(Kind::HardLink).result, LinkResult::AlreadySameFile);
 }
 
 TEST_F(DuplicateLinkStepTest, ACopyWithAnotherNameFreesNothingWhenLinked)
@@ -126,8 +127,8 @@ TEST_F(DuplicateLinkStepTest, ACopyWithAnotherNameFreesNothingWhenLinked)
                      KSTFileName::encoded(other).constData()),
               0);
     copy = recordOf(copy.path);
-    const Step::Outcome outcome = link(Kind::HardLink);
-    ASSERT_EQ(outcome.result, Result::Linked) << outcome.reason.toStdString();
+    const LinkStep::Outcome outcome = link(Kind::HardLink);
+    ASSERT_EQ(outcome.result, LinkResult::Linked) << outcome.reason.toStdString();
     EXPECT_EQ(outcome.bytesFreed, 0u);
     EXPECT_EQ(KSTTestSupport::readFile(other), content);
 }
@@ -139,39 +140,40 @@ TEST_F(DuplicateLinkStepTest, TheCopyStaysAsItWasWheneverACheckFails)
         const char *what;
         Kind kind;
         std::function<void()> change;
-        Result result;
+        LinkResult result;
         const char *reason;
     };
     const QString pictures = mac.homePath(QStringLiteral("Pictures"));
     const Case cases[] = {
         {"the copy was rewritten", Kind::HardLink,
-         [&] { mac.writeHomeFile("Pictures/old/old.jpg", content); }, Result::FileChanged,
+         [&] { mac.writeHomeFile("Pictures/old/old.jpg", content); }, LinkResult::FileChanged,
          "changed or moved since the scan"},
         {"the kept copy is gone", Kind::HardLink, [&] { QFile::remove(kept.path); },
-         Result::KeptCopyChanged, "kept copy changed"},
+         LinkResult::KeptCopyChanged, "kept copy changed"},
         {"the permissions differ from the kept copy's", Kind::HardLink,
-         [&] { ::chmod(KSTFileName::encoded(copy.path).constData(), 0600); }, Result::Refused,
+         [&] { ::chmod(KSTFileName::encoded(copy.path).constData(), 0600); }, LinkResult::Refused,
          "permissions or owner differ"},
         {"the copy is a never-touch entry", Kind::HardLink,
          [&] {
-             KSTPreferences::suite(NeverTouchSuite)
+             KSTPreferences::suite(LinkNeverTouchSuite)
                  ->setValue("whitelistPaths", QStringList{"~/Pictures/old/old.jpg"});
          },
-         Result::Refused, "never-touch"},
+         LinkResult::Refused, "never-touch"},
         {"the copy's folder was swapped for a link to itself", Kind::HardLink,
          [&] {
              QDir().rename(pictures + "/old", pictures + "/old-real");
              QFile::link(pictures + "/old-real", pictures + "/old");
          },
-         Result::FileChanged, "changed or moved"},
-        {"the file system cannot clone", Kind::Clone, [] {}, Result::Failed, "cannot make clones"},
+         LinkResult::FileChanged, "changed or moved"},
+        {"the file system cannot clone", Kind::Clone, [] {}, LinkResult::Failed,
+         "cannot make clones"},
     };
     const bool clones = canClone(pictures);
     for (const Case &c : cases) {
         SCOPED_TRACE(c.what);
         if (c.kind == Kind::Clone && clones)
             continue; // this file system clones; the Btrfs test covers it
-        KSTPreferences::suite(NeverTouchSuite)->remove(QStringLiteral("whitelistPaths"));
+        KSTPreferences::suite(LinkNeverTouchSuite)->remove(QStringLiteral("whitelistPaths"));
         QFile::remove(pictures + "/old");
         QDir(pictures + "/old-real").removeRecursively();
         QDir(pictures + "/old").removeRecursively();
@@ -179,7 +181,7 @@ TEST_F(DuplicateLinkStepTest, TheCopyStaysAsItWasWheneverACheckFails)
         c.change();
         const struct stat before = statusOf(copy.path);
 
-        const Step::Outcome outcome = link(c.kind);
+        const LinkStep::Outcome outcome = link(c.kind);
         EXPECT_EQ(outcome.result, c.result) << outcome.reason.toStdString();
         EXPECT_TRUE(outcome.reason.contains(QLatin1String(c.reason)))
             << outcome.reason.toStdString();
@@ -223,8 +225,8 @@ TEST_F(DuplicateLinkStepTest, ClonesKeepTheCopysOwnPermissionsAndDates)
     copy = recordOf(copy.path);
     const struct stat before = statusOf(copy.path);
 
-    const Step::Outcome outcome = link(Kind::Clone);
-    ASSERT_EQ(outcome.result, Result::Linked) << outcome.reason.toStdString();
+    const LinkStep::Outcome outcome = link(Kind::Clone);
+    ASSERT_EQ(outcome.result, LinkResult::Linked) << outcome.reason.toStdString();
     EXPECT_EQ(outcome.bytesFreed, quint64(before.st_blocks) * 512u);
     const struct stat after = statusOf(copy.path);
     EXPECT_NE(after.st_ino, statusOf(kept.path).st_ino); // a file of its own
@@ -240,8 +242,8 @@ TEST_F(DuplicateLinkStepTest, ClonesKeepTheCopysOwnPermissionsAndDates)
 
     // Cloned again, nothing more is freed.
     copy = recordOf(copy.path);
-    const Step::Outcome again = link(Kind::Clone);
-    EXPECT_EQ(again.result, Result::Linked);
+    const LinkStep::Outcome again = link(Kind::Clone);
+    EXPECT_EQ(again.result, LinkResult::Linked);
     EXPECT_EQ(again.bytesFreed, 0u);
 }
 

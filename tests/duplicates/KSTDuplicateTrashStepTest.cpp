@@ -21,14 +21,14 @@
 #include <functional>
 #include <unistd.h>
 
-using Step = KSTDuplicateTrashStep;
-using Result = KSTDuplicateRemovalStep::Result;
+using TrashStep = KSTDuplicateTrashStep;
+using TrashResult = KSTDuplicateRemovalStep::Result;
 using namespace KSTDuplicateTestSupport;
 
 namespace {
 
-const QDateTime Older(QDate(2022, 5, 6), QTime(7, 8, 9), Qt::UTC);
-const QDateTime Newer(QDate(2024, 5, 6), QTime(7, 8, 9), Qt::UTC);
+const QDateTime TrashOlder(QDate(2022, 5, 6), QTime(7, 8, 9), Qt::UTC);
+const QDateTime TrashNewer(QDate(2024, 5, 6), QTime(7, 8, 9), Qt::UTC);
 const QString NeverTouchSuite = QStringLiteral("com.kestrel.test.duplicates");
 
 class DuplicateTrashStepTest : public KSTMachineTest
@@ -38,13 +38,14 @@ protected:
     {
         KSTMachineTest::SetUp();
         KSTPreferences::suite(NeverTouchSuite)->remove(QStringLiteral("whitelistPaths"));
-        kept = recordOf(mac.writeHomeFile(QStringLiteral("Pictures/new.jpg"), content, Newer));
-        copy = recordOf(mac.writeHomeFile(QStringLiteral("Pictures/old/old.jpg"), content, Older));
+        kept = recordOf(mac.writeHomeFile(QStringLiteral("Pictures/new.jpg"), content, TrashNewer));
+        copy = recordOf(
+            mac.writeHomeFile(QStringLiteral("Pictures/old/old.jpg"), content, TrashOlder));
     }
 
-    Step::Outcome move(const QStringList &scanFolders = {})
+    TrashStep::Outcome move(const QStringList &scanFolders = {})
     {
-        Step step(NeverTouchSuite);
+        TrashStep step(NeverTouchSuite);
         step.beginRemoval(scanFolders.isEmpty()
                               ? QStringList{mac.homePath(QStringLiteral("Pictures"))}
                               : scanFolders);
@@ -69,8 +70,8 @@ protected:
 
 TEST_F(DuplicateTrashStepTest, AnOlderCopyLandsInTheTrashAndCanBePutBack)
 {
-    const Step::Outcome outcome = move();
-    ASSERT_EQ(outcome.result, Result::Moved) << outcome.reason.toStdString();
+    const TrashStep::Outcome outcome = move();
+    ASSERT_EQ(outcome.result, TrashResult::Moved) << outcome.reason.toStdString();
     EXPECT_FALSE(QFileInfo::exists(copy.path));
     EXPECT_EQ(KSTTestSupport::readFile(trashed(QStringLiteral("old.jpg"))), content);
     EXPECT_EQ(KSTTestSupport::readFile(kept.path), content);
@@ -85,7 +86,7 @@ TEST_F(DuplicateTrashStepTest, UnderTheLinuxLayoutTheTrashRemembersWhereACopyCam
     KSTEnvironment linux = mac.environment();
     linux.setLayout(KSTLayout::Linux);
     KSTScopedEnvironment scoped(linux);
-    ASSERT_EQ(move().result, Result::Moved);
+    ASSERT_EQ(move().result, TrashResult::Moved);
     const QString trash = KSTTrash::trashDirectory();
     ASSERT_TRUE(QFileInfo::exists(trash + QStringLiteral("/old.jpg")));
     EXPECT_EQ(KSTTrash::originalPathForTrashedItem(trash + QStringLiteral("/old.jpg")), copy.path);
@@ -99,33 +100,33 @@ TEST_F(DuplicateTrashStepTest, ACopyStaysWheneverItIsNotSafeToMove)
         const char *what;
         std::function<void()> change;
         QStringList scanFolders; // the Pictures folder when empty
-        Result result;
+        TrashResult result;
         const char *reason;
     };
     const Case cases[] = {
         {"the copy was rewritten",
          [&] { mac.writeHomeFile("Pictures/old/old.jpg", content); },
          {},
-         Result::FileChanged,
+         TrashResult::FileChanged,
          "changed or moved since the scan"},
         {"the copy is gone",
          [&] { QFile::remove(copy.path); },
          {},
-         Result::FileChanged,
+         TrashResult::FileChanged,
          "changed or moved since the scan"},
         {"the kept copy is gone",
          [&] { QFile::remove(kept.path); },
          {},
-         Result::KeptCopyChanged,
+         TrashResult::KeptCopyChanged,
          "kept copy changed"},
         {"the kept copy was replaced by a link to an equal file",
          [&] {
-             const QString elsewhere = mac.writeHomeFile("Documents/same.jpg", content, Newer);
+             const QString elsewhere = mac.writeHomeFile("Documents/same.jpg", content, TrashNewer);
              QFile::remove(kept.path);
              QFile::link(elsewhere, kept.path);
          },
          {},
-         Result::KeptCopyChanged,
+         TrashResult::KeptCopyChanged,
          "kept copy changed"},
         {"the copy's folder was swapped for a link to itself",
          [&] {
@@ -133,7 +134,7 @@ TEST_F(DuplicateTrashStepTest, ACopyStaysWheneverItIsNotSafeToMove)
              QFile::link(pictures + "/old-real", pictures + "/old");
          },
          {},
-         Result::Refused,
+         TrashResult::Refused,
          "only through a symbolic link"},
         {"the copy is a never-touch entry",
          [&] {
@@ -141,7 +142,7 @@ TEST_F(DuplicateTrashStepTest, ACopyStaysWheneverItIsNotSafeToMove)
                  ->setValue("whitelistPaths", QStringList{"~/Pictures/old/old.jpg"});
          },
          {},
-         Result::Refused,
+         TrashResult::Refused,
          "never-touch"},
         {"the copy lies inside a never-touch folder",
          [&] {
@@ -149,17 +150,17 @@ TEST_F(DuplicateTrashStepTest, ACopyStaysWheneverItIsNotSafeToMove)
                  ->setValue("whitelistPaths", QStringList{"~/Pictures/old"});
          },
          {},
-         Result::Refused,
+         TrashResult::Refused,
          "never-touch"},
         {"the copy lies outside the folders scanned",
          [] {},
          {mac.homePath("Documents")},
-         Result::Refused,
+         TrashResult::Refused,
          "outside the folders chosen"},
         {"the whole disk is no scope",
          [] {},
          {QStringLiteral("/")},
-         Result::Refused,
+         TrashResult::Refused,
          "outside the folders chosen"},
     };
     for (const Case &c : cases) {
@@ -170,12 +171,12 @@ TEST_F(DuplicateTrashStepTest, ACopyStaysWheneverItIsNotSafeToMove)
         QDir(pictures + "/old-real").removeRecursively();
         QFile::remove(kept.path);
         QDir(mac.homePath("Documents")).removeRecursively();
-        kept = recordOf(mac.writeHomeFile("Pictures/new.jpg", content, Newer));
-        copy = recordOf(mac.writeHomeFile("Pictures/old/old.jpg", content, Older));
+        kept = recordOf(mac.writeHomeFile("Pictures/new.jpg", content, TrashNewer));
+        copy = recordOf(mac.writeHomeFile("Pictures/old/old.jpg", content, TrashOlder));
 
         c.change();
         const QStringList trashBefore = trashContents();
-        const Step::Outcome outcome = move(c.scanFolders);
+        const TrashStep::Outcome outcome = move(c.scanFolders);
         EXPECT_EQ(outcome.result, c.result) << outcome.reason.toStdString();
         EXPECT_TRUE(outcome.reason.contains(QLatin1String(c.reason)))
             << outcome.reason.toStdString();
@@ -188,16 +189,16 @@ TEST_F(DuplicateTrashStepTest, ACopyStaysWheneverItIsNotSafeToMove)
 
 TEST_F(DuplicateTrashStepTest, ScopeIsTheScanFoldersNeverTheWholeDisk)
 {
-    EXPECT_EQ(Step::scopeForScanFolders(
+    EXPECT_EQ(TrashStep::scopeForScanFolders(
                   {QStringLiteral("/"), mac.root(), mac.homePath(QStringLiteral("Pictures/")),
                    mac.homePath(QStringLiteral("Pictures")), QStringLiteral("relative/folder"),
                    mac.homePath(QStringLiteral("Documents/../Movies"))}),
               (QStringList{mac.homePath(QStringLiteral("Pictures")),
                            mac.homePath(QStringLiteral("Movies"))}));
     // Without a scope nothing moves at all.
-    Step step(NeverTouchSuite);
+    TrashStep step(NeverTouchSuite);
     step.beginRemoval({QStringLiteral("/")});
-    EXPECT_EQ(step.moveToTrash(copy, {kept}).result, Result::Refused);
+    EXPECT_EQ(step.moveToTrash(copy, {kept}).result, TrashResult::Refused);
     EXPECT_TRUE(QFileInfo::exists(copy.path));
 }
 

@@ -8,7 +8,7 @@
 
 #include <gtest/gtest.h>
 
-using Figures = KSTFakeHostInfo::Figures;
+using FakeFigures = KSTFakeHostInfo::Figures;
 
 namespace {
 
@@ -23,11 +23,11 @@ protected:
     }
     void setTicks(std::optional<KSTCpuTickTotals> ticks)
     {
-        host->with([&](Figures &f) { f.cpuTickTotals = ticks; });
+        host->with([&](FakeFigures &f) { f.cpuTickTotals = ticks; });
     }
     void setCounters(quint64 received, quint64 sent)
     {
-        host->with([&](Figures &f) {
+        host->with([&](FakeFigures &f) {
             f.interfaceByteCounts = QList<KSTInterfaceByteCounts>{
                 // Loopback traffic moves with the rest; it must not count.
                 {QStringLiteral("lo"), true, 3 * received, 3 * sent},
@@ -76,7 +76,7 @@ TEST_F(LiveMetricsTest, MemoryFractionIsCapped)
         double fraction;
     } cases[] = {{1000, 250, 0.25}, {1000, 1500, 1.0}, {1000, std::nullopt, 0.0}, {0, 100, 0.0}};
     for (const auto &c : cases) {
-        host->with([&](Figures &f) {
+        host->with([&](FakeFigures &f) {
             f.physicalMemoryBytes = c.physical;
             f.usedMemoryBytes = c.used;
         });
@@ -122,7 +122,7 @@ TEST_F(LiveMetricsTest, ThroughputDividesByTheIntervalOfAtLeastFiftyMilliseconds
 
 TEST_F(LiveMetricsTest, SampleIsDeliveredOnTheMainThread)
 {
-    host->with([](Figures &f) {
+    host->with([](FakeFigures &f) {
         f.cpuTickTotals = KSTCpuTickTotals{10, 10, 10, 10};
         f.physicalMemoryBytes = 400;
         f.usedMemoryBytes = 100;

@@ -13,7 +13,7 @@
 #include <gtest/gtest.h>
 
 using Engine = KSTOverviewEngine;
-using Figures = KSTFakeHostInfo::Figures;
+using FakeFigures = KSTFakeHostInfo::Figures;
 
 namespace {
 
@@ -30,7 +30,7 @@ protected:
         ASSERT_TRUE(hostEnvironment.isHostRoot());
         scopedEnvironment.emplace(hostEnvironment);
         KSTPermissionChecker::resetForTesting();
-        host->with([](Figures &f) {
+        host->with([](FakeFigures &f) {
             f.physicalMemoryBytes = 16 * GiB;
             f.volumeUsage = KSTVolumeUsage{500 * GiB, 200 * GiB};
             f.operatingSystemVersion = Debian;
@@ -55,11 +55,11 @@ TEST_F(HostOverviewTest, SpecsLineMasksLongSerialNumbers)
         {"C02XK1ABC", " · 500 GB SSD · Serial C02XK1AB…"},
     };
     for (const auto &c : cases) {
-        host->with([&](Figures &f) { f.serialNumber = QString::fromUtf8(c.serial); });
+        host->with([&](FakeFigures &f) { f.serialNumber = QString::fromUtf8(c.serial); });
         EXPECT_EQ(Engine::specsLine(), specs + QString::fromUtf8(c.suffix));
     }
     // An unknown capacity leaves the disk out rather than claiming "0 B SSD".
-    host->with([](Figures &f) {
+    host->with([](FakeFigures &f) {
         f.serialNumber.clear();
         f.volumeUsage.reset();
     });
@@ -84,7 +84,7 @@ TEST_F(HostOverviewTest, TitleComesFromModelAndChipWithFallbacks)
         {"", "", "", "", "This Mac"},
     };
     for (const auto &c : cases) {
-        host->with([&](Figures &f) {
+        host->with([&](FakeFigures &f) {
             f.hardwareModel = QString::fromUtf8(c.model);
             f.cpuBrandString = QString::fromUtf8(c.brand);
             f.computerName = QString::fromUtf8(c.computerName);
@@ -99,17 +99,17 @@ TEST_F(HostOverviewTest, LinuxVersionNeverGetsAMacName)
     // Debian 12 shares its major number with Monterey; Ubuntu 14.04 with Sonoma.
     for (const KSTOperatingSystemVersion &version :
          {Debian, KSTOperatingSystemVersion{14, 4, 0, QStringLiteral("Ubuntu 14.04.6 LTS")}}) {
-        host->with([&](Figures &f) { f.operatingSystemVersion = version; });
+        host->with([&](FakeFigures &f) { f.operatingSystemVersion = version; });
         EXPECT_EQ(Engine::macOSVersionLine(), version.versionString);
     }
 }
 
 TEST_F(HostOverviewTest, UptimeFromBootTime)
 {
-    host->with([](Figures &f) { f.bootTimeSeconds.reset(); });
+    host->with([](FakeFigures &f) { f.bootTimeSeconds.reset(); });
     EXPECT_EQ(Engine::uptimeText(), QStringLiteral("Uptime unavailable"));
     host->with(
-        [](Figures &f) { f.bootTimeSeconds = QDateTime::currentSecsSinceEpoch() - 59 * 60; });
+        [](FakeFigures &f) { f.bootTimeSeconds = QDateTime::currentSecsSinceEpoch() - 59 * 60; });
     EXPECT_EQ(Engine::uptimeText(), QStringLiteral("Uptime 59m"));
 
     const struct
@@ -143,7 +143,7 @@ TEST_F(HostOverviewTest, BatteryIsTheFirstPresentSourceWithACapacity)
         {QList<QVariantMap>{absent, noCapacity, present, charging}, QStringLiteral("Battery 7%")},
     };
     for (const auto &c : cases) {
-        host->with([&](Figures &f) { f.powerSourceDescriptions = c.sources; });
+        host->with([&](FakeFigures &f) { f.powerSourceDescriptions = c.sources; });
         bool hasBattery = !c.text;
         EXPECT_EQ(Engine::batteryTextHasBattery(&hasBattery), c.text);
         EXPECT_EQ(hasBattery, c.text.has_value());
@@ -177,12 +177,12 @@ TEST_F(HostOverviewTest, PrimaryInterfacePrefersEnAndFallsBack)
         {{address("wlan0"), address("enp3s0"), address("en9")}, "enp3s0", "enp3s0"},
         {{}, "en0", "en0"},
     };
-    host->with([](Figures &f) {
+    host->with([](FakeFigures &f) {
         f.interfaceDisplayNames = {{QStringLiteral("eth0"), QStringLiteral("Ethernet")},
                                    {QStringLiteral("wlan0"), QStringLiteral("Wi-Fi")}};
     });
     for (const auto &c : cases) {
-        host->with([&](Figures &f) { f.interfaceAddresses = c.addresses; });
+        host->with([&](FakeFigures &f) { f.interfaceAddresses = c.addresses; });
         EXPECT_EQ(Engine::primaryNetworkInterfaceBSDName(), QString::fromUtf8(c.bsdName));
         EXPECT_EQ(Engine::primaryNetworkInterfaceName(), QString::fromUtf8(c.displayName));
     }
@@ -225,7 +225,7 @@ protected:
     {
         KSTMachineTest::SetUp();
         // The host knows all about itself; none of it describes the analysed Mac.
-        host->with([](Figures &f) {
+        host->with([](FakeFigures &f) {
             f.hardwareModel = QStringLiteral("ThinkPad X1");
             f.cpuBrandString = QStringLiteral("AMD EPYC");
             f.serialNumber = QStringLiteral("PF0ABCDEFG");
@@ -309,7 +309,7 @@ TEST_F(MacRootOverviewTest, AHangingOrFloodingProfilerLeavesTheTitleToTheFallbac
 
 TEST_F(MacRootOverviewTest, SnapshotThroughTheFrameTakesTheHostsLiveFigures)
 {
-    host->with([](Figures &f) {
+    host->with([](FakeFigures &f) {
         f.volumeUsage = KSTVolumeUsage{100 * GiB, 40 * GiB};
         f.usedMemoryBytes = 2 * GiB;
         f.logicalCpuCount = 8;

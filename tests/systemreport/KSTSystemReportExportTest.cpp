@@ -13,7 +13,7 @@
 
 namespace {
 
-const QString Dash = QStringLiteral("\u2014");
+const QString ExportDash = QStringLiteral("\u2014");
 
 KSTSystemReportSnapshot sampleSnapshot()
 {
@@ -90,9 +90,9 @@ TEST(ReportRowTest, AbsentLabelAndValueAndUnknownStyles)
         KSTReportRow::Style drawn;
         const char *color;
     } cases[] = {
-        {QString(), QString(), 0, QString(""), Dash, KSTReportRow::Normal, "zinc"},
-        {QStringLiteral("SIP"), QString(""), 1, QStringLiteral("SIP"), Dash, KSTReportRow::Good,
-         "emerald"},
+        {QString(), QString(), 0, QString(""), ExportDash, KSTReportRow::Normal, "zinc"},
+        {QStringLiteral("SIP"), QString(""), 1, QStringLiteral("SIP"), ExportDash,
+         KSTReportRow::Good, "emerald"},
         {QStringLiteral("A"), QStringLiteral("b"), 2, QStringLiteral("A"), QStringLiteral("b"),
          KSTReportRow::Warning, "orange"},
         {QStringLiteral("A"), QStringLiteral("b"), 3, QStringLiteral("A"), QStringLiteral("b"),

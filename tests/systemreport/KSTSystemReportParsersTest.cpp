@@ -11,13 +11,13 @@ namespace {
 namespace P = KSTSystemReportParsers;
 using Style = KSTReportRow::Style;
 
-QString recorded(const char *name)
+QString parsersRecorded(const char *name)
 {
     return QString::fromUtf8(
         KSTTestSupport::readFile(KSTTestSupport::recordedMacFile(QString::fromUtf8(name))));
 }
 
-const QString Dash = QStringLiteral("\u2014");
+const QString ParsersDash = QStringLiteral("\u2014");
 
 } // namespace
 
@@ -40,16 +40,17 @@ TEST(SystemReportParsersTest, SecurityRowsFromRecordedTools)
          {QStringLiteral("Custom configuration"), Style::Warning}},
     };
     for (const Case &c : sip) {
-        const QString output = recorded(c.file);
+        const QString output = parsersRecorded(c.file);
         ASSERT_FALSE(output.isEmpty()) << c.file;
         EXPECT_EQ(P::sipEnabled(output), c.flag) << c.file;
         EXPECT_EQ(P::sipRow(output), c.row) << c.file;
     }
     EXPECT_EQ(P::sipRow(QStringLiteral("System Integrity Protection status: disabled.")),
               (P::StyledValue{QStringLiteral("Disabled"), Style::Warning}));
-    EXPECT_EQ(P::sipRow(QString()), (P::StyledValue{Dash, Style::Normal}));
+    EXPECT_EQ(P::sipRow(QString()), (P::StyledValue{ParsersDash, Style::Normal}));
 
-    const QString fileVault = recorded("fdesetup-status.on.macos10.15.6.reportFileVault.txt");
+    const QString fileVault =
+        parsersRecorded("fdesetup-status.on.macos10.15.6.reportFileVault.txt");
     EXPECT_TRUE(P::fileVaultOn(fileVault));
     EXPECT_FALSE(P::fileVaultOn(QStringLiteral("FileVault is Off.")));
     EXPECT_EQ(P::flagRow(fileVault, P::fileVaultOn(fileVault)).value, QStringLiteral("Enabled"));
@@ -59,19 +60,19 @@ TEST(SystemReportParsersTest, SecurityRowsFromRecordedTools)
     EXPECT_EQ(P::flagRow(QStringLiteral("assessments disabled"), false),
               (P::StyledValue{QStringLiteral("Disabled"), Style::Warning}));
 
-    EXPECT_EQ(P::firewallRow(recorded("socketfilterfw-globalstate.enabled.drduh-2018.txt")),
+    EXPECT_EQ(P::firewallRow(parsersRecorded("socketfilterfw-globalstate.enabled.drduh-2018.txt")),
               (P::StyledValue{QStringLiteral("Enabled"), Style::Good}));
-    EXPECT_EQ(
-        P::firewallRow(recorded("socketfilterfw-getglobalstate.state2.mac-health-check-pr8.txt")),
-        (P::StyledValue{QStringLiteral("Blocking all incoming"), Style::Good}));
+    EXPECT_EQ(P::firewallRow(
+                  parsersRecorded("socketfilterfw-getglobalstate.state2.mac-health-check-pr8.txt")),
+              (P::StyledValue{QStringLiteral("Blocking all incoming"), Style::Good}));
     EXPECT_EQ(P::firewallRow(QStringLiteral("Firewall is disabled. (State = 0)")),
               (P::StyledValue{QStringLiteral("Disabled"), Style::Warning}));
-    EXPECT_EQ(P::firewallRow(QStringLiteral("  \n")), (P::StyledValue{Dash, Style::Normal}));
+    EXPECT_EQ(P::firewallRow(QStringLiteral("  \n")), (P::StyledValue{ParsersDash, Style::Normal}));
 }
 
 TEST(SystemReportParsersTest, BootMode)
 {
-    EXPECT_EQ(P::bootMode(recorded("nvram-boot-args.hac-mini-issue196.txt")),
+    EXPECT_EQ(P::bootMode(parsersRecorded("nvram-boot-args.hac-mini-issue196.txt")),
               QStringLiteral("Normal"));
     EXPECT_EQ(P::bootMode(QStringLiteral("boot-args\t-x safe")), QStringLiteral("Special"));
     EXPECT_EQ(P::bootMode(QStringLiteral("boot-args\trecoveryos")), QStringLiteral("Special"));
@@ -85,8 +86,8 @@ TEST(SystemReportParsersTest, BootMode)
 TEST(SystemReportParsersTest, ProfilerValuesComeFromTheirDataTypesPart)
 {
     const QString text =
-        recorded("system_profiler-SPSoftware-SPHardware-SPStorage-SPMemory.apple-M1Pro-"
-                 "MacBookPro18,3.macos13.1.txt") +
+        parsersRecorded("system_profiler-SPSoftware-SPHardware-SPStorage-SPMemory.apple-M1Pro-"
+                        "MacBookPro18,3.macos13.1.txt") +
         QStringLiteral("Graphics/Displays:\n\n    Apple M1 Pro:\n\n      Chipset Model: Apple M1 "
                        "Pro\n      Type: GPU\n      Total Number of Cores: 14\n");
     const QString hardware = P::profilerPart(text, QStringLiteral("Hardware"));
@@ -114,19 +115,21 @@ TEST(SystemReportParsersTest, ProfilerValuesComeFromTheirDataTypesPart)
 
 TEST(SystemReportParsersTest, DiskRows)
 {
-    const QString info = recorded("diskutil-info-disk0.intel-MacBookPro15,4.macos10.14.5.txt");
+    const QString info =
+        parsersRecorded("diskutil-info-disk0.intel-MacBookPro15,4.macos10.14.5.txt");
     EXPECT_EQ(P::smartStatus(info), (P::StyledValue{QStringLiteral("Verified"), Style::Good}));
     EXPECT_EQ(P::smartStatus(QStringLiteral("   SMART Status:              Failing\n")),
               (P::StyledValue{QStringLiteral("Failing"), Style::Critical}));
     EXPECT_EQ(P::smartStatus(QStringLiteral("   SMART Status:              Not Supported\n")),
               (P::StyledValue{QStringLiteral("Not Supported"), Style::Warning}));
     EXPECT_EQ(P::smartStatus(QStringLiteral("Could not find disk: disk0")),
-              (P::StyledValue{Dash, Style::Normal}));
+              (P::StyledValue{ParsersDash, Style::Normal}));
     EXPECT_EQ(P::wearLevel(info), QString());
     EXPECT_EQ(P::wearLevel(QStringLiteral("   Percentage Used:   3%\n")), QStringLiteral("3%"));
 
-    EXPECT_EQ(P::apfsContainers(recorded("diskutil-apfs-list.disk-image-container.2020.txt")),
-              QStringLiteral("1 (disk4)"));
+    EXPECT_EQ(
+        P::apfsContainers(parsersRecorded("diskutil-apfs-list.disk-image-container.2020.txt")),
+        QStringLiteral("1 (disk4)"));
     EXPECT_EQ(P::apfsContainers(QStringLiteral("APFS Containers (2 found)\n|\n+-- Container disk1 "
                                                "AAAA\n|   APFS Container Reference:     disk1\n"
                                                "+-- Container disk3 BBBB\n")),
@@ -137,7 +140,7 @@ TEST(SystemReportParsersTest, DiskRows)
 TEST(SystemReportParsersTest, ExtensionsServicesAndProcesses)
 {
     const P::SystemExtensions extensions = P::systemExtensions(
-        recorded("systemextensionsctl-list.macos12.0.1.karabiner-issue2876.txt"));
+        parsersRecorded("systemextensionsctl-list.macos12.0.1.karabiner-issue2876.txt"));
     EXPECT_EQ(extensions.active, 2);
     EXPECT_EQ(extensions.blocked, 0);
     EXPECT_EQ(extensions.providers, QStringList{QStringLiteral("G43BCU2T37")});
@@ -160,8 +163,9 @@ TEST(SystemReportParsersTest, ExtensionsServicesAndProcesses)
                   "\t\t123\t-\tcom.vendor.b\n\t\t0\t78\tcom.apple.c\n\t}\n"
                   "\tendpoints = {\n\t\t\"x\" = 0\n\t}\n}\n")),
               3);
-    EXPECT_EQ(P::launchctlServiceCount(recorded("launchctl-dumpstate.system-domain-head10.txt")),
-              0);
+    EXPECT_EQ(
+        P::launchctlServiceCount(parsersRecorded("launchctl-dumpstate.system-domain-head10.txt")),
+        0);
 
     EXPECT_EQ(P::highCpuProcess(QStringLiteral("  PID  %CPU COMM\n    1   0.3 launchd\n"
                                                "  412  87.6 Google Chrome He\n  500   4.0 x\n")),
@@ -171,8 +175,9 @@ TEST(SystemReportParsersTest, ExtensionsServicesAndProcesses)
     EXPECT_EQ(P::highCpuProcess(QStringLiteral("  PID  %CPU COMM\n    1   5.0 launchd\n")),
               QStringLiteral("launchd (5%)"));
 
-    EXPECT_EQ(P::connectedVpn(recorded("scutil-nc-list.L2TP.alfred-network-workflow-issue19.txt")),
-              QStringLiteral("None detected"));
+    EXPECT_EQ(
+        P::connectedVpn(parsersRecorded("scutil-nc-list.L2TP.alfred-network-workflow-issue19.txt")),
+        QStringLiteral("None detected"));
     EXPECT_EQ(P::connectedVpn(
                   QStringLiteral("* (Disconnected)   A PPP --> L2TP \"Home\" [PPP:L2TP]\n"
                                  "* (Connected)      B VPN (com.x) \"Work VPN\" [VPN:com.x]\n")),
@@ -182,7 +187,7 @@ TEST(SystemReportParsersTest, ExtensionsServicesAndProcesses)
 TEST(SystemReportParsersTest, WifiQualityBands)
 {
     // The recording: RSSI -66 over a -90 noise floor, 24 dB.
-    EXPECT_EQ(P::wifiQuality(recorded("airport-I.macos10.14.6.txt")),
+    EXPECT_EQ(P::wifiQuality(parsersRecorded("airport-I.macos10.14.6.txt")),
               QStringLiteral("Good \u00b7 -66 dBm"));
     const struct
     {
@@ -193,14 +198,14 @@ TEST(SystemReportParsersTest, WifiQualityBands)
         {-75, -90, QStringLiteral("Fair \u00b7 -75 dBm")},
         {-74, -90, QStringLiteral("Good \u00b7 -74 dBm")},
         {-64, -90, QStringLiteral("Excellent \u00b7 -64 dBm")},
-        {0, -90, Dash},
+        {0, -90, ParsersDash},
     };
     for (const auto &c : cases)
         EXPECT_EQ(P::wifiQuality(QStringLiteral("     agrCtlRSSI: %1\n    agrCtlNoise: %2\n")
                                      .arg(c.rssi)
                                      .arg(c.noise)),
                   c.shown);
-    EXPECT_EQ(P::wifiQuality(QString()), Dash);
+    EXPECT_EQ(P::wifiQuality(QString()), ParsersDash);
 }
 
 TEST(SystemReportParsersTest, SerialMasks)
