@@ -280,14 +280,19 @@ TEST_F(SystemReportServiceTest, TheScreensModelShowsPlaceholderThenReportThenThe
     Service service(info);
     KSTSystemReportModel model(service);
     int completed = 0;
+    int updates = 0;
     QObject::connect(&model, &KSTSystemReportModel::reportCompleted, &model,
                      [&completed] { ++completed; });
+    QObject::connect(&model, &KSTSystemReportModel::updateArrived, &model,
+                     [&updates] { ++updates; });
     model.show();
     EXPECT_EQ(model.snapshot()->generatedSubtitle, QStringLiteral("Preparing system report\u2026"));
     EXPECT_FALSE(model.isComplete());
     model.show(); // a second visit while fetching starts nothing new
     ASSERT_TRUE(KSTTestSupport::pumpUntil([&] { return model.isComplete(); }, 60'000));
     EXPECT_EQ(completed, 1);
+    EXPECT_GE(updates, 7); // six stages, then the weekly answers
+    EXPECT_EQ(model.updateCount(), updates);
     EXPECT_EQ(model.snapshot(), service.cachedReportSnapshotIfComplete());
     EXPECT_EQ(mac.toolCalls(L::SystemProfiler).size(), 1);
 
@@ -296,10 +301,14 @@ TEST_F(SystemReportServiceTest, TheScreensModelShowsPlaceholderThenReportThenThe
     again.show();
     EXPECT_TRUE(again.isComplete());
     EXPECT_EQ(again.snapshot(), model.snapshot());
+    const int firstFetchUpdates = updates;
     model.refresh();
     EXPECT_FALSE(model.isComplete());
+    EXPECT_EQ(model.updateCount(), 0); // counted afresh for each fetch
     EXPECT_EQ(service.cachedReportSnapshotIfComplete(), nullptr);
-    ASSERT_TRUE(KSTTestSupport::pumpUntil([&] { return model.isComplete(); }, 60'000));
+    ASSERT_TRUE(KSTTestSupport::pumpUntil([&] { return !model.isFetching(); }, 60'000));
+    EXPECT_TRUE(model.isComplete());
+    EXPECT_EQ(model.updateCount(), updates - firstFetchUpdates);
     EXPECT_EQ(mac.toolCalls(L::SystemProfiler).size(), 2);
 
     QTemporaryDir folder;
@@ -313,4 +322,45 @@ TEST_F(SystemReportServiceTest, TheScreensModelShowsPlaceholderThenReportThenThe
         model.exportToPath(folder.filePath(QStringLiteral("gone/r.txt")), Format::Text);
     ASSERT_TRUE(failure.has_value());
     EXPECT_TRUE(failure->contains(QLatin1String("gone/r.txt")));
+}
+
+TEST(SystemReportModelExportNames, OnlyTheFormatsOwnExtension)
+{
+    using Format = KSTSystemReportExport::Format;
+    struct Case
+    {
+        const char *chosen;
+        Format format;
+        const char *expected; // nullptr: refused
+    };
+    const Case cases[] = {
+        {"/a/report.txt", Format::Text, "/a/report.txt"},
+        {"/a/report.PDF", Format::Pdf, "/a/report.PDF"},
+        {"/a/report", Format::Pdf, "/a/report.pdf"},
+        {"/a/report.", Format::Text, "/a/report.txt"},
+        {"/a/txt", Format::Text, "/a/txt.txt"},
+        {"/a.pdf/report", Format::Text, "/a.pdf/report.txt"}, // a folder's dot is no extension
+        {"/a/report.txt", Format::Pdf, nullptr},
+        {"/a/report.pdf", Format::Text, nullptr},
+        {"/a/report.txt.md", Format::Text, nullptr},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.chosen);
+        QString refusal;
+        const std::optional<QString> path = KSTSystemReportModel::exportPathForChosenName(
+            QString::fromUtf8(c.chosen), c.format, &refusal);
+        if (c.expected) {
+            EXPECT_EQ(path, std::optional<QString>(QString::fromUtf8(c.expected)));
+            EXPECT_TRUE(refusal.isEmpty());
+        } else {
+            EXPECT_EQ(path, std::nullopt);
+            const QString own = KSTSystemReportExport::extension(c.format);
+            EXPECT_TRUE(refusal.contains(QStringLiteral("\u201c.%1\u201d").arg(own)))
+                << refusal.toStdString();
+        }
+    }
+    EXPECT_EQ(KSTSystemReportModel::formatForExtension(QStringLiteral("pdf")), Format::Pdf);
+    EXPECT_EQ(KSTSystemReportModel::formatForExtension(QStringLiteral("txt")), Format::Text);
+    EXPECT_EQ(KSTSystemReportModel::formatForExtension(QStringLiteral("TXT")), std::nullopt);
+    EXPECT_EQ(KSTSystemReportModel::formatForExtension(QString()), std::nullopt);
 }
