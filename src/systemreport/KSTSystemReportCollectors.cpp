@@ -314,6 +314,8 @@ void collectNetworkWeek(KSTReportContext &context, const QDateTime &now)
                                      KSTReporterHistory::reporterHistoryPathWithoutCreating())
                                      .records,
                                  now);
+    // The weekly report ranks applications but keeps no per-domain traffic, so "topDomain"
+    // stays absent and its row shows "—" rather than a guess.
     if (!context.weekly.appUsageEntries.isEmpty()) {
         const KSTReporterAppUsageEntry &top = context.weekly.appUsageEntries.first();
         context.networkWeek.insert(QStringLiteral("topApp"),
