@@ -18,19 +18,22 @@ std::optional<KSTFileIdentity> identityOf(const QString &path)
     return KSTFileIdentity::fromStatus(*status);
 }
 
-bool isFolderWithoutLink(const QString &path)
+} // namespace
+
+bool isFolder(const QString &path)
 {
-    const std::optional<KSTFileIdentity> identity = identityOf(path);
+    const QString clean = QDir::cleanPath(path);
+    if (!clean.startsWith(QLatin1Char('/')))
+        return false;
+    const std::optional<KSTFileIdentity> identity = identityOf(clean);
     return identity && identity->isFolder();
 }
-
-} // namespace
 
 QList<KSTReportFolderEntry> entries(const QString &folder, qsizetype limit)
 {
     const QString clean = QDir::cleanPath(folder);
     QList<KSTReportFolderEntry> result;
-    if (clean.isEmpty() || !isFolderWithoutLink(clean))
+    if (!isFolder(clean))
         return result;
     for (const QString &name : KSTStorageFigures::directoryEntriesAtPath(clean)) {
         if (result.size() >= limit)
@@ -54,7 +57,7 @@ QList<KSTReportFolderEntry> entries(const QString &folder, qsizetype limit)
 qint64 entryCount(const QString &folder)
 {
     const QString clean = QDir::cleanPath(folder);
-    if (clean.isEmpty() || !isFolderWithoutLink(clean))
+    if (!isFolder(clean))
         return -1;
     return KSTStorageFigures::directoryEntriesAtPath(clean).size();
 }

@@ -26,6 +26,9 @@ namespace KSTReportFolderListing {
 /// between the listing and its look is dropped.
 QList<KSTReportFolderEntry> entries(const QString &folder, qsizetype limit);
 
+/// Whether @p path is a folder reached without following a link.
+bool isFolder(const QString &path);
+
 /// The number of entries of @p folder, hidden ones included; -1 when it is not a folder
 /// reached without a link.
 qint64 entryCount(const QString &folder);

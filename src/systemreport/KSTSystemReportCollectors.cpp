@@ -18,8 +18,6 @@
 #include "KSTToolRunner.h"
 #include "KSTUtilitiesManager.h"
 
-#include <QFileInfo>
-
 namespace KSTSystemReportCollectors {
 
 namespace L = KSTSystemReportLocations;
@@ -422,7 +420,8 @@ void collectAppSignatures(KSTReportContext &context, const QDateTime &now, bool 
             ++apple;
         else if (full ? signedByDeveloper(
                             bundle, info.value(QStringLiteral("CFBundleExecutable")).toString())
-                      : QFileInfo(bundle + QLatin1String("/Contents/_CodeSignature")).isDir())
+                      : KSTReportFolderListing::isFolder(bundle +
+                                                         QLatin1String("/Contents/_CodeSignature")))
             ++developer;
         else
             ++unsignedCount;

@@ -261,7 +261,15 @@ TEST_F(SystemReportCollectorsTest, LinkedFoldersAreNotFollowed)
         bundle.inHome = inHome;
         return mac.addApp(bundle);
     };
-    app("Real", "Applications");
+    const QString real = app("Real", "Applications");
+    mac.writeFile(mac.environment().pathRelativeToRoot(real).mid(1) +
+                      "/Contents/_CodeSignature/CodeResources",
+                  "x");
+    // A signature folder that is a link is no sign of a developer's signature.
+    const QString faked = app("Faked", "Applications");
+    mac.writeFile("Elsewhere/Signature/CodeResources", "x");
+    mac.makeSymlink(mac.environment().pathRelativeToRoot(faked).mid(1) + "/Contents/_CodeSignature",
+                    mac.path("Elsewhere/Signature"));
     const QString outsideApp = app("Outside", "Elsewhere/Apps");
     app("Nested", "Elsewhere/Apps/Suite");
     mac.makeSymlink("Applications/Linked", mac.path("Elsewhere/Apps"));
@@ -290,9 +298,9 @@ TEST_F(SystemReportCollectorsTest, LinkedFoldersAreNotFollowed)
     C::collectCrashStats(context, now);
     C::collectBrowserExtensions(context);
     const QVariantMap &apps = context.appSignatures;
-    EXPECT_EQ(apps.value("apple").toLongLong() + apps.value("dev").toLongLong() +
-                  apps.value("unsigned").toLongLong(),
-              1); // Real.app only
+    EXPECT_EQ(apps.value("apple").toLongLong(), 0);
+    EXPECT_EQ(apps.value("dev").toLongLong(), 1);      // Real.app
+    EXPECT_EQ(apps.value("unsigned").toLongLong(), 1); // Faked.app
     EXPECT_EQ(context.crashStats.value("recent").toString(), QStringLiteral("1 (Mail)"));
     EXPECT_EQ(context.crashStats.value("kernelPanic").toString(),
               QStringLiteral("None in 90 days"));
