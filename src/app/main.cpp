@@ -41,6 +41,29 @@ void installEngines()
     KSTSystemReportExport::setPdfWriter(&KSTSystemReportPdfWriter::writePDFToURL);
 }
 
+// While the report's Gui application starts, Qt probes the session's runtime folder for a
+// sandbox marker and warns when XDG_RUNTIME_DIR is unset (cron, a plain ssh login). The probe
+// has nothing to do with the report, so that one warning is dropped while the application is
+// made; every other message, then and later, goes where it always goes.
+QtMessageHandler startUpHandler = nullptr;
+
+void withoutRuntimeFolderWarning(QtMsgType type, const QMessageLogContext &context,
+                                 const QString &message)
+{
+    if (type == QtWarningMsg &&
+        message.startsWith(QLatin1String("QStandardPaths: XDG_RUNTIME_DIR not set")))
+        return;
+    startUpHandler(type, context, message);
+}
+
+std::unique_ptr<QGuiApplication> makeReportApplication(int &argc, char **argv)
+{
+    startUpHandler = qInstallMessageHandler(&withoutRuntimeFolderWarning);
+    auto application = std::make_unique<QGuiApplication>(argc, argv);
+    qInstallMessageHandler(startUpHandler);
+    return application;
+}
+
 int runCommandLine(int &argc, char **argv, const QStringList &arguments)
 {
     // The report draws its PDF with Qt's painter, which needs fonts and so a Gui application;
@@ -49,7 +72,7 @@ int runCommandLine(int &argc, char **argv, const QStringList &arguments)
     if (KSTCommandLine::commandName(arguments) == QLatin1String("report")) {
         if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
             qputenv("QT_QPA_PLATFORM", "offscreen");
-        application = std::make_unique<QGuiApplication>(argc, argv);
+        application = makeReportApplication(argc, argv);
     } else {
         application = std::make_unique<QCoreApplication>(argc, argv);
     }

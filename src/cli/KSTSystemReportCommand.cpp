@@ -2,16 +2,15 @@
 
 #include "KSTDispatch.h"
 #include "KSTSystemReportExport.h"
+#include "KSTSystemReportModel.h"
 #include "KSTSystemReportService.h"
 #include "KSTTerminalText.h"
 
-#include <QDate>
 #include <QDir>
 #include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonObject>
 
-#include <memory>
 #include <optional>
 #include <unistd.h>
 
@@ -78,15 +77,6 @@ KSTSystemReportSnapshot terminalSafe(const KSTSystemReportSnapshot &snapshot)
     return safe;
 }
 
-std::optional<Export::Format> formatNamed(const QString &name)
-{
-    if (name == QLatin1String("txt"))
-        return Export::Format::Text;
-    if (name == QLatin1String("pdf"))
-        return Export::Format::Pdf;
-    return std::nullopt;
-}
-
 // Where the report goes; a usage error (exit 2) in @p usage when the names disagree.
 std::optional<Destination> destinationFor(const QString &output,
                                           const std::optional<Export::Format> &format,
@@ -99,11 +89,11 @@ std::optional<Destination> destinationFor(const QString &output,
     }
     if (info.isDir()) {
         const Export::Format chosen = format.value_or(Export::Format::Text);
-        return Destination{QDir(output).filePath(KSTSystemReportSnapshot::exportFileName(
-                               QDate::currentDate(), Export::extension(chosen))),
+        return Destination{QDir(output).filePath(KSTSystemReportModel::suggestedFileName(chosen)),
                            chosen};
     }
-    const std::optional<Export::Format> byName = formatNamed(info.suffix());
+    const std::optional<Export::Format> byName =
+        KSTSystemReportModel::formatForExtension(info.suffix());
     if (!byName) {
         *usage = QStringLiteral("the report is saved as .txt or .pdf, not '%1'").arg(output);
         return std::nullopt;
@@ -116,30 +106,26 @@ std::optional<Destination> destinationFor(const QString &output,
     return Destination{output, *byName};
 }
 
-KSTSystemReportService::SnapshotPtr collect(KSTCliContext &context)
+// Runs the screen's model to its final report; false when none came.
+bool collect(KSTCliContext &context, KSTSystemReportModel &model)
 {
     const bool showProgress = ::isatty(STDERR_FILENO) == 1;
-    auto final = std::make_shared<KSTSystemReportService::SnapshotPtr>();
-    auto updates = std::make_shared<int>(0);
     QTextStream &err = context.err();
-    const bool started = KSTSystemReportService::shared().fetchReportProgressive(
-        [showProgress, updates, &err](KSTSystemReportService::SnapshotPtr,
-                                      KSTSystemReportService::UpdateKind kind) {
-            ++*updates;
-            if (showProgress && kind == KSTSystemReportService::Partial) {
-                err << "\rCollecting the system report\u2026 " << *updates << " of 7";
-                err.flush();
-            }
-        },
-        [final](KSTSystemReportService::SnapshotPtr snapshot) { *final = snapshot; });
-    if (!started)
-        return nullptr;
-    KSTDispatch::runMainLoopUntil([final] { return *final != nullptr; }, ReportTimeoutMs);
+    if (showProgress)
+        QObject::connect(&model, &KSTSystemReportModel::updateArrived, &model, [&model, &err] {
+            if (model.isComplete())
+                return;
+            err << "\rCollecting the system report\u2026 " << model.updateCount() << " of 7";
+            err.flush();
+        });
+    model.show();
+    const bool arrived =
+        KSTDispatch::runMainLoopUntil([&model] { return !model.isFetching(); }, ReportTimeoutMs);
     if (showProgress) {
         err << "\r\033[K";
         err.flush();
     }
-    return *final;
+    return arrived && model.isComplete();
 }
 
 } // namespace
@@ -161,7 +147,7 @@ int kstRunSystemReportCommand(KSTCliContext &context)
         return context.usageError(QStringLiteral("--format and --force go with --output"));
     std::optional<Export::Format> format;
     if (formatName) {
-        format = formatNamed(*formatName);
+        format = KSTSystemReportModel::formatForExtension(*formatName);
         if (!format)
             return context.usageError(
                 QStringLiteral("--format is txt or pdf, not '%1'").arg(*formatName));
@@ -186,12 +172,14 @@ int kstRunSystemReportCommand(KSTCliContext &context)
                  {}});
     }
 
-    const KSTSystemReportService::SnapshotPtr report = collect(context);
-    if (!report)
+    // The window's model: the same fetch, the same export and its failure texts.
+    KSTSystemReportModel model(KSTSystemReportService::shared());
+    if (!collect(context, model))
         return context.failure({QStringLiteral("KSTSystemReport"),
                                 2,
                                 QStringLiteral("The report did not arrive."),
                                 {}});
+    const KSTSystemReportService::SnapshotPtr report = model.snapshot();
     if (!destination) {
         if (context.json())
             context.printJson(reportJson(*report));
@@ -200,13 +188,8 @@ int kstRunSystemReportCommand(KSTCliContext &context)
         return KSTCliContext::Success;
     }
     KSTError error;
-    const bool written = destination->format == Export::Format::Pdf
-                             ? Export::writePdfToPath(*report, destination->path, &error)
-                             : Export::writeTextToPath(*report, destination->path, &error);
-    if (!written) {
-        error.description = Export::failureText(error, destination->format);
+    if (!model.exportToPath(destination->path, destination->format, &error))
         return context.failure(error);
-    }
     context.talk() << "Saved " << destination->path << "\n";
     context.talk().flush();
     if (context.json())

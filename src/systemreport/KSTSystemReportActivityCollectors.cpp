@@ -4,8 +4,8 @@
 #include "KSTEnvironment.h"
 #include "KSTPropertyList.h"
 #include "KSTReadOnlyFile.h"
+#include "KSTReportFolderListing.h"
 
-#include <QDir>
 #include <QFileInfo>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -23,13 +23,9 @@ constexpr qsizetype MaximumEntries = 10'000;
 constexpr qint64 MaximumManifestBytes = 1024 * 1024;
 const QString ActivityDash = QStringLiteral("\u2014");
 
-QFileInfoList entriesOf(const QString &folder, QDir::Filters filters)
+QList<KSTReportFolderEntry> entriesOf(const QString &folder)
 {
-    QFileInfoList entries =
-        QDir(folder).entryInfoList(filters | QDir::NoDotAndDotDot | QDir::NoSymLinks);
-    if (entries.size() > MaximumEntries)
-        entries.resize(MaximumEntries);
-    return entries;
+    return KSTReportFolderListing::entries(folder, MaximumEntries);
 }
 
 // "Safari_2026-11-14-101010_Mac.crash" → "Safari"; "kernel-2026-11-14.panic.ips" → "kernel".
@@ -96,10 +92,10 @@ void collectCrashStats(KSTReportContext &context, const QDateTime &now)
     for (const QString &folder :
          {environment.homePath(QStringLiteral("Library/Logs/DiagnosticReports")),
           environment.systemPath(QStringLiteral("/Library/Logs/DiagnosticReports"))})
-        for (const QFileInfo &entry : entriesOf(folder, QDir::Files))
-            if (entry.fileName().endsWith(QLatin1String(".crash")) ||
-                entry.fileName().endsWith(QLatin1String(".ips")))
-                reports.append({entry.fileName(), entry.lastModified()});
+        for (const KSTReportFolderEntry &entry : entriesOf(folder))
+            if (entry.isFile && (entry.name.endsWith(QLatin1String(".crash")) ||
+                                 entry.name.endsWith(QLatin1String(".ips"))))
+                reports.append({entry.name, entry.modified});
     std::sort(reports.begin(), reports.end(),
               [](const Report &a, const Report &b) { return a.modified > b.modified; });
 
@@ -153,11 +149,10 @@ void collectBrowserExtensions(KSTReportContext &context)
     if (environment.layout() == KSTLayout::Linux)
         return;
     QStringList safari;
-    for (const QFileInfo &entry :
-         entriesOf(environment.homePath(QStringLiteral("Library/Safari/Extensions")),
-                   QDir::Files | QDir::Dirs))
-        if (entry.suffix() != QLatin1String("plist"))
-            safari.append(entry.completeBaseName());
+    for (const KSTReportFolderEntry &entry :
+         entriesOf(environment.homePath(QStringLiteral("Library/Safari/Extensions"))))
+        if ((entry.isFile || entry.isFolder) && !entry.name.endsWith(QLatin1String(".plist")))
+            safari.append(QFileInfo(entry.name).completeBaseName());
     const QVariantMap appExtensions = KSTPropertyList::readDictionary(environment.homePath(
         QStringLiteral("Library/Containers/com.apple.Safari/Data/Library/Safari/AppExtensions/"
                        "Extensions.plist")));
@@ -169,17 +164,21 @@ void collectBrowserExtensions(KSTReportContext &context)
     const QString chromeRoot =
         environment.homePath(QStringLiteral("Library/Application Support/Google/Chrome"));
     for (const char *profile : {"Default", "Profile 1", "Profile 2"})
-        for (const QFileInfo &extension :
-             entriesOf(chromeRoot + QLatin1Char('/') + QLatin1String(profile) + "/Extensions",
-                       QDir::Dirs))
-            for (const QFileInfo &version : entriesOf(extension.filePath(), QDir::Dirs)) {
-                const QString name = chromeExtensionName(version.filePath());
+        for (const KSTReportFolderEntry &extension :
+             entriesOf(chromeRoot + QLatin1Char('/') + QLatin1String(profile) + "/Extensions")) {
+            if (!extension.isFolder)
+                continue;
+            for (const KSTReportFolderEntry &version : entriesOf(extension.path)) {
+                if (!version.isFolder)
+                    continue;
+                const QString name = chromeExtensionName(version.path);
                 if (name.isEmpty())
                     ++unknown;
                 else
                     chrome.append(name);
                 break; // one version of an extension is enough
             }
+        }
     context.browserExtensions = {{QStringLiteral("safari"), joinedNames(safari)},
                                  {QStringLiteral("chrome"), joinedNames(chrome)},
                                  {QStringLiteral("suspicious"), unknown}};

@@ -137,7 +137,27 @@ KSTSystemReportBuilder::buildSnapshotFromContext(const KSTReportContext &context
     const QString build = context.buildNumber.isEmpty() ? Dash : context.buildNumber;
     const QString osName = context.osName.isEmpty() ? Dash : context.osName;
     const QList<L::CardShape> &cards = L::cards();
-    const bool allProtected = context.sipEnabled && context.fvEnabled && context.gatekeeperOn;
+    // A protection whose tool gave no answer (none of them exist on Linux) is neither on nor
+    // off: a known one that is off still calls for review, otherwise the card shows the
+    // absent value rather than a verdict.
+    const struct
+    {
+        bool answered, on;
+    } sipState{!machine.csrutilStatus.trimmed().isEmpty(), context.sipEnabled},
+        fileVaultState{!machine.fdesetupStatus.trimmed().isEmpty(), context.fvEnabled},
+        gatekeeperState{!machine.spctlStatus.trimmed().isEmpty(), context.gatekeeperOn};
+    const bool sipOrFileVaultOff =
+        (sipState.answered && !sipState.on) || (fileVaultState.answered && !fileVaultState.on);
+    const bool sipAndFileVaultKnown = sipState.answered && fileVaultState.answered;
+    const QString securityValue =
+        sipOrFileVaultOff || (gatekeeperState.answered && !gatekeeperState.on)
+            ? QStringLiteral("Review needed")
+        : !sipAndFileVaultKnown || !gatekeeperState.answered ? Dash
+                                                             : QStringLiteral("Protected");
+    const QString securityDetail = sipOrFileVaultOff ? QStringLiteral("Some protections off")
+                                   : !sipAndFileVaultKnown
+                                       ? Dash
+                                       : QStringLiteral("SIP \u00b7 FileVault \u00b7 Gatekeeper");
     snapshot.summaryCards = {
         KSTReportSummaryCard::summaryCard(cards[0].title, cards[0].symbolName, cards[0].iconColor,
                                           osName, QStringLiteral("Build %1").arg(build)),
@@ -152,12 +172,8 @@ KSTSystemReportBuilder::buildSnapshotFromContext(const KSTReportContext &context
             QStringLiteral("of %1 total")
                 .arg(KSTFormatting::formatBytesShort(context.storageTotal))),
         // Gatekeeper decides the value but, as the detail says, not the detail.
-        KSTReportSummaryCard::summaryCard(
-            cards[3].title, cards[3].symbolName, cards[3].iconColor,
-            allProtected ? QStringLiteral("Protected") : QStringLiteral("Review needed"),
-            context.sipEnabled && context.fvEnabled
-                ? QStringLiteral("SIP \u00b7 FileVault \u00b7 Gatekeeper")
-                : QStringLiteral("Some protections off")),
+        KSTReportSummaryCard::summaryCard(cards[3].title, cards[3].symbolName, cards[3].iconColor,
+                                          securityValue, securityDetail),
     };
 
     const QList<L::SectionShape> &shapes = L::sections();

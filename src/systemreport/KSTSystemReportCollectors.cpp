@@ -7,6 +7,7 @@
 #include "KSTOverviewEngine.h"
 #include "KSTPropertyList.h"
 #include "KSTReadOnlyFile.h"
+#include "KSTReportFolderListing.h"
 #include "KSTReportMetricsStore.h"
 #include "KSTReporterHistory.h"
 #include "KSTStorageFigures.h"
@@ -17,9 +18,6 @@
 #include "KSTToolRunner.h"
 #include "KSTUtilitiesManager.h"
 
-#include <QDir>
-#include <QFileInfo>
-
 namespace KSTSystemReportCollectors {
 
 namespace L = KSTSystemReportLocations;
@@ -29,6 +27,9 @@ using Runner = KSTSystemReportCommandRunner;
 namespace {
 
 constexpr qint64 SmallFileBytes = 1024 * 1024;
+// An application folder holds a few hundred bundles; one flooded with entries is read only
+// this far.
+constexpr qsizetype MaximumFolderEntries = 10'000;
 
 QByteArray readSmallFile(const QString &path)
 {
@@ -81,14 +82,6 @@ void rootMount(const QByteArray &mountInfo, QString *fileSystem, QString *source
             *source = QString::fromUtf8(fields[dash + 2]);
         }
     }
-}
-
-qint64 entryCount(const QString &folder)
-{
-    const QFileInfo info(folder);
-    if (!info.isDir() || info.isSymLink())
-        return -1;
-    return QDir(folder).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden).size();
 }
 
 QByteArray readAt(KSTReadOnlyFile &file, qint64 offset, qint64 length)
@@ -233,7 +226,8 @@ void collectInstant(KSTReportContext &context)
                   &machine.mountedVolumeCount);
         machine.bootVolumeName = source;
     } else {
-        machine.mountedVolumeCount = entryCount(environment.systemPath(QStringLiteral("/Volumes")));
+        machine.mountedVolumeCount =
+            KSTReportFolderListing::entryCount(environment.systemPath(QStringLiteral("/Volumes")));
     }
     // Live figures are always the host's.
     if (const std::optional<qint64> boot = host.bootTimeSeconds())
@@ -260,7 +254,8 @@ void collectMedium(KSTReportContext &context)
     const KSTEnvironment environment = KSTEnvironment::current();
     KSTReportMachineFacts &machine = context.machine;
     context.startupItems = KSTUtilitiesManager::sharedManager().scanStartupItems();
-    machine.legacyStartupItemCount = entryCount(environment.systemPath(L::LegacyStartupItems));
+    machine.legacyStartupItemCount =
+        KSTReportFolderListing::entryCount(environment.systemPath(L::LegacyStartupItems));
     if (machine.legacyStartupItemCount < 0 && !isLinuxLayout())
         machine.legacyStartupItemCount = 0; // no folder: no legacy items
     const double previous = KSTReportMetricsStore::loadPreviousBootMetrics()
@@ -317,6 +312,8 @@ void collectNetworkWeek(KSTReportContext &context, const QDateTime &now)
                                      KSTReporterHistory::reporterHistoryPathWithoutCreating())
                                      .records,
                                  now);
+    // The weekly report ranks applications but keeps no per-domain traffic, so "topDomain"
+    // stays absent and its row shows "—" rather than a guess.
     if (!context.weekly.appUsageEntries.isEmpty()) {
         const KSTReporterAppUsageEntry &top = context.weekly.appUsageEntries.first();
         context.networkWeek.insert(QStringLiteral("topApp"),
@@ -394,21 +391,25 @@ void collectAppSignatures(KSTReportContext &context, const QDateTime &now, bool 
         folders.append(environment.systemPath(folder));
     folders.append(environment.homePath(L::HomeApplications));
 
-    QStringList bundles;
-    const QDir::Filters filter = QDir::Dirs | QDir::NoDotAndDotDot | QDir::NoSymLinks;
+    QList<KSTReportFolderEntry> bundles;
     for (const QString &folder : folders) {
-        for (const QFileInfo &entry : QDir(folder).entryInfoList(filter)) {
-            if (entry.fileName().endsWith(QLatin1String(".app"))) {
-                bundles.append(entry.filePath());
+        for (const KSTReportFolderEntry &entry :
+             KSTReportFolderListing::entries(folder, MaximumFolderEntries)) {
+            if (!entry.isFolder)
+                continue;
+            if (entry.name.endsWith(QLatin1String(".app"))) {
+                bundles.append(entry);
                 continue;
             }
-            for (const QFileInfo &inner : QDir(entry.filePath()).entryInfoList(filter))
-                if (inner.fileName().endsWith(QLatin1String(".app")))
-                    bundles.append(inner.filePath());
+            for (const KSTReportFolderEntry &inner :
+                 KSTReportFolderListing::entries(entry.path, MaximumFolderEntries))
+                if (inner.isFolder && inner.name.endsWith(QLatin1String(".app")))
+                    bundles.append(inner);
         }
     }
     qint64 apple = 0, developer = 0, unsignedCount = 0, recent = 0, outdated = 0;
-    for (const QString &bundle : bundles) {
+    for (const KSTReportFolderEntry &entry : bundles) {
+        const QString &bundle = entry.path;
         const QString onMac = environment.pathRelativeToRoot(bundle);
         const QVariantMap info =
             KSTPropertyList::readDictionary(bundle + QLatin1String("/Contents/Info.plist"));
@@ -419,12 +420,12 @@ void collectAppSignatures(KSTReportContext &context, const QDateTime &now, bool 
             ++apple;
         else if (full ? signedByDeveloper(
                             bundle, info.value(QStringLiteral("CFBundleExecutable")).toString())
-                      : QFileInfo(bundle + QLatin1String("/Contents/_CodeSignature")).isDir())
+                      : KSTReportFolderListing::isFolder(bundle +
+                                                         QLatin1String("/Contents/_CodeSignature")))
             ++developer;
         else
             ++unsignedCount;
-        const QDateTime modified = QFileInfo(bundle).lastModified();
-        const qint64 age = modified.secsTo(now);
+        const qint64 age = entry.modified.secsTo(now);
         if (age > 365 * 86'400)
             ++outdated;
         else if (age <= 30 * 86'400)

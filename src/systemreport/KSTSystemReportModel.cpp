@@ -2,6 +2,8 @@
 
 #include "KSTDispatch.h"
 
+#include <QFileInfo>
+
 KSTSystemReportModel::KSTSystemReportModel(KSTSystemReportService &service, QObject *parent)
     : QObject(parent), m_service(service),
       m_snapshot(std::make_shared<const KSTSystemReportSnapshot>(
@@ -33,9 +35,12 @@ void KSTSystemReportModel::startFetch()
     display(std::make_shared<const KSTSystemReportSnapshot>(
                 KSTSystemReportService::placeholderSnapshot()),
             false);
+    m_updateCount = 0;
     const auto update = KSTDispatch::onMainFor<KSTSystemReportService::SnapshotPtr, int>(
         this, [this](KSTSystemReportService::SnapshotPtr snapshot, int kind) {
+            ++m_updateCount;
             display(snapshot, kind == KSTSystemReportService::Final);
+            Q_EMIT updateArrived();
         });
     const auto done = KSTDispatch::onMainFor<KSTSystemReportService::SnapshotPtr>(
         this, [this](KSTSystemReportService::SnapshotPtr snapshot) {
@@ -70,14 +75,57 @@ QString KSTSystemReportModel::suggestedFileName(KSTSystemReportExport::Format fo
     return KSTSystemReportSnapshot::exportFileName(today, KSTSystemReportExport::extension(format));
 }
 
+std::optional<KSTSystemReportExport::Format>
+KSTSystemReportModel::formatForExtension(const QString &extension)
+{
+    for (const KSTSystemReportExport::Format format :
+         {KSTSystemReportExport::Format::Text, KSTSystemReportExport::Format::Pdf})
+        if (extension == KSTSystemReportExport::extension(format))
+            return format;
+    return std::nullopt;
+}
+
+std::optional<QString> KSTSystemReportModel::exportPathForChosenName(
+    const QString &chosen, KSTSystemReportExport::Format format, QString *refusal)
+{
+    const QString extension = KSTSystemReportExport::extension(format);
+    // "report." has an empty extension, like "report".
+    const QString suffix = QFileInfo(chosen).suffix();
+    if (suffix.isEmpty()) {
+        const QString dot = chosen.endsWith(QLatin1Char('.')) ? QString() : QStringLiteral(".");
+        return QString(chosen + dot + extension);
+    }
+    if (suffix.compare(extension, Qt::CaseInsensitive) == 0)
+        return chosen;
+    if (refusal)
+        *refusal = QStringLiteral("A %1 report is saved with the extension \u201c.%2\u201d, "
+                                  "not \u201c.%3\u201d. Choose a name ending in \u201c.%2\u201d.")
+                       .arg(format == KSTSystemReportExport::Format::Pdf ? QStringLiteral("PDF")
+                                                                         : QStringLiteral("text"),
+                            extension, suffix);
+    return std::nullopt;
+}
+
 std::optional<QString>
 KSTSystemReportModel::exportToPath(const QString &path, KSTSystemReportExport::Format format) const
 {
     KSTError error;
-    const bool written = format == KSTSystemReportExport::Format::Pdf
-                             ? KSTSystemReportExport::writePdfToPath(*m_snapshot, path, &error)
-                             : KSTSystemReportExport::writeTextToPath(*m_snapshot, path, &error);
-    if (written)
+    if (exportToPath(path, format, &error))
         return std::nullopt;
-    return KSTSystemReportExport::failureText(error, format);
+    return error.description;
+}
+
+bool KSTSystemReportModel::exportToPath(const QString &path, KSTSystemReportExport::Format format,
+                                        KSTError *error) const
+{
+    KSTError failure;
+    const bool written = format == KSTSystemReportExport::Format::Pdf
+                             ? KSTSystemReportExport::writePdfToPath(*m_snapshot, path, &failure)
+                             : KSTSystemReportExport::writeTextToPath(*m_snapshot, path, &failure);
+    if (written)
+        return true;
+    failure.description = KSTSystemReportExport::failureText(failure, format);
+    if (error)
+        *error = failure;
+    return false;
 }

@@ -37,6 +37,8 @@ public:
     bool isComplete() const { return m_complete; }
     /// Whether this model's fetch is still running.
     bool isFetching() const { return m_fetching; }
+    /// How many updates the current fetch has delivered so far (its final one included).
+    int updateCount() const { return m_updateCount; }
 
     // ---- Export ----
     static QString exportDialogTitle() { return QStringLiteral("Export System Report"); }
@@ -49,9 +51,23 @@ public:
     {
         return KSTSystemReportExport::extension(format);
     }
+    /// The format whose extension is exactly @p extension ("txt", "pdf"); nothing otherwise.
+    static std::optional<KSTSystemReportExport::Format>
+    formatForExtension(const QString &extension);
+    /// Where a name chosen in the save dialog is written in @p format: @p chosen itself when
+    /// its file name ends in the format's extension (in any case), @p chosen with that
+    /// extension added when its file name has no extension; nothing when it has another one,
+    /// and then @p refusal (if given) holds the text telling the user why.
+    static std::optional<QString> exportPathForChosenName(const QString &chosen,
+                                                          KSTSystemReportExport::Format format,
+                                                          QString *refusal = nullptr);
     /// Saves the report shown at @p path; nothing on success, else the alert's text.
     std::optional<QString> exportToPath(const QString &path,
                                         KSTSystemReportExport::Format format) const;
+    /// Saves the report shown at @p path; false on failure, with @p error's description
+    /// replaced by the alert's text.
+    bool exportToPath(const QString &path, KSTSystemReportExport::Format format,
+                      KSTError *error) const;
 
 Q_SIGNALS:
     /// The report shown changed (an update or the cached report).
@@ -60,6 +76,8 @@ Q_SIGNALS:
     void reportCompleted();
     /// isFetching() changed (the fetch ends after its final report is already shown).
     void fetchingChanged();
+    /// The current fetch delivered another update (see updateCount()).
+    void updateArrived();
 
 private:
     void display(KSTSystemReportService::SnapshotPtr snapshot, bool complete);
@@ -69,4 +87,5 @@ private:
     KSTSystemReportService::SnapshotPtr m_snapshot;
     bool m_complete = false;
     bool m_fetching = false;
+    int m_updateCount = 0;
 };

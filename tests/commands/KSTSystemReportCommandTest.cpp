@@ -7,6 +7,7 @@
 
 #include <QDate>
 #include <QDir>
+#include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonObject>
 #include <QRegularExpression>
@@ -99,6 +100,34 @@ TEST_F(SystemReportCommandTest, PrintsTheTextWithoutOutput)
     EXPECT_TRUE(run.out.startsWith(QStringLiteral("Kestrel 3 \u2014 System Report\nGenerated ")));
     EXPECT_TRUE(run.out.contains(QLatin1String("\n=== Security ===\n  SIP: Enabled\n")));
     EXPECT_TRUE(run.out.endsWith(QLatin1String("\n\n")));
+}
+
+// Outside a desktop session (cron, ssh) XDG_RUNTIME_DIR is unset; the off-screen application
+// the report starts must not complain about it, while Qt's real start-up warnings still show.
+TEST_F(SystemReportCommandTest, NoRuntimeFolderWarningOutsideASession)
+{
+    KSTScopedEnvironment host(KSTEnvironment::hostDefault());
+    auto run = [&](const QStringList &environment, const QStringList &arguments) {
+        const KSTToolResult result = KSTToolRunner::run(
+            QStringLiteral("/usr/bin/env"),
+            environment +
+                QStringList{QStringLiteral(KESTREL_EXECUTABLE), "--root", mac.root(), "report"} +
+                arguments,
+            KSTToolRunner::Channels::Separate, 120'000);
+        EXPECT_TRUE(result.started && !result.timedOut);
+        return std::pair{result.exitCode, QString::fromUtf8(result.standardError)};
+    };
+    const QString pdf = folder + QStringLiteral("/quiet.pdf");
+    for (const QStringList &arguments : {QStringList{}, QStringList{"--output", pdf}}) {
+        const auto [status, err] = run({"-u", "XDG_RUNTIME_DIR"}, arguments);
+        EXPECT_EQ(status, 0);
+        EXPECT_EQ(err, QString()) << arguments.join(u' ').toStdString();
+    }
+    EXPECT_TRUE(QFileInfo(pdf).size() > 0);
+    const auto [status, err] =
+        run({"-u", "XDG_RUNTIME_DIR", "QT_QPA_PLATFORM=no-such-platform"}, {});
+    EXPECT_NE(status, 0);
+    EXPECT_TRUE(err.contains(QLatin1String("no-such-platform"))) << err.toStdString();
 }
 
 TEST_F(SystemReportCommandTest, SavesTextAndPdfAndNeverOverwritesWithoutForce)

@@ -3,6 +3,7 @@
 //
 //   kst_fixture_mac [--no-full-disk-access] [--autoclean-history] [--reporter-week]
 //                   [--utilities] [--duplicates] [--scan-duplicates-on-open] [--app-leftovers]
+//                   [--report-tools]
 //
 // The machine: the recorded MacBook Pro (Apple M3) system_profiler, macOS Sonoma 14.5, one
 // user "alice" with applications of different sizes, documents, movies and pictures, old
@@ -28,6 +29,9 @@
 // copyright lines, universal binaries, App Store receipts, last-opened dates) and leaves files
 // of Xcode outside its bundle: strong matches, a crash report that only names it (a weak match)
 // and a shared folder no uninstall may touch.
+// --report-tools makes the Mac the recorded MacBook Pro (Apple M1 Pro, macOS 13.1) whose tools
+// the System Report's tests answer with (tests/support/KSTRecordedReportTools), so its report
+// has a value in every row the tools feed.
 // The folder is left on disk; remove it when done.
 #include "KSTApplicationInfo.h"
 #include "KSTAutoCleanManager.h"
@@ -36,6 +40,7 @@
 #include "KSTHostInfo.h"
 #include "KSTPermissionChecker.h"
 #include "KSTPropertyList.h"
+#include "KSTRecordedReportTools.h"
 #include "KSTReporterTestSupport.h"
 #include "KSTTestSupport.h"
 
@@ -615,7 +620,7 @@ int main(int argc, char **argv)
         QStringLiteral("--no-full-disk-access"), QStringLiteral("--autoclean-history"),
         QStringLiteral("--reporter-week"),       QStringLiteral("--utilities"),
         QStringLiteral("--duplicates"),          QStringLiteral("--scan-duplicates-on-open"),
-        QStringLiteral("--app-leftovers"),
+        QStringLiteral("--app-leftovers"),       QStringLiteral("--report-tools"),
     };
     for (const QString &argument : arguments) {
         if (!options.contains(argument)) {
@@ -631,6 +636,12 @@ int main(int argc, char **argv)
     }
     mac.addRecordedTool(QStringLiteral("/usr/sbin/system_profiler"),
                         QStringLiteral("system_profiler-SPHardware.apple-M3-Mac15,3.txt"));
+    if (arguments.contains(QLatin1String("--report-tools"))) {
+        KSTRecordedReportTools::install(mac);
+        mac.setSystemVersion(QStringLiteral("13.1"), QStringLiteral("macOS"),
+                             QStringLiteral("22C65"));
+        mac.makeDirectory(QStringLiteral("Volumes/Macintosh HD"));
+    }
     addApplications(mac);
     addHomeContents(mac);
     if (!addCleanUpHome(mac)) {

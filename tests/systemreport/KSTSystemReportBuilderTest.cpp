@@ -135,22 +135,34 @@ TEST(SystemReportBuilderTest, PlaceholderHasEveryCardSectionAndRowLoading)
 
 TEST(SystemReportBuilderTest, SecurityCardFollowsItsTwoRules)
 {
+    // Each protection: 'Y' on, 'N' off, '?' its tool gave no answer (as on Linux).
     const struct
     {
-        bool sip, fileVault, gatekeeper;
+        const char *sipFileVaultGatekeeper;
         const char *value;
         const char *detail;
     } cases[] = {
-        {true, true, true, "Protected", "SIP \u00b7 FileVault \u00b7 Gatekeeper"},
-        {true, true, false, "Review needed", "SIP \u00b7 FileVault \u00b7 Gatekeeper"},
-        {true, false, true, "Review needed", "Some protections off"},
-        {false, true, true, "Review needed", "Some protections off"},
+        {"YYY", "Protected", "SIP \u00b7 FileVault \u00b7 Gatekeeper"},
+        {"YYN", "Review needed", "SIP \u00b7 FileVault \u00b7 Gatekeeper"},
+        {"YNY", "Review needed", "Some protections off"},
+        {"NYY", "Review needed", "Some protections off"},
+        {"???", "\u2014", "\u2014"},
+        {"YY?", "\u2014", "SIP \u00b7 FileVault \u00b7 Gatekeeper"},
+        {"?YY", "\u2014", "\u2014"},
+        {"??N", "Review needed", "\u2014"},
+        {"N??", "Review needed", "Some protections off"},
     };
     for (const auto &c : cases) {
+        SCOPED_TRACE(c.sipFileVaultGatekeeper);
+        const char *states = c.sipFileVaultGatekeeper;
         KSTReportContext context;
-        context.sipEnabled = c.sip;
-        context.fvEnabled = c.fileVault;
-        context.gatekeeperOn = c.gatekeeper;
+        auto set = [](char state, QString *output, bool *on) {
+            *output = state == '?' ? QString() : QStringLiteral("a tool's answer");
+            *on = state == 'Y';
+        };
+        set(states[0], &context.machine.csrutilStatus, &context.sipEnabled);
+        set(states[1], &context.machine.fdesetupStatus, &context.fvEnabled);
+        set(states[2], &context.machine.spctlStatus, &context.gatekeeperOn);
         const KSTReportSummaryCard card =
             KSTSystemReportBuilder::buildSnapshotFromContext(context).summaryCards.at(3);
         EXPECT_EQ(card.value, QString::fromUtf8(c.value));

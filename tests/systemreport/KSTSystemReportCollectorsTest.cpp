@@ -248,3 +248,62 @@ TEST_F(SystemReportCollectorsTest, TheFullCountReadsTheExecutablesSignature)
     EXPECT_EQ(full.appSignatures.value("dev").toLongLong(), 2);
     EXPECT_EQ(full.appSignatures.value("unsigned").toLongLong(), 2);
 }
+
+// A link someone left in a walked folder, or in place of the folder itself, leads elsewhere:
+// nothing behind it is counted, while the real entries beside it still are.
+TEST_F(SystemReportCollectorsTest, LinkedFoldersAreNotFollowed)
+{
+    auto app = [&](const char *name, const char *location, bool inHome = false) {
+        KSTFixtureMac::App bundle;
+        bundle.name = QString::fromUtf8(name);
+        bundle.bundleIdentifier = QStringLiteral("com.example.") + bundle.name;
+        bundle.location = QString::fromUtf8(location);
+        bundle.inHome = inHome;
+        return mac.addApp(bundle);
+    };
+    const QString real = app("Real", "Applications");
+    mac.writeFile(mac.environment().pathRelativeToRoot(real).mid(1) +
+                      "/Contents/_CodeSignature/CodeResources",
+                  "x");
+    // A signature folder that is a link is no sign of a developer's signature.
+    const QString faked = app("Faked", "Applications");
+    mac.writeFile("Elsewhere/Signature/CodeResources", "x");
+    mac.makeSymlink(mac.environment().pathRelativeToRoot(faked).mid(1) + "/Contents/_CodeSignature",
+                    mac.path("Elsewhere/Signature"));
+    const QString outsideApp = app("Outside", "Elsewhere/Apps");
+    app("Nested", "Elsewhere/Apps/Suite");
+    mac.makeSymlink("Applications/Linked", mac.path("Elsewhere/Apps"));
+    mac.makeSymlink("Applications/Linked.app", outsideApp);
+    mac.makeSymlink("Users/" + mac.login() + "/Applications", mac.path("Elsewhere/Apps"));
+
+    const QString user = QStringLiteral("Library/Logs/DiagnosticReports");
+    addReport("/Elsewhere/Reports/Safari_2026-11-13-101010_Mac.crash", 1);
+    addReport("/Elsewhere/Reports/Kernel-2026-11-13-101010.panic.ips", 1);
+    addReport("/Library/Logs/DiagnosticReports/Mail-2026-11-12-101010.ips", 1);
+    mac.makeSymlink("Users/" + mac.login() + "/" + user, mac.path("Elsewhere/Reports"));
+    mac.makeSymlink("Library/Logs/DiagnosticReports/Notes_2026-11-13-101010_Mac.crash",
+                    mac.path("Elsewhere/Reports/Safari_2026-11-13-101010_Mac.crash"));
+
+    const QString chrome = QStringLiteral("Elsewhere/Chrome/aaa/1.0/manifest.json");
+    mac.writeFile(chrome, R"({"name": "Behind a link"})");
+    mac.makeHomeDirectory("Library/Application Support/Google/Chrome");
+    mac.makeSymlink("Users/" + mac.login() +
+                        "/Library/Application Support/Google/Chrome/Default/Extensions",
+                    mac.path("Elsewhere/Chrome"));
+    mac.makeSymlink("Users/" + mac.login() + "/Library/Safari/Extensions",
+                    mac.path("Elsewhere/Reports"));
+
+    KSTReportContext context;
+    C::collectAppSignatures(context, now);
+    C::collectCrashStats(context, now);
+    C::collectBrowserExtensions(context);
+    const QVariantMap &apps = context.appSignatures;
+    EXPECT_EQ(apps.value("apple").toLongLong(), 0);
+    EXPECT_EQ(apps.value("dev").toLongLong(), 1);      // Real.app
+    EXPECT_EQ(apps.value("unsigned").toLongLong(), 1); // Faked.app
+    EXPECT_EQ(context.crashStats.value("recent").toString(), QStringLiteral("1 (Mail)"));
+    EXPECT_EQ(context.crashStats.value("kernelPanic").toString(),
+              QStringLiteral("None in 90 days"));
+    EXPECT_EQ(context.browserExtensions.value("chrome").toString(), QStringLiteral("None"));
+    EXPECT_EQ(context.browserExtensions.value("safari").toString(), QStringLiteral("None"));
+}

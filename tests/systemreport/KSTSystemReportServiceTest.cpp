@@ -5,6 +5,7 @@
 #include "KSTSystemReportService.h"
 
 #include "KSTMachineTest.h"
+#include "KSTRecordedReportTools.h"
 #include "KSTReporterEngine.h"
 #include "KSTSystemInfo.h"
 #include "KSTSystemReportLocations.h"
@@ -28,15 +29,6 @@ QByteArray quoted(const QString &path)
     return "'" + path.toUtf8() + "'";
 }
 
-QByteArray catRecorded(const char *name)
-{
-    return "cat " + quoted(KSTTestSupport::recordedMacFile(QString::fromUtf8(name)));
-}
-
-const char *GraphicsAndMemoryParts = "Graphics/Displays:\n\n    Apple M1 Pro:\n\n"
-                                     "      Chipset Model: Apple M1 Pro\n      Type: GPU\n"
-                                     "      Total Number of Cores: 14\n";
-
 class SystemReportServiceTest : public KSTMachineTest
 {
 protected:
@@ -44,62 +36,7 @@ protected:
     {
         KSTMachineTest::SetUp();
         KSTReporterEngine::install(info);
-        const QByteArray profilerPath = quoted(KSTTestSupport::recordedMacFile(
-            QStringLiteral("system_profiler-SPSoftware-SPHardware-SPStorage-SPMemory.apple-M1Pro-"
-                           "MacBookPro18,3.macos13.1.txt")));
-        mac.addToolScript(L::SystemProfiler, "cat " + profilerPath + "\nprintf '%s' '" +
-                                                 GraphicsAndMemoryParts + "'\n");
-        mac.addToolScript(L::SwVers, "case \"$1\" in -buildVersion) echo 22C65;; "
-                                     "-productVersion) echo 13.1;; esac\n");
-        mac.addToolScript(L::Csrutil, "case \"$*\" in status) " +
-                                          catRecorded("csrutil-status.enabled.drduh.txt") +
-                                          ";; esac\n");
-        mac.addToolScript(L::Fdesetup,
-                          "case \"$*\" in status) " +
-                              catRecorded("fdesetup-status.on.macos10.15.6.reportFileVault.txt") +
-                              ";; esac\n");
-        mac.addToolScript(L::Spctl,
-                          "case \"$*\" in --status) echo 'assessments disabled';; esac\n");
-        mac.addToolScript(
-            L::SocketFilterFirewall,
-            "case \"$*\" in --getglobalstate) " +
-                catRecorded("socketfilterfw-getglobalstate.state2.mac-health-check-pr8.txt") +
-                ";; esac\n");
-        mac.addToolScript(
-            L::Diskutil,
-            "case \"$*\" in 'info disk0') " +
-                catRecorded("diskutil-info-disk0.intel-MacBookPro15,4.macos10.14.5.txt") +
-                ";; 'apfs list') " +
-                catRecorded("diskutil-apfs-list.disk-image-container.2020.txt") +
-                ";; 'list external') " +
-                catRecorded(
-                    "diskutil-list.external-physical.usb-ntfs-fat32.nonocast-issue143.txt") +
-                ";; esac\n");
-        mac.addToolScript(L::Nvram, "case \"$*\" in boot-args) " +
-                                        catRecorded("nvram-boot-args.hac-mini-issue196.txt") +
-                                        ";; esac\n");
-        mac.addToolScript(
-            L::SystemExtensionsCtl,
-            "case \"$*\" in list) " +
-                catRecorded("systemextensionsctl-list.macos12.0.1.karabiner-issue2876.txt") +
-                ";; esac\n");
-        mac.addToolScript(
-            L::Scutil, "case \"$*\" in '--nc list') " +
-                           catRecorded("scutil-nc-list.L2TP.alfred-network-workflow-issue19.txt") +
-                           ";; esac\n");
-        mac.addToolScript(L::Airport, "case \"$*\" in -I) " +
-                                          catRecorded("airport-I.macos10.14.6.txt") + ";; esac\n");
-        mac.addToolScript(L::Launchctl,
-                          "case \"$*\" in 'print system') printf 'system = {\\n\\tservices = "
-                          "{\\n\\t\\t0\\t-\\tcom.apple.a\\n\\t\\t7\\t-\\tcom.b\\n\\t}\\n}\\n';; "
-                          "'print gui/'*) printf 'gui = {\\n\\tservices = "
-                          "{\\n\\t\\t0\\t-\\tcom.apple.c\\n\\t}\\n}\\n';; esac\n");
-        mac.addToolScript(L::Ps,
-                          "case \"$*\" in '-Aceo pid,pcpu,comm') printf '  PID  %%CPU "
-                          "COMM\\n    1   0.2 launchd\\n  412  37.4 mds_stores\\n';; esac\n");
-        mac.addToolScript(L::Kextstat,
-                          "printf 'Index Refs Address Size Wired Name (Version)\\n  170 0 0x1 "
-                          "0x2 0x3 com.vendor.Thing (1.2) X <5>\\n'\n");
+        KSTRecordedReportTools::install(mac);
     }
 
     struct Run
@@ -220,7 +157,9 @@ TEST_F(SystemReportServiceTest, AHangingToolIsCutAtItsTimeOutAndItsRowsFallBack)
     EXPECT_TRUE(::kill(pid, 0) == -1 && errno == ESRCH) << "the hanging tool still runs";
     EXPECT_EQ(value(run.final, "Security", "SIP"), QStringLiteral("\u2014"));
     EXPECT_EQ(value(run.final, "macOS Information", "SIP status"), QStringLiteral("\u2014"));
-    EXPECT_EQ(run.final->summaryCards[3].detail, QStringLiteral("Some protections off"));
+    // SIP unknown is not SIP off; Gatekeeper's answer (off) still asks for review.
+    EXPECT_EQ(run.final->summaryCards[3].detail, QStringLiteral("\u2014"));
+    EXPECT_EQ(run.final->summaryCards[3].value, QStringLiteral("Review needed"));
     EXPECT_EQ(value(run.final, "Security", "FileVault"), QStringLiteral("Enabled"));
 }
 
@@ -280,14 +219,19 @@ TEST_F(SystemReportServiceTest, TheScreensModelShowsPlaceholderThenReportThenThe
     Service service(info);
     KSTSystemReportModel model(service);
     int completed = 0;
+    int updates = 0;
     QObject::connect(&model, &KSTSystemReportModel::reportCompleted, &model,
                      [&completed] { ++completed; });
+    QObject::connect(&model, &KSTSystemReportModel::updateArrived, &model,
+                     [&updates] { ++updates; });
     model.show();
     EXPECT_EQ(model.snapshot()->generatedSubtitle, QStringLiteral("Preparing system report\u2026"));
     EXPECT_FALSE(model.isComplete());
     model.show(); // a second visit while fetching starts nothing new
     ASSERT_TRUE(KSTTestSupport::pumpUntil([&] { return model.isComplete(); }, 60'000));
     EXPECT_EQ(completed, 1);
+    EXPECT_GE(updates, 7); // six stages, then the weekly answers
+    EXPECT_EQ(model.updateCount(), updates);
     EXPECT_EQ(model.snapshot(), service.cachedReportSnapshotIfComplete());
     EXPECT_EQ(mac.toolCalls(L::SystemProfiler).size(), 1);
 
@@ -296,10 +240,14 @@ TEST_F(SystemReportServiceTest, TheScreensModelShowsPlaceholderThenReportThenThe
     again.show();
     EXPECT_TRUE(again.isComplete());
     EXPECT_EQ(again.snapshot(), model.snapshot());
+    const int firstFetchUpdates = updates;
     model.refresh();
     EXPECT_FALSE(model.isComplete());
+    EXPECT_EQ(model.updateCount(), 0); // counted afresh for each fetch
     EXPECT_EQ(service.cachedReportSnapshotIfComplete(), nullptr);
-    ASSERT_TRUE(KSTTestSupport::pumpUntil([&] { return model.isComplete(); }, 60'000));
+    ASSERT_TRUE(KSTTestSupport::pumpUntil([&] { return !model.isFetching(); }, 60'000));
+    EXPECT_TRUE(model.isComplete());
+    EXPECT_EQ(model.updateCount(), updates - firstFetchUpdates);
     EXPECT_EQ(mac.toolCalls(L::SystemProfiler).size(), 2);
 
     QTemporaryDir folder;
@@ -313,4 +261,45 @@ TEST_F(SystemReportServiceTest, TheScreensModelShowsPlaceholderThenReportThenThe
         model.exportToPath(folder.filePath(QStringLiteral("gone/r.txt")), Format::Text);
     ASSERT_TRUE(failure.has_value());
     EXPECT_TRUE(failure->contains(QLatin1String("gone/r.txt")));
+}
+
+TEST(SystemReportModelExportNames, OnlyTheFormatsOwnExtension)
+{
+    using Format = KSTSystemReportExport::Format;
+    struct Case
+    {
+        const char *chosen;
+        Format format;
+        const char *expected; // nullptr: refused
+    };
+    const Case cases[] = {
+        {"/a/report.txt", Format::Text, "/a/report.txt"},
+        {"/a/report.PDF", Format::Pdf, "/a/report.PDF"},
+        {"/a/report", Format::Pdf, "/a/report.pdf"},
+        {"/a/report.", Format::Text, "/a/report.txt"},
+        {"/a/txt", Format::Text, "/a/txt.txt"},
+        {"/a.pdf/report", Format::Text, "/a.pdf/report.txt"}, // a folder's dot is no extension
+        {"/a/report.txt", Format::Pdf, nullptr},
+        {"/a/report.pdf", Format::Text, nullptr},
+        {"/a/report.txt.md", Format::Text, nullptr},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.chosen);
+        QString refusal;
+        const std::optional<QString> path = KSTSystemReportModel::exportPathForChosenName(
+            QString::fromUtf8(c.chosen), c.format, &refusal);
+        if (c.expected) {
+            EXPECT_EQ(path, std::optional<QString>(QString::fromUtf8(c.expected)));
+            EXPECT_TRUE(refusal.isEmpty());
+        } else {
+            EXPECT_EQ(path, std::nullopt);
+            const QString own = KSTSystemReportExport::extension(c.format);
+            EXPECT_TRUE(refusal.contains(QStringLiteral("\u201c.%1\u201d").arg(own)))
+                << refusal.toStdString();
+        }
+    }
+    EXPECT_EQ(KSTSystemReportModel::formatForExtension(QStringLiteral("pdf")), Format::Pdf);
+    EXPECT_EQ(KSTSystemReportModel::formatForExtension(QStringLiteral("txt")), Format::Text);
+    EXPECT_EQ(KSTSystemReportModel::formatForExtension(QStringLiteral("TXT")), std::nullopt);
+    EXPECT_EQ(KSTSystemReportModel::formatForExtension(QString()), std::nullopt);
 }

@@ -227,14 +227,6 @@ void KSTSystemReportScreen::setExportPresenters(SavePathPresenter savePath,
     m_failure = std::move(failure);
 }
 
-QString KSTSystemReportScreen::pathWithExtension(const QString &path, const QString &extension)
-{
-    const QString suffix = QLatin1Char('.') + extension;
-    if (path.endsWith(suffix, Qt::CaseInsensitive))
-        return path;
-    return path + suffix;
-}
-
 void KSTSystemReportScreen::exportReport(KSTSystemReportExport::Format format)
 {
     const QString extension = KSTSystemReportModel::allowedExtension(format);
@@ -242,10 +234,15 @@ void KSTSystemReportScreen::exportReport(KSTSystemReportExport::Format format)
                                       KSTSystemReportModel::suggestedFileName(format), extension);
     if (chosen.isEmpty())
         return;
-    if (const std::optional<QString> failure =
-            m_model.exportToPath(pathWithExtension(chosen, extension), format)) {
-        m_failure(this, KSTSystemReportModel::exportFailedTitle(), *failure);
+    QString refusal;
+    const std::optional<QString> path =
+        KSTSystemReportModel::exportPathForChosenName(chosen, format, &refusal);
+    if (!path) {
+        m_failure(this, KSTSystemReportModel::exportFailedTitle(), refusal);
+        return;
     }
+    if (const std::optional<QString> failure = m_model.exportToPath(*path, format))
+        m_failure(this, KSTSystemReportModel::exportFailedTitle(), *failure);
 }
 
 bool KSTSystemReportScreen::isContentReady() const

@@ -40,15 +40,13 @@ public:
     /// Replaces the save dialog and the failure alert (tests answer them without a user).
     void setExportPresenters(SavePathPresenter savePath, FailurePresenter failure);
 
-    /// Asks for a path and saves the report shown there in @p format.
+    /// Asks for a path and saves the report shown there in @p format. A name with another
+    /// extension than the format's is refused in the failure alert; one without an extension
+    /// gets the format's.
     void exportReport(KSTSystemReportExport::Format format);
 
     /// A final report is shown.
     bool isContentReady() const override;
-
-    /// @p path with @p extension appended unless it already ends in it (case-insensitive), so
-    /// a file is only ever written with the format's own extension.
-    static QString pathWithExtension(const QString &path, const QString &extension);
 
 Q_SIGNALS:
     /// The back control: the user wants the screen they came from.

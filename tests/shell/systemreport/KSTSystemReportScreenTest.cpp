@@ -221,27 +221,36 @@ TEST_F(SystemReportScreenTest, ExportsTextAtTheChosenPathWithItsOneExtension)
     struct Case
     {
         const char *answer;
-        const char *written;
+        const char *written; // nullptr: refused in the alert
         const char *notWritten;
     };
     const Case cases[] = {
-        {"report.txt", "report.txt", nullptr},
-        {"report", "report.txt", "report"},
-        {"report.pdf", "report.pdf.txt", "report.pdf"},
-        {"Notes.TXT", "Notes.TXT", "Notes.TXT.txt"},
+        {"report.txt", "report.txt", nullptr},   {"report", "report.txt", "report"},
+        {"report.pdf", nullptr, "report.pdf"},   {"Notes.TXT", "Notes.TXT", "Notes.TXT.txt"},
+        {"report.md", nullptr, "report.md.txt"},
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(c.answer);
+        alerts.clear();
         savePathAnswer = folder.filePath(QLatin1String(c.answer));
         QTest::mouseClick(childNamed<QPushButton>(shown, QStringLiteral("exportTextButton")),
                           Qt::LeftButton);
-        EXPECT_EQ(KSTTestSupport::readFile(folder.filePath(QLatin1String(c.written))), expected);
+        if (c.written) {
+            EXPECT_EQ(KSTTestSupport::readFile(folder.filePath(QLatin1String(c.written))),
+                      expected);
+            EXPECT_TRUE(alerts.isEmpty());
+        } else {
+            ASSERT_EQ(alerts.size(), 1);
+            EXPECT_EQ(alerts.first().title, QStringLiteral("Export Failed"));
+            EXPECT_TRUE(alerts.first().text.contains(QStringLiteral("\u201c.txt\u201d")))
+                << alerts.first().text.toStdString();
+        }
         if (c.notWritten) {
             EXPECT_FALSE(QFile::exists(folder.filePath(QLatin1String(c.notWritten))));
         }
     }
-    EXPECT_TRUE(alerts.isEmpty());
-    ASSERT_EQ(saveRequests.size(), 4);
+    alerts.clear();
+    ASSERT_EQ(saveRequests.size(), 5);
     const QString today = QDate::currentDate().toString(QStringLiteral("yyyy-MM-dd"));
     EXPECT_EQ(saveRequests.first().title, QStringLiteral("Export System Report"));
     EXPECT_EQ(saveRequests.first().fileName,
@@ -253,7 +262,7 @@ TEST_F(SystemReportScreenTest, ExportsTextAtTheChosenPathWithItsOneExtension)
     const QStringList before = QDir(folder.path()).entryList(QDir::Files);
     QTest::mouseClick(childNamed<QPushButton>(shown, QStringLiteral("exportPdfButton")),
                       Qt::LeftButton);
-    ASSERT_EQ(saveRequests.size(), 5);
+    ASSERT_EQ(saveRequests.size(), 6);
     EXPECT_EQ(saveRequests.last().fileName,
               QStringLiteral("Kestrel-SystemReport-%1.pdf").arg(today));
     EXPECT_EQ(saveRequests.last().extension, QStringLiteral("pdf"));
@@ -302,13 +311,19 @@ TEST_F(SystemReportScreenTest, ExportsThePdfOfTheReportShownThroughTheInstalledW
     } reset;
     savePathAnswer = QStringLiteral("/somewhere/report");
     shown->exportReport(Format::Pdf);
-    // A failing writer's description is the alert's text.
+    // A name with the text extension never reaches the writer.
     savePathAnswer = QStringLiteral("/somewhere/report.txt");
+    shown->exportReport(Format::Pdf);
+    ASSERT_EQ(alerts.size(), 1);
+    EXPECT_TRUE(alerts.first().text.contains(QStringLiteral("\u201c.pdf\u201d")));
+    alerts.clear();
+    // A failing writer's description is the alert's text.
+    savePathAnswer = QStringLiteral("/somewhere/other.PDF");
     succeed = false;
     shown->exportReport(Format::Pdf);
 
     EXPECT_EQ(paths, QStringList({QStringLiteral("/somewhere/report.pdf"),
-                                  QStringLiteral("/somewhere/report.txt.pdf")}));
+                                  QStringLiteral("/somewhere/other.PDF")}));
     EXPECT_EQ(written, final->plainTextExport());
     ASSERT_EQ(alerts.size(), 1);
     EXPECT_EQ(alerts.first().title, QStringLiteral("Export Failed"));
@@ -343,27 +358,6 @@ TEST_F(SystemReportScreenTest, TheFetchGoesOnWhileHiddenAndTheCachedReportShowsO
     EXPECT_EQ(service->cachedReportSnapshotIfComplete(), nullptr);
     ASSERT_TRUE(waitForFinal(shown));
     EXPECT_EQ(mac.toolCalls(L::SystemProfiler).size(), profilerRuns + 1);
-}
-
-TEST(SystemReportScreenPaths, KeepOnlyTheFormatsExtension)
-{
-    struct Case
-    {
-        const char *path;
-        const char *extension;
-        const char *expected;
-    };
-    const Case cases[] = {
-        {"/a/report.txt", "txt", "/a/report.txt"}, {"/a/report.PDF", "pdf", "/a/report.PDF"},
-        {"/a/report", "pdf", "/a/report.pdf"},     {"/a/report.txt", "pdf", "/a/report.txt.pdf"},
-        {"/a/txt", "txt", "/a/txt.txt"},           {"/a/report.", "txt", "/a/report..txt"},
-    };
-    for (const Case &c : cases) {
-        EXPECT_EQ(KSTSystemReportScreen::pathWithExtension(QLatin1String(c.path),
-                                                           QLatin1String(c.extension)),
-                  QLatin1String(c.expected))
-            << c.path;
-    }
 }
 
 // Where the report is opened from, and the screen its back control returns to.
