@@ -208,7 +208,7 @@ public:
     /// Nothing for an empty identifier; the identifier itself when no installed app has it;
     /// else CFBundleName, else the bundle's name without ".app".
     std::optional<QString> appNameForBundleIdentifier(const QString &bundleIdentifier) const;
-    /// The app's bundle path; empty when unknown.
+    /// The app's icon file (KSTApplicationIconFile); empty when unknown or without one.
     QString iconForBundleIdentifier(const QString &bundleIdentifier) const;
     /// Makes @p bundleIdentifier the handler of @p uti for all roles: code 30 when either is
     /// empty; an app that is not installed, or preferences that cannot be parsed or written,
