@@ -3,9 +3,9 @@
 #include "KSTBusyIndicator.h"
 #include "KSTDispatch.h"
 #include "KSTElidedLabel.h"
+#include "KSTFileIconView.h"
 #include "KSTPopUpMenu.h"
 #include "KSTStyle.h"
-#include "KSTSymbolView.h"
 #include "KSTUtilitiesAlerts.h"
 #include "KSTUtilitiesManager.h"
 
@@ -79,10 +79,11 @@ QWidget *KSTDefaultAppsPanel::rowFor(const KSTDefaultAppRecord &record)
     texts->addWidget(type);
     layout->addLayout(texts, 1);
 
-    auto *icon = new KSTSymbolView(
-        QStringLiteral("app"),
-        record.currentBundleIdentifier.isEmpty() ? QString() : QStringLiteral("sky"), 14, row);
-    icon->setToolTip(Qt::convertFromPlainText(record.currentAppIcon));
+    // The handler's own icon, drawn once the row is shown; the symbol for an app without one.
+    auto *icon = new KSTFileIconView(
+        record.currentAppIcon, QStringLiteral("app"),
+        record.currentBundleIdentifier.isEmpty() ? QString() : QStringLiteral("sky"), 18, row);
+    icon->setObjectName(QStringLiteral("defaultAppIcon"));
     layout->addWidget(icon);
     auto *menu = new KSTPopUpMenu(row);
     menu->setObjectName(QStringLiteral("defaultAppMenu"));
