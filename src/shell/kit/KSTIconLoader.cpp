@@ -5,6 +5,7 @@
 
 #include <QBuffer>
 #include <QFile>
+#include <QHash>
 #include <QImageReader>
 #include <QPixmap>
 
@@ -41,6 +42,40 @@ QByteArray readBounded(const QString &path)
     }
     ::close(fd);
     return contents;
+}
+
+// The pixel width of an icon set's entry by its type; 0 for types without an image of their
+// own (masks, the table of contents).
+int iconSetEntryWidth(const QByteArray &type)
+{
+    static const QHash<QByteArray, int> widths = {
+        {"is32", 16},  {"icp4", 16},  {"ic04", 16},  {"il32", 32},  {"icp5", 32},  {"ic05", 32},
+        {"ic11", 32},  {"ih32", 48},  {"icp6", 64},  {"ic12", 64},  {"it32", 128}, {"ic07", 128},
+        {"ic08", 256}, {"ic13", 256}, {"ic09", 512}, {"ic14", 512}, {"ic10", 1024}};
+    return widths.value(type);
+}
+
+// A Mac icon set holds one picture per size, up to 1024 pixels: the smallest at least
+// @p wanted pixels wide is decoded (else the largest), never every one.
+void chooseIconSetEntry(QImageReader &reader, int wanted)
+{
+    int chosen = -1;
+    int chosenWidth = 0;
+    for (int index = 0; index < reader.imageCount(); ++index) {
+        if (!reader.jumpToImage(index))
+            continue;
+        const int width = iconSetEntryWidth(reader.subType());
+        if (width == 0)
+            continue;
+        const bool better =
+            chosen < 0 ||
+            (chosenWidth < wanted ? width > chosenWidth : width >= wanted && width < chosenWidth);
+        if (better) {
+            chosen = index;
+            chosenWidth = width;
+        }
+    }
+    reader.jumpToImage(chosen < 0 ? 0 : chosen);
 }
 
 } // namespace
@@ -84,8 +119,10 @@ QImage KSTIconLoader::readImage(const QString &path, int preferredSize)
     QImageReader reader(&buffer);
     reader.setAllocationLimit(MaximumDecodedMegabytes);
     reader.setDecideFormatFromContent(true);
-    if (reader.supportsOption(QImageIOHandler::ScaledSize) &&
-        reader.format().compare("svg", Qt::CaseInsensitive) == 0)
+    const QByteArray format = reader.format().toLower();
+    if (format == "svg" && reader.supportsOption(QImageIOHandler::ScaledSize))
         reader.setScaledSize(QSize(preferredSize, preferredSize));
+    else if (format == "icns" && reader.imageCount() > 1)
+        chooseIconSetEntry(reader, preferredSize);
     return reader.read();
 }

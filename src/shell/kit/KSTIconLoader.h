@@ -37,8 +37,11 @@ public:
     void clear() { m_icons.clear(); }
 
     /// Reads and decodes one image as described above; a null image when it cannot. Vector
-    /// images are drawn at @p preferredSize pixels square. Safe on any thread.
-    static QImage readImage(const QString &path, int preferredSize = 256);
+    /// images are drawn at @p preferredSize pixels square; of a Mac icon set's pictures only
+    /// the smallest at least @p preferredSize wide is decoded (else the largest). Views draw
+    /// icons of 14 to 48 points, 128 pixels covers them at twice the density. Safe on any
+    /// thread.
+    static QImage readImage(const QString &path, int preferredSize = 128);
 
 private:
     QCache<QString, QIcon> m_icons{CacheCapacity};

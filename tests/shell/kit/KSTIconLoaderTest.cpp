@@ -32,6 +32,21 @@ QImage solid(QColor color, int side)
     return image;
 }
 
+// A Mac icon set of PNG entries: "icns", its length, then each entry's type, length, data.
+QByteArray iconSet(const QList<std::pair<QByteArray, QByteArray>> &entries)
+{
+    const auto bigEndian = [](quint32 value) {
+        QByteArray bytes(4, '\0');
+        for (int index = 0; index < 4; ++index)
+            bytes[index] = char(value >> (24 - 8 * index));
+        return bytes;
+    };
+    QByteArray body;
+    for (const auto &[type, data] : entries)
+        body += type + bigEndian(quint32(data.size() + 8)) + data;
+    return "icns" + bigEndian(quint32(body.size() + 8)) + body;
+}
+
 class IconLoaderTest : public KSTMachineTest
 {
 };
@@ -94,6 +109,32 @@ TEST_F(IconLoaderTest, MacIconSetsAreDrawnWhereQtHasTheirReader)
     ASSERT_FALSE(image.isNull());
     EXPECT_EQ(image.pixelColor(image.width() / 2, image.height() / 2).rgb(),
               QColor(Qt::green).rgb());
+
+    // Of a set's pictures the one nearest the size drawn is decoded, not the largest.
+    const QByteArray small = encoded(solid(Qt::blue, 32), "png");
+    const QByteArray right = encoded(solid(Qt::red, 128), "png");
+    const QByteArray large = encoded(solid(Qt::green, 1024), "png");
+    const struct
+    {
+        QList<std::pair<QByteArray, QByteArray>> entries;
+        int wanted;
+        int width;
+        QColor colour;
+    } sets[] = {
+        {{{"ic10", large}, {"ic07", right}, {"icp5", small}}, 128, 128, Qt::red},
+        {{{"icp5", small}, {"ic07", right}, {"ic10", large}}, 128, 128, Qt::red},
+        {{{"icp5", small}, {"ic07", right}}, 512, 128, Qt::red}, // none large enough: the largest
+        {{{"ic10", large}, {"icp5", small}}, 16, 32, Qt::blue},
+    };
+    for (const auto &set : sets) {
+        const QString file =
+            mac.writeFile("Applications/B.app/Contents/Resources/B.icns", iconSet(set.entries));
+        const QImage chosen = KSTIconLoader::readImage(file, set.wanted);
+        ASSERT_FALSE(chosen.isNull());
+        EXPECT_EQ(chosen.width(), set.width) << set.wanted;
+        EXPECT_EQ(chosen.pixelColor(chosen.width() / 2, chosen.height() / 2).rgb(),
+                  set.colour.rgb());
+    }
 }
 
 TEST_F(IconLoaderTest, ApplicationIconsFallBackToTheSymbolAndAreCached)
