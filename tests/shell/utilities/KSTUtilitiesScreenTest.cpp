@@ -589,6 +589,23 @@ TEST_F(DefaultAppsScreenTest, EachRowDrawsItsHandlersOwnIconOrTheSymbol)
             EXPECT_TRUE(icon->toolTip().isEmpty());
         }
     }
+
+    // The candidates' icons are read when the menu opens: Reader's own, Preview's symbol.
+    QComboBox *pdf = menuFor(u"com.adobe.pdf"_s);
+    ASSERT_NE(pdf, nullptr);
+    const int reader = pdf->findData(u"com.example.reader"_s);
+    const int preview = pdf->findData(u"com.apple.Preview"_s);
+    ASSERT_GE(reader, 0);
+    ASSERT_GE(preview, 0);
+    EXPECT_TRUE(pdf->itemIcon(reader).isNull());
+    pdf->showPopup();
+    const auto centre = [pdf](int index) {
+        return pdf->itemIcon(index).pixmap(16, 16).toImage().pixelColor(8, 8).rgb();
+    };
+    EXPECT_EQ(centre(reader), QColor(Qt::red).rgb());
+    ASSERT_FALSE(pdf->itemIcon(preview).isNull());
+    EXPECT_NE(centre(preview), QColor(Qt::red).rgb());
+    pdf->hidePopup();
 }
 
 TEST_F(DefaultAppsScreenTest, ARefusedChangeIsToldAndTheMenuGoesBack)
