@@ -124,5 +124,11 @@ QImage KSTIconLoader::readImage(const QString &path, int preferredSize)
         reader.setScaledSize(QSize(preferredSize, preferredSize));
     else if (format == "icns" && reader.imageCount() > 1)
         chooseIconSetEntry(reader, preferredSize);
-    return reader.read();
+    const QImage image = reader.read();
+    // What is kept is no larger than what is drawn: a cache of full-size pictures would grow
+    // by megabytes per app.
+    if (image.width() > preferredSize || image.height() > preferredSize)
+        return image.scaled(preferredSize, preferredSize, Qt::KeepAspectRatio,
+                            Qt::SmoothTransformation);
+    return image;
 }

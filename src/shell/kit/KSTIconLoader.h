@@ -38,9 +38,9 @@ public:
 
     /// Reads and decodes one image as described above; a null image when it cannot. Vector
     /// images are drawn at @p preferredSize pixels square; of a Mac icon set's pictures only
-    /// the smallest at least @p preferredSize wide is decoded (else the largest). Views draw
-    /// icons of 14 to 48 points, 128 pixels covers them at twice the density. Safe on any
-    /// thread.
+    /// the smallest at least @p preferredSize wide is decoded (else the largest); a larger
+    /// picture is scaled down to fit @p preferredSize square. Views draw icons of 14 to 48
+    /// points, 128 pixels covers them at twice the density. Safe on any thread.
     static QImage readImage(const QString &path, int preferredSize = 128);
 
 private:

@@ -94,8 +94,12 @@ TEST_F(IconLoaderTest, ReadsImagesOnlyFromBoundedRegularFiles)
         EXPECT_EQ(KSTIconLoader::shared().iconForFile(row.path).isNull(), !row.centre.isValid())
             << row.path.toStdString();
     }
-    // A vector icon is drawn at the size asked for.
+    // A vector icon is drawn at the size asked for; a large picture is kept no larger.
     EXPECT_EQ(KSTIconLoader::readImage(svg, 64).size(), QSize(64, 64));
+    QImage wide(1000, 500, QImage::Format_ARGB32);
+    wide.fill(Qt::red);
+    const QString widePng = mac.writeFile("icons/wide.png", encoded(wide, "png"));
+    EXPECT_EQ(KSTIconLoader::readImage(widePng, 128).size(), QSize(128, 64));
 }
 
 TEST_F(IconLoaderTest, MacIconSetsAreDrawnWhereQtHasTheirReader)
@@ -124,7 +128,7 @@ TEST_F(IconLoaderTest, MacIconSetsAreDrawnWhereQtHasTheirReader)
         {{{"ic10", large}, {"ic07", right}, {"icp5", small}}, 128, 128, Qt::red},
         {{{"icp5", small}, {"ic07", right}, {"ic10", large}}, 128, 128, Qt::red},
         {{{"icp5", small}, {"ic07", right}}, 512, 128, Qt::red}, // none large enough: the largest
-        {{{"ic10", large}, {"icp5", small}}, 16, 32, Qt::blue},
+        {{{"ic10", large}, {"icp5", small}}, 16, 16, Qt::blue},  // 32 scaled down
     };
     for (const auto &set : sets) {
         const QString file =
