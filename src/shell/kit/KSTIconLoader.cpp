@@ -120,9 +120,12 @@ QImage KSTIconLoader::readImage(const QString &path, int preferredSize)
     reader.setAllocationLimit(MaximumDecodedMegabytes);
     reader.setDecideFormatFromContent(true);
     const QByteArray format = reader.format().toLower();
-    if (format == "svg" && reader.supportsOption(QImageIOHandler::ScaledSize))
-        reader.setScaledSize(QSize(preferredSize, preferredSize));
-    else if (format == "icns" && reader.imageCount() > 1)
+    if (format == "svg" && reader.supportsOption(QImageIOHandler::ScaledSize)) {
+        QSize drawn = reader.size();
+        if (drawn.isEmpty())
+            drawn = QSize(preferredSize, preferredSize);
+        reader.setScaledSize(drawn.scaled(preferredSize, preferredSize, Qt::KeepAspectRatio));
+    } else if (format == "icns" && reader.imageCount() > 1)
         chooseIconSetEntry(reader, preferredSize);
     const QImage image = reader.read();
     // What is kept is no larger than what is drawn: a cache of full-size pictures would grow

@@ -100,6 +100,11 @@ TEST_F(IconLoaderTest, ReadsImagesOnlyFromBoundedRegularFiles)
     wide.fill(Qt::red);
     const QString widePng = mac.writeFile("icons/wide.png", encoded(wide, "png"));
     EXPECT_EQ(KSTIconLoader::readImage(widePng, 128).size(), QSize(128, 64));
+    const QString wideSvg =
+        mac.writeFile("icons/wide.svg", "<svg xmlns='http://www.w3.org/2000/svg' width='40' "
+                                        "height='20'><rect width='40' height='20' "
+                                        "fill='#0000ff'/></svg>");
+    EXPECT_EQ(KSTIconLoader::readImage(wideSvg, 64).size(), QSize(64, 32));
 }
 
 TEST_F(IconLoaderTest, MacIconSetsAreDrawnWhereQtHasTheirReader)
