@@ -99,9 +99,15 @@ int kstRunEncryptCommand(KSTCliContext &context)
 
     KSTEncryptionModel model(KSTUtilitiesManager::sharedManager());
     std::optional<std::pair<quint64, std::optional<KSTError>>> outcome;
-    model.start(paths, password, [&outcome](quint64 created, const std::optional<KSTError> &error) {
-        outcome = std::make_pair(created, error);
-    });
+    model.start(
+        paths, password,
+        [&stream](const QString &text) {
+            stream << KSTTerminalText::escaped(text) << '\n';
+            stream.flush();
+        },
+        [&outcome](quint64 created, const std::optional<KSTError> &error) {
+            outcome = std::make_pair(created, error);
+        });
     password.fill(QChar(0));
     if (!KSTDispatch::runMainLoopUntil([&outcome] { return outcome.has_value(); },
                                        EncryptTimeoutMs))

@@ -7,8 +7,9 @@ struct KSTDefaultAppCandidate
 {
     QString name;
     QString bundleIdentifier;
-    /// Where the window finds the app's icon: the application bundle's path; empty when the
-    /// app is not installed. The engine draws nothing.
+    /// The app's icon file, which the window draws (KSTApplicationIconFile: a regular file
+    /// below the analysed root reached without a link); empty when the app is not installed
+    /// or names no icon. The engine draws nothing.
     QString icon;
 
     bool operator==(const KSTDefaultAppCandidate &) const = default;

@@ -1,6 +1,7 @@
 #include "KSTDefaultAppIndex.h"
 
 #include "KSTApplicationBundleCatalog.h"
+#include "KSTApplicationIconFile.h"
 #include "KSTEnvironment.h"
 #include "KSTLaunchServicesHandlers.h"
 #include "KSTPropertyList.h"
@@ -77,7 +78,8 @@ KSTDefaultAppIndex KSTDefaultAppIndex::load(KSTSystemInfo &systemInfo)
     for (const QString &path : KSTApplicationBundleCatalog(systemInfo).applicationBundlePaths()) {
         const QVariantMap info = KSTPropertyList::readDictionary(path + QLatin1Char('/') +
                                                                  KSTUtilitiesLocations::InfoPlist);
-        apps.append({path, KSTApplicationTypes::fromInfoPlist(info)});
+        apps.append({path, KSTApplicationTypes::fromInfoPlist(info),
+                     KSTApplicationIconFile::forApplication(path, info)});
     }
     const QVariantMap preferences = KSTPropertyList::readDictionary(
         KSTEnvironment::current().homePath(KSTUtilitiesLocations::LaunchServicesPlist));

@@ -20,6 +20,7 @@ public:
     {
         QString path; ///< the bundle
         KSTApplicationTypes types;
+        QString icon; ///< its icon file (KSTApplicationIconFile), "" when it has none
     };
 
     /// Reads every application of @p systemInfo's catalog and the user's preferences.

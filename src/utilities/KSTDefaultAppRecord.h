@@ -12,7 +12,7 @@ struct KSTDefaultAppRecord
     QString contentTypeUTI;          ///< the uniform type identifier
     QString currentAppName;          ///< the handler's name, "None" when there is none
     QString currentBundleIdentifier; ///< empty when there is no handler
-    QString currentAppIcon;          ///< the handler's bundle path (see KSTDefaultAppCandidate)
+    QString currentAppIcon;          ///< the handler's icon file (see KSTDefaultAppCandidate)
     QList<KSTDefaultAppCandidate> candidates;
 
     bool operator==(const KSTDefaultAppRecord &) const = default;

@@ -32,12 +32,13 @@ QString KSTEncryptionModel::confirmationInformativeText()
 
 bool KSTEncryptionModel::start(
     const QStringList &paths, const QString &password,
+    std::function<void(const QString &)> progress,
     std::function<void(quint64 created, const std::optional<KSTError> &)> finished)
 {
     if (*m_encrypting)
         return false;
     *m_encrypting = true;
-    m_manager.encryptPaths(paths, password,
+    m_manager.encryptPaths(paths, password, std::move(progress),
                            [encrypting = m_encrypting, finished = std::move(finished)](
                                quint64 created, const std::optional<KSTError> &error) {
                                *encrypting = false;

@@ -36,8 +36,10 @@ public:
     static QString cancelButtonTitle() { return QStringLiteral("Cancel"); }
 
     bool isEncrypting() const { return *m_encrypting; }
-    /// Starts the job unless one is running (then false); @p finished on the main queue.
+    /// Starts the job unless one is running (then false). @p progress gets "Encrypting
+    /// <name>…" before each item, @p finished the outcome; both on the main queue.
     bool start(const QStringList &paths, const QString &password,
+               std::function<void(const QString &)> progress,
                std::function<void(quint64 created, const std::optional<KSTError> &)> finished);
 
     /// "Encrypted N item(s)." with the note about the .zip files, or the error's description,

@@ -43,6 +43,24 @@ inline const QString LaunchServicesPlist =
     QStringLiteral("Library/Preferences/com.apple.LaunchServices/"
                    "com.apple.launchservices.secure.plist");
 
+/// Where an application bundle keeps the icon file its Info.plist names (CFBundleIconFile).
+inline const QString BundleResources = QStringLiteral("Contents/Resources");
+/// The icon theme folders a desktop entry's Icon= name is looked up in, in this order (the
+/// home's first, as the freedesktop look-up does), each with the sizes below; then the
+/// pixmaps folder, whose files are named by the icon alone.
+inline const QString HomeIconTheme = QStringLiteral(".local/share/icons/hicolor");
+inline const QStringList SystemIconThemes = {QStringLiteral("/usr/local/share/icons/hicolor"),
+                                             QStringLiteral("/usr/share/icons/hicolor")};
+/// Sizes nearest the screen's 14-48 pixel icons first, then larger, then smaller.
+inline const QStringList IconThemeSizes = {
+    QStringLiteral("48x48"),    QStringLiteral("64x64"),   QStringLiteral("96x96"),
+    QStringLiteral("128x128"),  QStringLiteral("256x256"), QStringLiteral("512x512"),
+    QStringLiteral("scalable"), QStringLiteral("32x32"),   QStringLiteral("24x24"),
+    QStringLiteral("22x22"),    QStringLiteral("16x16")};
+inline const QString Pixmaps = QStringLiteral("/usr/share/pixmaps");
+inline const QStringList IconFileExtensions = {QStringLiteral("png"), QStringLiteral("svg"),
+                                               QStringLiteral("xpm")};
+
 // ---- Trash origins ----
 inline const QString Trash = QStringLiteral(".Trash");
 inline const QString TrashStore = QStringLiteral(".DS_Store");

@@ -171,6 +171,11 @@ public:
     /// does not stop the others and the last one is reported. Completion on the main queue.
     void encryptPaths(const QStringList &paths, const QString &password,
                       EncryptCompletion completion);
+    /// The same job; before each item's archive is started "Encrypting <name>…" (the path's
+    /// last component) goes to @p progress, on the main queue and ahead of the completion.
+    /// The texts never carry the password.
+    void encryptPaths(const QStringList &paths, const QString &password, ProgressCallback progress,
+                      EncryptCompletion completion);
     /// Writes "<path>.zip" (or uniquePathForPath() of it when taken) next to @p path, in
     /// process: traditional PKWARE encryption with @p password, entry names relative to the
     /// parent folder ("Photos/", "Photos/a.jpg"), links stored as links, Zip64 when needed,
@@ -203,7 +208,7 @@ public:
     /// Nothing for an empty identifier; the identifier itself when no installed app has it;
     /// else CFBundleName, else the bundle's name without ".app".
     std::optional<QString> appNameForBundleIdentifier(const QString &bundleIdentifier) const;
-    /// The app's bundle path; empty when unknown.
+    /// The app's icon file (KSTApplicationIconFile); empty when unknown or without one.
     QString iconForBundleIdentifier(const QString &bundleIdentifier) const;
     /// Makes @p bundleIdentifier the handler of @p uti for all roles: code 30 when either is
     /// empty; an app that is not installed, or preferences that cannot be parsed or written,

@@ -51,10 +51,23 @@ QString archivePathFor(const QString &source)
 void KSTUtilitiesManager::encryptPaths(const QStringList &paths, const QString &password,
                                        EncryptCompletion completion)
 {
-    d->queue->async([this, paths, password, completion = std::move(completion)] {
+    encryptPaths(paths, password, nullptr, std::move(completion));
+}
+
+void KSTUtilitiesManager::encryptPaths(const QStringList &paths, const QString &password,
+                                       ProgressCallback progress, EncryptCompletion completion)
+{
+    d->queue->async([this, paths, password, progress = std::move(progress),
+                     completion = std::move(completion)] {
         quint64 created = 0;
         std::optional<KSTError> lastError;
         for (const QString &path : paths) {
+            if (progress) {
+                const QString text =
+                    QStringLiteral("Encrypting %1…")
+                        .arg(KSTPathText::lastPathComponent(QDir::cleanPath(path)));
+                KSTDispatch::mainAsync([progress, text] { progress(text); });
+            }
             KSTError error;
             if (createPasswordProtectedZipForPath(path, password, &error))
                 ++created;

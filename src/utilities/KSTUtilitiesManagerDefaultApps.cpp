@@ -41,7 +41,7 @@ std::optional<QString> nameFor(const KSTDefaultAppIndex &index, const QString &b
 QString iconFor(const KSTDefaultAppIndex &index, const QString &bundleIdentifier)
 {
     const KSTDefaultAppIndex::App *app = index.appWithIdentifier(bundleIdentifier);
-    return app ? app->path : QString();
+    return app ? app->icon : QString();
 }
 
 std::optional<KSTDefaultAppRecord> recordFor(const KSTDefaultAppIndex &index, const QString &uti,

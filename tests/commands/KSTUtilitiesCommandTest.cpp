@@ -166,12 +166,17 @@ TEST_F(UtilitiesCommandTest, EncryptTakesThePasswordOnlyFromStandardInput)
     EXPECT_EQ(partly.status, 1);
     EXPECT_EQ(partly.json().object().value("archivesCreated"), 1);
     EXPECT_EQ(partly.json().object().value("error").toObject().value("code"), 20);
+    // With --json the progress goes to standard error, item by item, and never the password.
+    EXPECT_TRUE(partly.err.contains("Encrypting Notes.txt…\nEncrypting none…\n"))
+        << partly.err.toStdString();
+    EXPECT_FALSE(partly.out.contains("Encrypting"));
     EXPECT_EQ(KSTTestSupport::runHostTool("unzip", {"-qq", "-t", "-P", "pw", notes + ".zip"}), 0);
 
     const KSTProgramRun asked = run({"encrypt", notes}, "pw2\npw2\ny\n");
     EXPECT_EQ(asked.status, 0) << asked.err.toStdString();
-    EXPECT_TRUE(asked.out.endsWith("Encrypted 1 item(s).\nPassword-protected .zip files were "
-                                   "created next to the originals.\n"));
+    EXPECT_TRUE(asked.out.endsWith("Encrypting Notes.txt…\nEncrypted 1 item(s).\nPassword-"
+                                   "protected .zip files were created next to the originals.\n"))
+        << asked.out.toStdString();
     EXPECT_EQ(KSTTestSupport::runHostTool("unzip", {"-qq", "-t", "-P", "pw2", notes + "-1.zip"}),
               0);
 }

@@ -47,6 +47,7 @@
 #include <QCoreApplication>
 #include <QDateTime>
 #include <QFile>
+#include <QHash>
 #include <QTextStream>
 #include <QtEndian>
 
@@ -342,6 +343,13 @@ bool addUtilitiesMac(KSTFixtureMac &mac)
          "Applications",
          {QStringLiteral("public.mpeg-4"), QStringLiteral("public.mp3")}},
     };
+    // The apps' own icons: a tile with the name's first letter (TextEdit names none and shows
+    // the generic symbol).
+    const QHash<QString, QString> iconColors = {
+        {QStringLiteral("Preview"), QStringLiteral("#3b82f6")},
+        {QStringLiteral("Adobe Acrobat Reader"), QStringLiteral("#dc2626")},
+        {QStringLiteral("BBEdit"), QStringLiteral("#334155")},
+        {QStringLiteral("IINA"), QStringLiteral("#7c3aed")}};
     for (const auto &app : apps) {
         KSTFixtureMac::App bundle;
         bundle.name = QLatin1String(app.name);
@@ -352,6 +360,20 @@ bool addUtilitiesMac(KSTFixtureMac &mac)
                              QVariantList{QVariantMap{
                                  {QStringLiteral("LSItemContentTypes"), app.types},
                                  {QStringLiteral("LSHandlerRank"), QStringLiteral("Default")}}}}};
+        if (const QString color = iconColors.value(bundle.name); !color.isEmpty()) {
+            bundle.extraInfo.insert(QStringLiteral("CFBundleIconFile"),
+                                    QStringLiteral("AppIcon.svg"));
+            mac.writeFile(bundle.location + QLatin1Char('/') + bundle.name +
+                              QStringLiteral(".app/Contents/Resources/AppIcon.svg"),
+                          QStringLiteral("<svg xmlns='http://www.w3.org/2000/svg' width='64' "
+                                         "height='64'><rect x='4' y='4' width='56' height='56' "
+                                         "rx='14' fill='%1'/><text x='32' y='44' "
+                                         "font-family='sans-serif' font-size='32' "
+                                         "font-weight='bold' fill='white' "
+                                         "text-anchor='middle'>%2</text></svg>")
+                              .arg(color, bundle.name.left(1))
+                              .toUtf8());
+        }
         mac.addApp(bundle);
     }
     const auto handler = [](const char *type, const char *identifier) {

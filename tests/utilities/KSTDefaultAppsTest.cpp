@@ -33,7 +33,9 @@ protected:
         addApp("Reader", "com.example.reader",
                {documentType({"com.adobe.pdf"}, "Default"), documentType({"com.example.noext"}),
                 documentType({"public.plain-text"}, "None"), QVariant("not a dictionary"),
-                QVariantMap{{"LSItemContentTypes", "not an array"}}});
+                QVariantMap{{"LSItemContentTypes", "not an array"}}},
+               false, "Reader");
+        mac.writeFile("Applications/Reader.app/Contents/Resources/Reader.icns", "icns");
         addApp("Viewer", "com.example.viewer", {documentType({"public.jpeg"})}, true);
         preferences = mac.homePath(
             "Library/Preferences/com.apple.LaunchServices/com.apple.launchservices.secure.plist");
@@ -53,13 +55,15 @@ protected:
     }
 
     void addApp(const QString &name, const QString &identifier, const QVariantList &types,
-                bool inHome = false)
+                bool inHome = false, const QString &iconFile = {})
     {
         KSTFixtureMac::App app;
         app.name = name;
         app.bundleIdentifier = identifier;
         app.inHome = inHome;
         app.extraInfo = {{"CFBundleName", name}, {"CFBundleDocumentTypes", types}};
+        if (!iconFile.isEmpty())
+            app.extraInfo.insert("CFBundleIconFile", iconFile);
         mac.addApp(app);
     }
 
@@ -155,7 +159,15 @@ TEST_F(DefaultAppsTest, HandlersComeFromChoicesThenOwnersThenTheFirstApp)
         EXPECT_LE(records.at(index - 1).extensionLabel.compare(records.at(index).extensionLabel,
                                                                Qt::CaseInsensitive),
                   0);
-    EXPECT_EQ(row(records, "com.adobe.pdf").currentAppIcon, mac.path("Applications/Reader.app"));
+    // Icons are the handlers' icon files; an app that names none has none.
+    const KSTDefaultAppRecord pdf = row(records, "com.adobe.pdf");
+    EXPECT_EQ(pdf.currentAppIcon,
+              mac.path("Applications/Reader.app/Contents/Resources/Reader.icns"));
+    ASSERT_EQ(pdf.candidates.size(), 2);
+    EXPECT_EQ(pdf.candidates.at(0).icon, QString());
+    EXPECT_EQ(pdf.candidates.at(1).icon, pdf.currentAppIcon);
+    EXPECT_EQ(manager->iconForBundleIdentifier("com.example.reader"), pdf.currentAppIcon);
+    EXPECT_EQ(manager->iconForBundleIdentifier("com.example.gone"), QString());
 }
 
 TEST_F(DefaultAppsTest, SettingRewritesOneEntryAndKeepsTheRest)

@@ -24,17 +24,21 @@ protected:
     {
         quint64 created = 0;
         std::optional<KSTError> error;
+        QStringList events; ///< the progress texts, then "done" for the completion
     };
 
     Outcome encrypt(const QStringList &paths, const QString &password)
     {
         Outcome outcome;
         bool done = false;
-        manager->encryptPaths(paths, password,
-                              [&](quint64 created, const std::optional<KSTError> &error) {
-                                  outcome = {created, error};
-                                  done = true;
-                              });
+        manager->encryptPaths(
+            paths, password, [&](const QString &text) { outcome.events << text; },
+            [&](quint64 created, const std::optional<KSTError> &error) {
+                outcome.created = created;
+                outcome.error = error;
+                outcome.events << QStringLiteral("done");
+                done = true;
+            });
         EXPECT_TRUE(KSTTestSupport::pumpUntil([&done] { return done; }, 60'000));
         return outcome;
     }
@@ -80,9 +84,11 @@ TEST_F(EncryptedArchiveTest, OtherToolsOpenItWithThePasswordOnly)
     ::mkfifo(QFile::encodeName(mac.homePath("Documents/Photos/pipe")).constData(), 0644);
     const QString notes = mac.writeHomeFile("Documents/Notes.txt", "notes");
 
-    const Outcome outcome = encrypt({mac.homePath("Documents/Photos"), notes}, "pässword");
+    const Outcome outcome = encrypt({mac.homePath("Documents/Photos/"), notes}, "pässword");
     ASSERT_FALSE(outcome.error) << outcome.error->description.toStdString();
     EXPECT_EQ(outcome.created, 2u);
+    // A folder is named without its trailing slash; the password is in no text.
+    EXPECT_EQ(outcome.events, (QStringList{"Encrypting Photos…", "Encrypting Notes.txt…", "done"}));
     const QString photos = mac.homePath("Documents/Photos.zip");
     const QString notesZip = mac.homePath("Documents/Notes.txt.zip");
 
@@ -131,6 +137,9 @@ TEST_F(EncryptedArchiveTest, EveryItemFailsAloneAndTheLastErrorIsReported)
     const Outcome outcome =
         encrypt({mac.homePath("Documents/missing"), good, pipe}, QStringLiteral("pw"));
     EXPECT_EQ(outcome.created, 1u);
+    // Every item is announced before its own work, failed ones too, and all before the end.
+    EXPECT_EQ(outcome.events, (QStringList{"Encrypting missing…", "Encrypting good.txt…",
+                                           "Encrypting pipe…", "done"}));
     ASSERT_TRUE(outcome.error);
     EXPECT_EQ(outcome.error->code, KSTUtilitiesManager::ArchiveNotCreated);
     EXPECT_EQ(outcome.error->description, "Encrypted ZIP was not created.");

@@ -1,12 +1,10 @@
 #include "KSTAppListModel.h"
 
 #include "KSTFormatting.h"
+#include "KSTIconLoader.h"
 #include "KSTPalette.h"
-#include "KSTSymbolImage.h"
 
 #include <QBrush>
-#include <QFileInfo>
-#include <QImageReader>
 
 namespace {
 
@@ -131,23 +129,7 @@ QString KSTAppListModel::sizeText(const KSTInstalledAppRecord &app)
 
 QIcon KSTAppListModel::iconFor(const KSTInstalledAppRecord &app) const
 {
-    const auto cached = m_icons.constFind(app.icon);
-    if (cached != m_icons.cend())
-        return *cached;
-    QIcon icon;
-    if (!app.icon.isEmpty() && QFileInfo(app.icon).isFile()) {
-        QImageReader reader(app.icon);
-        // An icon file is the bundle's: read it as data, never trust its size claims.
-        reader.setAllocationLimit(64);
-        const QImage image = reader.read();
-        if (!image.isNull())
-            icon = QIcon(QPixmap::fromImage(image));
-    }
-    if (icon.isNull())
-        icon =
-            QIcon(KSTSymbolImage::pixmap(QStringLiteral("app"), KSTPalette::secondaryText(), 48));
-    m_icons.insert(app.icon, icon);
-    return icon;
+    return KSTIconLoader::shared().applicationIcon(app.icon);
 }
 
 QVariant KSTAppListModel::displayText(const KSTInstalledAppRecord &app, int column)

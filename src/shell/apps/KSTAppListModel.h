@@ -3,7 +3,6 @@
 #include "KSTAppInventorySnapshot.h"
 
 #include <QAbstractTableModel>
-#include <QHash>
 #include <QIcon>
 #include <QList>
 
@@ -51,8 +50,8 @@ public:
     /// What the size column shows: the total with related files when known, else the
     /// bundle's size, "—" while it is not computed.
     static QString sizeText(const KSTInstalledAppRecord &app);
-    /// The bundle's icon drawn through Qt's image readers, else the generic application
-    /// symbol. Cached by icon path.
+    /// The bundle's icon file as KSTIconLoader draws it (read when first shown, cached),
+    /// else the generic application symbol.
     QIcon iconFor(const KSTInstalledAppRecord &app) const;
 
 private:
@@ -60,5 +59,4 @@ private:
     static QVariant sortKey(const KSTInstalledAppRecord &app, int column);
 
     QList<KSTInstalledAppRecord> m_apps;
-    mutable QHash<QString, QIcon> m_icons;
 };

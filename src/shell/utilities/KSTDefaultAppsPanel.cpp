@@ -3,9 +3,10 @@
 #include "KSTBusyIndicator.h"
 #include "KSTDispatch.h"
 #include "KSTElidedLabel.h"
+#include "KSTFileIconView.h"
+#include "KSTIconLoader.h"
 #include "KSTPopUpMenu.h"
 #include "KSTStyle.h"
-#include "KSTSymbolView.h"
 #include "KSTUtilitiesAlerts.h"
 #include "KSTUtilitiesManager.h"
 
@@ -15,6 +16,11 @@
 #include <QTextDocument>
 #include <QTimer>
 #include <QVBoxLayout>
+
+namespace {
+// Where a menu item keeps its app's icon file.
+constexpr int IconPathRole = Qt::UserRole + 1;
+} // namespace
 
 KSTDefaultAppsPanel::KSTDefaultAppsPanel(KSTUtilitiesManager &manager,
                                          const KSTUtilitiesAlerts &alerts, QWidget *parent)
@@ -79,10 +85,11 @@ QWidget *KSTDefaultAppsPanel::rowFor(const KSTDefaultAppRecord &record)
     texts->addWidget(type);
     layout->addLayout(texts, 1);
 
-    auto *icon = new KSTSymbolView(
-        QStringLiteral("app"),
-        record.currentBundleIdentifier.isEmpty() ? QString() : QStringLiteral("sky"), 14, row);
-    icon->setToolTip(Qt::convertFromPlainText(record.currentAppIcon));
+    // The handler's own icon, drawn once the row is shown; the symbol for an app without one.
+    auto *icon = new KSTFileIconView(
+        record.currentAppIcon, QStringLiteral("app"),
+        record.currentBundleIdentifier.isEmpty() ? QString() : QStringLiteral("sky"), 18, row);
+    icon->setObjectName(QStringLiteral("defaultAppIcon"));
     layout->addWidget(icon);
     auto *menu = new KSTPopUpMenu(row);
     menu->setObjectName(QStringLiteral("defaultAppMenu"));
@@ -92,6 +99,7 @@ QWidget *KSTDefaultAppsPanel::rowFor(const KSTDefaultAppRecord &record)
         if (candidate.bundleIdentifier == record.currentBundleIdentifier)
             current = menu->count();
         menu->addItem(candidate.name, candidate.bundleIdentifier);
+        menu->setItemData(menu->count() - 1, candidate.icon, IconPathRole);
     }
     if (current < 0) {
         // The present handler ("None", or an app that does not list the type) heads the menu
@@ -102,6 +110,14 @@ QWidget *KSTDefaultAppsPanel::rowFor(const KSTDefaultAppRecord &record)
     menu->setCurrentIndex(current);
     menu->setToolTip(Qt::convertFromPlainText(record.currentAppName));
     connect(menu, &QComboBox::activated, this, [this, menu, record](int) { choose(menu, record); });
+    // The candidates' icons are read only when someone opens the menu.
+    connect(menu, &KSTPopUpMenu::popupAboutToShow, menu, [menu] {
+        for (int index = 0; index < menu->count(); ++index) {
+            if (menu->itemIcon(index).isNull())
+                menu->setItemIcon(index, KSTIconLoader::shared().applicationIcon(
+                                             menu->itemData(index, IconPathRole).toString()));
+        }
+    });
     layout->addWidget(menu);
     return row;
 }

@@ -116,11 +116,16 @@ void KSTEncryptionPanel::requestEncrypt()
     if (!m_alerts.confirm(this, confirmation))
         return;
     const QPointer<KSTEncryptionPanel> guard(this);
-    m_model.start(paths, m_password->text(),
-                  [guard](quint64 created, const std::optional<KSTError> &error) {
-                      if (guard)
-                          guard->finish(created, error);
-                  });
+    m_model.start(
+        paths, m_password->text(),
+        [guard](const QString &text) {
+            if (guard)
+                guard->showStatus(text, {});
+        },
+        [guard](quint64 created, const std::optional<KSTError> &error) {
+            if (guard)
+                guard->finish(created, error);
+        });
     // The job holds its own copy; the fields let go of theirs at once.
     m_password->clear();
     m_confirmation->clear();

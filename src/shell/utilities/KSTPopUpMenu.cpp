@@ -19,6 +19,12 @@ KSTPopUpMenu::KSTPopUpMenu(QWidget *parent) : QComboBox(parent)
     setMinimumHeight(28);
 }
 
+void KSTPopUpMenu::showPopup()
+{
+    Q_EMIT popupAboutToShow();
+    QComboBox::showPopup();
+}
+
 void KSTPopUpMenu::paintEvent(QPaintEvent *)
 {
     QPainter painter(this);

@@ -11,6 +11,12 @@ class KSTPopUpMenu : public QComboBox
 public:
     explicit KSTPopUpMenu(QWidget *parent = nullptr);
 
+    void showPopup() override;
+
+Q_SIGNALS:
+    /// Just before the list opens: what only the open list shows can be made now.
+    void popupAboutToShow();
+
 protected:
     void paintEvent(QPaintEvent *event) override;
 };

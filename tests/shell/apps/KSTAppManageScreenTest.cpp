@@ -19,6 +19,7 @@
 #include <QDir>
 #include <QFile>
 #include <QHeaderView>
+#include <QImage>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMessageBox>
@@ -339,6 +340,34 @@ TEST_F(AppManageScreenTest, ListsEveryAppWithItsColumnsThenSummarisesTheWholeSca
     // The first app is opened in the detail pane.
     EXPECT_EQ(screen->chosenBundlePath(), slack->bundlePath);
     EXPECT_EQ(textNamed<QLabel>(screen, u"detailName"_s), u"Slack"_s);
+}
+
+TEST_F(AppManageScreenTest, EachAppShowsItsOwnIconOrTheGenericSymbol)
+{
+    const QString painter = addApp(u"Painter"_s, u"com.example.painter"_s, 1 * MB,
+                                   u"Applications"_s, {{u"CFBundleIconFile"_s, u"Painter.png"_s}});
+    QImage red(64, 64, QImage::Format_ARGB32);
+    red.fill(Qt::red);
+    ASSERT_TRUE(red.save(painter + u"/Contents/Resources/Painter.png"_s, "PNG"));
+    addApp(u"Plain"_s, u"com.example.plain"_s, 1 * MB);
+
+    auto controller = makeWindow();
+    KSTAppManageScreen *screen = showAppManage(*controller);
+    ASSERT_NE(screen, nullptr);
+    ASSERT_TRUE(waitUntilReady(screen));
+    const QTreeView *list = childNamed<QTreeView>(screen, u"appList"_s);
+    ASSERT_NE(list, nullptr);
+    const QAbstractItemModel *model = list->model();
+    QHash<QString, QRgb> centres;
+    for (int row = 0; row < model->rowCount(); ++row) {
+        const QModelIndex name = model->index(row, KSTAppListModel::NameColumn);
+        const QIcon icon = name.data(Qt::DecorationRole).value<QIcon>();
+        ASSERT_FALSE(icon.isNull()) << name.data().toString().toStdString();
+        centres.insert(name.data().toString(), icon.pixmap(32, 32).toImage().pixel(16, 16));
+    }
+    EXPECT_EQ(centres.value(u"Painter"_s), QColor(Qt::red).rgb());
+    ASSERT_TRUE(centres.contains(u"Plain"_s));
+    EXPECT_NE(centres.value(u"Plain"_s), QColor(Qt::red).rgb());
 }
 
 TEST_F(AppManageScreenTest, SortsByTheColumnClickedAndFiltersByName)

@@ -15,6 +15,7 @@
 #include <QComboBox>
 #include <QDropEvent>
 #include <QFileInfo>
+#include <QImage>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMimeData>
@@ -471,7 +472,11 @@ protected:
     {
         UtilitiesScreenTest::SetUp();
         addApp("Preview", "com.apple.Preview", {"com.adobe.pdf", "public.png"});
-        addApp("Reader", "com.example.reader", {"com.adobe.pdf"});
+        addApp("Reader", "com.example.reader", {"com.adobe.pdf"}, "Reader.png");
+        QImage icon(64, 64, QImage::Format_ARGB32);
+        icon.fill(Qt::red);
+        readerIcon = mac.path("Applications/Reader.app/Contents/Resources/Reader.png");
+        icon.save(readerIcon, "PNG");
         preferences = mac.writeHomePlist(
             "Library/Preferences/com.apple.LaunchServices/com.apple.launchservices.secure.plist",
             QVariantMap{{"LSHandlers",
@@ -480,7 +485,8 @@ protected:
                                       QVariantMap{{"LSHandlerURLScheme", "mailto"},
                                                   {"LSHandlerRoleAll", "com.example.mail"}}}}});
     }
-    void addApp(const QString &name, const QString &identifier, const QStringList &types)
+    void addApp(const QString &name, const QString &identifier, const QStringList &types,
+                const QString &iconFile = {})
     {
         KSTFixtureMac::App app;
         app.name = name;
@@ -489,18 +495,37 @@ protected:
             {"CFBundleName", name},
             {"CFBundleDocumentTypes",
              QVariantList{QVariantMap{{"LSItemContentTypes", types}, {"LSHandlerRank", "Owner"}}}}};
+        if (!iconFile.isEmpty())
+            app.extraInfo.insert("CFBundleIconFile", iconFile);
         mac.addApp(app);
     }
-    QComboBox *menuFor(const QString &uti)
+    QWidget *rowFor(const QString &uti)
     {
         for (QWidget *row : screen->findChildren<QWidget *>(u"defaultAppRow"_s)) {
             if (row->parent() && row->property("contentType").toString() == uti)
-                return childNamed<QComboBox>(row, u"defaultAppMenu"_s);
+                return row;
         }
         ADD_FAILURE() << "no row for " << uti.toStdString();
         return nullptr;
     }
+    QComboBox *menuFor(const QString &uti)
+    {
+        QWidget *row = rowFor(uti);
+        return row ? childNamed<QComboBox>(row, u"defaultAppMenu"_s) : nullptr;
+    }
+    // How many of the icon's drawn pixels are pure red, the fixture icon's colour.
+    static int redPixels(QWidget *icon)
+    {
+        const QImage drawn = icon->grab().toImage();
+        int red = 0;
+        for (int y = 0; y < drawn.height(); ++y) {
+            for (int x = 0; x < drawn.width(); ++x)
+                red += drawn.pixelColor(x, y).rgb() == QColor(Qt::red).rgb();
+        }
+        return red;
+    }
     QString preferences;
+    QString readerIcon;
 };
 
 TEST_F(DefaultAppsScreenTest, EachTypeShowsItsAppAndTheMenuChangesIt)
@@ -538,6 +563,49 @@ TEST_F(DefaultAppsScreenTest, EachTypeShowsItsAppAndTheMenuChangesIt)
         return menu && menu->currentText() == "Preview";
     }));
     EXPECT_TRUE(told.isEmpty());
+}
+
+TEST_F(DefaultAppsScreenTest, EachRowDrawsItsHandlersOwnIconOrTheSymbol)
+{
+    showScreen();
+    const struct
+    {
+        const char16_t *uti;
+        bool ownIcon; ///< Reader has an icon file, Preview names none
+    } cases[] = {{u"com.adobe.pdf", true}, {u"public.png", false}};
+    for (const auto &row : cases) {
+        QWidget *line = rowFor(QString::fromUtf16(row.uti));
+        ASSERT_NE(line, nullptr);
+        auto *icon = childNamed<QWidget>(line, u"defaultAppIcon"_s);
+        ASSERT_NE(icon, nullptr);
+        const QImage drawn = icon->grab().toImage();
+        const int red = redPixels(icon);
+        if (row.ownIcon) {
+            // The whole square is the app's picture, not the outlined symbol.
+            EXPECT_EQ(red, drawn.width() * drawn.height());
+            EXPECT_TRUE(icon->toolTip().contains(readerIcon)) << icon->toolTip().toStdString();
+        } else {
+            EXPECT_EQ(red, 0);
+            EXPECT_TRUE(icon->toolTip().isEmpty());
+        }
+    }
+
+    // The candidates' icons are read when the menu opens: Reader's own, Preview's symbol.
+    QComboBox *pdf = menuFor(u"com.adobe.pdf"_s);
+    ASSERT_NE(pdf, nullptr);
+    const int reader = pdf->findData(u"com.example.reader"_s);
+    const int preview = pdf->findData(u"com.apple.Preview"_s);
+    ASSERT_GE(reader, 0);
+    ASSERT_GE(preview, 0);
+    EXPECT_TRUE(pdf->itemIcon(reader).isNull());
+    pdf->showPopup();
+    const auto centre = [pdf](int index) {
+        return pdf->itemIcon(index).pixmap(16, 16).toImage().pixelColor(8, 8).rgb();
+    };
+    EXPECT_EQ(centre(reader), QColor(Qt::red).rgb());
+    ASSERT_FALSE(pdf->itemIcon(preview).isNull());
+    EXPECT_NE(centre(preview), QColor(Qt::red).rgb());
+    pdf->hidePopup();
 }
 
 TEST_F(DefaultAppsScreenTest, ARefusedChangeIsToldAndTheMenuGoesBack)

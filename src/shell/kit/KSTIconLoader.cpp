@@ -1,0 +1,137 @@
+#include "KSTIconLoader.h"
+
+#include "KSTPalette.h"
+#include "KSTSymbolImage.h"
+
+#include <QBuffer>
+#include <QFile>
+#include <QHash>
+#include <QImageReader>
+#include <QPixmap>
+
+#include <cerrno>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+// The whole file when it is a regular file within the cap; nothing otherwise.
+QByteArray readBounded(const QString &path)
+{
+    const int fd =
+        ::open(QFile::encodeName(path).constData(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+    if (fd < 0)
+        return {};
+    QByteArray contents;
+    struct stat status = {};
+    if (::fstat(fd, &status) == 0 && S_ISREG(status.st_mode) && status.st_size > 0 &&
+        status.st_size <= KSTIconLoader::MaximumFileBytes) {
+        contents.resize(qsizetype(status.st_size));
+        qsizetype done = 0;
+        while (done < contents.size()) {
+            const ssize_t read = ::read(fd, contents.data() + done, size_t(contents.size() - done));
+            if (read < 0 && errno == EINTR)
+                continue;
+            if (read <= 0)
+                break;
+            done += read;
+        }
+        // A file that shrank while read is decoded as far as it went.
+        contents.truncate(done);
+    }
+    ::close(fd);
+    return contents;
+}
+
+// The pixel width of an icon set's entry by its type; 0 for types without an image of their
+// own (masks, the table of contents).
+int iconSetEntryWidth(const QByteArray &type)
+{
+    static const QHash<QByteArray, int> widths = {
+        {"is32", 16},  {"icp4", 16},  {"ic04", 16},  {"il32", 32},  {"icp5", 32},  {"ic05", 32},
+        {"ic11", 32},  {"ih32", 48},  {"icp6", 64},  {"ic12", 64},  {"it32", 128}, {"ic07", 128},
+        {"ic08", 256}, {"ic13", 256}, {"ic09", 512}, {"ic14", 512}, {"ic10", 1024}};
+    return widths.value(type);
+}
+
+// A Mac icon set holds one picture per size, up to 1024 pixels: the smallest at least
+// @p wanted pixels wide is decoded (else the largest), never every one.
+void chooseIconSetEntry(QImageReader &reader, int wanted)
+{
+    int chosen = -1;
+    int chosenWidth = 0;
+    for (int index = 0; index < reader.imageCount(); ++index) {
+        if (!reader.jumpToImage(index))
+            continue;
+        const int width = iconSetEntryWidth(reader.subType());
+        if (width == 0)
+            continue;
+        const bool better =
+            chosen < 0 ||
+            (chosenWidth < wanted ? width > chosenWidth : width >= wanted && width < chosenWidth);
+        if (better) {
+            chosen = index;
+            chosenWidth = width;
+        }
+    }
+    reader.jumpToImage(chosen < 0 ? 0 : chosen);
+}
+
+} // namespace
+
+KSTIconLoader &KSTIconLoader::shared()
+{
+    static KSTIconLoader loader;
+    return loader;
+}
+
+QIcon KSTIconLoader::iconForFile(const QString &path)
+{
+    if (path.isEmpty())
+        return {};
+    if (const QIcon *cached = m_icons.object(path))
+        return *cached;
+    const QImage image = readImage(path);
+    auto *icon = new QIcon(image.isNull() ? QIcon() : QIcon(QPixmap::fromImage(image)));
+    const QIcon result = *icon;
+    m_icons.insert(path, icon);
+    return result;
+}
+
+QIcon KSTIconLoader::applicationIcon(const QString &path)
+{
+    const QIcon icon = iconForFile(path);
+    if (!icon.isNull())
+        return icon;
+    return QIcon(KSTSymbolImage::pixmap(QStringLiteral("app"), KSTPalette::secondaryText(), 48));
+}
+
+QImage KSTIconLoader::readImage(const QString &path, int preferredSize)
+{
+    if (path.isEmpty())
+        return {};
+    QByteArray contents = readBounded(path);
+    if (contents.isEmpty())
+        return {};
+    QBuffer buffer(&contents);
+    buffer.open(QIODevice::ReadOnly);
+    QImageReader reader(&buffer);
+    reader.setAllocationLimit(MaximumDecodedMegabytes);
+    reader.setDecideFormatFromContent(true);
+    const QByteArray format = reader.format().toLower();
+    if (format == "svg" && reader.supportsOption(QImageIOHandler::ScaledSize)) {
+        QSize drawn = reader.size();
+        if (drawn.isEmpty())
+            drawn = QSize(preferredSize, preferredSize);
+        reader.setScaledSize(drawn.scaled(preferredSize, preferredSize, Qt::KeepAspectRatio));
+    } else if (format == "icns" && reader.imageCount() > 1)
+        chooseIconSetEntry(reader, preferredSize);
+    const QImage image = reader.read();
+    // What is kept is no larger than what is drawn: a cache of full-size pictures would grow
+    // by megabytes per app.
+    if (image.width() > preferredSize || image.height() > preferredSize)
+        return image.scaled(preferredSize, preferredSize, Qt::KeepAspectRatio,
+                            Qt::SmoothTransformation);
+    return image;
+}
