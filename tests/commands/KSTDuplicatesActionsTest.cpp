@@ -12,12 +12,10 @@
 #include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonObject>
-#include <QTemporaryDir>
 
 #include <gtest/gtest.h>
 
 #include <sys/stat.h>
-#include <unistd.h>
 
 using namespace KSTDuplicateTestSupport;
 
@@ -337,44 +335,6 @@ TEST_F(DuplicatesActionsTest, LinkReplacesCopiesAndSaysWhatItFreed)
         EXPECT_EQ(bad.status, c.status);
         EXPECT_TRUE(bad.err.contains(QLatin1String(c.message))) << bad.err.toStdString();
     }
-}
-
-TEST_F(DuplicatesActionsTest, AnUnreadableFolderIsNamedAndItsCopiesStay)
-{
-    write("Locked/c.jpg", photo1, ActionsDay1);
-    const QString locked = home("Locked");
-    // Root reads every folder: the run then acts as nobody, owning the fixture and its
-    // settings, from a copy of the program nobody may run.
-    KSTProgramOptions options;
-    KSTProgramForOtherUser copy;
-    QTemporaryDir xdg;
-    QString executable = QStringLiteral(KESTREL_EXECUTABLE);
-    if (::geteuid() == 0) {
-        if (!QFileInfo::exists("/usr/bin/setpriv"))
-            GTEST_SKIP() << "running as root without setpriv to drop to another user";
-        ASSERT_TRUE(xdg.isValid());
-        copy = KSTTestSupport::programForOtherUser(executable);
-        ASSERT_FALSE(copy.program.isEmpty());
-        executable = copy.program;
-        options.environment = copy.environment;
-        for (const QString &owned : {mac.root(), xdg.path()})
-            ASSERT_EQ(KSTTestSupport::runHostTool("chown", {"-R", "-h", "65534:65534", owned}), 0);
-        options.prefix = {"setpriv", "--reuid=65534", "--regid=65534", "--clear-groups", "--"};
-        for (const char *name : {"XDG_CONFIG_HOME", "XDG_DATA_HOME", "XDG_CACHE_HOME"})
-            options.environment.insert(name, xdg.path());
-    }
-    ASSERT_EQ(::chmod(QFile::encodeName(locked).constData(), 0), 0);
-    const KSTProgramRun run = KSTTestSupport::runProgram(
-        executable,
-        {"--root", mac.root(), "--json", "duplicates", "remove", "--quiet", "--path", "~/Locked",
-         "--path", "~/Pictures", "--group", keyOf(photo1), "--yes"},
-        options);
-    ::chmod(QFile::encodeName(locked).constData(), 0700);
-    ASSERT_EQ(run.status, 0) << run.err.toStdString();
-    EXPECT_TRUE(run.err.contains("kestrel: cannot read the folder " + locked + "; it is left out"))
-        << run.err.toStdString();
-    EXPECT_EQ(run.json().object().value("itemsRemoved").toInteger(), 2);
-    EXPECT_EQ(KSTTestSupport::readFile(home("Locked/c.jpg")), photo1);
 }
 
 } // namespace

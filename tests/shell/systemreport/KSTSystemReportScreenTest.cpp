@@ -224,10 +224,10 @@ TEST_F(SystemReportScreenTest, ExportsTextAtTheChosenPathWithItsOneExtension)
         const char *written; // nullptr: refused in the alert
         const char *notWritten;
     };
+    // Which names are taken or refused is the model's; here one of each reaches the disk.
     const Case cases[] = {
-        {"report.txt", "report.txt", nullptr},   {"report", "report.txt", "report"},
-        {"report.pdf", nullptr, "report.pdf"},   {"Notes.TXT", "Notes.TXT", "Notes.TXT.txt"},
-        {"report.md", nullptr, "report.md.txt"},
+        {"report", "report.txt", "report"},
+        {"report.pdf", nullptr, "report.pdf"},
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(c.answer);
@@ -250,7 +250,7 @@ TEST_F(SystemReportScreenTest, ExportsTextAtTheChosenPathWithItsOneExtension)
         }
     }
     alerts.clear();
-    ASSERT_EQ(saveRequests.size(), 5);
+    ASSERT_EQ(saveRequests.size(), 2);
     const QString today = QDate::currentDate().toString(QStringLiteral("yyyy-MM-dd"));
     EXPECT_EQ(saveRequests.first().title, QStringLiteral("Export System Report"));
     EXPECT_EQ(saveRequests.first().fileName,
@@ -262,26 +262,12 @@ TEST_F(SystemReportScreenTest, ExportsTextAtTheChosenPathWithItsOneExtension)
     const QStringList before = QDir(folder.path()).entryList(QDir::Files);
     QTest::mouseClick(childNamed<QPushButton>(shown, QStringLiteral("exportPdfButton")),
                       Qt::LeftButton);
-    ASSERT_EQ(saveRequests.size(), 6);
+    ASSERT_EQ(saveRequests.size(), 3);
     EXPECT_EQ(saveRequests.last().fileName,
               QStringLiteral("Kestrel-SystemReport-%1.pdf").arg(today));
     EXPECT_EQ(saveRequests.last().extension, QStringLiteral("pdf"));
     EXPECT_EQ(QDir(folder.path()).entryList(QDir::Files), before);
     EXPECT_TRUE(alerts.isEmpty());
-}
-
-TEST_F(SystemReportScreenTest, AFailedExportIsShownInTheExportFailedAlert)
-{
-    KSTSystemReportScreen *shown = makeScreen();
-    shown->show();
-    ASSERT_TRUE(waitForFinal(shown));
-    QTemporaryDir folder;
-    savePathAnswer = folder.filePath(QStringLiteral("missing/report.txt"));
-    shown->exportReport(Format::Text);
-    ASSERT_EQ(alerts.size(), 1);
-    EXPECT_EQ(alerts.first().title, QStringLiteral("Export Failed"));
-    EXPECT_FALSE(alerts.first().text.isEmpty());
-    EXPECT_FALSE(QFile::exists(savePathAnswer));
 }
 
 TEST_F(SystemReportScreenTest, ExportsThePdfOfTheReportShownThroughTheInstalledWriter)
