@@ -305,38 +305,6 @@ TEST_F(UtilitiesScreenTest, ErasingAnItemOfTheTrashTakesItOffTheTrashList)
         [this] { return rowTexts(u"trashRow"_s, u"trashName"_s) == QStringList{"kept.txt"}; }));
 }
 
-TEST_F(UtilitiesScreenTest, TheConfirmationSaysWhenAVolumeIsAmongTheItems)
-{
-    const QString file = mac.writeHomeFile("Documents/a.txt", "a");
-    const QString volume = mac.makeDirectory("Volumes/USB");
-    mac.writeFile("Volumes/USB/photo.jpg", "jpeg");
-    const struct
-    {
-        QStringList paths;
-        const char *informative;
-    } cases[] = {
-        {{file},
-         "Selected files and folders will be securely overwritten and deleted. This cannot be "
-         "undone."},
-        {{file, volume},
-         "All files on the selected volume will be securely overwritten and deleted. This "
-         "cannot be undone."},
-    };
-    accept = false;
-    showScreen();
-    for (const auto &row : cases) {
-        confirmations.clear();
-        picked = row.paths;
-        click(u"eraseChooseButton"_s);
-        click(u"eraseButton"_s);
-        ASSERT_TRUE(waitForConfirmation());
-        EXPECT_EQ(confirmations.first().informativeText, QString::fromUtf8(row.informative));
-    }
-    KSTTestSupport::pumpFor(50);
-    EXPECT_TRUE(QFileInfo::exists(file));
-    EXPECT_TRUE(QFileInfo::exists(mac.path("Volumes/USB/photo.jpg")));
-}
-
 TEST_F(UtilitiesScreenTest, AFailedEraseTellsTheErrorAndKeepsWhatFollows)
 {
     const QString first = mac.writeHomeFile("Documents/one.txt", "1");
