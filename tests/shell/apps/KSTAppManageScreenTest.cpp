@@ -51,6 +51,7 @@ protected:
 
     void TearDown() override
     {
+        controller.reset();
         // A pass still running would go on after the machine is gone.
         systemInfo.cancelAppInventoryScan();
         systemInfo.appInventoryQueue().sync([] {});
@@ -83,9 +84,9 @@ protected:
     {
         KSTShellEngines withApps = engines();
         withApps.appInventoryEngine = engine.get();
-        auto controller = std::make_unique<KSTMainWindowController>(withApps);
-        controller->showWindow();
-        return controller;
+        auto window = std::make_unique<KSTMainWindowController>(withApps);
+        window->showWindow();
+        return window;
     }
 
     KSTAppManageScreen *showAppManage(KSTMainWindowController &controller)
@@ -101,6 +102,14 @@ protected:
                 [this](QWidget *, const KSTAppUninstallOutcome &outcome) { outcomes << outcome; });
         }
         return screen;
+    }
+
+    // The window showing App Manage once its scan is complete; nullptr if it never was.
+    KSTAppManageScreen *openReadyScreen()
+    {
+        controller = makeWindow();
+        KSTAppManageScreen *screen = showAppManage(*controller);
+        return screen && waitUntilReady(screen) ? screen : nullptr;
     }
 
     static bool waitUntilReady(KSTAppManageScreen *screen)
@@ -204,6 +213,7 @@ protected:
     }
 
     std::shared_ptr<KSTAppInventoryEngine> engine;
+    std::unique_ptr<KSTMainWindowController> controller;
     QStringList confirmations;
     QList<KSTAppUninstallOutcome> outcomes;
     bool answer = false;
@@ -293,7 +303,7 @@ TEST_F(AppManageScreenTest, ListsEveryAppWithItsColumnsThenSummarisesTheWholeSca
                           AT_SYMLINK_NOFOLLOW),
               0);
 
-    auto controller = makeWindow();
+    controller = makeWindow();
     KSTAppManageScreen *screen = showAppManage(*controller);
     ASSERT_NE(screen, nullptr);
     bool announced = false;
@@ -351,10 +361,8 @@ TEST_F(AppManageScreenTest, EachAppShowsItsOwnIconOrTheGenericSymbol)
     ASSERT_TRUE(red.save(painter + u"/Contents/Resources/Painter.png"_s, "PNG"));
     addApp(u"Plain"_s, u"com.example.plain"_s, 1 * MB);
 
-    auto controller = makeWindow();
-    KSTAppManageScreen *screen = showAppManage(*controller);
+    KSTAppManageScreen *screen = openReadyScreen();
     ASSERT_NE(screen, nullptr);
-    ASSERT_TRUE(waitUntilReady(screen));
     const QTreeView *list = childNamed<QTreeView>(screen, u"appList"_s);
     ASSERT_NE(list, nullptr);
     const QAbstractItemModel *model = list->model();
@@ -375,10 +383,8 @@ TEST_F(AppManageScreenTest, SortsByTheColumnClickedAndFiltersByName)
     addApp(u"alpha"_s, u"com.example.alpha"_s, 1 * MB);
     addApp(u"Beta"_s, u"com.example.beta"_s, 4 * MB);
     addApp(u"Gamma"_s, u"com.example.gamma"_s, 2 * MB);
-    auto controller = makeWindow();
-    KSTAppManageScreen *screen = showAppManage(*controller);
+    KSTAppManageScreen *screen = openReadyScreen();
     ASSERT_NE(screen, nullptr);
-    ASSERT_TRUE(waitUntilReady(screen));
     EXPECT_EQ(shownNames(screen), QStringList({u"Beta"_s, u"Gamma"_s, u"alpha"_s}));
 
     const struct
@@ -419,10 +425,8 @@ TEST_F(AppManageScreenTest, DetailShowsEveryFieldAndTicksOnlyStrongRemovableMatc
         mac.writeSizedHomeFile(u"Library/Containers/com.google.Keep/Data/k.db"_s, 8192);
     const QString shared = mac.writeFile(u"Users/Shared/Go Projects/notes.txt"_s, "shared");
 
-    auto controller = makeWindow();
-    KSTAppManageScreen *screen = showAppManage(*controller);
+    KSTAppManageScreen *screen = openReadyScreen();
     ASSERT_NE(screen, nullptr);
-    ASSERT_TRUE(waitUntilReady(screen));
     screen->chooseApp(go);
     ASSERT_TRUE(waitUntilReady(screen));
 
@@ -493,10 +497,8 @@ TEST_F(AppManageScreenTest, SystemAppCannotBeUninstalledAndSaysWhy)
 {
     const QString notes =
         addApp(u"Notes"_s, u"com.apple.Notes"_s, 1 * MB, u"System/Applications"_s);
-    auto controller = makeWindow();
-    KSTAppManageScreen *screen = showAppManage(*controller);
+    KSTAppManageScreen *screen = openReadyScreen();
     ASSERT_NE(screen, nullptr);
-    ASSERT_TRUE(waitUntilReady(screen));
     ASSERT_EQ(screen->chosenBundlePath(), notes);
 
     QPushButton *uninstall = childNamed<QPushButton>(screen, u"uninstallButton"_s);
@@ -520,10 +522,8 @@ TEST_F(AppManageScreenTest, UninstallAsksFirstThenMovesOnlyTheTickedItemsAndDrop
     const QString container =
         mac.writeSizedHomeFile(u"Library/Containers/com.google.Keep/Data/k.db"_s, 8192);
 
-    auto controller = makeWindow();
-    KSTAppManageScreen *screen = showAppManage(*controller);
+    KSTAppManageScreen *screen = openReadyScreen();
     ASSERT_NE(screen, nullptr);
-    ASSERT_TRUE(waitUntilReady(screen));
     ASSERT_EQ(screen->chosenBundlePath(), go);
     const quint64 bundleBytes = cachedApp(u"Go"_s)->bundleSizeBytes;
     const quint64 cacheBytes =
@@ -579,10 +579,8 @@ TEST_F(AppManageScreenTest, PartlyDoneUninstallTellsWhichPathsStayed)
     const QString changing =
         mac.writeSizedHomeFile(u"Library/Preferences/com.example.notes.plist"_s, 4096);
 
-    auto controller = makeWindow();
-    KSTAppManageScreen *screen = showAppManage(*controller);
+    KSTAppManageScreen *screen = openReadyScreen();
     ASSERT_NE(screen, nullptr);
-    ASSERT_TRUE(waitUntilReady(screen));
     ASSERT_EQ(screen->chosenBundlePath(), notes);
     ASSERT_TRUE(tickOf(screen, changing) && tickOf(screen, changing)->ticked);
     // The preferences change after they were looked at: the uninstall must leave them.
@@ -608,10 +606,8 @@ TEST_F(AppManageScreenTest, PartlyDoneUninstallTellsWhichPathsStayed)
 TEST_F(AppManageScreenTest, NothingMovedWarnsAndKeepsTheAppListed)
 {
     const QString go = addApp(u"Go"_s, u"com.example.go"_s, 1 * MB);
-    auto controller = makeWindow();
-    KSTAppManageScreen *screen = showAppManage(*controller);
+    KSTAppManageScreen *screen = openReadyScreen();
     ASSERT_NE(screen, nullptr);
-    ASSERT_TRUE(waitUntilReady(screen));
     ASSERT_EQ(screen->chosenBundlePath(), go);
     // Another bundle has taken the place of the one that was looked at: the guard refuses it.
     ASSERT_TRUE(QDir().rename(go, mac.path(u"Go that was.app"_s)));
@@ -643,10 +639,8 @@ TEST_F(AppManageScreenTest, AnotherCopyKeepsItsFilesAndReturnsWithTheRescan)
     const QString cache = mac.writeSizedHomeFile(u"Library/Caches/com.example.go/c.db"_s, 40960);
     const QString cacheFolder = mac.homePath(u"Library/Caches/com.example.go"_s);
 
-    auto controller = makeWindow();
-    KSTAppManageScreen *screen = showAppManage(*controller);
+    KSTAppManageScreen *screen = openReadyScreen();
     ASSERT_NE(screen, nullptr);
-    ASSERT_TRUE(waitUntilReady(screen));
     ASSERT_EQ(screen->chosenBundlePath(), system);
     ASSERT_EQ(shownNames(screen), QStringList({u"Go"_s, u"Go"_s}));
     // The cache is the other copy's too: listed, but not ticked.
@@ -672,10 +666,8 @@ TEST_F(AppManageScreenTest, PutBackReturnsWhatTheLastUninstallMoved)
 {
     const QString go = addApp(u"Go"_s, u"com.example.go"_s, 2 * MB);
     const QString cache = mac.writeSizedHomeFile(u"Library/Caches/com.example.go/c.db"_s, 40960);
-    auto controller = makeWindow();
-    KSTAppManageScreen *screen = showAppManage(*controller);
+    KSTAppManageScreen *screen = openReadyScreen();
     ASSERT_NE(screen, nullptr);
-    ASSERT_TRUE(waitUntilReady(screen));
     QPushButton *putBack = childNamed<QPushButton>(screen, u"putBackButton"_s);
     ASSERT_NE(putBack, nullptr);
     EXPECT_FALSE(putBack->isVisibleTo(screen)); // nothing uninstalled yet
@@ -714,7 +706,7 @@ TEST_F(AppManageScreenTest, HidingStopsTheSizePassAndShowingResumesIt)
     for (int index = 0; index < 12; ++index)
         addApp(u"App %1"_s.arg(index, 2, 10, QChar(u'0')), u"com.example.app%1"_s.arg(index),
                64 * 1024);
-    auto controller = makeWindow();
+    controller = makeWindow();
     KSTAppManageScreen *screen = showAppManage(*controller);
     ASSERT_NE(screen, nullptr);
     // Discovery is done, the sizes are still coming: the bar shows how far they got.
