@@ -30,8 +30,7 @@ void KSTStartupItemsPanelModel::rescanAsync(const QObject *context, std::functio
                 done();
         });
     KSTUtilitiesManager *manager = &m_manager;
-    KSTDispatch::globalAsync(
-        KSTQualityOfService::UserInitiated,
+    manager->scanInBackground(
         [manager, deliver = std::move(deliver)] { deliver(manager->scanStartupItems()); });
 }
 
@@ -97,13 +96,12 @@ bool KSTStartupItemsPanelModel::disableAsync(
         });
     KSTUtilitiesManager *manager = &m_manager;
     // launchctl runs with a time-out, but the window must not wait even for that.
-    KSTDispatch::globalAsync(
-        KSTQualityOfService::UserInitiated, [manager, item, deliver = std::move(deliver)] {
-            KSTError error;
-            const bool disabled = manager->disableStartupItem(item, &error);
-            deliver(disabled, error,
-                    disabled ? manager->scanStartupItems() : QList<KSTStartupItemRecord>());
-        });
+    manager->scanInBackground([manager, item, deliver = std::move(deliver)] {
+        KSTError error;
+        const bool disabled = manager->disableStartupItem(item, &error);
+        deliver(disabled, error,
+                disabled ? manager->scanStartupItems() : QList<KSTStartupItemRecord>());
+    });
     return true;
 }
 

@@ -12,7 +12,9 @@ KSTUtilitiesManager::KSTUtilitiesManager(KSTSystemInfo *systemInfo) : d(std::mak
 
 KSTUtilitiesManager::~KSTUtilitiesManager()
 {
-    // The queue's destructor runs what was queued; the jobs reach d through this object.
+    // The queue's destructor runs what was queued; the jobs and scans reach d through this
+    // object.
+    d->scans.wait();
     d->queue.reset();
 }
 
@@ -25,6 +27,11 @@ KSTUtilitiesManager &KSTUtilitiesManager::sharedManager()
 KSTDispatchQueue &KSTUtilitiesManager::backgroundQueue() const
 {
     return *d->queue;
+}
+
+void KSTUtilitiesManager::scanInBackground(std::function<void()> work)
+{
+    d->scans.async(KSTQualityOfService::UserInitiated, std::move(work));
 }
 
 QString KSTUtilitiesManager::messageForErrorCode(ErrorCode code)

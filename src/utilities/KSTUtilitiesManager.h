@@ -83,6 +83,10 @@ public:
 
     /// The serial queue of the erase, archive and home-size jobs.
     KSTDispatchQueue &backgroundQueue() const;
+    /// Runs @p work on a worker of the user-initiated pool, for the panels' scans that must
+    /// not wait behind an erase on backgroundQueue(). The destructor waits for every such
+    /// work, so @p work may use this manager throughout.
+    void scanInBackground(std::function<void()> work);
 
     // ---- Startup items ----
 

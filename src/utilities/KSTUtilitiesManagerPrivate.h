@@ -1,5 +1,6 @@
 #pragma once
 
+#include "KSTDispatchGroup.h"
 #include "KSTDispatchQueue.h"
 #include "KSTUtilitiesManager.h"
 
@@ -13,6 +14,7 @@ struct KSTUtilitiesManager::Private
 {
     KSTSystemInfo *systemInfo = nullptr;
     std::unique_ptr<KSTDispatchQueue> queue;
+    KSTDispatchGroup scans;
 };
 
 /// Sorting "localized and case-insensitive": the current locale's collation, letter case

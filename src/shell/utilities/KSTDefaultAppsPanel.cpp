@@ -44,8 +44,7 @@ void KSTDefaultAppsPanel::refresh()
     auto deliver = KSTDispatch::onMainFor<QList<KSTDefaultAppRecord>>(
         this, [this](const QList<KSTDefaultAppRecord> &records) { show(records); });
     KSTUtilitiesManager *manager = &m_manager;
-    KSTDispatch::globalAsync(
-        KSTQualityOfService::UserInitiated,
+    manager->scanInBackground(
         [manager, deliver = std::move(deliver)] { deliver(manager->scanDefaultAppBindings()); });
 }
 

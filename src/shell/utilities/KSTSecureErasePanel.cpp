@@ -113,11 +113,10 @@ void KSTSecureErasePanel::requestErase()
     auto ask = KSTDispatch::onMainFor<QString>(
         this, [this, paths](const QString &preview) { confirmAndStart(paths, preview); });
     KSTUtilitiesManager *manager = &m_manager;
-    KSTDispatch::globalAsync(KSTQualityOfService::UserInitiated,
-                             [manager, paths, ask = std::move(ask)] {
-                                 const KSTSecureEraseModel counter(*manager);
-                                 ask(KSTSecureEraseModel::previewText(counter.preview(paths)));
-                             });
+    manager->scanInBackground([manager, paths, ask = std::move(ask)] {
+        const KSTSecureEraseModel counter(*manager);
+        ask(KSTSecureEraseModel::previewText(counter.preview(paths)));
+    });
 }
 
 void KSTSecureErasePanel::confirmAndStart(const QStringList &paths, const QString &preview)

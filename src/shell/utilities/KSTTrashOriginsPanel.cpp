@@ -35,8 +35,7 @@ void KSTTrashOriginsPanel::refresh()
     auto deliver = KSTDispatch::onMainFor<QList<KSTTrashSourceRecord>>(
         this, [this](const QList<KSTTrashSourceRecord> &records) { show(records); });
     KSTUtilitiesManager *manager = &m_manager;
-    KSTDispatch::globalAsync(
-        KSTQualityOfService::UserInitiated,
+    manager->scanInBackground(
         [manager, deliver = std::move(deliver)] { deliver(manager->scanTrashSourceItems()); });
 }
 
