@@ -257,6 +257,25 @@ KSTReadOnlyFile::Status KSTReadOnlyFile::readWholeFile(const QString &path, qint
     return status;
 }
 
+KSTReadOnlyFile::Status KSTReadOnlyFile::readWholeFileWithoutLinks(const QString &path,
+                                                                   qint64 maximumBytes,
+                                                                   QByteArray *contents)
+{
+    contents->clear();
+    KSTReadOnlyFile file;
+    if (!file.open(path))
+        return Status::Unreadable;
+    if (file.identity().size > maximumBytes)
+        return Status::TooLarge;
+    int readError = 0;
+    const Status status = file.readUpTo(maximumBytes + 1, contents, &readError);
+    if (status == Status::Read && contents->size() > maximumBytes) {
+        contents->clear();
+        return Status::TooLarge;
+    }
+    return status;
+}
+
 KSTReadOnlyFile::Status KSTReadOnlyFile::readPrefix(const QString &path, qint64 bytes,
                                                     QByteArray *contents)
 {

@@ -36,6 +36,11 @@ public:
     /// path.
     static Status readWholeFile(const QString &path, qint64 maximumBytes, QByteArray *contents,
                                 QString *error = nullptr);
+    /// As readWholeFile(), but a link at @p path is refused like any other non-regular file
+    /// (Unreadable): for a file named by a hostile folder, such as an icon or a picture
+    /// shown from the user's disk.
+    static Status readWholeFileWithoutLinks(const QString &path, qint64 maximumBytes,
+                                            QByteArray *contents);
     /// Reads at most the first @p bytes of a regular file of any size.
     static Status readPrefix(const QString &path, qint64 bytes, QByteArray *contents);
     /// Whether @p path is a regular file that can be opened for reading (checked on the

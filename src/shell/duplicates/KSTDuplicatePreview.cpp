@@ -6,9 +6,9 @@
 #include "KSTDuplicateReviewModel.h"
 #include "KSTDuplicateSetupView.h"
 #include "KSTElidedLabel.h"
-#include "KSTFileName.h"
 #include "KSTFormatting.h"
 #include "KSTPalette.h"
+#include "KSTReadOnlyFile.h"
 #include "KSTStyle.h"
 #include "KSTSymbolImage.h"
 
@@ -21,10 +21,6 @@
 #include <QTreeWidget>
 #include <QVBoxLayout>
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 namespace {
 
 constexpr int ThumbnailSize = 72;
@@ -35,26 +31,11 @@ constexpr qint64 ThumbnailByteCap = 32ll * 1024 * 1024;
 // a link nor waits on a pipe that took the file's place.
 QByteArray pictureBytes(const QString &path)
 {
-    const int fd = ::open(KSTFileName::encoded(path).constData(),
-                          O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
-    if (fd < 0)
-        return {};
-    QByteArray bytes;
-    struct stat info;
-    if (::fstat(fd, &info) == 0 && S_ISREG(info.st_mode) && info.st_size > 0 &&
-        info.st_size <= ThumbnailByteCap) {
-        bytes.resize(qsizetype(info.st_size));
-        qsizetype filled = 0;
-        while (filled < bytes.size()) {
-            const ssize_t got = ::read(fd, bytes.data() + filled, size_t(bytes.size() - filled));
-            if (got <= 0)
-                break;
-            filled += got;
-        }
-        bytes.truncate(filled);
-    }
-    ::close(fd);
-    return bytes;
+    QByteArray contents;
+    return KSTReadOnlyFile::readWholeFileWithoutLinks(path, ThumbnailByteCap, &contents) ==
+                   KSTReadOnlyFile::Status::Read
+               ? contents
+               : QByteArray();
 }
 
 QImage thumbnailFromBytes(const QByteArray &bytes, int pixels)

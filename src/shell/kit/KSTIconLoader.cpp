@@ -1,47 +1,24 @@
 #include "KSTIconLoader.h"
 
 #include "KSTPalette.h"
+#include "KSTReadOnlyFile.h"
 #include "KSTSymbolImage.h"
 
 #include <QBuffer>
-#include <QFile>
 #include <QHash>
 #include <QImageReader>
 #include <QPixmap>
-
-#include <cerrno>
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 namespace {
 
 // The whole file when it is a regular file within the cap; nothing otherwise.
 QByteArray readBounded(const QString &path)
 {
-    const int fd =
-        ::open(QFile::encodeName(path).constData(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
-    if (fd < 0)
-        return {};
     QByteArray contents;
-    struct stat status = {};
-    if (::fstat(fd, &status) == 0 && S_ISREG(status.st_mode) && status.st_size > 0 &&
-        status.st_size <= KSTIconLoader::MaximumFileBytes) {
-        contents.resize(qsizetype(status.st_size));
-        qsizetype done = 0;
-        while (done < contents.size()) {
-            const ssize_t read = ::read(fd, contents.data() + done, size_t(contents.size() - done));
-            if (read < 0 && errno == EINTR)
-                continue;
-            if (read <= 0)
-                break;
-            done += read;
-        }
-        // A file that shrank while read is decoded as far as it went.
-        contents.truncate(done);
-    }
-    ::close(fd);
-    return contents;
+    return KSTReadOnlyFile::readWholeFileWithoutLinks(path, KSTIconLoader::MaximumFileBytes,
+                                                      &contents) == KSTReadOnlyFile::Status::Read
+               ? contents
+               : QByteArray();
 }
 
 // The pixel width of an icon set's entry by its type; 0 for types without an image of their
