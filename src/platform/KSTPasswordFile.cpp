@@ -1,5 +1,6 @@
 #include "KSTPasswordFile.h"
 
+#include "KSTFileName.h"
 #include "KSTReadOnlyFile.h"
 
 #include <QByteArrayView>
@@ -71,7 +72,9 @@ std::optional<KSTPasswordFile::Entry> KSTPasswordFile::findLogin(const QByteArra
             home.chop(1);
         if (!userId || !home.startsWith('/') || home.contains('\0'))
             continue;
-        return Entry{login, *userId, QDir::cleanPath(QString::fromUtf8(home))};
+        // Decoded losslessly: the home is a path, whatever its bytes.
+        return Entry{login, *userId,
+                     QDir::cleanPath(KSTFileName::decoded(home.data(), home.size()))};
     }
     return std::nullopt;
 }

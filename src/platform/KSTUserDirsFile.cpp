@@ -1,5 +1,6 @@
 #include "KSTUserDirsFile.h"
 
+#include "KSTFileName.h"
 #include "KSTReadOnlyFile.h"
 
 #include <QByteArrayView>
@@ -74,7 +75,7 @@ bool parseLine(QByteArrayView line, QString *key, KSTUserDirsFile::Value *value)
     if (!closed || path.contains('\0'))
         return false;
     *key = QString::fromLatin1(name.chopped(4));
-    parsed.path = QString::fromUtf8(path);
+    parsed.path = KSTFileName::decoded(path); // a path, whatever its bytes
     *value = parsed;
     return true;
 }

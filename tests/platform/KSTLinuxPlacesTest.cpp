@@ -1,5 +1,6 @@
 #include "KSTLinuxPlaces.h"
 #include "KSTEnvironment.h"
+#include "KSTFileName.h"
 #include "KSTHostileFiles.h"
 #include "KSTTestSupport.h"
 #include "KSTUserDirsFile.h"
@@ -227,6 +228,19 @@ TEST_F(KSTLinuxPlacesTest, UserDirsFileIsReadFromTheConfigHome)
         environment(true), variables({{"XDG_CONFIG_HOME", config.toUtf8().constData()}}));
     EXPECT_EQ(places.configHome(), config);
     EXPECT_EQ(places.userFolder(Folder::Music), home() + "/Musik"_L1);
+}
+
+TEST_F(KSTLinuxPlacesTest, FolderNamesThatAreNotUtf8KeepTheirBytes)
+{
+    // A Latin-1 "Müsik" and "/srv/Bilder\xA0": the paths must name the folders on disk.
+    ASSERT_TRUE(
+        writeFile(userDirsPath(),
+                  "XDG_MUSIC_DIR=\"$HOME/M\xFCsik\"\nXDG_PICTURES_DIR=\"/srv/Bilder\xA0\"\n"));
+    const KSTLinuxPlaces places = KSTLinuxPlaces::build(environment(), {});
+    EXPECT_EQ(KSTFileName::encoded(places.userFolder(Folder::Music)),
+              KSTFileName::encoded(home()) + "/M\xFCsik");
+    EXPECT_EQ(KSTFileName::encoded(places.userFolder(Folder::Pictures)),
+              KSTFileName::encoded(root()) + "/srv/Bilder\xA0");
 }
 
 TEST_F(KSTLinuxPlacesTest, HostileUserDirsFilesAreNotReadAndNeverBlock)
