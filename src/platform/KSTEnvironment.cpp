@@ -1,7 +1,11 @@
 #include "KSTEnvironment.h"
 
+#include "KSTLinuxPlaces.h"
+#include "KSTPasswordFile.h"
+
 #include <QDir>
 #include <QFileInfo>
+#include <QProcessEnvironment>
 #include <QStringList>
 
 #include <mutex>
@@ -40,21 +44,47 @@ CurrentEnvironment &currentEnvironmentStore()
     return store;
 }
 
-// The single user folder of a Mac root: Users/<login>, ignoring Shared and hidden entries.
-QStringList candidateLogins(const QString &root)
+// The folder holding the users' homes: "/Users" on a Mac, "/home" on Linux.
+QString usersFolder(KSTLayout layout)
 {
-    const QDir usersDir(root + QLatin1String("/Users"));
+    return layout == KSTLayout::Mac ? QStringLiteral("/Users") : QStringLiteral("/home");
+}
+
+// The user folders of a root's users folder, ignoring hidden entries and the ones that are
+// no user's: a Mac's Shared, the lost+found of a separate /home file system.
+QStringList candidateLogins(const QString &root, KSTLayout layout)
+{
+    const QDir usersDir(root + usersFolder(layout));
+    const QString notAUser =
+        layout == KSTLayout::Mac ? QStringLiteral("Shared") : QStringLiteral("lost+found");
     QStringList logins;
     for (const QString &name : usersDir.entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
-        if (name != QLatin1String("Shared"))
+        if (name != notAUser)
             logins << name;
     }
     return logins;
 }
 
+uint ownerOf(const QString &path, uint fallback)
+{
+    struct stat info = {};
+    if (::stat(QFile::encodeName(path).constData(), &info) == 0)
+        return info.st_uid;
+    return fallback;
+}
+
 } // namespace
 
-KSTEnvironment::KSTEnvironment() : m_root(QStringLiteral("/")), m_layout(hostLayout()) {}
+struct KSTEnvironment::PlacesCache
+{
+    std::mutex mutex;
+    std::shared_ptr<const KSTLinuxPlaces> places;
+};
+
+KSTEnvironment::KSTEnvironment()
+    : m_root(QStringLiteral("/")), m_layout(hostLayout()), m_places(std::make_shared<PlacesCache>())
+{
+}
 
 KSTEnvironment KSTEnvironment::current()
 {
@@ -127,32 +157,39 @@ std::optional<KSTEnvironment> KSTEnvironment::fromOptions(const Options &options
     }
 
     if (!environment.isHostRoot()) {
+        const QString users = environment.m_root + usersFolder(environment.m_layout);
         QString login = options.user;
-        // A login names one folder under Users; "../x" must not lead outside it.
+        // A login names one folder under the users folder; "../x" must not lead outside it.
         if (login.contains(QLatin1Char('/')) || login == QLatin1String(".") ||
             login == QLatin1String(".."))
             return fail(QStringLiteral("%1 is not a user name.").arg(login));
         if (login.isEmpty()) {
-            const QStringList logins = candidateLogins(environment.m_root);
+            const QStringList logins = candidateLogins(environment.m_root, environment.m_layout);
             if (logins.size() != 1 && options.home.isEmpty()) {
-                return fail(
-                    logins.isEmpty()
-                        ? QStringLiteral("No user folder under %1/Users; give --user or --home.")
-                              .arg(environment.m_root)
-                        : QStringLiteral(
-                              "Several users under %1/Users (%2); choose one with --user.")
-                              .arg(environment.m_root, logins.join(QLatin1String(", "))));
+                return fail(logins.isEmpty()
+                                ? QStringLiteral("No user folder under %1; give --user or --home.")
+                                      .arg(users)
+                                : QStringLiteral("Several users under %1 (%2); choose one with "
+                                                 "--user.")
+                                      .arg(users, logins.join(QLatin1String(", "))));
             }
             if (logins.size() == 1)
                 login = logins.first();
         }
-        if (!login.isEmpty())
+        std::optional<KSTPasswordFile::Entry> account;
+        if (!login.isEmpty()) {
             environment.m_loginName = login;
-        environment.m_home =
-            environment.m_root + QLatin1String("/Users/") + environment.m_loginName;
-        struct stat info = {};
-        if (::stat(QFile::encodeName(environment.m_home).constData(), &info) == 0)
-            environment.m_userId = info.st_uid;
+            if (environment.m_layout == KSTLayout::Linux)
+                account = KSTPasswordFile::readLogin(
+                    environment.systemPath(QStringLiteral("/etc/passwd")), login);
+        }
+        if (account) {
+            environment.m_home = environment.machinePath(account->home);
+            environment.m_userId = account->userId;
+        } else {
+            environment.m_home = users + QLatin1Char('/') + environment.m_loginName;
+            environment.m_userId = ownerOf(environment.m_home, environment.m_userId);
+        }
     } else if (!options.user.isEmpty()) {
         const passwd *entry = getpwnam(options.user.toLocal8Bit().constData());
         if (!entry)
@@ -166,17 +203,53 @@ std::optional<KSTEnvironment> KSTEnvironment::fromOptions(const Options &options
         environment.m_home = cleanAbsolute(options.home);
     if (!QFileInfo(environment.m_home).isDir())
         return fail(QStringLiteral("The home folder %1 does not exist.").arg(environment.m_home));
+    environment.forgetPlaces();
     return environment;
 }
 
 void KSTEnvironment::setRoot(const QString &root)
 {
     m_root = root.isEmpty() ? QStringLiteral("/") : cleanAbsolute(root);
+    forgetPlaces();
 }
 
 void KSTEnvironment::setHome(const QString &home)
 {
     m_home = cleanAbsolute(home);
+    forgetPlaces();
+}
+
+void KSTEnvironment::setLoginName(const QString &loginName)
+{
+    m_loginName = loginName;
+    forgetPlaces();
+}
+
+void KSTEnvironment::setUserId(uint userId)
+{
+    m_userId = userId;
+    forgetPlaces();
+}
+
+void KSTEnvironment::setLayout(KSTLayout layout)
+{
+    m_layout = layout;
+    forgetPlaces();
+}
+
+void KSTEnvironment::forgetPlaces()
+{
+    m_places = std::make_shared<PlacesCache>();
+}
+
+std::shared_ptr<const KSTLinuxPlaces> KSTEnvironment::places() const
+{
+    std::lock_guard lock(m_places->mutex);
+    if (!m_places->places) {
+        m_places->places = std::make_shared<const KSTLinuxPlaces>(
+            KSTLinuxPlaces::build(*this, QProcessEnvironment::systemEnvironment()));
+    }
+    return m_places->places;
 }
 
 QString KSTEnvironment::systemPath(const QString &absolutePath) const
@@ -187,6 +260,21 @@ QString KSTEnvironment::systemPath(const QString &absolutePath) const
     if (absolutePath == QLatin1String("/"))
         return m_root;
     return m_root + absolutePath;
+}
+
+QString KSTEnvironment::machinePath(const QString &absolutePath) const
+{
+    if (!absolutePath.startsWith(QLatin1Char('/')))
+        return absolutePath;
+    QStringList parts;
+    for (const QString &part : absolutePath.split(QLatin1Char('/'), Qt::SkipEmptyParts)) {
+        if (part == QLatin1String("..")) {
+            if (!parts.isEmpty()) // ".." of the root is the root
+                parts.removeLast();
+        } else if (part != QLatin1String("."))
+            parts << part;
+    }
+    return systemPath(QLatin1Char('/') + parts.join(QLatin1Char('/')));
 }
 
 QString KSTEnvironment::pathRelativeToRoot(const QString &path) const

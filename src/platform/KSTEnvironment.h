@@ -2,7 +2,10 @@
 
 #include <QString>
 
+#include <memory>
 #include <optional>
+
+class KSTLinuxPlaces;
 
 /// Which conventions the analysed machine follows.
 enum class KSTLayout {
@@ -43,11 +46,16 @@ public:
 
     /// Builds an environment from command-line options, filling what is not given:
     /// - root defaults to "/" and must be an existing directory;
-    /// - with a non-"/" root and no user, the login is the one folder under <root>/Users
-    ///   other than "Shared" (an error asks for --user when there are several or none);
-    /// - home defaults to <root>/Users/<login> under a non-"/" root, else the user's home;
     /// - layout defaults to mac when the root holds
-    ///   System/Library/CoreServices/SystemVersion.plist or the host is macOS, else linux.
+    ///   System/Library/CoreServices/SystemVersion.plist or the host is macOS, else linux;
+    /// - with a non-"/" root and no user, the login is the one folder under <root>/Users
+    ///   other than "Shared" (mac), or under <root>/home other than "lost+found" (linux); an
+    ///   error asks for --user when there are several or none;
+    /// - home defaults, under a non-"/" root, to <root>/Users/<login> (mac); for linux to the
+    ///   login's home in <root>/etc/passwd resolved under the root when the login is listed
+    ///   there, else <root>/home/<login>. At "/" it is the user's home;
+    /// - the user id under a non-"/" root is the passwd entry's (linux, when listed), else
+    ///   the owner of the home folder.
     /// Returns nothing and sets @p error to a readable sentence on bad input.
     static std::optional<KSTEnvironment> fromOptions(const Options &options, QString *error);
 
@@ -65,14 +73,25 @@ public:
 
     void setRoot(const QString &root);
     void setHome(const QString &home);
-    void setLoginName(const QString &loginName) { m_loginName = loginName; }
-    void setUserId(uint userId) { m_userId = userId; }
-    void setLayout(KSTLayout layout) { m_layout = layout; }
+    void setLoginName(const QString &loginName);
+    void setUserId(uint userId);
+    void setLayout(KSTLayout layout);
+
+    /// The XDG places of this environment's user (base directories, user folders), built on
+    /// first use from the root, home and user as they are then, and shared by every copy of
+    /// this environment until one of the setters above changes it. Safe from any thread.
+    std::shared_ptr<const KSTLinuxPlaces> places() const;
 
     /// Resolves a fixed absolute system path ("/Applications", "/usr/bin/find") under the
     /// root: "<root>/Applications". With root "/" the path is returned unchanged. A relative
     /// path is returned unchanged.
     QString systemPath(const QString &absolutePath) const;
+
+    /// An absolute path as the analysed machine spells it (a passwd home, a user-dirs value):
+    /// cleaned as that machine would ("." and empty parts dropped, ".." above its "/" stays at
+    /// "/", so nothing climbs out of the root), then resolved under the root. A relative path
+    /// is returned unchanged.
+    QString machinePath(const QString &absolutePath) const;
 
     /// The inverse of systemPath(): "<root>/Applications/X.app" gives "/Applications/X.app";
     /// a path outside the root is returned unchanged.
@@ -82,11 +101,16 @@ public:
     QString homePath(const QString &relativePath) const;
 
 private:
+    struct PlacesCache;
+    // Gives this environment (not the copies it came from) a new, empty places cache.
+    void forgetPlaces();
+
     QString m_root;
     QString m_home;
     QString m_loginName;
     uint m_userId = 0;
     KSTLayout m_layout;
+    std::shared_ptr<PlacesCache> m_places;
 };
 
 /// Makes an environment current for the lifetime of the guard, restoring the previous one.

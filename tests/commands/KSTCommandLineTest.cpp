@@ -88,11 +88,15 @@ TEST_P(AccessCommandTest, JsonForEachAnswer)
         rows << KSTFixtureMac::PrivacyRow{KSTApplicationInfo::bundleIdentifier(), c.authValue};
     mac.writePrivacyDatabase(rows);
 
+    // The linux layout looks for users in home/, which a fixture Mac does not have.
+    QStringList options = c.options;
+    if (options.contains(QStringLiteral("linux")))
+        options << QStringLiteral("--home") << mac.home();
     // Global options after the command work as well as before it.
     const KSTProgramRun run =
         runKestrelInProcess(QStringList{QStringLiteral("--root"), mac.root(),
                                         QStringLiteral("access"), QStringLiteral("--json")} +
-                            c.options);
+                            options);
     ASSERT_EQ(run.status, 0) << run.err.toStdString();
     const QJsonObject json = run.json().object();
     EXPECT_EQ(json.keys(),

@@ -37,12 +37,13 @@ protected:
     }
 
     std::optional<KSTEnvironment> build(const char *rootOption, const char *home = "",
-                                        const char *user = "")
+                                        const char *user = "",
+                                        std::optional<KSTLayout> layout = KSTLayout::Mac)
     {
         m_error.clear();
         const auto atRoot = [&](const char *text) { return l1(text).replace("%1"_L1, root()); };
-        return KSTEnvironment::fromOptions(
-            {atRoot(rootOption), atRoot(home), l1(user), std::nullopt}, &m_error);
+        return KSTEnvironment::fromOptions({atRoot(rootOption), atRoot(home), l1(user), layout},
+                                           &m_error);
     }
 
     QTemporaryDir m_root;
@@ -114,6 +115,7 @@ TEST_F(KSTEnvironmentRootTest, RefusesWhatItCannotResolveAndSaysWhy)
 TEST_F(KSTEnvironmentRootTest, LayoutFollowsTheRootUnlessGiven)
 {
     setUsers("anna");
+    ASSERT_TRUE(QDir().mkpath(root() + "/home/anna"_L1));
 #ifdef Q_OS_MACOS
     const KSTLayout hostLayout = KSTLayout::Mac;
 #else
@@ -143,6 +145,64 @@ TEST_F(KSTEnvironmentRootTest, LayoutFollowsTheRootUnlessGiven)
         EXPECT_EQ(environment->layout(), c.expected)
             << "plist " << c.systemVersionPlist << ", given " << c.given.has_value();
     }
+}
+
+// A Linux root: logins are the folders of <root>/home, accounts come from <root>/etc/passwd.
+TEST_F(KSTEnvironmentRootTest, LinuxLoginHomeAndUserIdComeFromHomeAndPasswd)
+{
+    for (const char *folder : {"srv/people/anna", "Users/mac"})
+        ASSERT_TRUE(QDir().mkpath(root() + u'/' + l1(folder)));
+    const QByteArray passwd = "root:x:0:0:root:/root:/bin/bash\n"
+                              "ann:x:999:999::/home/ann:/bin/sh\n"
+                              "anna:x:1000:1000:Anna,,,:/home/anna:/bin/bash\n"
+                              "ben:x:1001:1001::/../../srv/people/anna/:/bin/bash\n"
+                              "dora:x:12x:1002::/home/dora:/bin/bash\n";
+    const struct
+    {
+        const char *homes;
+        const char *passwd; // nullptr: no passwd file
+        const char *user;
+        const char *login; // nullptr: refused
+        const char *home;  // under the root; or words the refusal names
+        uint userId;       // 0: the owner of the home folder (this test's user)
+    } cases[] = {
+        {"anna", nullptr, "", "anna", "/home/anna", 0},
+        {"anna lost+found .snapshots", passwd, "", "anna", "/home/anna", 1000},
+        {"anna ben", passwd, "ben", "ben", "/srv/people/anna", 1001}, // climbs no higher
+        {"dora", passwd, "", "dora", "/home/dora", 0},                // a damaged uid: not listed
+        {"anna", passwd, "gustav", nullptr, "/home/gustav", 0},
+        {"anna ben", passwd, "", nullptr, "anna, ben", 0},
+        {"lost+found", passwd, "", nullptr, "/home;", 0},
+    };
+    const QString passwdPath = root() + "/etc/passwd"_L1;
+    for (const auto &c : cases) {
+        SCOPED_TRACE(std::string(c.homes) + " / " + c.user);
+        QDir(root() + "/home"_L1).removeRecursively();
+        for (const QString &login : l1(c.homes).split(u' ', Qt::SkipEmptyParts))
+            ASSERT_TRUE(QDir().mkpath(root() + "/home/"_L1 + login));
+        QFile::remove(passwdPath);
+        if (c.passwd) {
+            ASSERT_TRUE(writeFile(passwdPath, c.passwd));
+        }
+        const std::optional<KSTEnvironment> environment = build("%1", "", c.user, KSTLayout::Linux);
+        if (!c.login) {
+            EXPECT_FALSE(environment.has_value());
+            for (const QString &word : l1(c.home).split(u' '))
+                EXPECT_TRUE(m_error.contains(word)) << m_error.toStdString();
+            continue;
+        }
+        ASSERT_TRUE(environment.has_value()) << m_error.toStdString();
+        EXPECT_EQ(environment->loginName(), l1(c.login));
+        EXPECT_EQ(environment->home(), root() + l1(c.home));
+        EXPECT_EQ(environment->userId(), c.userId ? c.userId : uint(getuid()));
+    }
+
+    // The Mac layout of the same root still looks only in Users, whatever passwd says.
+    ASSERT_TRUE(writeFile(passwdPath, "mac:x:1005:1005::/home/anna:/bin/bash\n"));
+    const std::optional<KSTEnvironment> mac = build("%1");
+    ASSERT_TRUE(mac.has_value()) << m_error.toStdString();
+    EXPECT_EQ(mac->home(), root() + "/Users/mac"_L1);
+    EXPECT_EQ(mac->userId(), uint(getuid()));
 }
 
 TEST(KSTEnvironmentTest, HostRootUsesThePasswordDatabase)

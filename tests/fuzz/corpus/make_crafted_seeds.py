@@ -181,3 +181,17 @@ write("launch_agent/crafted-many-arguments.plist", plistlib.dumps(
     {"Label": "many", "ProgramArguments": ["-v"] * 400}, fmt=plistlib.FMT_XML))
 write("launch_agent/crafted-openstep.plist",
       b'{ Label = "org.user.job"; ProgramArguments = ("/bin/sh", "-c", "open -a Go"); }\n')
+
+# --- Linux accounts and user folders ---
+write("passwd/crafted-odd-lines.txt",
+      b"+::::::\n-nis:x:1:1::/home/nis:/bin/sh\nanna:x:1000:1000:A:/home/anna:/bin/bash\r\n"
+      b"anna:x:0:0::/root:/bin/sh\nroot:x:4294967296:0::/root:/bin/sh\n"
+      b"root:x:0:0:root:/../../root/:/bin/bash:extra\nroot:x:0:0:root:relative:/bin/sh\n"
+      b"root:x:\xff:0::/\x00root:/bin/sh\nroot:x:0:0::/root:/bin/sh")
+write("user_dirs/crafted-quoting-and-damage.txt",
+      b'  XDG_MUSIC_DIR = "$HOME/My \\"Best\\" Music"\n'
+      b'XDG_PICTURES_DIR="$HOME/Back\\\\slash\\$x"\r\n'
+      b'XDG_VIDEOS_DIR=$HOME/Films\nXDG_DOCUMENTS_DIR="$HOMEWORK/x"\n'
+      b'XDG_TEMPLATES_DIR="$HOME/Vorlagen\n#XDG_DESKTOP_DIR="$HOME/Nope"\n'
+      b'XDG_DOWNLOAD_DIR="/../../../etc/.."\nXDG_PUBLICSHARE_DIR="$HOME"\n'
+      b'XDG__DIR="/x"\nXDG_DESKTOP_DIR="/a\\\x00b"\nXDG_DESKTOP_DIR="/trailing\\')
