@@ -22,7 +22,7 @@ constexpr UserFolderName userFolderNames[] = {
 };
 static_assert(std::size(userFolderNames) == KSTLinuxPlaces::userFolders.size());
 
-bool isInside(const QString &path, const QString &folder)
+bool isStrictlyInside(const QString &path, const QString &folder)
 {
     return path.startsWith(folder) && path.size() > folder.size() &&
            path.at(folder.size()) == QLatin1Char('/');
@@ -45,16 +45,16 @@ bool isSystemFolder(const QString &machinePath)
                                              "/lib",  "/lib32", "/lib64", "/libx32",
                                              "/proc", "/sbin",  "/sys",   "/usr"};
     for (const char *folder : wholeTrees) {
-        if (isInside(machinePath, QLatin1String(folder)))
+        if (isStrictlyInside(machinePath, QLatin1String(folder)))
             return true;
     }
     // /var/home is the home's parent on image-based systems; /run/media holds removable disks.
     const QString varHome = QStringLiteral("/var/home");
     const QString runMedia = QStringLiteral("/run/media");
-    if (isInside(machinePath, QStringLiteral("/var")))
-        return machinePath != varHome && !isInside(machinePath, varHome);
-    if (isInside(machinePath, QStringLiteral("/run")))
-        return machinePath != runMedia && !isInside(machinePath, runMedia);
+    if (isStrictlyInside(machinePath, QStringLiteral("/var")))
+        return machinePath != varHome && !isStrictlyInside(machinePath, varHome);
+    if (isStrictlyInside(machinePath, QStringLiteral("/run")))
+        return machinePath != runMedia && !isStrictlyInside(machinePath, runMedia);
     return false;
 }
 
@@ -118,10 +118,10 @@ public:
     QString unlessForbidden(const QString &folder) const
     {
         const QString home = m_environment.home();
-        if (folder == home || isInside(home, folder))
+        if (folder == home || isStrictlyInside(home, folder))
             return {};
         const QString root = m_environment.root();
-        if (m_environment.isHostRoot() || folder == root || isInside(folder, root)) {
+        if (m_environment.isHostRoot() || folder == root || isStrictlyInside(folder, root)) {
             if (isSystemFolder(m_environment.pathRelativeToRoot(folder)))
                 return {};
         }
