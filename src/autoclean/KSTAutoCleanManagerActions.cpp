@@ -175,14 +175,9 @@ bool KSTAutoCleanManager::removeItemAtPath(const QString &path,
     if (!Checker::accessibleItemExistsAtPath(path, &isDirectory))
         return false;
     const quint64 size = fileSizeAtPath(path);
-    QString url;
-    if (Checker::isRunningSandboxed()) {
-        url = Checker::fileURLInGrantedHomeForPath(path, isDirectory);
-        if (url.isEmpty())
-            url = Checker::fileURLInGrantedHomeForPath(path, !isDirectory);
-    } else {
-        url = path;
-    }
+    QString url = itemURL(path, isDirectory);
+    if (url.isEmpty())
+        url = itemURL(path, !isDirectory);
     // A file already gone by the time the guard looks counts as not removed.
     if (url.isEmpty() || !removalGuard().removePermanently(url, expected))
         return false;
