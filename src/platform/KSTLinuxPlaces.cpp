@@ -166,8 +166,8 @@ KSTLinuxPlaces KSTLinuxPlaces::build(const KSTEnvironment &environment,
         "XDG_DATA_DIRS", {QStringLiteral("/usr/local/share"), QStringLiteral("/usr/share")});
     places.m_configDirs = resolver.baseDirs("XDG_CONFIG_DIRS", {QStringLiteral("/etc/xdg")});
 
-    const QHash<QString, KSTUserDirsFile::Value> named =
-        KSTUserDirsFile::read(places.m_configHome + QLatin1String("/user-dirs.dirs"));
+    const QHash<QString, KSTUserDirsFile::Value> named = KSTUserDirsFile::read(
+        places.m_configHome + QLatin1String("/user-dirs.dirs"), environment.isHostRoot());
     for (const UserFolder folder : userFolders) {
         const auto found = named.constFind(userDirsKey(folder));
         QString path;

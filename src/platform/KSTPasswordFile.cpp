@@ -83,7 +83,7 @@ std::optional<KSTPasswordFile::Entry> KSTPasswordFile::readLogin(const QString &
                                                                  const QString &login)
 {
     QByteArray contents;
-    if (KSTReadOnlyFile::readWholeFile(path, maximumFileBytes, &contents) !=
+    if (KSTReadOnlyFile::readWholeFileWithoutLinks(path, maximumFileBytes, &contents) !=
         KSTReadOnlyFile::Status::Read)
         return std::nullopt;
     return findLogin(contents, login);

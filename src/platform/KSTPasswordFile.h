@@ -28,5 +28,7 @@ public:
     /// The entry of @p login in the passwd contents @p contents; the first line naming it wins.
     static std::optional<Entry> findLogin(const QByteArray &contents, const QString &login);
     /// The same, reading the file at @p path within the caps; nothing when it cannot be read.
+    /// It is another machine's file, so a link at @p path is not followed: it could lead out of
+    /// that machine's root.
     static std::optional<Entry> readLogin(const QString &path, const QString &login);
 };

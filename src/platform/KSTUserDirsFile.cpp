@@ -105,11 +105,15 @@ QHash<QString, KSTUserDirsFile::Value> KSTUserDirsFile::parse(const QByteArray &
     return values;
 }
 
-QHash<QString, KSTUserDirsFile::Value> KSTUserDirsFile::read(const QString &path)
+QHash<QString, KSTUserDirsFile::Value> KSTUserDirsFile::read(const QString &path,
+                                                             bool followFinalLink)
 {
     QByteArray contents;
-    if (KSTReadOnlyFile::readWholeFile(path, maximumFileBytes, &contents) !=
-        KSTReadOnlyFile::Status::Read)
+    const KSTReadOnlyFile::Status status =
+        followFinalLink
+            ? KSTReadOnlyFile::readWholeFile(path, maximumFileBytes, &contents)
+            : KSTReadOnlyFile::readWholeFileWithoutLinks(path, maximumFileBytes, &contents);
+    if (status != KSTReadOnlyFile::Status::Read)
         return {};
     return parse(contents);
 }

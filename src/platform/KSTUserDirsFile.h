@@ -31,5 +31,7 @@ public:
     /// Values by the key's middle part ("DESKTOP" for XDG_DESKTOP_DIR), parsed from @p contents.
     static QHash<QString, Value> parse(const QByteArray &contents);
     /// The same, reading the file at @p path within the caps; empty when it cannot be read.
-    static QHash<QString, Value> read(const QString &path);
+    /// A link at @p path is followed only when @p followFinalLink: under another machine's
+    /// root an absolute link would lead out of it.
+    static QHash<QString, Value> read(const QString &path, bool followFinalLink);
 };

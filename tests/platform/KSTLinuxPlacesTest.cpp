@@ -266,6 +266,10 @@ TEST_F(KSTLinuxPlacesTest, HostileUserDirsFilesAreNotReadAndNeverBlock)
                     QFile::link(target, userDirsPath());
          }},
         {"dangling link", [&] { return QFile::link(target, userDirsPath()); }},
+        // Under another machine's root a link is never followed: an absolute one would read
+        // the host's file.
+        {"link to a valid file",
+         [&] { return writeFile(target, valid) && QFile::link(target, userDirsPath()); }},
         {"folder", [&] { return QDir().mkpath(userDirsPath()); }},
         {"overlong line",
          [&] {

@@ -67,6 +67,13 @@ TEST(KSTPasswordFileTest, HostileFilesAreNotReadAndNeverBlock)
     ASSERT_TRUE(KSTHostileFiles::makeFifo(path));
     EXPECT_FALSE(KSTPasswordFile::readLogin(path, u"anna"_s).has_value());
 
+    // The file is another machine's: a link (here to a valid file) would lead out of its root.
+    ASSERT_TRUE(QFile::remove(path));
+    const QString target = root.path() + "/elsewhere"_L1;
+    ASSERT_TRUE(KSTTestSupport::writeFile(target, line));
+    ASSERT_TRUE(QFile::link(target, path));
+    EXPECT_FALSE(KSTPasswordFile::readLogin(path, u"anna"_s).has_value());
+
     ASSERT_TRUE(QFile::remove(path));
     ASSERT_TRUE(KSTHostileFiles::makeSparseFile(path, KSTPasswordFile::maximumFileBytes + 1, line));
     EXPECT_FALSE(KSTPasswordFile::readLogin(path, u"anna"_s).has_value());
