@@ -1,11 +1,9 @@
 #include "KSTAppInventoryEngine.h"
 
 #include "KSTAppBundleReader.h"
-#include "KSTApplicationBundleCatalog.h"
-#include "KSTNotificationCenter.h"
+#include "KSTDispatchQueue.h"
 #include "KSTPermissionChecker.h"
 #include "KSTRelatedPathLookup.h"
-#include "KSTSystemInfo.h"
 #include "KSTTreeSize.h"
 
 #include <QCollator>
@@ -61,49 +59,17 @@ void sizeRecord(KSTInstalledAppRecord &record)
 
 } // namespace
 
-std::shared_ptr<KSTAppInventoryEngine> KSTAppInventoryEngine::install(KSTSystemInfo &systemInfo)
-{
-    return install(systemInfo, Options());
-}
-
-std::shared_ptr<KSTAppInventoryEngine> KSTAppInventoryEngine::install(KSTSystemInfo &systemInfo,
-                                                                      Options options)
-{
-    auto engine = std::make_shared<KSTAppInventoryEngine>(systemInfo, options);
-    systemInfo.setAppInventoryScanRoutine(
-        [engine](quint64 generation, KSTSystemInfo::AppInventorySnapshotHandler progress,
-                 KSTSystemInfo::AppInventorySnapshotHandler completion) {
-            engine->scanForGeneration(generation, std::move(progress), std::move(completion));
-        });
-    systemInfo.setAppInventorySizeResumeRoutine(
-        [engine] { engine->resumeAppInventorySizeCalculationIfNeeded(); });
-    return engine;
-}
-
-KSTAppInventoryEngine &KSTAppInventoryEngine::shared()
-{
-    // Kept for the life of the process, like the service it works for.
-    static const std::shared_ptr<KSTAppInventoryEngine> *const instance =
-        new std::shared_ptr<KSTAppInventoryEngine>(install(KSTSystemInfo::shared()));
-    return **instance;
-}
-
-KSTAppInventoryEngine::KSTAppInventoryEngine(KSTSystemInfo &systemInfo, Options options)
-    : m_systemInfo(&systemInfo), m_options(options),
+KSTAppInventoryEngine::KSTAppInventoryEngine(Hooks hooks, Options options)
+    : m_hooks(std::move(hooks)), m_options(options),
       m_relatedPaths(std::make_unique<KSTRelatedPathLookup>(*this))
 {
 }
 
 KSTAppInventoryEngine::~KSTAppInventoryEngine() = default;
 
-bool KSTAppInventoryEngine::isCancelled(quint64 generation) const
-{
-    return m_systemInfo->isAppInventoryScanCancelled(generation);
-}
-
 QStringList KSTAppInventoryEngine::collectApplicationBundlePaths() const
 {
-    return KSTApplicationBundleCatalog(*m_systemInfo).applicationBundlePaths();
+    return m_hooks.applicationBundlePaths();
 }
 
 // ---- Discovery ----
@@ -133,10 +99,7 @@ void KSTAppInventoryEngine::scanForGeneration(quint64 generation,
             SnapshotPtr snapshot = std::make_shared<KSTAppInventorySnapshot>(
                 KSTAppInventorySnapshot::inventorySnapshotWithApps(
                     sorted, quint64(index), quint64(total), scanningText(index, total), false));
-            m_systemInfo->onMain([this, self = shared_from_this(), generation, progress, snapshot] {
-                if (!isCancelled(generation))
-                    progress(snapshot);
-            });
+            progress(snapshot);
         }
     }
 
@@ -148,15 +111,10 @@ void KSTAppInventoryEngine::scanForGeneration(quint64 generation,
     complete->isSizeCalculationComplete = false;
     // Stored even when cancelled meanwhile: it is complete, and a screen that comes back shows
     // it at once and resumes the sizes.
-    m_systemInfo->storeCachedAppInventorySnapshot(complete);
+    m_hooks.storeInventory(complete);
     m_records = records;
-    if (completion) {
-        m_systemInfo->onMain([this, self = shared_from_this(), generation, completion,
-                              snapshot = SnapshotPtr(complete)] {
-            if (!isCancelled(generation))
-                completion(snapshot);
-        });
-    }
+    if (completion)
+        completion(complete);
     enrichAppInventoryMetadataInBackground(generation);
 }
 
@@ -209,23 +167,23 @@ void KSTAppInventoryEngine::enrichAppInventorySizesInBackground(quint64 generati
 
 void KSTAppInventoryEngine::resumeAppInventorySizeCalculationIfNeeded()
 {
-    const SnapshotPtr cached = m_systemInfo->cachedAppInventorySnapshotIfComplete();
+    const SnapshotPtr cached = cachedIfComplete();
     if (!cached || cached->isSizeCalculationComplete)
         return;
     const bool allSized =
         std::all_of(cached->apps.cbegin(), cached->apps.cend(),
                     [](const KSTInstalledAppRecord &app) { return app.bundleSizeBytes != 0; });
     if (allSized) {
-        m_systemInfo->refreshCachedAppInventoryAfterMetadataUpdate(
-            cached->apps, QStringLiteral("Scan complete"), true, quint64(cached->apps.size()));
+        m_hooks.refreshInventory(cached->apps, QStringLiteral("Scan complete"), true,
+                                 quint64(cached->apps.size()));
         return;
     }
-    const quint64 generation = m_systemInfo->nextAppInventoryScanGeneration();
-    m_systemInfo->appInventoryQueue().async([this, self = shared_from_this(), generation] {
+    const quint64 generation = m_hooks.nextGeneration();
+    m_hooks.queue->async([this, self = shared_from_this(), generation] {
         if (isCancelled(generation))
             return;
         // The cache as it stands now: look-ups may have added to it since.
-        if (const SnapshotPtr current = m_systemInfo->cachedAppInventorySnapshotIfComplete())
+        if (const SnapshotPtr current = cachedIfComplete())
             m_records = current->apps;
         enrichAppInventorySizesInBackground(generation);
     });
@@ -237,7 +195,7 @@ void KSTAppInventoryEngine::loadBundleSizeForApp(
 {
     if (record.bundlePath.isEmpty() || record.bundleSizeBytes != 0) {
         if (completion)
-            m_systemInfo->onMain([completion, record] { completion(record); });
+            m_hooks.onMain([completion, record] { completion(record); });
         return;
     }
     performSoon([this, record, completion] {
@@ -249,7 +207,7 @@ void KSTAppInventoryEngine::loadBundleSizeForApp(
             stored.totalSizeBytes = sized.bundleSizeBytes + loadedRelatedBytes(stored);
         });
         if (completion)
-            m_systemInfo->onMain([completion, sized] { completion(sized); });
+            m_hooks.onMain([completion, sized] { completion(sized); });
     });
 }
 
@@ -298,7 +256,7 @@ void KSTAppInventoryEngine::performSoon(std::function<void()> block)
     }
     m_soonWake.notify_all();
     // Run by the queue itself when no pass is pausing; whichever comes first runs it.
-    m_systemInfo->appInventoryQueue().async([this, self = shared_from_this()] { runSoonWork(); });
+    m_hooks.queue->async([this, self = shared_from_this()] { runSoonWork(); });
 }
 
 void KSTAppInventoryEngine::runSoonWork()
@@ -341,7 +299,7 @@ void KSTAppInventoryEngine::updateRecord(const QString &bundlePath,
 {
     if (KSTInstalledAppRecord *record = workingRecord(bundlePath))
         change(*record);
-    const SnapshotPtr cached = m_systemInfo->cachedAppInventorySnapshotIfComplete();
+    const SnapshotPtr cached = cachedIfComplete();
     if (!cached)
         return;
     QList<KSTInstalledAppRecord> apps = cached->apps;
@@ -353,7 +311,7 @@ void KSTAppInventoryEngine::updateRecord(const QString &bundlePath,
         }
     }
     if (found)
-        m_systemInfo->refreshCachedAppInventoryAfterMetadataUpdate(apps);
+        m_hooks.refreshInventoryApps(apps);
 }
 
 void KSTAppInventoryEngine::forgetRecord(const QString &bundlePath)
@@ -366,8 +324,7 @@ void KSTAppInventoryEngine::forgetRecord(const QString &bundlePath)
 void KSTAppInventoryEngine::refreshCache(const QString &statusText, bool sizesComplete,
                                          quint64 scannedCount)
 {
-    m_systemInfo->refreshCachedAppInventoryAfterMetadataUpdate(m_records, statusText, sizesComplete,
-                                                               scannedCount);
+    m_hooks.refreshInventory(m_records, statusText, sizesComplete, scannedCount);
 }
 
 void KSTAppInventoryEngine::postMetadataUpdate(bool sortOrderChanged)
@@ -375,9 +332,11 @@ void KSTAppInventoryEngine::postMetadataUpdate(bool sortOrderChanged)
     QVariantMap userInfo;
     if (sortOrderChanged)
         userInfo.insert(SortOrderChangedKey, true);
-    const void *object = m_systemInfo;
-    m_systemInfo->onMain([object, userInfo] {
-        KSTNotificationCenter::defaultCenter().post(MetadataDidUpdateNotification, object,
-                                                    userInfo);
-    });
+    m_hooks.postMetadataUpdate(userInfo);
+}
+
+KSTAppInventoryEngine::SnapshotPtr KSTAppInventoryEngine::cachedIfComplete() const
+{
+    SnapshotPtr cached = m_hooks.cachedInventory();
+    return cached && cached->isComplete ? cached : nullptr;
 }

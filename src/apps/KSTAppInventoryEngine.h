@@ -5,6 +5,7 @@
 #include <QList>
 #include <QString>
 #include <QStringList>
+#include <QVariantMap>
 
 #include <chrono>
 #include <condition_variable>
@@ -13,12 +14,18 @@
 #include <memory>
 #include <mutex>
 
+class KSTDispatchQueue;
 class KSTRelatedPathLookup;
 class KSTSystemInfo;
 
 /// The App Manage inventory: every installed application with its version, developer,
 /// category, architecture, source, dates and size, delivered progressively through the
 /// scan-service frame (KSTSystemInfo) and cached there.
+///
+/// The engine never holds the frame: install() wires it to the frame's App Manage slot through
+/// a Hooks value (the slot's cancellation predicate, its cache, the queue, the main-thread hop
+/// and the notification). The slot owns the generation, the cache and the delivery of a scan's
+/// progress and result (dropped for a stale generation).
 ///
 /// A scan for generation G runs on the frame's appInventoryQueue:
 /// 1. discovery: the bundle paths of KSTApplicationBundleCatalog (the Overview's search, never
@@ -40,8 +47,8 @@ class KSTSystemInfo;
 ///
 /// Records are values. The engine keeps its working copies on appInventoryQueue and publishes
 /// copies, so nothing a screen holds is written while it reads. The notification
-/// "KSTAppInventoryMetadataDidUpdateNotification" (object: the KSTSystemInfo) tells the screen
-/// to re-read cachedAppInventorySnapshot().
+/// "KSTAppInventoryMetadataDidUpdateNotification" (object: the KSTSystemInfo the engine was
+/// installed on) tells the screen to re-read cachedAppInventorySnapshot().
 ///
 /// Look-ups a person waits for (related paths, one bundle's size, an uninstall) are queued on
 /// appInventoryQueue too, and a running pass runs them during its pauses, between two
@@ -60,25 +67,63 @@ public:
         std::chrono::milliseconds sizeThrottle{180};
     };
 
+    using SnapshotPtr = std::shared_ptr<const KSTAppInventorySnapshot>;
+    using Block = std::function<void()>;
+
+    /// What the engine asks of the frame it works for. Every member must be set (install()
+    /// sets them from a KSTSystemInfo); each may be called from any thread.
+    struct Hooks
+    {
+        /// Whether generation G should stop: a newer scan, a cancel or a resume moved on.
+        std::function<bool(quint64 generation)> isCancelled;
+        /// Moves the generation on and returns the new one (the resumed size pass).
+        std::function<quint64()> nextGeneration;
+        /// The serial queue the passes and the look-ups run on; outlives the engine's work.
+        KSTDispatchQueue *queue = nullptr;
+        /// Runs a block on the main thread, dropped once the frame is gone.
+        std::function<void(Block)> onMain;
+        /// The cached inventory, complete or not; nullptr when there is none.
+        std::function<SnapshotPtr()> cachedInventory;
+        /// Replaces the cached inventory.
+        std::function<void(SnapshotPtr)> storeInventory;
+        /// In one step, only when the cached inventory is complete: replaces it with one of
+        /// these apps, status text, size flag and scanned count, keeping its scan date.
+        std::function<void(const QList<KSTInstalledAppRecord> &apps, const QString &statusText,
+                           bool isSizeCalculationComplete, quint64 scannedCount)>
+            refreshInventory;
+        /// The same keeping the cached status text and size flag.
+        std::function<void(const QList<KSTInstalledAppRecord> &apps)> refreshInventoryApps;
+        /// Drops the cached inventory, the bundle paths and the related-path index.
+        Block invalidateInventory;
+        /// The related-path index kept with the inventory, and replacing it (nullptr drops it).
+        std::function<std::shared_ptr<const KSTRelatedPathScanIndex>()> cachedRelatedPathIndex;
+        std::function<void(std::shared_ptr<const KSTRelatedPathScanIndex>)> storeRelatedPathIndex;
+        /// The bundle paths of the application search (cached with the inventory).
+        std::function<QStringList()> applicationBundlePaths;
+        /// Posts MetadataDidUpdateNotification with @p userInfo on the main thread.
+        std::function<void(const QVariantMap &userInfo)> postMetadataUpdate;
+    };
+
     static inline const QString MetadataDidUpdateNotification =
         QStringLiteral("KSTAppInventoryMetadataDidUpdateNotification");
     static inline const QString SortOrderChangedKey =
         QStringLiteral("KSTAppInventorySortOrderChanged");
 
-    /// Makes an engine for @p systemInfo (which it must not outlive in use) and installs its
-    /// scan and resume routines there; the frame keeps the engine alive.
+    /// Makes an engine hooked to @p systemInfo's App Manage slot (the frame must outlive its
+    /// use) and installs its scan and resume routines there; the frame keeps the engine alive.
     static std::shared_ptr<KSTAppInventoryEngine> install(KSTSystemInfo &systemInfo,
                                                           Options options);
     static std::shared_ptr<KSTAppInventoryEngine> install(KSTSystemInfo &systemInfo);
     /// The engine of KSTSystemInfo::shared(), installed on first call.
     static KSTAppInventoryEngine &shared();
 
-    KSTAppInventoryEngine(KSTSystemInfo &systemInfo, Options options);
+    KSTAppInventoryEngine(Hooks hooks, Options options);
     ~KSTAppInventoryEngine();
     KSTAppInventoryEngine(const KSTAppInventoryEngine &) = delete;
     KSTAppInventoryEngine &operator=(const KSTAppInventoryEngine &) = delete;
 
-    KSTSystemInfo &systemInfo() const { return *m_systemInfo; }
+    /// The frame's side, for the look-up, the uninstaller and the uninstall selection.
+    const Hooks &hooks() const { return m_hooks; }
     const Options &options() const { return m_options; }
     /// The related-path look-up of this inventory (its index and loading).
     KSTRelatedPathLookup &relatedPaths() const { return *m_relatedPaths; }
@@ -89,7 +134,8 @@ public:
     QStringList collectApplicationBundlePaths() const;
 
     /// The scan for @p generation (steps 1 to 3 above); runs on appInventoryQueue. @p progress
-    /// may be null.
+    /// may be null. The handlers are called on this queue: the frame hops them to the main
+    /// thread and drops them for a stale generation.
     void scanForGeneration(
         quint64 generation,
         std::function<void(std::shared_ptr<const KSTAppInventorySnapshot>)> progress,
@@ -135,15 +181,16 @@ public:
     void forgetRecord(const QString &bundlePath);
 
 private:
-    bool isCancelled(quint64 generation) const;
+    bool isCancelled(quint64 generation) const { return m_hooks.isCancelled(generation); }
     // Waits @p duration on appInventoryQueue, running the work performSoon() queued meanwhile.
     void pause(std::chrono::milliseconds duration);
     void runSoonWork();
     void postMetadataUpdate(bool sortOrderChanged);
+    SnapshotPtr cachedIfComplete() const;
     void refreshCache(const QString &statusText, bool sizesComplete, quint64 scannedCount);
     KSTInstalledAppRecord *workingRecord(const QString &bundlePath);
 
-    KSTSystemInfo *m_systemInfo;
+    Hooks m_hooks;
     Options m_options;
     std::unique_ptr<KSTRelatedPathLookup> m_relatedPaths;
 

@@ -3,7 +3,6 @@
 #include "KSTAppInventoryEngine.h"
 #include "KSTFormatting.h"
 #include "KSTRelatedPathMatcher.h"
-#include "KSTSystemInfo.h"
 
 #include <QDir>
 #include <QHash>
@@ -182,13 +181,14 @@ void KSTAppUninstallSelection::finish(
     if (result.success) {
         // The identifier's records leave the inventory; a copy that stayed comes back with
         // the rescan the outcome asks for.
-        KSTSystemInfo &info = m_engine->systemInfo();
-        if (const auto cached = info.cachedAppInventorySnapshotIfComplete()) {
+        const KSTAppInventoryEngine::Hooks &hooks = m_engine->hooks();
+        if (const auto cached = hooks.cachedInventory(); cached && cached->isComplete) {
             QList<KSTInstalledAppRecord> remaining = cached->apps;
             remaining.removeIf([this](const KSTInstalledAppRecord &record) {
                 return record.bundleIdentifier == m_app.bundleIdentifier;
             });
-            info.updateCachedAppInventoryWithApps(remaining);
+            hooks.refreshInventory(remaining, QStringLiteral("Scan complete"), true,
+                                   quint64(remaining.size()));
         }
     }
     Q_EMIT uninstallingChanged(false);

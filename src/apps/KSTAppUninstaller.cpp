@@ -9,7 +9,6 @@
 #include "KSTRelatedPathLookup.h"
 #include "KSTRemovalGuard.h"
 #include "KSTRunningApplications.h"
-#include "KSTSystemInfo.h"
 
 #include <QDir>
 #include <QHash>
@@ -102,7 +101,7 @@ void KSTAppUninstaller::uninstallApp(const KSTInstalledAppRecord &record,
     engine->performSoon([engine, record, finished] {
         const Result result = KSTAppUninstaller(*engine).uninstallAppNow(record);
         if (finished)
-            engine->systemInfo().onMain([finished, result] { finished(result); });
+            engine->hooks().onMain([finished, result] { finished(result); });
     });
 }
 
@@ -153,7 +152,7 @@ KSTAppUninstaller::Result KSTAppUninstaller::uninstallAppNow(KSTInstalledAppReco
             failed << path;
         }
     }
-    m_engine->systemInfo().setCachedRelatedPathScanIndex(nullptr);
+    m_engine->hooks().storeRelatedPathIndex(nullptr);
 
     if (!result.moved.isEmpty())
         KSTAppUninstallHistory::remember(result.moved);
@@ -177,9 +176,9 @@ void KSTAppUninstaller::putBackLastUninstall(
         const KSTAppUninstallHistory::PutBackResult result =
             KSTAppUninstallHistory::putBackLastUninstall();
         if (!result.restoredPaths.isEmpty())
-            engine->systemInfo().invalidateAppInventoryCache();
+            engine->hooks().invalidateInventory();
         if (finished)
-            engine->systemInfo().onMain([finished, result] { finished(result); });
+            engine->hooks().onMain([finished, result] { finished(result); });
     });
 }
 

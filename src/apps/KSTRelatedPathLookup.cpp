@@ -9,7 +9,6 @@
 #include "KSTPermissionChecker.h"
 #include "KSTQuietFiles.h"
 #include "KSTStorageFigures.h"
-#include "KSTSystemInfo.h"
 
 #include <QDir>
 
@@ -139,24 +138,24 @@ KSTRelatedPathLookup::KSTRelatedPathLookup(KSTAppInventoryEngine &engine) : m_en
 
 std::shared_ptr<const KSTRelatedPathScanIndex> KSTRelatedPathLookup::relatedPathScanIndex()
 {
-    KSTSystemInfo &info = m_engine->systemInfo();
-    if (std::shared_ptr<const KSTRelatedPathScanIndex> cached = info.cachedRelatedPathScanIndex())
+    const KSTAppInventoryEngine::Hooks &hooks = m_engine->hooks();
+    if (std::shared_ptr<const KSTRelatedPathScanIndex> cached = hooks.cachedRelatedPathIndex())
         return cached;
     // Built outside the service's lock, which the main thread takes; this one only look-ups
     // share, so that two first look-ups build the index once.
     std::lock_guard lock(m_buildMutex);
-    if (std::shared_ptr<const KSTRelatedPathScanIndex> cached = info.cachedRelatedPathScanIndex())
+    if (std::shared_ptr<const KSTRelatedPathScanIndex> cached = hooks.cachedRelatedPathIndex())
         return cached;
     std::shared_ptr<const KSTRelatedPathScanIndex> index =
         buildRelatedPathScanIndex(installedBundleIdentifiers());
-    info.setCachedRelatedPathScanIndex(index);
+    hooks.storeRelatedPathIndex(index);
     return index;
 }
 
 QStringList KSTRelatedPathLookup::installedBundleIdentifiers() const
 {
     QStringList identifiers;
-    if (const auto cached = m_engine->systemInfo().cachedAppInventorySnapshot()) {
+    if (const auto cached = m_engine->hooks().cachedInventory()) {
         for (const KSTInstalledAppRecord &app : cached->apps)
             identifiers << app.bundleIdentifier;
     } else {
@@ -206,17 +205,17 @@ void KSTRelatedPathLookup::loadRelatedPathsForApp(
 {
     if (!completion)
         return;
-    KSTSystemInfo &info = m_engine->systemInfo();
+    const KSTAppInventoryEngine::Hooks &hooks = m_engine->hooks();
     if (record.relatedPathsLoaded) {
-        info.onMain([completion, paths = record.relatedPaths] { completion(paths); });
+        hooks.onMain([completion, paths = record.relatedPaths] { completion(paths); });
         return;
     }
-    m_engine->performSoon([this, &info, record, completion] {
+    m_engine->performSoon([this, &hooks, record, completion] {
         const QList<KSTInstalledAppRelatedPath> paths = relatedPathsForInstalledApp(record);
         m_engine->updateRecord(record.bundlePath, [&paths](KSTInstalledAppRecord &stored) {
             applyRelatedPaths(stored, paths);
         });
-        info.onMain([completion, paths] { completion(paths); });
+        hooks.onMain([completion, paths] { completion(paths); });
     });
 }
 

@@ -1,7 +1,8 @@
-// App Manage's operations of the scan-service frame. The inventory routine delivers its own
-// progress and result; the frame keeps the generation and the cache in the App Manage slot.
-// Invalidating drops the cache but leaves the generation: a scan in flight still completes.
-// A metadata pass moves the generation on by itself (nextAppInventoryScanGeneration).
+// App Manage's operations of the scan-service frame. The frame keeps the generation and the
+// cache in the App Manage slot and delivers the routine's progress and result on the main
+// queue while their generation is current. Invalidating drops the cache but leaves the
+// generation: a scan in flight still completes. A resumed size pass moves the generation on
+// by itself (nextAppInventoryScanGeneration).
 #include "KSTSystemInfo.h"
 
 #include "KSTAppInventorySnapshot.h"
@@ -45,11 +46,25 @@ void KSTSystemInfo::scanInstalledApplicationsWithProgress(AppInventorySnapshotHa
         first->statusText = QStringLiteral("Discovering applications…");
         onMain([progress, first = AppInventorySnapshotPtr(std::move(first))] { progress(first); });
     }
-    if (routine) {
-        m_appInventoryQueue->async(
-            [routine = std::move(routine), generation, progress,
-             completion = std::move(completion)] { routine(generation, progress, completion); });
-    }
+    if (!routine)
+        return;
+    // The routine hands its snapshots over on the inventory queue; they reach the caller on
+    // the main queue, and not at all once a newer scan or a cancel has moved the generation on.
+    const auto delivering = [this, generation](AppInventorySnapshotHandler handler) {
+        return AppInventorySnapshotHandler(
+            [this, generation, handler = std::move(handler)](AppInventorySnapshotPtr snapshot) {
+                onMain([this, generation, handler, snapshot = std::move(snapshot)] {
+                    if (!m_appInventory.isCancelled(generation))
+                        handler(snapshot);
+                });
+            });
+    };
+    AppInventorySnapshotHandler deliverProgress = progress ? delivering(progress) : nullptr;
+    m_appInventoryQueue->async([routine = std::move(routine), generation,
+                                progress = std::move(deliverProgress),
+                                completion = delivering(std::move(completion))] {
+        routine(generation, progress, completion);
+    });
 }
 
 void KSTSystemInfo::invalidateAppInventoryCache()

@@ -83,8 +83,8 @@ public:
     using SystemSnapshotBuilder = std::function<std::shared_ptr<KSTSystemSnapshot>()>;
     /// Builds a snapshot for generation G; nullptr when G was cancelled (or on failure).
     template <typename Snapshot> using GenerationBuilder = typename KSTScanSlot<Snapshot>::Builder;
-    /// Runs the inventory scan for G on the inventory queue, reporting through the handlers
-    /// (which the routine calls on the main queue).
+    /// Runs the inventory scan for G on the inventory queue, reporting through the handlers,
+    /// which it calls there: the frame delivers them on the main queue while G is current.
     using AppInventoryScanRoutine =
         std::function<void(quint64 generation, AppInventorySnapshotHandler progress,
                            AppInventorySnapshotHandler completion)>;

@@ -4,6 +4,7 @@
 #include "KSTAppBundleReader.h"
 #include "KSTAppTestSupport.h"
 #include "KSTApplicationBundleCatalog.h"
+#include "KSTDispatchQueue.h"
 #include "KSTHostileFiles.h"
 #include "KSTNotificationCenter.h"
 #include "KSTPropertyList.h"
@@ -475,6 +476,74 @@ TEST_F(AppInventoryTest, ANewerScanSupersedesTheFirstWhichDeliversNothing)
     ASSERT_EQ(firstProgress.size(), 1);
     EXPECT_EQ(firstProgress.first()->statusText, QStringLiteral("Discovering applications…"));
     EXPECT_EQ(second->apps.size(), 5);
+}
+
+struct PredicateCase
+{
+    const char *description;
+    int cancelAfterRefreshes; ///< the predicate turns true once this many refreshes came
+    bool completes;           ///< discovery stores and hands over the complete inventory
+    QStringList statuses;     ///< every refresh of the cache, in order
+};
+
+// The engine works for whatever its hooks are: here a plain queue and a cache of the test's
+// own, no frame. Its cancellation predicate alone must stop each pass where it says.
+TEST_F(AppInventoryTest, AnEngineOnItsOwnHooksStopsWhereItsPredicateSays)
+{
+    QStringList bundles;
+    for (const char *name : {"Ant", "Bee", "Cat"})
+        bundles << addApp(QString::fromUtf8(name), QStringLiteral("com.example.") + name);
+    const QString zero = QStringLiteral("Calculating application size… 0/3");
+    const QString three = QStringLiteral("Calculating application size… 3/3");
+    const PredicateCase cases[] = {
+        {"cancelled before discovery", 0, false, {}},
+        {"cancelled after the metadata pass", 1, true, {zero}},
+        {"cancelled after the last size", 3, true, {zero, zero, three}},
+        {"never cancelled", 99, true, {zero, zero, three, QStringLiteral("Scan complete")}},
+    };
+    for (const PredicateCase &c : cases) {
+        SCOPED_TRACE(c.description);
+        KSTDispatchQueue queue(QStringLiteral("com.kestrel.test.apps"),
+                               KSTQualityOfService::Utility);
+        // Written and read on the queue only; the test reads them after it has drained.
+        SnapshotPtr cache;
+        QStringList statuses;
+        int notifications = 0;
+        KSTAppInventoryEngine::Hooks hooks;
+        hooks.isCancelled = [&](quint64) { return statuses.size() >= c.cancelAfterRefreshes; };
+        hooks.nextGeneration = [] { return quint64(1); };
+        hooks.queue = &queue;
+        hooks.onMain = [](KSTAppInventoryEngine::Block) {};
+        hooks.cachedInventory = [&] { return cache; };
+        hooks.storeInventory = [&](SnapshotPtr snapshot) { cache = std::move(snapshot); };
+        hooks.refreshInventory = [&](const QList<KSTInstalledAppRecord> &, const QString &status,
+                                     bool, quint64) { statuses << status; };
+        hooks.refreshInventoryApps = [](const QList<KSTInstalledAppRecord> &) {};
+        hooks.invalidateInventory = [] {};
+        hooks.cachedRelatedPathIndex = [] { return nullptr; };
+        hooks.storeRelatedPathIndex = [](std::shared_ptr<const KSTRelatedPathScanIndex>) {};
+        hooks.applicationBundlePaths = [&bundles] { return bundles; };
+        hooks.postMetadataUpdate = [&](const QVariantMap &) { ++notifications; };
+        KSTAppInventoryEngine::Options options;
+        options.metadataThrottle = std::chrono::milliseconds(1);
+        options.sizeThrottle = std::chrono::milliseconds(1);
+        const auto engine = std::make_shared<KSTAppInventoryEngine>(hooks, options);
+
+        SnapshotPtr completed;
+        queue.sync([&] {
+            engine->scanForGeneration(1, nullptr,
+                                      [&completed](SnapshotPtr snapshot) { completed = snapshot; });
+        });
+        queue.sync([] {});
+        EXPECT_EQ(statuses, c.statuses);
+        // Each refresh is announced, and nothing else is.
+        EXPECT_EQ(notifications, statuses.size());
+        EXPECT_EQ(completed != nullptr, c.completes);
+        EXPECT_EQ(cache != nullptr, c.completes);
+        if (completed) {
+            EXPECT_EQ(completed->apps.size(), 3);
+        }
+    }
 }
 
 TEST_F(AppInventoryTest, ResumeSizesWhatIsMissingOrOnlyMarksTheCacheComplete)

@@ -46,8 +46,9 @@ const struct
 
 } // namespace
 
-KSTAppManageScreen::KSTAppManageScreen(KSTAppInventoryEngine &engine, QWidget *parent)
-    : KSTToolScreen(parent), m_engine(engine), m_model(engine.systemInfo()), m_selection(engine),
+KSTAppManageScreen::KSTAppManageScreen(KSTSystemInfo &systemInfo, KSTAppInventoryEngine &engine,
+                                       QWidget *parent)
+    : KSTToolScreen(parent), m_engine(engine), m_model(systemInfo), m_selection(engine),
       m_confirm(&KSTAppManageAlerts::askToUninstall), m_tell(&KSTAppManageAlerts::tellOutcome)
 {
     setObjectName(QStringLiteral("appManageScreen"));

@@ -12,6 +12,7 @@
 
 class KSTAppDetailPane;
 class KSTAppInventoryEngine;
+class KSTSystemInfo;
 class KSTAppListModel;
 class KSTAppListSortProxy;
 class KSTBusyIndicator;
@@ -51,8 +52,10 @@ public:
     /// Tells the outcome of an uninstall (called only when its alert is not None).
     using OutcomePresenter = std::function<void(QWidget *parent, const KSTAppUninstallOutcome &)>;
 
-    /// @p engine must outlive the screen and every uninstall it starts.
-    explicit KSTAppManageScreen(KSTAppInventoryEngine &engine, QWidget *parent = nullptr);
+    /// @p engine is installed on @p systemInfo; both must outlive the screen and every
+    /// uninstall it starts.
+    KSTAppManageScreen(KSTSystemInfo &systemInfo, KSTAppInventoryEngine &engine,
+                       QWidget *parent = nullptr);
 
     /// The whole inventory is in, and the chosen app (if any) shows its related files.
     bool isContentReady() const override;

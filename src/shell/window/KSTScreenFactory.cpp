@@ -23,7 +23,7 @@ KSTToolScreen *KSTScreenFactory::makeScreenForSection(int section, const KSTShel
         return new KSTAutoCleanScreen(*engines.autoCleanManager, parent);
     case KSTSectionCatalog::AppManage:
         if (engines.appInventoryEngine)
-            return new KSTAppManageScreen(*engines.appInventoryEngine, parent);
+            return new KSTAppManageScreen(*engines.systemInfo, *engines.appInventoryEngine, parent);
         return new KSTUnavailableScreen(section, parent);
     case KSTSectionCatalog::Utilities:
         return new KSTUtilitiesScreen(KSTUtilitiesManager::sharedManager(), parent);
