@@ -146,6 +146,7 @@ public:
     static bool resolveStoredHomeFolderBookmark();
     static bool ensureHomeFolderAccessStarted();
     static bool restoreStoredHomeFolderAccess();
+    /// True outside a sandbox; in a sandbox whether the stored home grant is in force.
     static bool hasHomeFolderAccess();
     static QString grantedHomeFolderURL();
     static void stopHomeFolderAccessIfNeeded();
@@ -178,6 +179,27 @@ public:
     /// path in the real home without a home grant; the granted folder or a path below it as
     /// the grant gives it; a path outside the home as it is.
     static QString directoryURLForScanRoot(const QString &path);
+    /// Where an engine reaches an item it found at @p path: the path itself outside a sandbox;
+    /// in a sandbox the item inside the granted home (fileURLInGrantedHomeForPath()), nothing
+    /// for one outside it or without a grant. The form with @p sandboxed gives either build's
+    /// answer; the other gives this build's.
+    static QString itemURLForPath(const QString &path, bool isDirectory);
+    static QString itemURLForPath(const QString &path, bool isDirectory, bool sandboxed);
+    /// What a search of the user's folder reads: the folder that counts as its home (what
+    /// results must lie in) and the folders to search below.
+    struct HomeSearchScope
+    {
+        QString home;
+        QStringList roots;
+    };
+    /// Outside a sandbox @p userFolder whole: it is the home and the one root. In a sandbox
+    /// the granted home (clean) and, below it, those of @p sandboxedFolders (relative paths, in
+    /// order) that are folders and not privacy-protected; nothing without a grant. The form
+    /// with @p sandboxed gives either build's answer; the other gives this build's.
+    static HomeSearchScope homeSearchScope(const QString &userFolder,
+                                           const QStringList &sandboxedFolders);
+    static HomeSearchScope homeSearchScope(const QString &userFolder,
+                                           const QStringList &sandboxedFolders, bool sandboxed);
     /// Whether @p url names an existing file or folder; @p isDirectory tells which.
     static bool URLExists(const QString &url, bool *isDirectory = nullptr);
     static QString accessibleURLForPath(const QString &path, bool isDirectory);

@@ -38,6 +38,20 @@ bool lstatPath(const QString &path, struct stat &info)
 }
 
 // The file manager's directory test: a final link is followed.
+// @p path, clean, when it is the granted home or lies inside it; empty otherwise or without a
+// grant.
+QString pathInsideGrantedHome(const QString &path)
+{
+    const QString granted =
+        KSTPermissionCheckerState::standardized(KSTPermissionChecker::grantedHomeFolderURL());
+    if (granted.isEmpty())
+        return {};
+    const QString clean = KSTPermissionCheckerState::standardized(path);
+    if (clean == granted || clean.startsWith(granted + QLatin1Char('/')))
+        return clean;
+    return {};
+}
+
 bool isFolder(const QString &path)
 {
     struct stat info;
@@ -126,14 +140,9 @@ QString KSTPermissionChecker::fileURLInGrantedHomeForPath(const QString &path, b
     Q_UNUSED(isDirectory) // a local path carries no directory mark
     if (path.isEmpty() || shouldSkipPrivacyProtectedPath(path))
         return {};
-    const QString granted = KSTPermissionCheckerState::standardized(grantedHomeFolderURL());
-    if (!granted.isEmpty()) {
-        const QString clean = KSTPermissionCheckerState::standardized(path);
-        if (clean == granted)
-            return granted;
-        if (clean.startsWith(granted + QLatin1Char('/')))
-            return clean;
-    }
+    const QString inside = pathInsideGrantedHome(path);
+    if (!inside.isEmpty())
+        return inside;
     return isRunningSandboxed() ? QString() : path;
 }
 
@@ -164,6 +173,52 @@ QString KSTPermissionChecker::directoryURLForScanRoot(const QString &path)
             return directoryURLInGrantedHomeWithRelativePath(clean.mid(granted.size() + 1));
     }
     return insideHome ? QString() : path;
+}
+
+QString KSTPermissionChecker::itemURLForPath(const QString &path, bool isDirectory)
+{
+    return itemURLForPath(path, isDirectory, isRunningSandboxed());
+}
+
+QString KSTPermissionChecker::itemURLForPath(const QString &path, bool isDirectory, bool sandboxed)
+{
+    Q_UNUSED(isDirectory) // a local path carries no directory mark
+    if (!sandboxed)
+        return path;
+    if (path.isEmpty() || shouldSkipPrivacyProtectedPath(path))
+        return {};
+    return pathInsideGrantedHome(path);
+}
+
+KSTPermissionChecker::HomeSearchScope
+KSTPermissionChecker::homeSearchScope(const QString &userFolder,
+                                      const QStringList &sandboxedFolders)
+{
+    return homeSearchScope(userFolder, sandboxedFolders, isRunningSandboxed());
+}
+
+KSTPermissionChecker::HomeSearchScope
+KSTPermissionChecker::homeSearchScope(const QString &userFolder,
+                                      const QStringList &sandboxedFolders, bool sandboxed)
+{
+    if (!sandboxed)
+        return {userFolder, {userFolder}};
+    // A sandbox reaches the home only through the grant, and tools and walks only through
+    // the folders it names below it.
+    const QString granted = KSTPermissionCheckerState::standardized(grantedHomeFolderURL());
+    if (granted.isEmpty())
+        return {};
+    HomeSearchScope scope{granted, {}};
+    for (const QString &relative : sandboxedFolders) {
+        if (relative.isEmpty())
+            continue;
+        const QString folder = granted + QLatin1Char('/') + relative;
+        bool isDirectory = false;
+        if (!shouldSkipPrivacyProtectedPath(folder) && URLExists(folder, &isDirectory) &&
+            isDirectory)
+            scope.roots << folder;
+    }
+    return scope;
 }
 
 QString KSTPermissionChecker::accessibleURLForPath(const QString &path, bool isDirectory)

@@ -281,8 +281,8 @@ void KSTAutoCleanManager::applyAutomationConfiguration()
 
 void KSTAutoCleanManager::runEnabledRulesWithCompletion(RunCompletion completion)
 {
-    if (!automationEnabled() || (KSTPermissionChecker::isRunningSandboxed() &&
-                                 !KSTPermissionChecker::hasHomeFolderAccess())) {
+    // Without a home grant (only a sandbox can lack one) there is nothing a rule may read.
+    if (!automationEnabled() || !KSTPermissionChecker::hasHomeFolderAccess()) {
         if (completion)
             KSTDispatch::mainAsync([completion = std::move(completion)] { completion(0, 0, 0); });
         return;

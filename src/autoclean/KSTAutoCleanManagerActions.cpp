@@ -53,11 +53,11 @@ QString childPath(const QString &folder, const QString &name)
     return folder + QLatin1Char('/') + name;
 }
 
-// Where an item is reached: inside the granted home in a sandboxed run, else the path itself.
+// Where an item is reached: the access layer's answer (the path itself, or in a sandbox the
+// item inside the granted home).
 QString itemURL(const QString &path, bool isDirectory)
 {
-    return Checker::isRunningSandboxed() ? Checker::fileURLInGrantedHomeForPath(path, isDirectory)
-                                         : path;
+    return Checker::itemURLForPath(path, isDirectory);
 }
 
 bool existsAsFolder(const QString &path)

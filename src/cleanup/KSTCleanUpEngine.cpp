@@ -442,51 +442,13 @@ QList<KSTCleanUpTarget>
 KSTCleanUpEngine::installerPackageTargetsInDownloads(quint64 generation) const
 {
     const QString folder = homePath(Locations::downloads);
-    QList<KSTInstallerPackageSearch::Found> found;
-    if (Checker::isRunningSandboxed()) {
-        if (Checker::directoryURLInGrantedHomeWithRelativePath(Locations::downloads).isEmpty())
-            return {};
-        found = installerPackagesInFolder(folder, generation);
-    } else {
-        found = KSTInstallerPackageSearch::findInScope(
-            folder, InstallerPackageResultCap,
-            [this, generation] { return isCancelled(generation); });
-    }
+    const QList<KSTInstallerPackageSearch::Found> found = KSTInstallerPackageSearch::findInScope(
+        folder, InstallerPackageResultCap, [this, generation] { return isCancelled(generation); });
     QList<KSTCleanUpTarget> targets;
     for (const KSTInstallerPackageSearch::Found &package : found)
         targets << KSTCleanUpTarget{package.path, KSTRemovalGuard::identityOf(package.path),
                                     package.bytes};
     return targets;
-}
-
-QList<KSTInstallerPackageSearch::Found>
-KSTCleanUpEngine::installerPackagesInFolder(const QString &folder, quint64 generation) const
-{
-    const std::optional<QStringList> entries = Checker::directoryContentsAtAccessiblePath(folder);
-    if (!entries)
-        return {};
-    QList<KSTInstallerPackageSearch::Found> found;
-    for (const QString &name : *entries) {
-        if (isCancelled(generation))
-            break;
-        const QString extension = QFileInfo(name).suffix().toLower();
-        if (extension == QLatin1String("dmg") || extension == QLatin1String("pkg")) {
-            const QString path = folder + QLatin1Char('/') + name;
-            found << KSTInstallerPackageSearch::Found{path,
-                                                      Checker::fileSizeAtAccessiblePath(path)};
-        }
-    }
-    return found;
-}
-
-quint64 KSTCleanUpEngine::installerPackageBytesInFolder(const QString &folder,
-                                                        quint64 generation) const
-{
-    quint64 total = 0;
-    for (const KSTInstallerPackageSearch::Found &package :
-         installerPackagesInFolder(folder, generation))
-        total += package.bytes;
-    return total;
 }
 
 // ---- System Junks ----

@@ -111,12 +111,8 @@ public:
     // ---- Removable Data ----
 
     /// The bytes of installer packages and disk images in Downloads, at most
-    /// InstallerPackageResultCap of them (KSTInstallerPackageSearch; in a sandbox the top
-    /// level of the folder only).
+    /// InstallerPackageResultCap of them (KSTInstallerPackageSearch).
     quint64 installerPackageBytesInDownloads(quint64 generation) const;
-    /// The sandboxed form: the top-level entries of @p folder whose lower-case extension is
-    /// "dmg" or "pkg"; a cancellation returns the sum so far.
-    quint64 installerPackageBytesInFolder(const QString &folder, quint64 generation) const;
     /// The installer files behind installerPackageBytesInDownloads(), as removal targets.
     QList<KSTCleanUpTarget> installerPackageTargetsInDownloads(quint64 generation) const;
 
@@ -161,8 +157,6 @@ private:
     bool buildRemovable(KSTCleanUpCategory &category, quint64 generation) const;
     KSTCleanUpItem downloadsContentsItem(const QString &label,
                                          const QList<KSTCleanUpTarget> &installers) const;
-    QList<KSTInstallerPackageSearch::Found> installerPackagesInFolder(const QString &folder,
-                                                                      quint64 generation) const;
 
     KSTSystemInfo *m_systemInfo;
 };

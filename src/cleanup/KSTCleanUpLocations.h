@@ -58,8 +58,9 @@ inline const QStringList sandboxedLargeFileFolders = {
     QStringLiteral("Downloads"),    QStringLiteral("Movies"),  QStringLiteral("Pictures"),
     QStringLiteral("Public")};
 
-/// The large-file search outside a sandbox: find over the user folder with Library pruned.
-/// On a Mac volume the user folder is /Users/<login> under the root.
+/// The large-file search: find over the user folder (in a sandbox, over each of the folders
+/// above) with the home's Library pruned. On a Mac volume the user folder is /Users/<login>
+/// under the root.
 inline const QString findTool = QStringLiteral("/usr/bin/find");
 inline const QString usersFolder = QStringLiteral("/Users");
 inline const QString library = QStringLiteral("Library");

@@ -161,15 +161,18 @@ KSTInstallerPackageSearch::findInScope(const QString &scopePath, qsizetype maxRe
     Q_UNUSED(isCancelled) // a synchronous query cannot be interrupted
     return mdQueryResults(KSTCleanUpLocations::installerPackageQuery, scopePath, maxResults);
 #else
-    if (Checker::shouldSkipPrivacyProtectedPath(scopePath))
+    // Where the folder is read: nothing for a protected one (or, in a sandbox, one the home
+    // grant does not reach).
+    const QString folder = QDir::cleanPath(Checker::directoryURLForScanRoot(scopePath));
+    if (folder.isEmpty())
         return {};
     Walk walk(maxResults, isCancelled);
     // The scope itself must not be reached through a link (a Downloads linking elsewhere).
-    const int scope = KSTNoFollowPath::openFolder(QDir::cleanPath(scopePath));
+    const int scope = KSTNoFollowPath::openFolder(folder);
     if (scope < 0)
         return {};
     ::close(scope);
-    walk.visit(KSTFileName::encoded(QDir::cleanPath(scopePath)));
+    walk.visit(KSTFileName::encoded(folder));
     return walk.found;
 #endif
 }

@@ -20,6 +20,10 @@
 /// walk visits each folder's entries in byte order of their names, depth first, so the cap
 /// keeps the same results on every run.
 ///
+/// Either way the folder is reached where the access layer says
+/// (KSTPermissionChecker::directoryURLForScanRoot(), accessibleURLForPath() for the query): in
+/// a sandbox through the home grant, and not at all without one.
+///
 /// Thread safety: pure functions of the file system; blocking, any thread but the main one.
 class KSTInstallerPackageSearch
 {

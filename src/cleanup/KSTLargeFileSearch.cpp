@@ -13,7 +13,6 @@
 #include <QFile>
 #include <QFileInfo>
 
-#include <dirent.h>
 #include <sys/stat.h>
 
 namespace Locations = KSTCleanUpLocations;
@@ -65,83 +64,26 @@ quint64 KSTLargeFileSearch::largeFilesTotalBytesOver(quint64 threshold, quint64 
 
 QStringList KSTLargeFileSearch::largeFilePathsOverBytes(quint64 threshold, quint64 generation) const
 {
-    if (Checker::isRunningSandboxed()) {
-        const QString home = Checker::grantedHomeFolderURL();
-        if (home.isEmpty())
-            return {};
-        return largeFilePathsInHomeOverBytes(threshold, home, generation);
-    }
-    const KSTToolResult result =
-        KSTToolRunner::run(Locations::findTool, findArgumentsForThreshold(threshold),
-                           KSTToolRunner::Channels::Separate, FindTimeoutMs);
-    // A find that met one unreadable folder exits with 1 although it printed everything
-    // else; the whole output is dropped then, as the Mac build does.
-    if (!result.succeeded())
-        return {};
-    return pathsFromFindOutput(result.standardOutput,
-                               [this, generation] { return isCancelled(generation); });
-}
-
-QStringList KSTLargeFileSearch::largeFilePathsInHomeOverBytes(quint64 threshold,
-                                                              const QString &homeURL,
-                                                              quint64 generation) const
-{
-    Q_UNUSED(homeURL) // the granted home is where the relative folders resolve
+    const Checker::HomeSearchScope scope = searchScope();
     QStringList paths;
-    for (const QString &relative : Locations::sandboxedLargeFileFolders) {
+    for (const QString &root : scope.roots) {
         if (isCancelled(generation))
             break;
-        const QString folder = Checker::directoryURLInGrantedHomeWithRelativePath(relative);
-        bool isDirectory = false;
-        if (folder.isEmpty() || !Checker::URLExists(folder, &isDirectory) || !isDirectory)
+        const KSTToolResult result =
+            KSTToolRunner::run(Locations::findTool, findArguments(root, scope.home, threshold),
+                               KSTToolRunner::Channels::Separate, FindTimeoutMs);
+        // A find that met one unreadable folder exits with 1 although it printed everything
+        // else; that folder's whole output is dropped then, as the Mac build does.
+        if (!result.succeeded())
             continue;
-        paths << largeFilePathsInDirectoryURLOverBytes(threshold, folder, generation);
+        paths << pathsFromFindOutput(result.standardOutput,
+                                     [this, generation] { return isCancelled(generation); });
     }
     return paths;
 }
 
-QStringList KSTLargeFileSearch::largeFilePathsInDirectoryURLOverBytes(quint64 threshold,
-                                                                      const QString &directoryURL,
-                                                                      quint64 generation) const
+QString KSTLargeFileSearch::userFolder()
 {
-    QStringList paths;
-    QStringList pending = {QDir::cleanPath(directoryURL)};
-    while (!pending.isEmpty()) {
-        const QString folder = pending.takeLast();
-        DIR *dir = ::opendir(KSTFileName::encoded(folder).constData());
-        if (!dir)
-            continue;
-        QStringList subfolders;
-        while (const dirent *entry = ::readdir(dir)) {
-            if (isCancelled(generation)) {
-                ::closedir(dir);
-                return paths;
-            }
-            if (entry->d_name[0] == '.') // hidden entries, "." and ".."
-                continue;
-            const QString path = folder + QLatin1Char('/') + KSTFileName::decoded(entry->d_name);
-            if (Checker::shouldSkipPrivacyProtectedPath(path))
-                continue;
-            struct stat info;
-            if (::lstat(KSTFileName::encoded(path).constData(), &info) != 0)
-                continue;
-            if (S_ISDIR(info.st_mode))
-                subfolders << path;
-            else if (quint64(info.st_size) >= threshold)
-                paths << path;
-        }
-        ::closedir(dir);
-        // Depth first, in listing order.
-        for (qsizetype index = subfolders.size() - 1; index >= 0; --index)
-            pending << subfolders.at(index);
-    }
-    return paths;
-}
-
-QString KSTLargeFileSearch::searchedHome()
-{
-    if (Checker::isRunningSandboxed())
-        return QDir::cleanPath(Checker::grantedHomeFolderURL());
     // A Mac keeps the user folder at /Users/<login> whatever home was given, so under the mac
     // layout that path is taken under the analysed root (a mounted or fixture volume); a
     // Linux machine has no /Users and searches the environment's home instead.
@@ -149,7 +91,17 @@ QString KSTLargeFileSearch::searchedHome()
     if (environment.layout() == KSTLayout::Mac)
         return environment.systemPath(Locations::usersFolder + QLatin1Char('/') +
                                       environment.loginName());
-    return QDir::cleanPath(environment.home());
+    return environment.home();
+}
+
+KSTPermissionChecker::HomeSearchScope KSTLargeFileSearch::searchScope()
+{
+    return Checker::homeSearchScope(userFolder(), Locations::sandboxedLargeFileFolders);
+}
+
+QString KSTLargeFileSearch::searchedHome()
+{
+    return QDir::cleanPath(searchScope().home);
 }
 
 std::optional<KSTFileIdentity> KSTLargeFileSearch::acceptedLargeFile(const QString &path,
@@ -176,15 +128,15 @@ std::optional<KSTFileIdentity> KSTLargeFileSearch::acceptedLargeFile(const QStri
 
 QStringList KSTLargeFileSearch::findArgumentsForThreshold(quint64 threshold)
 {
-    const KSTEnvironment environment = KSTEnvironment::current();
-    QString userFolder;
-    if (environment.layout() == KSTLayout::Mac)
-        userFolder = environment.systemPath(Locations::usersFolder + QLatin1Char('/') +
-                                            environment.loginName());
-    else
-        userFolder = environment.home();
+    const QString folder = userFolder();
+    return findArguments(folder, folder, threshold);
+}
+
+QStringList KSTLargeFileSearch::findArguments(const QString &root, const QString &home,
+                                              quint64 threshold)
+{
     const quint64 mebibytes = std::max<quint64>(1, threshold / 1048576);
-    return {userFolder, QStringLiteral("-path"), userFolder + QLatin1Char('/') + Locations::library,
+    return {root, QStringLiteral("-path"), home + QLatin1Char('/') + Locations::library,
             QStringLiteral("-prune"), QStringLiteral("-o"), QStringLiteral("-type"),
             QStringLiteral("f"), QStringLiteral("-size"),
             QLatin1Char('+') + QString::number(mebibytes) + QLatin1Char('M'),

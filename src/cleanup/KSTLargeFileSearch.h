@@ -2,6 +2,7 @@
 
 #include "KSTCleanUpSnapshot.h"
 #include "KSTFileIdentity.h"
+#include "KSTPermissionChecker.h"
 
 #include <QByteArray>
 #include <QList>
@@ -16,16 +17,16 @@ class KSTSystemInfo;
 /// The Large Files of a clean-up scan: files of at least a threshold size in the analysed
 /// user's folder, outside its Library.
 ///
-/// Outside a sandbox the search is delegated to find(1), run as <root>/usr/bin/find with ten
-/// fixed arguments (findArgumentsForThreshold()); its output is used only when it exits with
-/// status 0, so a find that met an unreadable folder (status 1) yields nothing at all. In a
-/// sandbox seven home subfolders are walked instead (hidden entries skipped, no link
-/// followed, privacy-protected places not entered). Each candidate is then sized with
-/// KSTPermissionChecker::fileSizeAtAccessiblePath() (a file's length, so a sparse file counts
-/// its logical size) and kept when it reaches the threshold.
+/// Where it searches is the access layer's answer (KSTPermissionChecker::homeSearchScope()):
+/// outside a sandbox the whole user folder, in a sandbox the granted home's fixed subfolders.
+/// Each folder is searched by find(1), run as <root>/usr/bin/find with ten fixed arguments
+/// (findArguments()); its output is used only when it exits with status 0, so a find that met
+/// an unreadable folder (status 1) yields nothing for that folder. Each candidate is then
+/// sized with KSTPermissionChecker::fileSizeAtAccessiblePath() (a file's length, so a sparse
+/// file counts its logical size) and kept when it reaches the threshold.
 ///
-/// Cancellation (KSTSystemInfo::isCleanUpScanCancelled()) is checked per output line, per
-/// walked entry and per sized path; the search then returns what it has.
+/// Cancellation (KSTSystemInfo::isCleanUpScanCancelled()) is checked per searched folder, per
+/// output line and per sized path; the search then returns what it has.
 /// Thread safety: blocking; any thread but the main one.
 class KSTLargeFileSearch
 {
@@ -47,30 +48,26 @@ public:
     /// The byte total of scanLargeFilesOverBytes().
     quint64 largeFilesTotalBytesOver(quint64 threshold, quint64 generation) const;
 
-    /// Candidate paths: find's output outside a sandbox; in a sandbox, the walk of the
-    /// granted home's subfolders (nothing without a granted home).
+    /// Candidate paths: find's output for each folder of searchScope(), in order.
     QStringList largeFilePathsOverBytes(quint64 threshold, quint64 generation) const;
-    /// The sandbox walk over the fixed home subfolders of @p homeURL that exist as folders.
-    QStringList largeFilePathsInHomeOverBytes(quint64 threshold, const QString &homeURL,
-                                              quint64 generation) const;
-    /// Every non-folder below @p directoryURL whose own size (a link's, not its target's)
-    /// is at least @p threshold.
-    QStringList largeFilePathsInDirectoryURLOverBytes(quint64 threshold,
-                                                      const QString &directoryURL,
-                                                      quint64 generation) const;
 
-    /// The ten arguments: user folder, "-path", its Library, "-prune", "-o", "-type", "f",
-    /// "-size", "+<N>M" with N = threshold / 1 MiB (at least 1), "-print0". The user folder is
-    /// /Users/<login> under the root with the mac layout (where a Mac volume keeps it,
-    /// whatever home was given), the environment's home with the linux layout.
+    /// The ten arguments for the user folder: findArguments(userFolder(), userFolder(), …).
     static QStringList findArgumentsForThreshold(quint64 threshold);
+    /// The ten arguments: @p root, "-path", @p home's Library, "-prune", "-o", "-type", "f",
+    /// "-size", "+<N>M" with N = threshold / 1 MiB (at least 1), "-print0".
+    static QStringList findArguments(const QString &root, const QString &home, quint64 threshold);
     /// find's output as paths: NUL-separated names decoded losslessly (KSTFileName), nothing
     /// trimmed, empty ones dropped; stops (with what it has) when @p isCancelled answers true.
     static QStringList pathsFromFindOutput(const QByteArray &output,
                                            const std::function<bool()> &isCancelled);
 
-    /// The folder searched: the granted home in a sandbox, else the user folder of
-    /// findArgumentsForThreshold().
+    /// The user folder a plain build searches: /Users/<login> under the root with the mac
+    /// layout (where a Mac volume keeps it, whatever home was given), the environment's home
+    /// with the linux layout.
+    static QString userFolder();
+    /// Where the search reads, as the access layer answers for userFolder().
+    static KSTPermissionChecker::HomeSearchScope searchScope();
+    /// The home of searchScope(), clean: what a result must lie in.
     static QString searchedHome();
     /// What the scan saw of @p path when it may be offered as a large file: a clean path
     /// strictly inside @p home, outside its Library and Trash and outside privacy-protected

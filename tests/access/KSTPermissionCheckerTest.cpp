@@ -305,6 +305,106 @@ TEST_F(PermissionCheckerTest, ItemExistence)
     EXPECT_FALSE(Checker::URLExists(QString()));
 }
 
+// Engines ask these two the same way in every build; both builds' answers are checked here,
+// each with and without a home grant.
+struct SandboxAnswerCase
+{
+    const char *description;
+    bool sandboxed;
+    bool granted;
+    const char *path;     ///< "~/…" in the fixture home, "/…" under the fixture root
+    const char *expected; ///< the same notation; "" for nothing
+};
+
+class SandboxAnswerTest : public PermissionCheckerTest
+{
+protected:
+    QString resolved(const char *path) const
+    {
+        const QString text = QString::fromUtf8(path);
+        if (text.isEmpty())
+            return text;
+        return text.startsWith(QLatin1Char('~')) ? mac.home() + text.mid(1) : mac.root() + text;
+    }
+
+    void grantHome(bool granted)
+    {
+        KSTPermissionChecker::resetForTesting();
+        KSTPreferences::standard()->clear();
+        if (granted) {
+            ASSERT_TRUE(Checker::saveHomeFolderBookmarkForURL(mac.home()));
+            ASSERT_TRUE(Checker::restoreStoredHomeFolderAccess());
+        }
+    }
+};
+
+TEST_F(SandboxAnswerTest, ItemsAreReachedAsTheBuildAllows)
+{
+    const SandboxAnswerCase cases[] = {
+        {"plain: a home item as it is", false, false, "~/Documents/./a.txt", "~/Documents/./a.txt"},
+        {"plain: a grant changes nothing", false, true, "~/Documents/./a.txt",
+         "~/Documents/./a.txt"},
+        {"plain: outside the home as it is", false, false, "/Volumes/Disk/a", "/Volumes/Disk/a"},
+        {"sandbox: through the grant", true, true, "~/Documents/./a.txt", "~/Documents/a.txt"},
+        {"sandbox: nothing without a grant", true, false, "~/Documents/a.txt", ""},
+        {"sandbox: nothing outside the grant", true, true, "/Volumes/Disk/a", ""},
+        {"sandbox: nothing protected", true, true, "~/Music/a.m4a", ""},
+    };
+    for (const SandboxAnswerCase &c : cases) {
+        SCOPED_TRACE(c.description);
+        grantHome(c.granted);
+        EXPECT_EQ(Checker::itemURLForPath(resolved(c.path), false, c.sandboxed),
+                  resolved(c.expected));
+    }
+    grantHome(false);
+    // This build is not sandboxed.
+    EXPECT_EQ(Checker::itemURLForPath(resolved("~/Music/a.m4a"), false), resolved("~/Music/a.m4a"));
+}
+
+TEST_F(SandboxAnswerTest, AHomeSearchCoversTheWholeFolderOrTheGrantedSubfolders)
+{
+    mac.makeHomeDirectory(QStringLiteral("Desktop"));
+    mac.makeHomeDirectory(QStringLiteral("Documents"));
+    mac.makeHomeDirectory(QStringLiteral("Music"));
+    mac.writeHomeFile(QStringLiteral("notes.txt"), "not a folder");
+    // Missing, protected, a file and an empty name are left out; the order is the list's.
+    const QStringList folders = {QStringLiteral("Documents"),
+                                 QStringLiteral("Missing"),
+                                 QStringLiteral("Music"),
+                                 QStringLiteral("notes.txt"),
+                                 QString(),
+                                 QStringLiteral("Desktop")};
+    const QString userFolder = mac.path(QStringLiteral("Users/alice"));
+    struct ScopeCase
+    {
+        const char *description;
+        bool sandboxed;
+        bool granted;
+        QString home;
+        QStringList roots;
+    };
+    const ScopeCase cases[] = {
+        {"plain: the user folder whole", false, false, userFolder, {userFolder}},
+        {"plain: a grant changes nothing", false, true, userFolder, {userFolder}},
+        {"sandbox: nothing without a grant", true, false, QString(), {}},
+        {"sandbox: the granted subfolders",
+         true,
+         true,
+         mac.home(),
+         {mac.homePath(QStringLiteral("Documents")), mac.homePath(QStringLiteral("Desktop"))}},
+    };
+    for (const ScopeCase &c : cases) {
+        SCOPED_TRACE(c.description);
+        grantHome(c.granted);
+        const Checker::HomeSearchScope scope =
+            Checker::homeSearchScope(userFolder, folders, c.sandboxed);
+        EXPECT_EQ(scope.home, c.home);
+        EXPECT_EQ(scope.roots, c.roots);
+    }
+    grantHome(false);
+    EXPECT_EQ(Checker::homeSearchScope(userFolder, folders).roots, QStringList{userFolder});
+}
+
 // Both formats and broken files are the property-list reader's (tested there); here only
 // whether a dictionary, and nothing else, comes through.
 TEST_F(PermissionCheckerTest, PlistDictionariesOnly)
