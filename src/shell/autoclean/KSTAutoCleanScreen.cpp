@@ -4,12 +4,12 @@
 #include "KSTAutoCleanRuleRow.h"
 #include "KSTCardFrame.h"
 #include "KSTFormatting.h"
+#include "KSTHeaderCard.h"
 #include "KSTKeptAsideBanner.h"
 #include "KSTNeverTouchListView.h"
 #include "KSTNotificationCenter.h"
 #include "KSTPermissionChecker.h"
 #include "KSTStyle.h"
-#include "KSTSymbolView.h"
 #include "KSTToggleSwitch.h"
 
 #include <QFileDialog>
@@ -27,12 +27,7 @@ QWidget *statisticTile(const QString &title, const QString &symbol, const QStrin
     auto *layout = new QVBoxLayout(card);
     layout->setContentsMargins(18, 12, 18, 12);
     layout->setSpacing(4);
-    auto *header = new QHBoxLayout;
-    header->setSpacing(8);
-    header->addWidget(new KSTSymbolView(symbol, color, 15, card));
-    header->addWidget(KSTStyle::label(title, KSTStyle::Secondary, card));
-    header->addStretch(1);
-    layout->addLayout(header);
+    layout->addLayout(KSTCardFrame::headerRow(card, title, KSTStyle::Secondary, symbol, color, 15));
     value->setParent(card);
     layout->addWidget(value);
     return card;
@@ -96,22 +91,14 @@ KSTAutoCleanScreen::KSTAutoCleanScreen(KSTAutoCleanManager &manager, QWidget *pa
 
 QWidget *KSTAutoCleanScreen::buildMasterCard()
 {
-    auto *card = new KSTCardFrame;
-    auto *layout = new QHBoxLayout(card);
-    layout->setContentsMargins(20, 14, 20, 14);
-    layout->setSpacing(16);
-    auto *symbol =
-        new KSTSymbolView(QStringLiteral("gearshape.2.fill"), QStringLiteral("emerald"), 20, card);
-    symbol->setTile(40);
-    layout->addWidget(symbol);
-    auto *texts = new QVBoxLayout;
-    texts->setSpacing(3);
-    texts->addWidget(
-        KSTStyle::label(QStringLiteral("Automatic Cleaning"), KSTStyle::Headline, card));
-    m_status = KSTStyle::label({}, KSTStyle::Secondary, card);
-    m_status->setObjectName(QStringLiteral("automationStatus"));
-    texts->addWidget(m_status);
-    layout->addLayout(texts, 1);
+    KSTHeaderCard::Look look;
+    look.symbolSize = 20;
+    look.tileSize = 40;
+    look.titleRole = KSTStyle::Headline;
+    auto *card = new KSTHeaderCard(QStringLiteral("gearshape.2.fill"), QStringLiteral("emerald"),
+                                   {}, QStringLiteral("automationStatus"), look);
+    card->titleLabel()->setText(QStringLiteral("Automatic Cleaning"));
+    m_status = card->subtitleLabel();
     m_masterSwitch = new KSTToggleSwitch(card);
     m_masterSwitch->setObjectName(QStringLiteral("automationSwitch"));
     m_masterSwitch->setAccessibleName(QStringLiteral("Automatic Cleaning"));
@@ -119,7 +106,7 @@ QWidget *KSTAutoCleanScreen::buildMasterCard()
         m_manager.setAutomationEnabled(checked);
         refresh();
     });
-    layout->addWidget(m_masterSwitch);
+    card->addTrailingWidget(m_masterSwitch);
     return card;
 }
 

@@ -1,7 +1,11 @@
 #include "KSTCardFrame.h"
 
 #include "KSTPalette.h"
+#include "KSTStyle.h"
+#include "KSTSymbolView.h"
 
+#include <QHBoxLayout>
+#include <QLabel>
 #include <QPainter>
 #include <QPainterPath>
 
@@ -11,6 +15,19 @@ void KSTCardFrame::setTintColorName(const QString &colorName)
 {
     m_tintColorName = colorName;
     update();
+}
+
+QHBoxLayout *KSTCardFrame::headerRow(QWidget *card, const QString &title, const char *role,
+                                     const QString &symbolName, const QString &colorName,
+                                     int symbolSize, int spacing)
+{
+    auto *row = new QHBoxLayout;
+    row->setSpacing(spacing);
+    if (!symbolName.isEmpty())
+        row->addWidget(new KSTSymbolView(symbolName, colorName, symbolSize, card));
+    row->addWidget(KSTStyle::label(title, role, card));
+    row->addStretch(1);
+    return row;
 }
 
 void KSTCardFrame::paintEvent(QPaintEvent *)

@@ -28,10 +28,8 @@ KSTLargestAppsView::KSTLargestAppsView(QWidget *parent) : QWidget(parent)
     auto *layout = new QVBoxLayout(card);
     layout->setContentsMargins(20, 16, 20, 16);
     layout->setSpacing(12);
-    auto *header = new QHBoxLayout;
-    header->addWidget(
-        KSTStyle::label(QStringLiteral("Largest Applications"), KSTStyle::Headline, card));
-    header->addStretch(1);
+    QHBoxLayout *header =
+        KSTCardFrame::headerRow(card, QStringLiteral("Largest Applications"), KSTStyle::Headline);
     m_countLabel = KSTStyle::label({}, KSTStyle::Secondary, card);
     m_countLabel->setObjectName(QStringLiteral("installedCount"));
     header->addWidget(m_countLabel);

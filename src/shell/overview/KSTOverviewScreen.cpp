@@ -4,6 +4,7 @@
 #include "KSTDispatch.h"
 #include "KSTFormatting.h"
 #include "KSTGaugeView.h"
+#include "KSTHeaderCard.h"
 #include "KSTLargestAppsView.h"
 #include "KSTPalette.h"
 #include "KSTShortcutListView.h"
@@ -110,26 +111,19 @@ KSTOverviewScreen::KSTOverviewScreen(KSTSystemInfo &systemInfo, KSTLiveMetrics::
 
 QWidget *KSTOverviewScreen::buildHeroCard()
 {
-    auto *card = new KSTCardFrame;
-    auto *layout = new QHBoxLayout(card);
-    layout->setContentsMargins(20, 18, 20, 18);
-    layout->setSpacing(16);
-    auto *symbol =
-        new KSTSymbolView(QStringLiteral("laptopcomputer"), QStringLiteral("blue"), 28, card);
-    symbol->setTile(56);
-    layout->addWidget(symbol, 0, Qt::AlignTop);
-
-    auto *texts = new QVBoxLayout;
-    texts->setSpacing(4);
-    m_machineTitle = KSTStyle::label({}, KSTStyle::Title, card);
-    m_machineTitle->setObjectName(QStringLiteral("machineTitle"));
-    texts->addWidget(m_machineTitle);
-    m_versionLine = KSTStyle::label({}, KSTStyle::Body, card);
-    texts->addWidget(m_versionLine);
-    m_specsLine = KSTStyle::label({}, KSTStyle::Secondary, card);
+    KSTHeaderCard::Look look;
+    look.symbolSize = 28;
+    look.tileSize = 56;
+    look.symbolAlignment = Qt::AlignTop;
+    look.subtitleRole = KSTStyle::Body;
+    look.verticalMargin = 18;
+    look.lineSpacing = 4;
+    auto *card = new KSTHeaderCard(QStringLiteral("laptopcomputer"), QStringLiteral("blue"),
+                                   QStringLiteral("machineTitle"), {}, look);
+    m_machineTitle = card->titleLabel();
+    m_versionLine = card->subtitleLabel();
+    m_specsLine = card->addTextLine(KSTStyle::Secondary);
     m_specsLine->setWordWrap(true);
-    texts->addWidget(m_specsLine);
-    layout->addLayout(texts, 1);
 
     auto *facts = new QVBoxLayout;
     facts->setSpacing(8);
@@ -140,7 +134,7 @@ QWidget *KSTOverviewScreen::buildHeroCard()
     m_batteryChip = chip(QStringLiteral("battery.100"), m_battery);
     facts->addWidget(m_batteryChip, 0, Qt::AlignRight);
     facts->addStretch(1);
-    layout->addLayout(facts);
+    card->addTrailingLayout(facts);
     return card;
 }
 
@@ -150,12 +144,9 @@ QWidget *KSTOverviewScreen::buildStorageCard()
     auto *layout = new QVBoxLayout(card);
     layout->setContentsMargins(20, 16, 20, 18);
     layout->setSpacing(12);
-    auto *header = new QHBoxLayout;
-    header->setSpacing(10);
-    header->addWidget(
-        new KSTSymbolView(QStringLiteral("internaldrive"), QStringLiteral("blue"), 18, card));
-    header->addWidget(KSTStyle::label(QStringLiteral("Storage"), KSTStyle::Headline, card));
-    header->addStretch(1);
+    QHBoxLayout *header =
+        KSTCardFrame::headerRow(card, QStringLiteral("Storage"), KSTStyle::Headline,
+                                QStringLiteral("internaldrive"), QStringLiteral("blue"), 18, 10);
     m_storageSummary = KSTStyle::label({}, KSTStyle::Secondary, card);
     m_storageSummary->setObjectName(QStringLiteral("storageSummary"));
     header->addWidget(m_storageSummary);
@@ -189,12 +180,7 @@ QWidget *KSTOverviewScreen::buildGaugeCard(const QString &title, const QString &
     auto *texts = new QVBoxLayout;
     texts->setSpacing(4);
     texts->addStretch(1);
-    auto *titleRow = new QHBoxLayout;
-    titleRow->setSpacing(8);
-    titleRow->addWidget(new KSTSymbolView(symbol, {}, 16, card));
-    titleRow->addWidget(KSTStyle::label(title, KSTStyle::Headline, card));
-    titleRow->addStretch(1);
-    texts->addLayout(titleRow);
+    texts->addLayout(KSTCardFrame::headerRow(card, title, KSTStyle::Headline, symbol));
     caption->setParent(card);
     texts->addWidget(caption);
     texts->addStretch(1);
@@ -208,11 +194,8 @@ QWidget *KSTOverviewScreen::buildNetworkCard()
     auto *layout = new QVBoxLayout(card);
     layout->setContentsMargins(20, 16, 20, 16);
     layout->setSpacing(10);
-    auto *titleRow = new QHBoxLayout;
-    titleRow->setSpacing(8);
-    titleRow->addWidget(new KSTSymbolView(QStringLiteral("wifi"), {}, 16, card));
-    titleRow->addWidget(KSTStyle::label(QStringLiteral("Network"), KSTStyle::Headline, card));
-    titleRow->addStretch(1);
+    QHBoxLayout *titleRow = KSTCardFrame::headerRow(card, QStringLiteral("Network"),
+                                                    KSTStyle::Headline, QStringLiteral("wifi"));
     m_interfaceName = KSTStyle::label({}, KSTStyle::Secondary, card);
     titleRow->addWidget(m_interfaceName);
     layout->addLayout(titleRow);
