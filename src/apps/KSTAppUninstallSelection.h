@@ -64,8 +64,8 @@ struct KSTAppUninstallOutcome
 /// - a system application cannot be uninstalled at all (the code-100 text says why).
 /// The uninstall is handed a copy of the record whose related paths are exactly the ticked
 /// ones, so it never looks paths up on its own. After a success the records of the identifier
-/// leave the cached inventory (updateCachedAppInventoryWithApps) and the outcome says whether
-/// to scan again.
+/// leave the cached inventory (through the engine's hooks, as "Scan complete") and the outcome
+/// says whether to scan again.
 ///
 /// Thread safety: a main-thread object; every call and signal happens on the main thread.
 class KSTAppUninstallSelection : public QObject

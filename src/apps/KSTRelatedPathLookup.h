@@ -30,9 +30,9 @@ class KSTAppInventoryEngine;
 ///
 /// The folder listings are one index (KSTRelatedPathScanIndex), built once outside the
 /// service's lock (serialised by a lock of its own, so two first look-ups build it once) and
-/// published into the frame's cachedRelatedPathScanIndex; invalidateAppInventoryCache() and
-/// every uninstall clear it. Look-ups run on appInventoryQueue: the main thread never waits
-/// for the walk of /private/var/folders.
+/// kept with the inventory through the engine's hooks (the frame's cachedRelatedPathScanIndex);
+/// invalidateAppInventoryCache() and every uninstall clear it. Look-ups run on appInventoryQueue:
+/// the main thread never waits for the walk of /private/var/folders.
 ///
 /// Thread safety: every operation may be called from any thread; completions arrive on the
 /// main thread.
