@@ -118,13 +118,21 @@ QString KSTFixtureMachine::writeHomeFile(const QString &homeRelative, const QByt
                      contents, modified);
 }
 
-QString KSTFixtureMachine::writeSizedHomeFile(const QString &homeRelative, qint64 bytes,
-                                              const QDateTime &modified)
+QString KSTFixtureMachine::writeSizedFile(const QString &rootRelative, qint64 bytes,
+                                          const QDateTime &modified)
 {
     QByteArray contents(bytes, '\0');
     for (qint64 index = 0; index < bytes; index += 4096)
         contents[index] = static_cast<char>('a' + index / 4096 % 26);
-    return writeHomeFile(homeRelative, contents, modified);
+    return writeFile(rootRelative, contents, modified);
+}
+
+QString KSTFixtureMachine::writeSizedHomeFile(const QString &homeRelative, qint64 bytes,
+                                              const QDateTime &modified)
+{
+    return writeSizedFile(m_usersFolder + QLatin1Char('/') + m_login + QLatin1Char('/') +
+                              homeRelative,
+                          bytes, modified);
 }
 
 QString KSTFixtureMachine::makeSymlink(const QString &rootRelative, const QString &target)

@@ -47,6 +47,9 @@ public:
                       const QDateTime &modified = {});
     QString writeHomeFile(const QString &homeRelative, const QByteArray &contents,
                           const QDateTime &modified = {});
+    /// A file of exactly @p bytes (real data, not sparse, so it occupies blocks).
+    QString writeSizedFile(const QString &rootRelative, qint64 bytes,
+                           const QDateTime &modified = {});
     /// A home file of exactly @p bytes (real data, not sparse, so it occupies blocks).
     QString writeSizedHomeFile(const QString &homeRelative, qint64 bytes,
                                const QDateTime &modified = {});
