@@ -72,7 +72,7 @@ void addUserFiles(KSTFixtureLinux &machine)
 QList<KSTDebianDesktop::VisibleApp> KSTDebianDesktop::populate(KSTFixtureLinux &machine)
 {
     QList<VisibleApp> visible;
-    machine.setDmi(QStringLiteral("LENOVO"), QStringLiteral("21CB0077GE"));
+    machine.setDmi(QStringLiteral("Dell Inc."), QStringLiteral("XPS 13 9320"));
     machine.writeCpuInfo(QStringLiteral("12th Gen Intel(R) Core(TM) i7-1260P"));
     machine.setLocale(QStringLiteral("en_US.UTF-8"));
     machine.addExecutable(QStringLiteral("usr/bin/flatpak"));
