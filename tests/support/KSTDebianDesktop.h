@@ -13,7 +13,7 @@ class KSTFixtureLinux;
 /// ~/Applications and ~/Downloads). Present but not applications a menu would show: an entry
 /// the user hid with Hidden=true over a system one, a NoDisplay entry, an entry whose TryExec
 /// program is not installed and a Link entry. Beside them: the DMI and processor of a
-/// ThinkPad, the Debian 12 os-release, documents, pictures and videos, mimeapps.list and a
+/// Dell XPS 13, the Debian 12 os-release, documents, pictures and videos, mimeapps.list and a
 /// freedesktop Trash with two items.
 namespace KSTDebianDesktop {
 
