@@ -76,6 +76,11 @@ QList<KSTDebianDesktop::VisibleApp> KSTDebianDesktop::populate(KSTFixtureLinux &
     machine.writeCpuInfo(QStringLiteral("12th Gen Intel(R) Core(TM) i7-1260P"));
     machine.setLocale(QStringLiteral("en_US.UTF-8"));
     machine.addExecutable(QStringLiteral("usr/bin/flatpak"));
+    // Recorded on a Debian 12 machine: a virtio disk holding "/".
+    machine.addRecordedTool(QStringLiteral("/usr/bin/lsblk"),
+                            QStringLiteral("debian-vm/tools/lsblk-J.json"));
+    machine.addRecordedTool(QStringLiteral("/usr/bin/findmnt"),
+                            QStringLiteral("debian-vm/tools/findmnt-J.json"));
 
     for (const Package &package : packages) {
         KSTFixtureLinux::DesktopEntry entry;

@@ -14,7 +14,8 @@ class KSTFixtureLinux;
 /// the user hid with Hidden=true over a system one, a NoDisplay entry, an entry whose TryExec
 /// program is not installed and a Link entry. Beside them: the DMI and processor of a
 /// Dell XPS 13, the Debian 12 os-release, documents, pictures and videos, mimeapps.list and a
-/// freedesktop Trash with two items.
+/// freedesktop Trash with two items. lsblk and findmnt print what they printed on a Debian 12
+/// virtual machine (tests/data/linux/debian-vm/tools), whatever their arguments.
 namespace KSTDebianDesktop {
 
 /// One visible application and where its size comes from: a package's Installed-Size in

@@ -112,6 +112,15 @@ QString KSTFixtureLinux::writeCpuInfo(const QString &modelName, int processors)
     return writeFile(QStringLiteral("proc/cpuinfo"), text);
 }
 
+QString KSTFixtureLinux::addRecordedTool(const QString &toolPath, const QString &recordedName,
+                                         int exitCode)
+{
+    return addTool(toolPath,
+                   KSTTestSupport::readFile(
+                       KSTTestSupport::testDataPath(QLatin1String("linux/") + recordedName)),
+                   exitCode);
+}
+
 QString KSTFixtureLinux::addExecutable(const QString &rootRelative)
 {
     const QString absolute = writeFile(rootRelative, "#!/bin/sh\nexit 0\n");

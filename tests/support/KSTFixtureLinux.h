@@ -41,6 +41,8 @@ public:
     /// proc/cpuinfo with one processor of this model name (two lines per processor as the
     /// kernel prints them, shortened to what readers look at).
     QString writeCpuInfo(const QString &modelName, int processors = 4);
+    /// addTool() printing a recording of tests/data/linux ("debian-vm/tools/lsblk-J.json").
+    QString addRecordedTool(const QString &toolPath, const QString &recordedName, int exitCode = 0);
     /// An executable at a root-relative path ("usr/bin/gedit"), for Exec and TryExec.
     QString addExecutable(const QString &rootRelative);
 
