@@ -79,6 +79,8 @@ void collectEntries(const QString &folder, const QString &relativeFolder, int de
     const QString here =
         relativeFolder.isEmpty() ? folder : folder + QLatin1Char('/') + relativeFolder;
     for (const QString &name : sortedNames(here, false)) {
+        if (found.size() >= KSTDesktopEntryCatalog::maximumEntryFiles)
+            return;
         const QString relative =
             relativeFolder.isEmpty() ? name : relativeFolder + QLatin1Char('/') + name;
         const std::optional<struct stat> status = linkStatus(here + QLatin1Char('/') + name);

@@ -46,13 +46,15 @@ struct KSTDesktopApplication
 ///
 /// Everything read is the analysed user's or machine's, so hostile: entry files through
 /// KSTRootedPath (links followed inside the root only, never to the host) and read within
-/// KSTDesktopEntry's cap; at most maximumEntries names per folder and maximumDepth folders
-/// deep; no FIFO or device is ever opened; sizes never follow a link. Holds only the
-/// environment; applications() may run on any thread, and several at once.
+/// KSTDesktopEntry's cap; at most maximumEntries names per folder, maximumEntryFiles entry
+/// files in all and maximumDepth folders deep; no FIFO or device is ever opened; sizes never follow
+/// a link. Holds only the environment; applications() may run on any thread, and several at once.
 class KSTDesktopEntryCatalog
 {
 public:
+    /// Names read per folder, entry files taken in all, and folders deep below each place.
     static constexpr int maximumEntries = 4096;
+    static constexpr int maximumEntryFiles = 16384;
     static constexpr int maximumDepth = 3;
 
     explicit KSTDesktopEntryCatalog(const KSTEnvironment &environment);
