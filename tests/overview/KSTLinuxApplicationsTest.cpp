@@ -240,6 +240,12 @@ INSTANTIATE_TEST_SUITE_P(
                                     "Name[de]=Rechner\n");
                     },
                     {{u"Base"_s, 100 * 1024}, {u"Rechner"_s, 10 * 1024}}},
+        VariantCase{"SnapCurrentRevisionWinsOverAHigherOne",
+                    [](KSTFixtureLinux &m) {
+                        m.addSnap({u"code"_s, u"code"_s, u"Code"_s, u"9"_s, 8192});
+                        m.writeSizedFile(u"var/lib/snapd/snaps/code_10.snap"_s, 16384);
+                    },
+                    {{u"Base"_s, 100 * 1024}, {u"Code"_s, 8192}}},
         VariantCase{"SnapWithoutCurrentTakesTheHighestRevision",
                     [](KSTFixtureLinux &m) {
                         m.addSnap({u"code"_s, u"code"_s, u"Code"_s, u"9"_s, 8192});

@@ -307,11 +307,14 @@ void KSTDesktopEntryCatalog::fillSnapPayload(KSTDesktopApplication &application,
         return;
     const QString prefix = name + QLatin1Char('_');
     QString chosen;
-    // The link's own text names the revision; it is read, never followed.
+    // The link's own text names the revision; it is read, never followed, in a folder reached
+    // inside the root.
     char target[256];
-    const QByteArray current = KSTFileName::encoded(
-        m_environment.systemPath(snapMounts + QLatin1Char('/') + name) + QLatin1String("/current"));
-    const ssize_t length = ::readlink(current.constData(), target, sizeof target);
+    const QString mount = KSTRootedPath::resolve(
+        root, m_environment.systemPath(snapMounts + QLatin1Char('/') + name));
+    const QByteArray current = KSTFileName::encoded(mount + QLatin1String("/current"));
+    const ssize_t length =
+        mount.isEmpty() ? -1 : ::readlink(current.constData(), target, sizeof target);
     if (length > 0 && length < ssize_t(sizeof target)) {
         const QString revision = KSTFileName::decoded(target, length);
         if (isPlainName(revision) &&
