@@ -12,6 +12,8 @@
 
 #include <gtest/gtest.h>
 
+#include <ostream>
+
 namespace {
 
 using namespace Qt::StringLiterals;
@@ -25,6 +27,12 @@ struct FolderCase
     QStringList defaults;    // expected scan paths, "~/" for the home, "/" root-relative
     QStringList offered;     // expected "name|ticked" per option
 };
+
+// Failures name the row rather than dumping its bytes.
+void PrintTo(const FolderCase &row, std::ostream *out)
+{
+    *out << row.name;
+}
 
 class KSTDuplicateLinuxFoldersTest : public ::testing::TestWithParam<FolderCase>
 {

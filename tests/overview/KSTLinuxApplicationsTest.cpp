@@ -18,6 +18,8 @@
 
 #include <gtest/gtest.h>
 
+#include <ostream>
+
 #include <functional>
 #include <map>
 
@@ -75,6 +77,12 @@ struct VariantCase
     std::function<void(KSTFixtureLinux &)> change;
     std::map<QString, quint64> expected; // every application's payload bytes by name
 };
+
+// Failures name the row rather than dumping its bytes.
+void PrintTo(const VariantCase &row, std::ostream *out)
+{
+    *out << row.name;
+}
 
 void addPackaged(KSTFixtureLinux &machine, const QString &package, const QString &fileName,
                  const QString &name, qint64 sizeKiB, const QByteArray &extra = {})

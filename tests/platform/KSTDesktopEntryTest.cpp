@@ -12,6 +12,8 @@
 
 #include <gtest/gtest.h>
 
+#include <ostream>
+
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -25,6 +27,12 @@ struct EntryCase
     const char *expectedName;
     bool shown;
 };
+
+// Failures name the row rather than dumping its bytes.
+void PrintTo(const EntryCase &row, std::ostream *out)
+{
+    *out << row.name;
+}
 
 class KSTDesktopEntryParseTest : public ::testing::TestWithParam<EntryCase>
 {

@@ -6,6 +6,8 @@
 
 #include <gtest/gtest.h>
 
+#include <ostream>
+
 using namespace Qt::StringLiterals;
 using Folder = KSTLinuxPlaces::UserFolder;
 
@@ -35,6 +37,12 @@ struct UserDirsCase
     Folder folder;
     const char *expectedHomeRelative; // nullptr: switched off
 };
+
+// Failures name the row rather than dumping its bytes.
+void PrintTo(const UserDirsCase &row, std::ostream *out)
+{
+    *out << row.name;
+}
 
 class KSTFixtureLinuxUserDirsTest : public ::testing::TestWithParam<UserDirsCase>
 {
