@@ -330,4 +330,72 @@ TEST(KSTLinuxOverviewSnapshotTest, CountsApplicationsAndDistinctPayloads)
     EXPECT_EQ(snapshot->macOSVersionLine, u"Debian GNU/Linux 12 (bookworm)"_s);
 }
 
+// A Linux root describes itself from its own DMI, cpuinfo, hostname and os-release; the host
+// running the program, which knows all about itself, never stands in.
+struct DescriptionCase
+{
+    const char *name;
+    std::function<void(KSTFixtureLinux &)> change;
+    const char *title;
+    const char *version;
+};
+
+void PrintTo(const DescriptionCase &row, std::ostream *out)
+{
+    *out << row.name;
+}
+
+class KSTLinuxMachineDescriptionTest : public ::testing::TestWithParam<DescriptionCase>
+{
+};
+
+TEST_P(KSTLinuxMachineDescriptionTest, TitleAndVersionComeFromTheRoot)
+{
+    const DescriptionCase &row = GetParam();
+    KSTFixtureLinux machine;
+    machine.setDmi(u"Dell Inc."_s, u"XPS 13 9320"_s);
+    machine.writeCpuInfo(u"12th Gen Intel(R) Core(TM) i7-1260P"_s);
+    machine.writeFile(u"etc/hostname"_s, "alice-xps\n");
+    row.change(machine);
+    machine.activate();
+    KSTScopedFakeHost host;
+    host->with([](KSTFakeHostInfo::Figures &f) {
+        f.hardwareModel = u"Host Model"_s;
+        f.cpuBrandString = u"Host CPU"_s;
+        f.computerName = u"host-box"_s;
+        f.operatingSystemVersion = {13, 0, 0, u"Host OS 13"_s};
+    });
+    EXPECT_EQ(KSTOverviewEngine::machineTitle(), QString::fromUtf8(row.title));
+    EXPECT_EQ(KSTOverviewEngine::macOSVersionLine(), QString::fromUtf8(row.version));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Rows, KSTLinuxMachineDescriptionTest,
+    ::testing::Values(
+        DescriptionCase{"Everything", [](KSTFixtureLinux &) {},
+                        "XPS 13 9320 · 12th Gen Intel(R) Core(TM) i7-1260P",
+                        "Debian GNU/Linux 12 (bookworm)"},
+        DescriptionCase{
+            "NoDmiTakesTheHostName",
+            [](KSTFixtureLinux &m) { QFile::remove(m.path(u"sys/class/dmi/id/product_name"_s)); },
+            "alice-xps · 12th Gen Intel(R) Core(TM) i7-1260P", "Debian GNU/Linux 12 (bookworm)"},
+        DescriptionCase{"FirmwarePlaceholderIsNoModel",
+                        [](KSTFixtureLinux &m) {
+                            m.setDmi(u"System manufacturer"_s, u"System Product Name"_s);
+                            QFile::remove(m.path(u"proc/cpuinfo"_s));
+                        },
+                        "alice-xps", "Debian GNU/Linux 12 (bookworm)"},
+        DescriptionCase{"VendorOsRelease",
+                        [](KSTFixtureLinux &m) {
+                            QFile::remove(m.path(u"etc/os-release"_s));
+                            m.writeFile(u"usr/lib/os-release"_s,
+                                        "NAME=\"Ubuntu\"\nVERSION_ID=\"24.04\"\n"
+                                        "PRETTY_NAME=\"Ubuntu 24.04.1 LTS\"\n");
+                        },
+                        "XPS 13 9320 · 12th Gen Intel(R) Core(TM) i7-1260P", "Ubuntu 24.04.1 LTS"},
+        DescriptionCase{"NoVersionAtAll",
+                        [](KSTFixtureLinux &m) { QFile::remove(m.path(u"etc/os-release"_s)); },
+                        "XPS 13 9320 · 12th Gen Intel(R) Core(TM) i7-1260P", ""}),
+    [](const auto &info) { return std::string(info.param.name); });
+
 } // namespace
