@@ -2,7 +2,9 @@
 
 #include "KSTDuplicateComparison.h"
 #include "KSTDuplicateLocations.h"
+#include "KSTEnvironment.h"
 #include "KSTFormatting.h"
+#include "KSTLinuxPlaces.h"
 #include "KSTPermissionChecker.h"
 #include "KSTSystemInfo.h"
 
@@ -70,16 +72,35 @@ void KSTDuplicateEngine::install(KSTSystemInfo &systemInfo)
 
 QStringList KSTDuplicateEngine::defaultDuplicateScanPaths()
 {
+    bool switchedOff = false;
+    QStringList paths =
+        existingUserFolders(KSTDuplicateLocations::defaultScanFolders, &switchedOff);
+    if (paths.isEmpty() && !switchedOff)
+        paths << Checker::accessibleUserHomeDirectoryPath();
+    return paths;
+}
+
+QStringList KSTDuplicateEngine::existingUserFolders(const QStringList &folders, bool *switchedOff)
+{
+    if (switchedOff)
+        *switchedOff = false;
+    const KSTEnvironment environment = KSTEnvironment::current();
     const QString home = Checker::accessibleUserHomeDirectoryPath();
     QStringList paths;
-    for (const QString &folder : KSTDuplicateLocations::defaultScanFolders) {
-        const QString path = home + QLatin1Char('/') + folder;
+    for (const QString &folder : folders) {
+        QString path = home + QLatin1Char('/') + folder;
+        if (environment.layout() == KSTLayout::Linux) {
+            const auto role = KSTDuplicateLocations::linuxRoleOf(folder);
+            // Switched off: nothing, never the home in its place.
+            path = role ? environment.places()->userFolder(*role) : QString();
+            if (role && path.isEmpty() && switchedOff)
+                *switchedOff = true;
+        }
         bool isDirectory = false;
-        if (Checker::accessibleItemExistsAtPath(path, &isDirectory) && isDirectory)
+        if (!path.isEmpty() && Checker::accessibleItemExistsAtPath(path, &isDirectory) &&
+            isDirectory && !paths.contains(path))
             paths << path;
     }
-    if (paths.isEmpty())
-        paths << home;
     return paths;
 }
 

@@ -57,8 +57,17 @@ public:
     static constexpr quint64 BatchBytes = 128ull * 1024 * 1024;
 
     /// Pictures and Downloads (in that order) of the accessible home, those that exist as
-    /// folders; the home alone when neither does.
+    /// folders; the home alone when neither does. On a Linux layout they are the user folders
+    /// of those roles (KSTLinuxPlaces), a switched-off one left out; when one is switched off
+    /// the home never stands in for it (the list may then be empty).
     static QStringList defaultDuplicateScanPaths();
+
+    /// The folders named @p folders (home-relative names of the mac layout: "Pictures", …) as
+    /// the analysed machine has them, those that exist as folders, in order: in the
+    /// accessible home, or on a Linux layout the user folders of the same roles (a folder
+    /// without a role, or switched off, is left out; @p switchedOff, when given, says whether
+    /// one was). Absolute paths.
+    static QStringList existingUserFolders(const QStringList &folders, bool *switchedOff = nullptr);
 
     /// The whole scan for G (see above); nothing when G was cancelled. @p progress may be null.
     std::shared_ptr<KSTDuplicateSnapshot>

@@ -16,12 +16,13 @@ QList<KSTDuplicateFolderOption> KSTDuplicateFolderOptions::defaultFolderOptions(
     const QString home = QDir::cleanPath(Checker::accessibleUserHomeDirectoryPath());
     const QStringList defaults = KSTDuplicateEngine::defaultDuplicateScanPaths();
     QList<KSTDuplicateFolderOption> options;
-    for (const QString &folder : KSTDuplicateLocations::offeredScanFolders) {
-        const QString path = home + QLatin1Char('/') + folder;
-        bool isDirectory = false;
-        if (!Checker::accessibleItemExistsAtPath(path, &isDirectory) || !isDirectory)
-            continue;
-        options.append({folder, path, displayPathFor(path), defaults.contains(path), false});
+    for (const QString &path :
+         KSTDuplicateEngine::existingUserFolders(KSTDuplicateLocations::offeredScanFolders)) {
+        // The folder's own name: a Linux home may call its pictures "Bilder".
+        QString name = QFileInfo(path).fileName();
+        if (name.isEmpty())
+            name = path;
+        options.append({name, path, displayPathFor(path), defaults.contains(path), false});
     }
     if (options.isEmpty())
         options.append({QFileInfo(home).fileName(), home, displayPathFor(home), true, false});

@@ -27,7 +27,9 @@ public:
 
     /// Pictures, Downloads, Desktop, Documents and Movies of the accessible home, those that
     /// exist as folders, in that order; the ones defaultDuplicateScanPaths() would scan start
-    /// selected. When none exists: the home folder alone, selected.
+    /// selected. When none exists: the home folder alone, selected. On a Linux layout the
+    /// user folders of those roles, named as they are named on disk
+    /// (KSTDuplicateEngine::existingUserFolders()).
     static QList<KSTDuplicateFolderOption> defaultFolderOptions();
 
     /// @p options with the folder @p path (made absolute and clean) added at the end as a

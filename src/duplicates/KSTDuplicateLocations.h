@@ -1,7 +1,11 @@
 #pragma once
 
+#include "KSTLinuxPlaces.h"
+
 #include <QString>
 #include <QStringList>
+
+#include <optional>
 
 /// Every place the Duplicates engine treats specially, in one table. Paths are relative to
 /// the accessible home folder.
@@ -17,6 +21,25 @@ inline const QStringList offeredScanFolders = {
     QStringLiteral("Pictures"),  QStringLiteral("Downloads"), QStringLiteral("Desktop"),
     QStringLiteral("Documents"), QStringLiteral("Movies"),
 };
+
+/// The role of each offered folder among a Linux desktop's user folders (user-dirs.dirs), which
+/// may have other names ("Bilder") or be switched off.
+inline std::optional<KSTLinuxPlaces::UserFolder> linuxRoleOf(const QString &folder)
+{
+    using Role = KSTLinuxPlaces::UserFolder;
+    static const QList<QPair<QString, Role>> roles = {
+        {QStringLiteral("Pictures"), Role::Pictures},
+        {QStringLiteral("Downloads"), Role::Downloads},
+        {QStringLiteral("Desktop"), Role::Desktop},
+        {QStringLiteral("Documents"), Role::Documents},
+        {QStringLiteral("Movies"), Role::Movies},
+    };
+    for (const auto &[name, role] : roles) {
+        if (name == folder)
+            return role;
+    }
+    return std::nullopt;
+}
 
 /// Hidden under the mac layout although its name has no leading dot: macOS flags the home's
 /// Library folder hidden.

@@ -1,6 +1,7 @@
 #include "KSTApplicationBundleCatalog.h"
 
 #include "KSTEnvironment.h"
+#include "KSTInstalledApplications.h"
 #include "KSTOverviewLocations.h"
 #include "KSTPermissionChecker.h"
 #include "KSTStorageFigures.h"
@@ -202,22 +203,6 @@ qint64 KSTApplicationBundleCatalog::installedApplicationCount() const
 
 QList<KSTAppUsageInfo> KSTApplicationBundleCatalog::topApplicationsBySize(qsizetype limit) const
 {
-    QList<KSTAppUsageInfo> apps;
-    for (const QString &path : applicationBundlePaths()) {
-        KSTAppUsageInfo app;
-        const QString fileName = path.mid(path.lastIndexOf(QLatin1Char('/')) + 1);
-        app.name = fileName.left(fileName.lastIndexOf(QLatin1Char('.')));
-        app.bundlePath = path;
-        // Sizing walks the bundle; it must not make the app look opened today.
-        app.sizeBytes = KSTStorageFigures::directorySizeAtPath(path, true);
-        apps.append(app);
-    }
-    std::stable_sort(apps.begin(), apps.end(),
-                     [](const KSTAppUsageInfo &a, const KSTAppUsageInfo &b) {
-                         if (a.sizeBytes != b.sizeBytes)
-                             return a.sizeBytes > b.sizeBytes;
-                         return a.name < b.name;
-                     });
-    apps.resize(std::clamp<qsizetype>(limit, 0, apps.size()));
-    return apps;
+    return KSTInstalledApplications::largest(
+        KSTInstalledApplications::sizedBundles(applicationBundlePaths()), limit);
 }

@@ -1,8 +1,8 @@
 #include "KSTOverviewEngine.h"
 
-#include "KSTApplicationBundleCatalog.h"
 #include "KSTEnvironment.h"
 #include "KSTFormatting.h"
+#include "KSTInstalledApplications.h"
 #include "KSTLiveMetrics.h"
 #include "KSTOverviewLocations.h"
 #include "KSTOverviewLog.h"
@@ -26,6 +26,15 @@ const QString Separator = QStringLiteral(" · ");
 bool analysesHost()
 {
     return KSTEnvironment::current().isHostRoot();
+}
+
+// Under another root a Linux machine describes itself in its own proc, sys and etc folders.
+std::unique_ptr<KSTHostInfo> analysedLinuxMachine()
+{
+    const KSTEnvironment environment = KSTEnvironment::current();
+    if (environment.isHostRoot() || environment.layout() != KSTLayout::Linux)
+        return nullptr;
+    return KSTHostInfo::linuxMachineUnder(environment.root());
 }
 
 QVariantMap rootPlist(const QString &systemPath)
@@ -52,7 +61,8 @@ std::shared_ptr<KSTSystemSnapshot> KSTOverviewEngine::fetchSnapshot() const
 {
     auto snapshot = std::make_shared<KSTSystemSnapshot>();
     const KSTLiveMetrics live(*m_baselines);
-    const KSTApplicationBundleCatalog catalog(*m_systemInfo);
+    const QList<KSTInstalledApplication> applications =
+        KSTInstalledApplications(*m_systemInfo).list();
 
     snapshot->machineTitle = machineTitle(systemProfilerHardwareReport());
     snapshot->specsLine = specsLine();
@@ -71,10 +81,15 @@ std::shared_ptr<KSTSystemSnapshot> KSTOverviewEngine::fetchSnapshot() const
     snapshot->networkDownloadMBps = 0;
     snapshot->networkUploadMBps = 0;
     snapshot->networkActivityFraction = 0;
+    // Bundles are measured by their folders; a desktop's applications by their payloads.
+    std::optional<quint64> applicationBytes;
+    if (Locations::applicationCatalog(KSTEnvironment::current().layout()) ==
+        Locations::ApplicationCatalog::DesktopEntries)
+        applicationBytes = KSTInstalledApplications::distinctPayloadBytes(applications);
     snapshot->storageCategories = KSTStorageMetrics::storageCategoriesForUsedBytes(
-        snapshot->storageUsedBytes, snapshot->storageTotalBytes);
-    snapshot->topApps = catalog.topApplicationsBySize(TopApplicationCount);
-    snapshot->installedAppCount = catalog.installedApplicationCount();
+        snapshot->storageUsedBytes, snapshot->storageTotalBytes, applicationBytes);
+    snapshot->topApps = KSTInstalledApplications::largest(applications, TopApplicationCount);
+    snapshot->installedAppCount = applications.size();
     return snapshot;
 }
 
@@ -167,6 +182,11 @@ KSTOperatingSystemVersion KSTOverviewEngine::operatingSystemVersion(bool *isMacO
         return KSTHostInfo::current().operatingSystemVersion();
     }
     // Another root: only what the volume records, never the host's version.
+    if (const std::unique_ptr<KSTHostInfo> machine = analysedLinuxMachine()) {
+        if (isMacOS)
+            *isMacOS = false;
+        return machine->operatingSystemVersion();
+    }
     const std::optional<KSTOperatingSystemVersion> recorded =
         operatingSystemVersionFromSystemVersion(rootPlist(Locations::systemVersionPlist));
     if (isMacOS)
@@ -202,6 +222,10 @@ QString KSTOverviewEngine::computerName()
             return name;
         const QString localized = host.localizedHostName();
         return localized.isEmpty() ? QStringLiteral("This Mac") : localized;
+    }
+    if (const std::unique_ptr<KSTHostInfo> machine = analysedLinuxMachine()) {
+        const QString name = machine->computerName().trimmed();
+        return name.isEmpty() ? QStringLiteral("This Mac") : name;
     }
     const QVariantMap preferences = rootPlist(Locations::systemConfigurationPreferences);
     const QString stored = preferences.value(QStringLiteral("System"))
@@ -266,9 +290,12 @@ QString KSTOverviewEngine::systemProfilerValueInOutput(const QByteArray &output,
 
 QString KSTOverviewEngine::sysctlStringForName(const char *name)
 {
-    if (!name || !analysesHost())
+    if (!name)
         return {};
-    KSTHostInfo &host = KSTHostInfo::current();
+    const std::unique_ptr<KSTHostInfo> machine = analysedLinuxMachine();
+    if (!analysesHost() && !machine)
+        return {};
+    KSTHostInfo &host = machine ? *machine : KSTHostInfo::current();
     if (std::strcmp(name, "hw.model") == 0)
         return host.hardwareModel().trimmed();
     if (std::strcmp(name, "machdep.cpu.brand_string") == 0)

@@ -25,7 +25,9 @@ class KSTSystemInfo;
 ///   its System/Library/CoreServices/SystemVersion.plist and the computer name in its
 ///   Library/Preferences/SystemConfiguration/preferences.plist. The host's model, processor
 ///   brand and serial describe another machine there, so they count as unknown and the
-///   fallbacks apply ("This Mac", no serial).
+///   fallbacks apply ("This Mac", no serial). A Linux machine under another root describes
+///   itself instead: the model from its DMI, the processor from its cpuinfo, the version
+///   from its os-release and the name from its etc/hostname (KSTHostInfo::linuxMachineUnder).
 /// - Live figures (processor, memory, network, uptime, battery, processor count) are always
 ///   the running host's: a volume has none.
 ///
@@ -90,7 +92,7 @@ public:
     static QString systemProfilerValueInOutput(const QByteArray &output, const QString &key);
     /// The host's answer to the sysctl names the Overview asks ("hw.model",
     /// "machdep.cpu.brand_string"), trimmed; empty for any other name, when unknown, and
-    /// under another root.
+    /// under another root (a Linux machine's there: its DMI model and cpuinfo processor).
     static QString sysctlStringForName(const char *name);
     /// The platform serial number; empty when unknown and under another root.
     static QString serialNumber();

@@ -1,5 +1,8 @@
 #pragma once
 
+#include "KSTEnvironment.h"
+#include "KSTLinuxPlaces.h"
+
 #include <QString>
 #include <QStringList>
 
@@ -45,5 +48,19 @@ inline const QString systemVersionPlist =
 /// The computer name a Mac volume stores (System → System → ComputerName).
 inline const QString systemConfigurationPreferences =
     QStringLiteral("/Library/Preferences/SystemConfiguration/preferences.plist");
+
+/// The user folders of the storage categories on a Linux desktop (KSTLinuxPlaces).
+inline constexpr KSTLinuxPlaces::UserFolder linuxDocuments = KSTLinuxPlaces::UserFolder::Documents;
+inline constexpr KSTLinuxPlaces::UserFolder linuxMedia[] = {KSTLinuxPlaces::UserFolder::Movies,
+                                                            KSTLinuxPlaces::UserFolder::Pictures};
+
+/// Which catalog lists a layout's applications: bundles in the Applications folders, or the
+/// desktop entries (and AppImages) a Linux menu shows.
+enum class ApplicationCatalog { Bundles, DesktopEntries };
+inline ApplicationCatalog applicationCatalog(KSTLayout layout)
+{
+    return layout == KSTLayout::Mac ? ApplicationCatalog::Bundles
+                                    : ApplicationCatalog::DesktopEntries;
+}
 
 } // namespace KSTOverviewLocations

@@ -1,6 +1,7 @@
 #include "KSTStorageMetrics.h"
 
 #include "KSTEnvironment.h"
+#include "KSTLinuxPlaces.h"
 #include "KSTOverviewLocations.h"
 #include "KSTPermissionChecker.h"
 #include "KSTStorageFigures.h"
@@ -17,6 +18,12 @@ quint64 sizeOfHomeFolders(const QStringList &relativePaths)
     return total;
 }
 
+// A switched-off user folder is empty: it counts nothing, never the home in its place.
+quint64 sizeOfFolder(const QString &path)
+{
+    return path.isEmpty() ? 0 : KSTStorageFigures::directorySizeAtPath(path);
+}
+
 } // namespace
 
 void KSTStorageMetrics::populateStorageMetrics(KSTSystemSnapshot &snapshot)
@@ -29,20 +36,31 @@ void KSTStorageMetrics::populateStorageMetrics(KSTSystemSnapshot &snapshot)
     snapshot.storageUsedFraction = total == 0 ? 0 : double(used) / double(total);
 }
 
-QList<KSTStorageCategory> KSTStorageMetrics::storageCategoriesForUsedBytes(quint64 usedBytes,
-                                                                           quint64 totalBytes)
+QList<KSTStorageCategory>
+KSTStorageMetrics::storageCategoriesForUsedBytes(quint64 usedBytes, quint64 totalBytes,
+                                                 std::optional<quint64> applicationBytes)
 {
     Q_UNUSED(totalBytes)
     namespace Locations = KSTOverviewLocations;
     const KSTEnvironment environment = KSTEnvironment::current();
     quint64 apps = 0;
-    for (const QString &root : Locations::applicationRoots)
-        apps += KSTStorageFigures::directorySizeAtPath(environment.systemPath(root), true);
+    if (applicationBytes) {
+        apps = *applicationBytes;
+    } else {
+        for (const QString &root : Locations::applicationRoots)
+            apps += KSTStorageFigures::directorySizeAtPath(environment.systemPath(root), true);
+    }
 
     quint64 documents = 0;
     quint64 media = 0;
-    if (!Checker::isRunningSandboxed() || Checker::hasHomeFolderAccess()) {
-        apps += sizeOfHomeFolders({Locations::homeApplications});
+    if (environment.layout() == KSTLayout::Linux) {
+        const auto places = environment.places();
+        documents = sizeOfFolder(places->userFolder(Locations::linuxDocuments));
+        for (const KSTLinuxPlaces::UserFolder role : Locations::linuxMedia)
+            media += sizeOfFolder(places->userFolder(role));
+    } else if (!Checker::isRunningSandboxed() || Checker::hasHomeFolderAccess()) {
+        if (!applicationBytes)
+            apps += sizeOfHomeFolders({Locations::homeApplications});
         documents = sizeOfHomeFolders({Locations::homeDocuments});
         media = sizeOfHomeFolders(Locations::homeMedia);
     }

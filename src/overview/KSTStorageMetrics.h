@@ -4,6 +4,8 @@
 
 #include <QList>
 
+#include <optional>
+
 /// The Overview's storage figures: the boot volume's usage and its four categories, measured
 /// with the shared KSTStorageFigures. They hold no state (the machine is the current
 /// KSTEnvironment, access goes through KSTPermissionChecker), so they are class operations;
@@ -22,11 +24,14 @@ public:
     static void populateStorageMetrics(KSTSystemSnapshot &snapshot);
 
     /// The four slices of @p usedBytes, always in this order: "Apps" ("blue": the system
-    /// and home Applications folders), "Media" ("purple": Movies and Pictures; music is not
-    /// counted), "Documents" ("emerald"), "System & Other" ("zinc": the rest of the used
-    /// space, 0 when the measured three exceed it). In a sandbox without the home grant only
-    /// the system Applications folders are measured. @p totalBytes is not used; it is taken
+    /// and home Applications folders, or @p applicationBytes when given), "Media" ("purple":
+    /// Movies and Pictures; music is not counted), "Documents" ("emerald"), "System & Other"
+    /// ("zinc": the rest of the used space, 0 when the measured three exceed it). In a
+    /// sandbox without the home grant only the system Applications folders are measured.
+    /// On a Linux layout the media and documents folders are the user folders of those roles
+    /// (KSTLinuxPlaces; a switched-off one counts 0). @p totalBytes is not used; it is taken
     /// so that callers pass the figures they show together.
-    static QList<KSTStorageCategory> storageCategoriesForUsedBytes(quint64 usedBytes,
-                                                                   quint64 totalBytes);
+    static QList<KSTStorageCategory>
+    storageCategoriesForUsedBytes(quint64 usedBytes, quint64 totalBytes,
+                                  std::optional<quint64> applicationBytes = std::nullopt);
 };

@@ -48,6 +48,17 @@ KSTHostInfo &KSTHostInfo::current()
     return platformHostInfo();
 }
 
+std::unique_ptr<KSTHostInfo> KSTHostInfo::linuxMachineUnder(const QString &root)
+{
+#ifdef Q_OS_MACOS
+    Q_UNUSED(root)
+    return nullptr;
+#else
+    return std::make_unique<KSTLinuxHostInfo>(
+        root + QLatin1String("/proc"), root + QLatin1String("/sys"), root + QLatin1String("/etc"));
+#endif
+}
+
 void KSTHostInfo::setCurrentForTesting(std::shared_ptr<KSTHostInfo> hostInfo)
 {
     CurrentHostInfo &store = currentHostInfoStore();

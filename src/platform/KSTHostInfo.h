@@ -69,6 +69,11 @@ public:
     static KSTHostInfo &current();
     /// Installs @p hostInfo as current (nullptr restores the platform's). For tests.
     static void setCurrentForTesting(std::shared_ptr<KSTHostInfo> hostInfo);
+    /// The description a Linux machine under @p root (not "/") gives of itself: its
+    /// <root>/proc, <root>/sys and <root>/etc read as the Linux host reads its own. Only the
+    /// recorded figures (model, processor, os-release, host name) mean anything; nothing on a
+    /// host that cannot read such a tree.
+    static std::unique_ptr<KSTHostInfo> linuxMachineUnder(const QString &root);
 
     /// Model identifier ("MacBookPro18,3"; Linux: DMI product name). Empty when unknown.
     virtual QString hardwareModel() = 0;

@@ -1,0 +1,91 @@
+#include "KSTInstalledApplications.h"
+
+#include "KSTApplicationBundleCatalog.h"
+#include "KSTEnvironment.h"
+#include "KSTOverviewLocations.h"
+#include "KSTStorageFigures.h"
+#include "linux/KSTDesktopEntryCatalog.h"
+
+#include <QSet>
+
+#include <algorithm>
+
+namespace Locations = KSTOverviewLocations;
+
+KSTInstalledApplications::KSTInstalledApplications(KSTSystemInfo &systemInfo)
+    : m_systemInfo(&systemInfo)
+{
+}
+
+QList<KSTInstalledApplication> KSTInstalledApplications::list() const
+{
+    const KSTEnvironment environment = KSTEnvironment::current();
+    QList<KSTInstalledApplication> applications;
+    switch (Locations::applicationCatalog(environment.layout())) {
+    case Locations::ApplicationCatalog::Bundles:
+        applications =
+            sizedBundles(KSTApplicationBundleCatalog(*m_systemInfo).applicationBundlePaths());
+        break;
+    case Locations::ApplicationCatalog::DesktopEntries:
+        for (const KSTDesktopApplication &found :
+             KSTDesktopEntryCatalog(environment).applications()) {
+            KSTInstalledApplication application;
+            application.usage.name = found.name;
+            application.usage.bundlePath = found.path;
+            application.usage.sizeBytes = found.payloadBytes;
+            application.payloadKey = found.payloadKey;
+            applications << application;
+        }
+        break;
+    }
+    return applications;
+}
+
+QList<KSTInstalledApplication>
+KSTInstalledApplications::sizedBundles(const QStringList &bundlePaths)
+{
+    QList<KSTInstalledApplication> applications;
+    for (const QString &path : bundlePaths) {
+        KSTInstalledApplication application;
+        const QString fileName = path.mid(path.lastIndexOf(QLatin1Char('/')) + 1);
+        application.usage.name = fileName.left(fileName.lastIndexOf(QLatin1Char('.')));
+        application.usage.bundlePath = path;
+        // Sizing walks the bundle; it must not make the app look opened today.
+        application.usage.sizeBytes = KSTStorageFigures::directorySizeAtPath(path, true);
+        application.payloadKey = path;
+        applications << application;
+    }
+    return applications;
+}
+
+QList<KSTAppUsageInfo>
+KSTInstalledApplications::largest(const QList<KSTInstalledApplication> &applications,
+                                  qsizetype limit)
+{
+    QList<KSTAppUsageInfo> apps;
+    apps.reserve(applications.size());
+    for (const KSTInstalledApplication &application : applications)
+        apps << application.usage;
+    std::stable_sort(apps.begin(), apps.end(),
+                     [](const KSTAppUsageInfo &a, const KSTAppUsageInfo &b) {
+                         if (a.sizeBytes != b.sizeBytes)
+                             return a.sizeBytes > b.sizeBytes;
+                         return a.name < b.name;
+                     });
+    apps.resize(std::clamp<qsizetype>(limit, 0, apps.size()));
+    return apps;
+}
+
+quint64
+KSTInstalledApplications::distinctPayloadBytes(const QList<KSTInstalledApplication> &applications)
+{
+    QSet<QString> counted;
+    quint64 total = 0;
+    for (const KSTInstalledApplication &application : applications) {
+        if (counted.contains(application.payloadKey))
+            continue;
+        counted.insert(application.payloadKey);
+        total += application.usage.sizeBytes;
+    }
+    return total;
+}
