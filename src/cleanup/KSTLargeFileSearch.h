@@ -14,9 +14,11 @@
 class KSTSystemInfo;
 
 /// The Large Files of a clean-up scan: files of at least a threshold size in the analysed
-/// user's folder, outside its Library.
+/// user's folder, outside its Library (and the Trash). Under the linux layout the search
+/// leaves out the hidden folders directly in the home (the XDG homes, the Trash, Flatpak's
+/// ~/.var), ~/snap and every folder it cannot read, as KSTCleanUpLocations::table() says.
 ///
-/// Outside a sandbox the search is delegated to find(1), run as <root>/usr/bin/find with ten
+/// Outside a sandbox the search is delegated to find(1), run as <root>/usr/bin/find with
 /// fixed arguments (findArgumentsForThreshold()); its output is used only when it exits with
 /// status 0, so a find that met an unreadable folder (status 1) yields nothing at all. In a
 /// sandbox seven home subfolders are walked instead (hidden entries skipped, no link
@@ -59,11 +61,16 @@ public:
                                                       const QString &directoryURL,
                                                       quint64 generation) const;
 
-    /// The ten arguments: user folder, "-path", its Library, "-prune", "-o", "-type", "f",
-    /// "-size", "+<N>M" with N = threshold / 1 MiB (at least 1), "-print0". The user folder is
-    /// /Users/<login> under the root with the mac layout (where a Mac volume keeps it,
-    /// whatever home was given), the environment's home with the linux layout.
+    /// With the mac layout ten arguments: user folder, "-path", its Library, "-prune", "-o",
+    /// "-type", "f", "-size", "+<N>M" with N = threshold / 1 MiB (at least 1), "-print0". The
+    /// user folder is /Users/<login> under the root with the mac layout (where a Mac volume
+    /// keeps it, whatever home was given), the environment's home with the linux layout, where
+    /// the prune is "-type d ( -path <home>/.* -o -path <home>/snap -o ! -readable ) -prune -o"
+    /// (the home's path escaped for find's patterns, findPatternEscaped()).
     static QStringList findArgumentsForThreshold(quint64 threshold);
+    /// @p path with find's pattern characters ("*", "?", "[", "\") escaped by a backslash,
+    /// so that -path matches it literally.
+    static QString findPatternEscaped(const QString &path);
     /// find's output as paths: NUL-separated names decoded losslessly (KSTFileName), nothing
     /// trimmed, empty ones dropped; stops (with what it has) when @p isCancelled answers true.
     static QStringList pathsFromFindOutput(const QByteArray &output,
