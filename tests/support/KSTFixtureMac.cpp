@@ -1,14 +1,11 @@
 #include "KSTFixtureMac.h"
 
-#include "KSTTrash.h"
-
 #include "KSTPropertyList.h"
 #include "KSTTestSupport.h"
 
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QRegularExpression>
 #include <QtEndian>
 
 #include <sqlite3.h>
@@ -17,13 +14,6 @@
 namespace {
 
 using KSTTestSupport::readFile;
-
-QString shellQuote(const QString &text)
-{
-    QString quoted = text;
-    quoted.replace(QLatin1Char('\''), QLatin1String("'\\''"));
-    return QLatin1Char('\'') + quoted + QLatin1Char('\'');
-}
 
 // The CREATE TABLE text real Macs store, from the recorded schema file.
 QString accessTableSchema(KSTFixtureMac::PrivacySchema schema)
@@ -87,9 +77,9 @@ Slice sliceFor(const QString &architecture)
 } // namespace
 
 KSTFixtureMac::KSTFixtureMac(const QString &login)
-    : m_login(login), m_root(std::make_unique<QTemporaryDir>())
+    : KSTFixtureMachine(login, QStringLiteral("Users"), KSTLayout::Mac, getuid())
 {
-    if (!m_root->isValid())
+    if (!isValid())
         return;
     for (const char *folder :
          {"Applications", "System/Applications", "Library/LaunchAgents", "Library/LaunchDaemons",
@@ -98,62 +88,6 @@ KSTFixtureMac::KSTFixtureMac(const QString &login)
         makeDirectory(QLatin1String(folder));
     addUser(login);
     setSystemVersion(QStringLiteral("14.5"));
-}
-
-KSTFixtureMac::~KSTFixtureMac()
-{
-    // QTemporaryDir cannot remove names that are not UTF-8 (hostile homes hold some), nor
-    // entries a test left read-only; remove the machine by its bytes first.
-    if (m_root && m_root->autoRemove() && m_root->isValid())
-        KSTTrash::removePermanently(m_root->path());
-}
-
-QString KSTFixtureMac::keep()
-{
-    m_root->setAutoRemove(false);
-    return root();
-}
-
-bool KSTFixtureMac::isValid() const
-{
-    return m_root && m_root->isValid();
-}
-
-QString KSTFixtureMac::root() const
-{
-    return QDir::cleanPath(m_root->path());
-}
-
-QString KSTFixtureMac::home() const
-{
-    return root() + QLatin1String("/Users/") + m_login;
-}
-
-QString KSTFixtureMac::path(const QString &rootRelative) const
-{
-    return rootRelative.isEmpty() ? root() : root() + QLatin1Char('/') + rootRelative;
-}
-
-QString KSTFixtureMac::homePath(const QString &homeRelative) const
-{
-    return homeRelative.isEmpty() ? home() : home() + QLatin1Char('/') + homeRelative;
-}
-
-KSTEnvironment KSTFixtureMac::environment() const
-{
-    KSTEnvironment environment;
-    environment.setRoot(root());
-    environment.setHome(home());
-    environment.setLoginName(m_login);
-    environment.setUserId(getuid());
-    environment.setLayout(KSTLayout::Mac);
-    return environment;
-}
-
-void KSTFixtureMac::activate()
-{
-    m_activation.reset();
-    m_activation = std::make_unique<KSTScopedEnvironment>(environment());
 }
 
 QString KSTFixtureMac::addUser(const QString &login)
@@ -167,51 +101,6 @@ QString KSTFixtureMac::addUser(const QString &login)
     return userHome;
 }
 
-QString KSTFixtureMac::makeDirectory(const QString &rootRelative)
-{
-    const QString absolute = path(rootRelative);
-    QDir().mkpath(absolute);
-    return absolute;
-}
-
-QString KSTFixtureMac::makeHomeDirectory(const QString &homeRelative)
-{
-    const QString absolute = homePath(homeRelative);
-    QDir().mkpath(absolute);
-    return absolute;
-}
-
-bool KSTFixtureMac::setModified(const QString &absolutePath, const QDateTime &modified)
-{
-    return KSTTestSupport::setModificationTime(absolutePath, modified.toSecsSinceEpoch());
-}
-
-QString KSTFixtureMac::writeFile(const QString &rootRelative, const QByteArray &contents,
-                                 const QDateTime &modified)
-{
-    const QString absolute = path(rootRelative);
-    KSTTestSupport::writeFile(absolute, contents);
-    if (modified.isValid())
-        setModified(absolute, modified);
-    return absolute;
-}
-
-QString KSTFixtureMac::writeHomeFile(const QString &homeRelative, const QByteArray &contents,
-                                     const QDateTime &modified)
-{
-    return writeFile(QLatin1String("Users/") + m_login + QLatin1Char('/') + homeRelative, contents,
-                     modified);
-}
-
-QString KSTFixtureMac::writeSizedHomeFile(const QString &homeRelative, qint64 bytes,
-                                          const QDateTime &modified)
-{
-    QByteArray contents(bytes, '\0');
-    for (qint64 index = 0; index < bytes; index += 4096)
-        contents[index] = static_cast<char>('a' + index / 4096 % 26);
-    return writeHomeFile(homeRelative, contents, modified);
-}
-
 QString KSTFixtureMac::writePlist(const QString &rootRelative, const QVariant &value,
                                   PlistFormat format)
 {
@@ -222,16 +111,8 @@ QString KSTFixtureMac::writePlist(const QString &rootRelative, const QVariant &v
 QString KSTFixtureMac::writeHomePlist(const QString &homeRelative, const QVariant &value,
                                       PlistFormat format)
 {
-    return writePlist(QLatin1String("Users/") + m_login + QLatin1Char('/') + homeRelative, value,
+    return writePlist(QLatin1String("Users/") + login() + QLatin1Char('/') + homeRelative, value,
                       format);
-}
-
-QString KSTFixtureMac::makeSymlink(const QString &rootRelative, const QString &target)
-{
-    const QString absolute = path(rootRelative);
-    QDir().mkpath(QFileInfo(absolute).absolutePath());
-    QFile::link(target, absolute);
-    return absolute;
 }
 
 void KSTFixtureMac::setSystemVersion(const QString &productVersion, const QString &productName,
@@ -343,55 +224,10 @@ QString KSTFixtureMac::writeCorruptPrivacyDatabase()
                          QByteArray("this is not an SQLite database, just text\n").repeated(64));
 }
 
-QString KSTFixtureMac::addToolScript(const QString &toolPath, const QByteArray &shellBody)
-{
-    const QString absolute = root() + toolPath;
-    // A tool linked from the host (linkHostTool) is replaced, never written through: tests
-    // run as root here, and writing would overwrite the host's own tool.
-    QFile::remove(absolute);
-    const QByteArray script = "#!/bin/sh\nprintf '%s\\n' \"$*\" >> " +
-                              QFile::encodeName(shellQuote(absolute + QLatin1String(".calls"))) +
-                              "\n" + shellBody;
-    KSTTestSupport::writeFile(absolute, script);
-    QFile::setPermissions(absolute, QFile::permissions(absolute) | QFile::ExeOwner |
-                                        QFile::ExeGroup | QFile::ExeOther);
-    return absolute;
-}
-
-QString KSTFixtureMac::addTool(const QString &toolPath, const QByteArray &standardOutput,
-                               int exitCode, const QByteArray &standardError)
-{
-    const QString absolute = root() + toolPath;
-    KSTTestSupport::writeFile(absolute + QLatin1String(".stdout"), standardOutput);
-    KSTTestSupport::writeFile(absolute + QLatin1String(".stderr"), standardError);
-    const QByteArray body =
-        "cat " + QFile::encodeName(shellQuote(absolute + QLatin1String(".stdout"))) + "\ncat " +
-        QFile::encodeName(shellQuote(absolute + QLatin1String(".stderr"))) + " >&2\nexit " +
-        QByteArray::number(exitCode) + "\n";
-    return addToolScript(toolPath, body);
-}
-
 QString KSTFixtureMac::addRecordedTool(const QString &toolPath, const QString &recordedName,
                                        int exitCode)
 {
     return addTool(toolPath, readFile(KSTTestSupport::recordedMacFile(recordedName)), exitCode);
-}
-
-QString KSTFixtureMac::linkHostTool(const QString &toolPath)
-{
-    const QString absolute = root() + toolPath;
-    QDir().mkpath(QFileInfo(absolute).absolutePath());
-    QFile::link(toolPath, absolute);
-    return absolute;
-}
-
-QStringList KSTFixtureMac::toolCalls(const QString &toolPath) const
-{
-    const QString log = QString::fromUtf8(readFile(root() + toolPath + QLatin1String(".calls")));
-    QStringList calls = log.split(QLatin1Char('\n'));
-    if (!calls.isEmpty() && calls.last().isEmpty())
-        calls.removeLast();
-    return calls;
 }
 
 QByteArray KSTFixtureMac::machOExecutable(const QStringList &architectures)

@@ -1,17 +1,14 @@
 #pragma once
 
-#include "KSTEnvironment.h"
+#include "KSTFixtureMachine.h"
 
 #include <QByteArray>
 #include <QDateTime>
 #include <QList>
 #include <QString>
 #include <QStringList>
-#include <QTemporaryDir>
 #include <QVariant>
 #include <QVariantMap>
-
-#include <memory>
 
 /// A whole Mac under a temporary root, so engines are tested against a machine rather than
 /// against mocks: a user with a home and its Library folders, the system folders, an
@@ -22,7 +19,7 @@
 /// ("Applications", "Library/LaunchDaemons") or "home-relative" to the user's home
 /// ("Library/Caches/com.example"). Every builder returns the absolute path it wrote.
 /// activate() makes the machine the current KSTEnvironment until the fixture is destroyed.
-class KSTFixtureMac
+class KSTFixtureMac : public KSTFixtureMachine
 {
 public:
     enum class PlistFormat { Xml, Binary };
@@ -72,47 +69,15 @@ public:
 
     /// Builds a Mac (macOS 14.5) with one user @p login.
     explicit KSTFixtureMac(const QString &login = QStringLiteral("alice"));
-    ~KSTFixtureMac();
-    KSTFixtureMac(const KSTFixtureMac &) = delete;
-    KSTFixtureMac &operator=(const KSTFixtureMac &) = delete;
-
-    bool isValid() const;
-    QString root() const;
-    QString home() const;
-    QString login() const { return m_login; }
-    QString path(const QString &rootRelative) const;
-    QString homePath(const QString &homeRelative) const;
-
-    /// The environment of this machine (root, user, home, mac layout).
-    KSTEnvironment environment() const;
-    /// Makes environment() current until the fixture is destroyed.
-    void activate();
-
-    /// Leaves the machine on disk when the fixture is destroyed (for tools that build one
-    /// for a person to look at); returns its root.
-    QString keep();
 
     /// Adds another user folder under Users; returns its home.
     QString addUser(const QString &login);
 
     // ---- Files ----
-    QString makeDirectory(const QString &rootRelative);
-    QString makeHomeDirectory(const QString &homeRelative);
-    QString writeFile(const QString &rootRelative, const QByteArray &contents,
-                      const QDateTime &modified = {});
-    QString writeHomeFile(const QString &homeRelative, const QByteArray &contents,
-                          const QDateTime &modified = {});
-    /// A home file of exactly @p bytes (real data, not sparse, so it occupies blocks).
-    QString writeSizedHomeFile(const QString &homeRelative, qint64 bytes,
-                               const QDateTime &modified = {});
     QString writePlist(const QString &rootRelative, const QVariant &value,
                        PlistFormat format = PlistFormat::Xml);
     QString writeHomePlist(const QString &homeRelative, const QVariant &value,
                            PlistFormat format = PlistFormat::Xml);
-    /// A symbolic link at @p rootRelative pointing at @p target (as given).
-    QString makeSymlink(const QString &rootRelative, const QString &target);
-    /// Sets the modification time of an absolute path, without following a link.
-    static bool setModified(const QString &absolutePath, const QDateTime &modified);
 
     /// System/Library/CoreServices/SystemVersion.plist.
     void setSystemVersion(const QString &productVersion,
@@ -134,26 +99,9 @@ public:
     QString writeCorruptPrivacyDatabase();
 
     // ---- Command-line tools ----
-    /// An executable script at <root><toolPath> that prints @p standardOutput (and
-    /// @p standardError) and exits with @p exitCode. Each call's arguments are logged, one
-    /// line per call, for toolCalls().
-    QString addTool(const QString &toolPath, const QByteArray &standardOutput, int exitCode = 0,
-                    const QByteArray &standardError = {});
-    /// The same with a recorded output from tests/data/macos.
+    /// addTool() with a recorded output from tests/data/macos.
     QString addRecordedTool(const QString &toolPath, const QString &recordedName, int exitCode = 0);
-    /// An executable /bin/sh script with the given body (after the logging line). Replaces
-    /// whatever is at the path, a linked host tool included (the link, not the host's tool).
-    QString addToolScript(const QString &toolPath, const QByteArray &shellBody);
-    /// Links the host's tool into the root (for helpers such as /usr/bin/wc in a pipeline).
-    QString linkHostTool(const QString &toolPath);
-    /// Arguments of each call of a tool added above, joined with single spaces.
-    QStringList toolCalls(const QString &toolPath) const;
 
     /// Real bytes of a Mach-O executable with these slices (thin for one, universal for more).
     static QByteArray machOExecutable(const QStringList &architectures);
-
-private:
-    QString m_login;
-    std::unique_ptr<QTemporaryDir> m_root;
-    std::unique_ptr<KSTScopedEnvironment> m_activation;
 };

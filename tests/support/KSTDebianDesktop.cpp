@@ -1,0 +1,154 @@
+#include "KSTDebianDesktop.h"
+
+#include "KSTFixtureLinux.h"
+
+#include <QDateTime>
+
+using Place = KSTFixtureLinux::EntryPlace;
+
+namespace {
+
+constexpr qint64 MiB = 1024 * 1024;
+
+struct Package
+{
+    const char *package;
+    const char *entry;
+    const char *name;
+    qint64 installedSizeKiB;
+    const char *tryExec; // nullptr: none
+};
+
+// Installed-Size figures of Debian 12's amd64 packages, rounded.
+constexpr Package packages[] = {
+    {"firefox-esr", "firefox-esr.desktop", "Firefox ESR", 258312, nullptr},
+    {"nautilus", "org.gnome.Nautilus.desktop", "Files", 14120, "nautilus"},
+    {"gnome-text-editor", "org.gnome.TextEditor.desktop", "Text Editor", 5632, "gnome-text-editor"},
+    {"libreoffice-writer", "libreoffice-writer.desktop", "LibreOffice Writer", 31004, nullptr},
+    {"libreoffice-calc", "libreoffice-calc.desktop", "LibreOffice Calc", 36288, nullptr},
+};
+
+void addPackagedEntry(KSTFixtureLinux &machine, const char *package, const char *fileName,
+                      KSTFixtureLinux::DesktopEntry entry, qint64 installedSizeKiB)
+{
+    entry.fileName = QLatin1String(fileName);
+    entry.place = Place::System;
+    machine.addDesktopEntry(entry);
+    machine.addDebPackage({QLatin1String(package),
+                           QStringLiteral("1.0-1"),
+                           installedSizeKiB,
+                           QStringLiteral("amd64"),
+                           {QLatin1String("/usr/share/applications/") + QLatin1String(fileName),
+                            QLatin1String("/usr/share/doc/") + QLatin1String(package) +
+                                QLatin1String("/copyright")}});
+}
+
+void addUserFiles(KSTFixtureLinux &machine)
+{
+    machine.writeSizedHomeFile(QStringLiteral("Documents/Thesis.odt"), 3 * MiB);
+    machine.writeSizedHomeFile(QStringLiteral("Documents/Budget 2026.ods"), 512 * 1024);
+    machine.writeSizedHomeFile(QStringLiteral("Pictures/Holiday/IMG_0001.jpg"), 4 * MiB);
+    machine.writeSizedHomeFile(QStringLiteral("Pictures/Holiday/IMG_0002.jpg"), 3 * MiB);
+    machine.writeSizedHomeFile(QStringLiteral("Videos/Birthday.mp4"), 12 * MiB);
+    machine.writeSizedHomeFile(QStringLiteral("Downloads/debian-12.8.0-amd64-netinst.iso"),
+                               6 * MiB);
+    machine.writeMimeApps("[Default Applications]\n"
+                          "text/plain=org.gnome.TextEditor.desktop\n"
+                          "application/pdf=org.gnome.Evince.desktop\n"
+                          "x-scheme-handler/https=firefox-esr.desktop\n");
+    const QDateTime deleted = QDateTime::currentDateTime().addDays(-3);
+    machine.addTrashItem(QStringLiteral("old notes.txt"), "shopping list\n",
+                         machine.environment().pathRelativeToRoot(
+                             machine.homePath(QStringLiteral("Documents/old notes.txt"))),
+                         deleted);
+    machine.addTrashItem(QStringLiteral("draft.odt"), QByteArray(40 * 1024, 'd'),
+                         machine.environment().pathRelativeToRoot(
+                             machine.homePath(QStringLiteral("Desktop/draft.odt"))),
+                         deleted);
+}
+
+} // namespace
+
+QList<KSTDebianDesktop::VisibleApp> KSTDebianDesktop::populate(KSTFixtureLinux &machine)
+{
+    QList<VisibleApp> visible;
+    machine.setDmi(QStringLiteral("LENOVO"), QStringLiteral("21CB0077GE"));
+    machine.writeCpuInfo(QStringLiteral("12th Gen Intel(R) Core(TM) i7-1260P"));
+    machine.setLocale(QStringLiteral("en_US.UTF-8"));
+    machine.addExecutable(QStringLiteral("usr/bin/flatpak"));
+
+    for (const Package &package : packages) {
+        KSTFixtureLinux::DesktopEntry entry;
+        entry.name = QLatin1String(package.name);
+        entry.exec = QLatin1String(package.package) + QLatin1String(" %U");
+        if (package.tryExec) {
+            entry.tryExec = QLatin1String(package.tryExec);
+            machine.addExecutable(QLatin1String("usr/bin/") + QLatin1String(package.tryExec));
+        }
+        addPackagedEntry(machine, package.package, package.entry, entry, package.installedSizeKiB);
+        visible << VisibleApp{entry.name, package.installedSizeKiB, {}};
+    }
+    // The user's own copy of a packaged entry replaces the system one in the menu.
+    machine.addDesktopEntry({QStringLiteral("firefox-esr.desktop"),
+                             QStringLiteral("Firefox (private)"),
+                             QStringLiteral("firefox-esr --private-window %U"),
+                             {},
+                             QStringLiteral("Application"),
+                             false,
+                             false,
+                             {},
+                             Place::User});
+    visible[0].name = QStringLiteral("Firefox (private)");
+
+    visible << VisibleApp{QStringLiteral("Calculator"), 0,
+                          machine.addFlatpak({QStringLiteral("org.gnome.Calculator"),
+                                              QStringLiteral("Calculator"), false, 3 * MiB})};
+    KSTFixtureLinux::Flatpak vlc{QStringLiteral("org.videolan.VLC"),
+                                 QStringLiteral("VLC media player"), true, 9 * MiB};
+    vlc.commit = QStringLiteral("a0b1c2d3e4f5a6b7c8d9e0f1a2b3c4d5e6f7a8b9c0d1e2f3a4b5c6d7e8f9a0b1");
+    visible << VisibleApp{vlc.name, 0, machine.addFlatpak(vlc)};
+    visible << VisibleApp{
+        QStringLiteral("Visual Studio Code"), 0,
+        machine.addSnap({QStringLiteral("code"), QStringLiteral("code"),
+                         QStringLiteral("Visual Studio Code"), QStringLiteral("176"), 7 * MiB})};
+    visible << VisibleApp{
+        QStringLiteral("Obsidian-1.5.3"), 0,
+        machine.addAppImage(QStringLiteral("Applications/Obsidian-1.5.3.AppImage"), 5 * MiB)};
+    visible << VisibleApp{
+        QStringLiteral("krita-5.2.2-x86_64"), 0,
+        machine.addAppImage(QStringLiteral("Downloads/krita-5.2.2-x86_64.appimage"), 2 * MiB)};
+
+    // Entries a menu does not show.
+    KSTFixtureLinux::DesktopEntry imageMagick;
+    imageMagick.name = QStringLiteral("ImageMagick (color depth=q16)");
+    imageMagick.exec = QStringLiteral("display-im6.q16");
+    addPackagedEntry(machine, "imagemagick-6.q16", "display-im6.q16.desktop", imageMagick, 1024);
+    imageMagick.place = Place::User;
+    imageMagick.fileName = QStringLiteral("display-im6.q16.desktop");
+    imageMagick.hidden = true;
+    machine.addDesktopEntry(imageMagick);
+
+    KSTFixtureLinux::DesktopEntry editor;
+    editor.name = QStringLiteral("Advanced Network Configuration");
+    editor.exec = QStringLiteral("nm-connection-editor");
+    editor.noDisplay = true;
+    addPackagedEntry(machine, "network-manager-gnome", "nm-connection-editor.desktop", editor,
+                     4812);
+    KSTFixtureLinux::DesktopEntry vim;
+    vim.name = QStringLiteral("Vim");
+    vim.exec = QStringLiteral("vim %F");
+    vim.tryExec = QStringLiteral("vim");
+    addPackagedEntry(machine, "vim-runtime", "vim.desktop", vim, 36720);
+    machine.addDesktopEntry({QStringLiteral("debian-reference.desktop"),
+                             QStringLiteral("Debian Reference"),
+                             {},
+                             {},
+                             QStringLiteral("Link"),
+                             false,
+                             false,
+                             "URL=https://www.debian.org/doc/manuals/debian-reference/\n",
+                             Place::System});
+
+    addUserFiles(machine);
+    return visible;
+}

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <QList>
+#include <QString>
+
+class KSTFixtureLinux;
+
+/// A lived-in Debian 12 GNOME desktop on a fixture Linux machine, for tests, screenshots and
+/// trying the program by hand (kst_fixture_linux).
+///
+/// Ten desktop applications are visible: five from Debian packages (one through the user's
+/// own copy of its entry), a system and a user Flatpak, a snap and two AppImages (in
+/// ~/Applications and ~/Downloads). Present but not applications a menu would show: an entry
+/// the user hid with Hidden=true over a system one, a NoDisplay entry, an entry whose TryExec
+/// program is not installed and a Link entry. Beside them: the DMI and processor of a
+/// ThinkPad, the Debian 12 os-release, documents, pictures and videos, mimeapps.list and a
+/// freedesktop Trash with two items.
+namespace KSTDebianDesktop {
+
+/// One visible application and where its size comes from: a package's Installed-Size in
+/// KiB (installedSizeKiB > 0), else the allocated size of payloadPath (a folder or a file).
+struct VisibleApp
+{
+    QString name;
+    qint64 installedSizeKiB = 0;
+    QString payloadPath;
+};
+
+/// Builds the desktop on @p machine and returns its ten visible applications.
+QList<VisibleApp> populate(KSTFixtureLinux &machine);
+
+} // namespace KSTDebianDesktop
