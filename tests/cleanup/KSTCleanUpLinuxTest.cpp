@@ -354,6 +354,25 @@ TEST_F(CleanUpLinuxTest, LargeFilesLeaveOutHiddenHomeFoldersAndSnap)
     EXPECT_EQ(listed, expected);
 }
 
+TEST_F(CleanUpLinuxTest, UnderAnotherRootOnlyTheHomeTrashIsEmptiedThroughItsThreeFolders)
+{
+    // Other file systems' trashes belong to the running machine, never to one under a root.
+    const KSTCleanUpLocations::Table table =
+        KSTCleanUpLocations::tableFor(machine.environment(), machine.home());
+    const QString trash = home(".local/share/Trash");
+    ASSERT_EQ(table.trashPlaces.size(), 1);
+    EXPECT_EQ(table.trashPlaces.first().folder, trash);
+    EXPECT_EQ(table.trashPlaces.first().items, trash + "/files");
+    QStringList emptied;
+    for (const KSTCleanUpLocations::TrashFolder &folder : table.trashEmptied) {
+        emptied << folder.path.mid(trash.size() + 1) + (folder.holdsItems ? " items" : "") +
+                       (folder.recordsFor.isEmpty() ? "" : " records");
+        EXPECT_TRUE(folder.scope.isEmpty()) << folder.path.toStdString();
+    }
+    EXPECT_EQ(emptied, (QStringList{"files items", "info records", "expunged"}));
+    EXPECT_TRUE(table.trashKeptName.isEmpty());
+}
+
 TEST(CleanUpTopDirectoryTrashTest, OnlyThisUsersRealTrashesOnOtherFileSystems)
 {
     QTemporaryDir mounts;
