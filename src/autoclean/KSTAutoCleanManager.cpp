@@ -3,6 +3,7 @@
 // KSTAutoCleanManagerWhitelist.cpp.
 #include "KSTAutoCleanManager.h"
 
+#include "KSTAutoCleanLocations.h"
 #include "KSTAutoCleanLog.h"
 #include "KSTDispatch.h"
 #include "KSTDispatchQueue.h"
@@ -121,7 +122,8 @@ KSTAutoCleanManager::~KSTAutoCleanManager()
 
 void KSTAutoCleanManager::buildDefaultRules()
 {
-    // The middle dot is U+00B7.
+    // The middle dot is U+00B7. Descriptions naming places or programs are the layout's.
+    const KSTAutoCleanLocations::Table places = KSTAutoCleanLocations::table();
     const QList<KSTAutoCleanRuleDefinition> rules = {
         ruleWithType(0, QStringLiteral("arrow.down.circle.fill"),
                      QStringLiteral("Downloads Folder"),
@@ -130,11 +132,9 @@ void KSTAutoCleanManager::buildDefaultRules()
         ruleWithType(1, QStringLiteral("trash.fill"), QStringLiteral("Trash"),
                      QStringLiteral("Empty automatically"), QStringLiteral("Weekly \u00B7 Sunday")),
         ruleWithType(2, QStringLiteral("photo.fill"), QStringLiteral("Screenshots"),
-                     QStringLiteral("Move to ~/Pictures/Screenshots Archive"),
-                     QStringLiteral("Daily")),
+                     places.screenshotsDescription, QStringLiteral("Daily")),
         ruleWithType(3, QStringLiteral("globe"), QStringLiteral("Browser Caches"),
-                     QStringLiteral("Safari \u00B7 Chrome \u00B7 Firefox"),
-                     QStringLiteral("Weekly")),
+                     places.browserCachesDescription, QStringLiteral("Weekly")),
         ruleWithType(4, QStringLiteral("doc.text.fill"), QStringLiteral("Application Logs"),
                      QStringLiteral("Older than 7 days"), QStringLiteral("Daily")),
         ruleWithType(5, QStringLiteral("archivebox.fill"), QStringLiteral("iOS Backups"),

@@ -44,8 +44,12 @@ class KSTRemovalGuard;
 /// Every change posts "KSTAutoCleanStateDidChangeNotification" (object: the manager)
 /// asynchronously on the main thread; run completions also arrive on the main thread.
 ///
-/// Files are reached through KSTPermissionChecker: "~/Downloads" and the other rule locations
-/// are relative to its accessibleUserHomeDirectoryPath(), the current environment's home.
+/// Files are reached through KSTPermissionChecker. The rule locations are the layout's
+/// (KSTAutoCleanLocations): on a Mac "~/Downloads" and the others, relative to its
+/// accessibleUserHomeDirectoryPath(), the current environment's home; on a Linux desktop the
+/// user folders and XDG places (the Downloads user folder, the freedesktop trash's files/ with
+/// each entry's .trashinfo going along, the browsers' caches in ~/.cache and their Flatpak
+/// and snap homes, $XDG_DATA_HOME/xorg). A place the user switched off gives nothing.
 ///
 /// Thread safety: every member may be called from any thread. One mutex guards the switch,
 /// the rules' flags, the totals, the last-run date and the never-touch list; it is held only

@@ -4,6 +4,7 @@
 // failure skips that item silently.
 #include "KSTAutoCleanManager.h"
 
+#include "KSTAutoCleanLocations.h"
 #include "KSTFileName.h"
 #include "KSTNoFollowPath.h"
 #include "KSTPermissionChecker.h"
@@ -23,22 +24,7 @@
 
 namespace {
 
-// Every place the rules read or change, relative to the accessible home.
-namespace Location {
-const QString Downloads = QStringLiteral("~/Downloads");
-const QString Trash = QStringLiteral("~/.Trash");
-const QString ApplicationLogs = QStringLiteral("~/Library/Logs");
-const QString ScreenshotArchive = QStringLiteral("~/Pictures/Screenshots Archive");
-const QStringList ScreenshotSources = {QStringLiteral("~/Desktop"), QStringLiteral("~/Downloads"),
-                                       QStringLiteral("~/Pictures")};
-const QStringList BrowserCaches = {
-    QStringLiteral("~/Library/Caches/com.apple.Safari"),
-    QStringLiteral("~/Library/Caches/Google/Chrome"),
-    QStringLiteral("~/Library/Caches/Firefox"),
-    QStringLiteral("~/Library/Caches/org.mozilla.firefox"),
-};
-const QString IOSBackups = QStringLiteral("~/Library/Application Support/MobileSync/Backup");
-} // namespace Location
+namespace Location = KSTAutoCleanLocations;
 
 using Checker = KSTPermissionChecker;
 
@@ -231,20 +217,27 @@ bool KSTAutoCleanManager::removeFilesInDirectory(const QString &directory, int d
 bool KSTAutoCleanManager::cleanDownloadsOlderThanDays(int days, quint64 *bytesRemoved,
                                                       quint64 *filesRemoved)
 {
-    return removeFilesInDirectory(expandedPath(Location::Downloads), days, bytesRemoved,
-                                  filesRemoved);
+    const QString downloads = Location::table().downloads;
+    if (downloads.isEmpty())
+        return false;
+    return removeFilesInDirectory(expandedPath(downloads), days, bytesRemoved, filesRemoved);
 }
 
 bool KSTAutoCleanManager::cleanApplicationLogsOlderThanDays(int days, quint64 *bytesRemoved,
                                                             quint64 *filesRemoved)
 {
-    return removeFilesInDirectory(expandedPath(Location::ApplicationLogs), days, bytesRemoved,
-                                  filesRemoved);
+    const QString logs = Location::table().applicationLogs;
+    if (logs.isEmpty())
+        return false;
+    return removeFilesInDirectory(expandedPath(logs), days, bytesRemoved, filesRemoved);
 }
 
 bool KSTAutoCleanManager::emptyTrash(quint64 *bytesRemoved, quint64 *filesRemoved)
 {
-    const QString trash = expandedPath(Location::Trash);
+    const Location::Table table = Location::table();
+    if (table.trash.isEmpty())
+        return false;
+    const QString trash = expandedPath(table.trash);
     // The listing leaves out hidden entries, so hidden items in the Trash always stay.
     const std::optional<QStringList> names = Checker::directoryContentsAtAccessiblePath(trash);
     if (!names)
@@ -253,8 +246,17 @@ bool KSTAutoCleanManager::emptyTrash(quint64 *bytesRemoved, quint64 *filesRemove
     for (const QString &name : *names) {
         if (name == QLatin1String(".DS_Store"))
             continue;
-        if (removeItemAtPath(childPath(trash, name), bytesRemoved, filesRemoved))
-            removedAny = true;
+        if (!removeItemAtPath(childPath(trash, name), bytesRemoved, filesRemoved))
+            continue;
+        removedAny = true;
+        // An entry's record goes with it (and stays while the entry does); it is bookkeeping,
+        // not a file the user threw away, so it is not counted.
+        if (!table.trashRecords.isEmpty()) {
+            const QString record =
+                childPath(expandedPath(table.trashRecords), name + QStringLiteral(".trashinfo"));
+            if (!isWhitelistedPath(record))
+                removalGuard().removePermanently(record);
+        }
     }
     return removedAny;
 }
@@ -263,14 +265,17 @@ bool KSTAutoCleanManager::archiveScreenshots(quint64 *bytesRemoved, quint64 *fil
 {
     // Moving frees no space, so the bytes counter is deliberately left alone.
     Q_UNUSED(bytesRemoved)
-    const QString archive = expandedPath(Location::ScreenshotArchive);
+    const Location::Table table = Location::table();
+    if (table.screenshotArchive.isEmpty())
+        return false;
+    const QString archive = expandedPath(table.screenshotArchive);
     const QString archiveURL = itemURL(archive, true);
     if (!archiveURL.isEmpty())
         makeFolderBelowHome(archiveURL); // it may exist; a real failure makes the moves fail
     const KSTRemovalGuard guard = removalGuard();
 
     bool movedAny = false;
-    for (const QString &source : Location::ScreenshotSources) {
+    for (const QString &source : table.screenshotSources) {
         const QString folder = expandedPath(source);
         const std::optional<QStringList> names = Checker::directoryContentsAtAccessiblePath(folder);
         if (!names)
@@ -302,7 +307,7 @@ bool KSTAutoCleanManager::archiveScreenshots(quint64 *bytesRemoved, quint64 *fil
 bool KSTAutoCleanManager::cleanBrowserCaches(quint64 *bytesRemoved, quint64 *filesRemoved)
 {
     bool removedAny = false;
-    for (const QString &cache : Location::BrowserCaches) {
+    for (const QString &cache : Location::table().browserCaches) {
         const QString path = expandedPath(cache);
         if (!isWhitelistedPath(path) && removeItemAtPath(path, bytesRemoved, filesRemoved))
             removedAny = true;
@@ -313,7 +318,10 @@ bool KSTAutoCleanManager::cleanBrowserCaches(quint64 *bytesRemoved, quint64 *fil
 bool KSTAutoCleanManager::trimIOSBackupsKeeping(int keep, quint64 *bytesRemoved,
                                                 quint64 *filesRemoved)
 {
-    const QString root = expandedPath(Location::IOSBackups);
+    const QString backupFolder = Location::table().iosBackups;
+    if (backupFolder.isEmpty())
+        return false;
+    const QString root = expandedPath(backupFolder);
     if (!existsAsFolder(root))
         return false;
     const std::optional<QStringList> names = Checker::directoryContentsAtAccessiblePath(root);

@@ -5,6 +5,8 @@
 #include "KSTIOSBackupCatalog.h"
 #include "KSTInstallerPackageSearch.h"
 #include "KSTLargeFileSearch.h"
+#include "KSTLayoutWords.h"
+#include "KSTNoFollowPath.h"
 #include "KSTPermissionChecker.h"
 #include "KSTRemovalGuard.h"
 #include "KSTStorageFigures.h"
@@ -15,6 +17,8 @@
 #include <QDir>
 #include <QFileInfo>
 #include <QSet>
+
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <cstdlib>
@@ -72,11 +76,6 @@ quint64 weight(quint64 bytes)
     return std::max<quint64>(1, bytes / 524288);
 }
 
-QString homePath(const QString &relativePath)
-{
-    return Checker::accessibleUserHomeDirectoryPath() + QLatin1Char('/') + relativePath;
-}
-
 KSTCleanUpItem fixedLocationItem(const QString &label, const QString &path, quint64 bytes)
 {
     return {label, KSTCleanUpEngine::shortenHomePath(path),      path, bytes,
@@ -104,16 +103,17 @@ std::shared_ptr<KSTCleanUpSnapshot>
 KSTCleanUpEngine::fetchCleanUpSnapshotWithGeneration(quint64 generation) const
 {
     quint64 filesAnalyzed = 0;
-    KSTCleanUpCategory systemJunk{SystemJunkType,
-                                  QStringLiteral("System Junks"),
-                                  QStringLiteral("Caches · App Support · Logs · Saved App State · "
-                                                 "Snapshots"),
-                                  {},
-                                  QList<KSTCleanUpItem>(),
-                                  0};
-    KSTCleanUpCategory trashes{
-        TrashesType, QStringLiteral("Trashes"), QStringLiteral("Mac Trash + Failed downloads"),
-        {},          QList<KSTCleanUpItem>(),   0};
+    const Locations::Table table = Locations::table();
+    KSTCleanUpCategory systemJunk{SystemJunkType,           QStringLiteral("System Junks"),
+                                  table.systemJunkSubtitle, {},
+                                  QList<KSTCleanUpItem>(),  0};
+    KSTCleanUpCategory trashes{TrashesType,
+                               QStringLiteral("Trashes"),
+                               KSTLayoutWords::current().trash +
+                                   QStringLiteral(" + Failed downloads"),
+                               {},
+                               QList<KSTCleanUpItem>(),
+                               0};
     KSTCleanUpCategory largeFiles{LargeFilesType,
                                   QStringLiteral("Large Files"),
                                   QStringLiteral("> 50 MB (customizable)"),
@@ -122,8 +122,7 @@ KSTCleanUpEngine::fetchCleanUpSnapshotWithGeneration(quint64 generation) const
                                   0};
     KSTCleanUpCategory removable{RemovableType,
                                  QStringLiteral("Removable Data"),
-                                 QStringLiteral("iOS Backups · Screenshots · Installers · "
-                                                "Downloads"),
+                                 table.removableSubtitle,
                                  {},
                                  std::nullopt,
                                  0};
@@ -150,25 +149,30 @@ KSTCleanUpEngine::fetchCleanUpSnapshotWithGeneration(quint64 generation) const
 bool KSTCleanUpEngine::buildSystemJunk(KSTCleanUpCategory &category, quint64 generation,
                                        quint64 &filesAnalyzed) const
 {
-    const QList<KSTCleanUpItem> caches =
-        thirdPartyCacheItemsUnderCachesRoot(homePath(Locations::caches), generation);
-    const QList<KSTCleanUpItem> support = thirdPartyApplicationSupportItemsUnderRoot(
-        homePath(Locations::applicationSupport), generation);
+    const Locations::Table table = Locations::table();
+    QList<KSTCleanUpItem> caches = thirdPartyCacheItemsUnderCachesRoot(table.caches, generation);
+    caches << applicationFolderItems(table.appCaches, QStringLiteral("Caches"), generation);
+    sortByBytesThenName(caches);
+    QList<KSTCleanUpItem> support =
+        thirdPartyApplicationSupportItemsUnderRoot(table.applicationSupport, generation);
+    support << applicationFolderItems(table.appApplicationSupport,
+                                      QStringLiteral("Application Support"), generation);
+    sortByBytesThenName(support);
     for (const KSTCleanUpItem &item : caches + support)
         filesAnalyzed += weight(item.bytes);
 
     QList<KSTCleanUpItem> fixed;
-    for (const Locations::FixedLocation &location : Locations::systemJunkLocations) {
+    for (const Locations::FixedLocation &location : table.systemJunkLocations) {
         if (isCancelled(generation))
             return false;
-        const QString path = homePath(location.relativePath);
-        const quint64 size = diskUsageAtPath(path);
+        const quint64 size = diskUsageAtPath(location.path);
         if (size == 0)
             continue;
-        fixed << fixedLocationItem(location.label, path, size);
+        fixed << fixedLocationItem(location.label, location.path, size);
         filesAnalyzed += weight(size);
     }
-    if (const quint64 snapshots = localSnapshotBytes(); snapshots != 0) {
+    if (const quint64 snapshots = table.hasLocalSnapshots ? localSnapshotBytes() : 0;
+        snapshots != 0) {
         // Shown and counted, never removed: it has nothing to act on.
         fixed << KSTCleanUpItem{QStringLiteral("Time Machine Snapshots"),
                                 QStringLiteral("/"),
@@ -201,11 +205,12 @@ bool KSTCleanUpEngine::buildTrashes(KSTCleanUpCategory &category, quint64 genera
 
     QList<KSTCleanUpItem> all;
     // A Trash of hidden entries only has no visible entry yet still takes space.
+    const Locations::Table table = Locations::table();
     if (trashBytes != 0 || trashEntries != 0) {
         // Emptied rather than moved: no target of its own.
-        const KSTCleanUpItem trash{QStringLiteral("Mac Trash"),
-                                   Locations::trashDisplayPath,
-                                   homePath(Locations::trash),
+        const KSTCleanUpItem trash{KSTLayoutWords::current().trash,
+                                   table.trashDisplayPath,
+                                   table.trash,
                                    trashBytes,
                                    false,
                                    {}};
@@ -216,9 +221,9 @@ bool KSTCleanUpEngine::buildTrashes(KSTCleanUpCategory &category, quint64 genera
     category.allItems = all;
     if (!failed.isEmpty()) {
         category.items << KSTCleanUpItem{QStringLiteral("Failed downloads"),
-                                         Locations::downloadsDisplayPath,
-                                         homePath(Locations::downloads + QLatin1Char('/') +
-                                                  Locations::failedDownloadsPreviewName),
+                                         table.downloadsDisplayPath,
+                                         table.downloads + QLatin1Char('/') +
+                                             Locations::failedDownloadsPreviewName,
                                          failedBytes,
                                          true,
                                          {}};
@@ -244,19 +249,21 @@ bool KSTCleanUpEngine::buildRemovable(KSTCleanUpCategory &category, quint64 gene
 {
     category.items = KSTIOSBackupCatalog(*m_systemInfo).iosBackupItemsWithGeneration(generation);
     const QList<KSTCleanUpTarget> installers = installerPackageTargetsInDownloads(generation);
-    for (const Locations::FixedLocation &location : Locations::removableLocations) {
+    const Locations::Table table = Locations::table();
+    for (const Locations::FixedLocation &location : table.removableLocations) {
         if (isCancelled(generation))
             return false;
-        const QString path = homePath(location.relativePath);
-        if (location.relativePath == Locations::downloads) {
+        if (location.path == table.downloads) {
             KSTCleanUpItem downloads = downloadsContentsItem(location.label, installers);
             if (downloads.bytes != 0)
                 category.items << downloads;
             continue;
         }
-        const quint64 size = Checker::directorySizeAtAccessibleRelativePath(location.relativePath);
+        const quint64 size = Checker::shouldSkipPrivacyProtectedPath(location.path)
+                                 ? 0
+                                 : Checker::fileSizeAtAccessiblePath(location.path);
         if (size != 0)
-            category.items << fixedLocationItem(location.label, path, size);
+            category.items << fixedLocationItem(location.label, location.path, size);
     }
     // The installer files themselves: the item moves exactly what was found, and the Downloads
     // folder item leaves them to it.
@@ -265,8 +272,8 @@ bool KSTCleanUpEngine::buildRemovable(KSTCleanUpCategory &category, quint64 gene
         installerBytes += target.bytes;
     if (installerBytes != 0) {
         category.items << KSTCleanUpItem{QStringLiteral("Installer Packages"),
-                                         Locations::downloadsDisplayPath,
-                                         homePath(Locations::downloads),
+                                         table.downloadsDisplayPath,
+                                         table.downloads,
                                          installerBytes,
                                          false,
                                          installers};
@@ -282,8 +289,10 @@ KSTCleanUpEngine::downloadsContentsItem(const QString &label,
     // The folder stays; its visible entries go, except the installer files (moved by their own
     // item). An installer inside a sub-folder travels with that folder, so its bytes are taken
     // off the folder's share to count every byte once.
-    const QString folder = homePath(Locations::downloads);
+    const QString folder = Locations::table().downloads;
     KSTCleanUpItem item{label, shortenHomePath(folder), folder, 0, false, {}};
+    if (folder.isEmpty())
+        return item;
     const std::optional<QStringList> names = Checker::directoryContentsAtAccessiblePath(folder);
     if (!names)
         return item;
@@ -319,17 +328,49 @@ QList<KSTCleanUpItem>
 KSTCleanUpEngine::thirdPartyCacheItemsUnderCachesRoot(const QString &cachesRoot,
                                                       quint64 generation) const
 {
-    return thirdPartyLibraryFolderItemsUnderRoot(cachesRoot, QStringLiteral("Caches"),
-                                                 isExcludedAppleCacheFolder, generation);
+    return thirdPartyLibraryFolderItemsUnderRoot(
+        cachesRoot, QStringLiteral("Caches"), Locations::table().isExcludedCacheFolder, generation);
 }
 
 QList<KSTCleanUpItem>
 KSTCleanUpEngine::thirdPartyApplicationSupportItemsUnderRoot(const QString &root,
                                                              quint64 generation) const
 {
-    return thirdPartyLibraryFolderItemsUnderRoot(root, QStringLiteral("Application Support"),
-                                                 isExcludedAppleApplicationSupportFolder,
-                                                 generation);
+    return thirdPartyLibraryFolderItemsUnderRoot(
+        root, QStringLiteral("Application Support"),
+        Locations::table().isExcludedApplicationSupportFolder, generation);
+}
+
+QList<KSTCleanUpItem>
+KSTCleanUpEngine::applicationFolderItems(const QList<KSTCleanUpLocations::AppFolders> &folders,
+                                         const QString &namePrefix, quint64 generation) const
+{
+    QList<KSTCleanUpItem> items;
+    for (const Locations::AppFolders &place : folders) {
+        for (const QString &id : directoryEntriesAtPath(place.containers)) {
+            if (isCancelled(generation))
+                return items;
+            if (id.startsWith(QLatin1Char('.')))
+                continue;
+            const QString path =
+                place.containers + QLatin1Char('/') + id + QLatin1Char('/') + place.inside;
+            // Reached without a link anywhere below the home: an application folder that links
+            // elsewhere is someone's content, not this user's cache.
+            const std::optional<struct stat> status = KSTNoFollowPath::status(path, true);
+            if (!status || !S_ISDIR(status->st_mode))
+                continue;
+            const quint64 size = diskUsageAtPath(path);
+            if (size == 0)
+                continue;
+            items << KSTCleanUpItem{namePrefix + QLatin1String(". ") + id,
+                                    QString(),
+                                    path,
+                                    size,
+                                    true,
+                                    {targetAtPath(path, size)}};
+        }
+    }
+    return items;
 }
 
 QList<KSTCleanUpItem> KSTCleanUpEngine::thirdPartyLibraryFolderItemsUnderRoot(
@@ -385,28 +426,40 @@ bool KSTCleanUpEngine::isExcludedAppleApplicationSupportFolder(const QString &na
 
 quint64 KSTCleanUpEngine::trashItemCountAndBytes(quint64 *bytes)
 {
-    const QString trash = homePath(Locations::trash);
-    const std::optional<QStringList> entries = Checker::directoryContentsAtAccessiblePath(trash);
-    if (bytes) {
-        // The Trash's size counts its hidden entries too (Finder's .DS_Store, trashed dot
-        // files), unlike every other accessible size; the privacy rule still applies.
+    const Locations::Table table = Locations::table();
+    quint64 count = 0;
+    if (bytes)
         *bytes = 0;
-        const QString url = Checker::accessibleURLForPath(trash, true);
+    for (const Locations::TrashPlace &place : table.trashPlaces) {
+        // Hidden entries count where they are items (a trashed dot file); read without a link,
+        // so a trash folder that links elsewhere counts nothing.
+        const std::optional<QStringList> entries =
+            table.trashCountsHiddenEntries
+                ? KSTNoFollowPath::listFolder(place.items, false)
+                : Checker::directoryContentsAtAccessiblePath(place.items);
+        count += entries ? quint64(entries->size()) : 0;
+        if (!bytes)
+            continue;
+        // The Trash's size counts its hidden entries too (Finder's .DS_Store, trashed dot
+        // files, the freedesktop records), unlike every other accessible size; the privacy
+        // rule still applies.
+        const QString url = Checker::accessibleURLForPath(place.folder, true);
         bool isDirectory = false;
         if (!url.isEmpty() && Checker::URLExists(url, &isDirectory) && isDirectory) {
             KSTTreeSize::Options options = Checker::accessibleTreeSizeOptions();
             options.skipHidden = false;
-            *bytes = KSTTreeSize::allocatedBytes(QDir::cleanPath(url), options);
+            *bytes += KSTTreeSize::allocatedBytes(QDir::cleanPath(url), options);
         }
     }
-    return entries ? quint64(entries->size()) : 0;
+    return count;
 }
 
 QList<KSTCleanUpItem> KSTCleanUpEngine::failedDownloadItemsWithGeneration(quint64 generation) const
 {
-    if (Checker::directoryURLInGrantedHomeWithRelativePath(Locations::downloads).isEmpty())
+    const Locations::Table table = Locations::table();
+    const QString folder = table.downloads;
+    if (folder.isEmpty() || Checker::directoryURLForScanRoot(folder).isEmpty())
         return {};
-    const QString folder = homePath(Locations::downloads);
     const std::optional<QStringList> entries = Checker::directoryContentsAtAccessiblePath(folder);
     if (!entries)
         return {};
@@ -418,7 +471,7 @@ QList<KSTCleanUpItem> KSTCleanUpEngine::failedDownloadItemsWithGeneration(quint6
         if (!Checker::accessibleItemExistsAtPath(path))
             continue;
         // "Movie.mp4.download" is one; "file.DOWNLOAD" is not.
-        if (QFileInfo(name).suffix() != Locations::failedDownloadExtension)
+        if (!table.failedDownloadExtensions.contains(QFileInfo(name).suffix()))
             continue;
         const quint64 size = Checker::fileSizeAtAccessiblePath(path);
         items << KSTCleanUpItem{name, shortenHomePath(path),     path, size,
@@ -441,9 +494,13 @@ quint64 KSTCleanUpEngine::installerPackageBytesInDownloads(quint64 generation) c
 QList<KSTCleanUpTarget>
 KSTCleanUpEngine::installerPackageTargetsInDownloads(quint64 generation) const
 {
-    const QString folder = homePath(Locations::downloads);
+    const Locations::Table table = Locations::table();
+    const QString folder = table.downloads;
+    if (folder.isEmpty())
+        return {};
     const QList<KSTInstallerPackageSearch::Found> found = KSTInstallerPackageSearch::findInScope(
-        folder, InstallerPackageResultCap, [this, generation] { return isCancelled(generation); });
+        folder, InstallerPackageResultCap, [this, generation] { return isCancelled(generation); },
+        table.installerExtensions);
     QList<KSTCleanUpTarget> targets;
     for (const KSTInstallerPackageSearch::Found &package : found)
         targets << KSTCleanUpTarget{package.path, KSTRemovalGuard::identityOf(package.path),

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "KSTCleanUpLocations.h"
 #include "KSTCleanUpSnapshot.h"
 #include "KSTInstallerPackageSearch.h"
 
@@ -16,19 +17,25 @@ class KSTSystemInfo;
 /// fixed categories ("System Junks", "Trashes", "Large Files", "Removable Data"), built for
 /// one generation of the scan-service frame and plugged into it with install().
 ///
-/// What each category holds:
+/// What each category holds (the places are the layout's, KSTCleanUpLocations::table(); a
+/// Mac's are named here, a Linux desktop's are their XDG and Flatpak counterparts):
 /// - System Junks: other applications' folders in Library/Caches and Library/Application
-///   Support (one item per folder, Apple's own folders left out by name), the Logs and
-///   Saved Application State folders sized whole, and an estimate for local Time Machine
+///   Support (one item per folder, the system's own folders left out by name; on Linux also
+///   one per Flatpak or snap application), the Logs and Saved Application State folders (on
+///   Linux Logs and Thumbnails) sized whole, and an estimate for local Time Machine
 ///   snapshots. The card shows the largest cache folder, the largest Application Support
 ///   folder and the fixed items; allItems holds every one.
-/// - Trashes: the "Mac Trash" item (~/.Trash, hidden entries counted in its size) and the
-///   failed downloads ("*.download" in Downloads), shown on the card as one summary row.
+/// - Trashes: the Trash item (named from KSTLayoutWords: "Mac Trash" for ~/.Trash; on Linux
+///   the freedesktop trash, its files/ entries counted and the whole folder sized, with the
+///   user's trashes on other file systems at root "/"; hidden entries counted in its size)
+///   and the failed downloads ("*.download" in Downloads), shown on the card as one summary
+///   row.
 /// - Large Files: files of at least 50 MiB outside Library (KSTLargeFileSearch); the card
 ///   shows the four largest.
 /// - Removable Data: iOS device backups, the Screenshots and Downloads folders sized whole,
 ///   and the installer packages and disk images inside Downloads (an amount inside the
-///   folder, carried by the Downloads folder itself as its path). allItems is left unset.
+///   folder, carried by the Downloads folder itself as its path). allItems is left unset. A
+///   switched-off Downloads folder gives no failed downloads, installers or Downloads item.
 ///
 /// Lists of other applications' folders, failed downloads and large files are ordered by
 /// bytes, largest first, equal sizes by name (plain, case-sensitive comparison).
@@ -73,12 +80,12 @@ public:
 
     // ---- Other applications' Library folders ----
 
-    /// Items "Caches. <folder>" for the folders of @p cachesRoot that are not Apple's cache
-    /// folders (isExcludedAppleCacheFolder()).
+    /// Items "Caches. <folder>" for the folders of @p cachesRoot that are not the system's own
+    /// cache folders (the table's exclusion: isExcludedAppleCacheFolder() on a Mac).
     QList<KSTCleanUpItem> thirdPartyCacheItemsUnderCachesRoot(const QString &cachesRoot,
                                                               quint64 generation) const;
-    /// Items "Application Support. <folder>" for the folders of @p root that are not Apple's
-    /// (isExcludedAppleApplicationSupportFolder()).
+    /// Items "Application Support. <folder>" for the folders of @p root that are not the
+    /// system's own (isExcludedAppleApplicationSupportFolder() on a Mac).
     QList<KSTCleanUpItem> thirdPartyApplicationSupportItemsUnderRoot(const QString &root,
                                                                      quint64 generation) const;
     /// One item per folder of @p root (a symbolic link to a folder counts, sized as the link)
@@ -88,6 +95,14 @@ public:
     QList<KSTCleanUpItem> thirdPartyLibraryFolderItemsUnderRoot(
         const QString &root, const QString &namePrefix,
         const std::function<bool(const QString &)> &isExcludedFolderName, quint64 generation) const;
+
+    /// Items "<namePrefix>. <id>" for each folder <containers>/<id>/<inside> of @p folders
+    /// (ids not hidden), reached without following a link below the home and not of size 0;
+    /// the folder is the item's path and target. In the order met; a cancellation returns
+    /// what was found.
+    QList<KSTCleanUpItem>
+    applicationFolderItems(const QList<KSTCleanUpLocations::AppFolders> &folders,
+                           const QString &namePrefix, quint64 generation) const;
 
     /// True for an empty name and for names whose lower-case form contains "com.apple." or
     /// begins with "com.apple" or "apple".
@@ -102,9 +117,12 @@ public:
     // ---- Trashes ----
 
     /// The number of visible entries of ~/.Trash (0 when it cannot be read) and, in
-    /// @p bytes (may be null), its size with hidden entries included.
+    /// @p bytes (may be null), its size with hidden entries included. Under linux: every
+    /// entry of each trash's files/ (read without following a link), and the trash folders'
+    /// whole sizes.
     static quint64 trashItemCountAndBytes(quint64 *bytes);
-    /// The visible entries of Downloads whose extension is exactly "download", each sized
+    /// The visible entries of Downloads whose extension is exactly "download" (linux: "part"
+    /// or "crdownload"), each sized
     /// whole (a download bundle is a folder), zero sizes kept; sorted.
     QList<KSTCleanUpItem> failedDownloadItemsWithGeneration(quint64 generation) const;
 

@@ -18,10 +18,9 @@ using Checker = KSTPermissionChecker;
 
 namespace {
 
-QString macTrashPath()
+QString homeTrashPath()
 {
-    return QDir::cleanPath(Checker::accessibleUserHomeDirectoryPath() + QLatin1Char('/') +
-                           Locations::trash);
+    return QDir::cleanPath(Locations::table().trash);
 }
 
 void recordFailure(KSTCleanUpRemoval::Result &result, const QString &path, const KSTError &error)
@@ -30,6 +29,8 @@ void recordFailure(KSTCleanUpRemoval::Result &result, const QString &path, const
     result.failures << KSTCleanUpRemoval::Failure{path, error.description};
     result.error = error;
 }
+
+const QString TrashInfoExtension = QStringLiteral(".trashinfo");
 
 qsizetype depthOf(const QString &path)
 {
@@ -98,7 +99,7 @@ KSTCleanUpRemoval::removeCleanUpItemsNow(const QList<KSTCleanUpItem> &items)
 
 bool KSTCleanUpRemoval::isMacTrashCleanUpItem(const KSTCleanUpItem &item)
 {
-    return !item.filePath.isEmpty() && QDir::cleanPath(item.filePath) == macTrashPath();
+    return !item.filePath.isEmpty() && QDir::cleanPath(item.filePath) == homeTrashPath();
 }
 
 bool KSTCleanUpRemoval::isFailedDownloadsSummaryItem(const KSTCleanUpItem &item)
@@ -113,44 +114,56 @@ bool KSTCleanUpRemoval::emptyMacTrashBytesRemoved(quint64 *bytes, quint64 *items
 
 bool KSTCleanUpRemoval::emptyMacTrash(quint64 *bytes, quint64 *items, Result *result)
 {
-    const QString trash = macTrashPath();
-    // Listed through the folder itself, never through a link: a ~/.Trash that links
-    // elsewhere (or is a file) lists nothing, so nothing is deleted.
-    const std::optional<QStringList> names = KSTNoFollowPath::listFolder(trash, false);
-    if (!names)
-        return false;
-    const KSTRemovalGuard guard(
-        KSTRemovalGuard::Policy{{}, KSTRemovalGuard::storedNeverTouchPaths()});
+    const Locations::Table table = Locations::table();
+    const QStringList neverTouch = KSTRemovalGuard::storedNeverTouchPaths();
     // Sized as the scan sized the Trash: hidden entries included, a file with several links
     // in the Trash counted once.
     KSTTreeSize::Options options = Checker::accessibleTreeSizeOptions();
     options.skipHidden = false;
     options.seenFiles = std::make_shared<KSTTreeSize::SeenFiles>();
-    // Every entry is sized before any is deleted: deleting one name of a file drops its link
-    // count, and the next name would then count it a second time.
-    QList<QPair<QString, quint64>> entries;
-    for (const QString &name : *names) {
-        // Finder keeps the put-back records of what is still in the Trash there.
-        if (name == Locations::trashFinderInfo)
-            continue;
-        const QString path = trash + QLatin1Char('/') + name;
-        entries << qMakePair(path, KSTTreeSize::allocatedBytesOfItem(path, options));
-    }
     bool deletedAny = false;
-    for (const auto &[path, size] : std::as_const(entries)) {
-        KSTError error;
-        if (!guard.removePermanently(path, std::nullopt, &error)) {
-            // Failures while emptying stay silent in the error; the entry is still listed.
-            qCInfo(lcCleanUp) << "not emptied from the Trash:" << error.description;
-            if (result)
-                result->failures << Failure{path, error.description};
+    for (const Locations::TrashFolder &folder : table.trashEmptied) {
+        // Listed through the folder itself, never through a link: a trash folder that links
+        // elsewhere (or is a file) lists nothing, so nothing is deleted.
+        const std::optional<QStringList> names = KSTNoFollowPath::listFolder(folder.path, false);
+        if (!names)
             continue;
+        const KSTRemovalGuard guard(KSTRemovalGuard::Policy{
+            folder.scope.isEmpty() ? QStringList() : QStringList{folder.scope}, neverTouch});
+        // Every entry is sized before any is deleted: deleting one name of a file drops its
+        // link count, and the next name would then count it a second time.
+        QList<QPair<QString, quint64>> entries;
+        for (const QString &name : *names) {
+            // Finder keeps the put-back records of what is still in the Trash there.
+            if (!table.trashKeptName.isEmpty() && name == table.trashKeptName)
+                continue;
+            // A record stays while the item it describes is still in the Trash.
+            if (!folder.recordsFor.isEmpty()) {
+                if (!name.endsWith(TrashInfoExtension))
+                    continue;
+                const QString item =
+                    folder.recordsFor + QLatin1Char('/') + name.chopped(TrashInfoExtension.size());
+                if (KSTNoFollowPath::status(item))
+                    continue;
+            }
+            const QString path = folder.path + QLatin1Char('/') + name;
+            entries << qMakePair(path, KSTTreeSize::allocatedBytesOfItem(path, options));
         }
-        if (bytes)
-            *bytes += size;
-        if (items)
-            *items += 1;
-        deletedAny = true;
+        for (const auto &[path, size] : std::as_const(entries)) {
+            KSTError error;
+            if (!guard.removePermanently(path, std::nullopt, &error)) {
+                // Failures while emptying stay silent in the error; the entry is still listed.
+                qCInfo(lcCleanUp) << "not emptied from the Trash:" << error.description;
+                if (result && folder.holdsItems)
+                    result->failures << Failure{path, error.description};
+                continue;
+            }
+            if (bytes)
+                *bytes += size;
+            if (items && folder.holdsItems)
+                *items += 1;
+            deletedAny = deletedAny || folder.holdsItems;
+        }
     }
     return deletedAny;
 }

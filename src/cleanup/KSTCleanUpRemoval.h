@@ -13,10 +13,13 @@
 ///
 /// Every entry an item stands for (its targets; the item's own path when it has none) is
 /// moved to the Trash through KSTRemovalGuard (under the mac layout <home>/.Trash, under the
-/// linux layout the freedesktop Trash, from where it can be put back), except for the Mac
-/// Trash item, whose entries are deleted for good (all but Finder's ".DS_Store"). The Mac
-/// Trash item is the item whose path is the analysed home's ".Trash", whatever it is called;
-/// a ~/.Trash that is a link or not a folder is never emptied.
+/// linux layout the freedesktop Trash, from where it can be put back), except for the Trash
+/// item, whose entries are deleted for good (all but Finder's ".DS_Store"). The Trash item is
+/// the item whose path is the analysed home's Trash (~/.Trash; under linux the freedesktop
+/// home trash), whatever it is called; a trash folder that is a link or not a folder is never
+/// emptied. Under linux emptying clears the trash's files/, info/ and expunged/ (and, at root
+/// "/", those of the user's trashes on other file systems) and keeps the folders; a
+/// .trashinfo record goes only once its item has gone, and only files/ entries count.
 ///
 /// The guard leaves an entry in place when it is reached through a link, lies outside the
 /// home, is a protected folder or mount point, is or holds a never-touch entry (the Auto
@@ -65,13 +68,14 @@ public:
     /// The same work on the calling thread (which must not be the main thread of a window).
     static Result removeCleanUpItemsNow(const QList<KSTCleanUpItem> &items);
 
-    /// True when the item's path is the analysed home's ".Trash" folder.
+    /// True when the item's path is the analysed home's Trash folder (KSTCleanUpLocations).
     static bool isMacTrashCleanUpItem(const KSTCleanUpItem &item);
     /// True for the failed-downloads summary row (its path ends with
     /// ".kst-failed-downloads-preview"; the individual downloads are separate items).
     static bool isFailedDownloadsSummaryItem(const KSTCleanUpItem &item);
 
-    /// Deletes every entry of <accessible home>/.Trash except one named exactly ".DS_Store",
+    /// Deletes every entry of <accessible home>/.Trash except one named exactly ".DS_Store"
+    /// (under linux: empties the freedesktop trashes as the class comment says),
     /// through the guard, adding each deleted entry's size to @p bytes and 1 to @p items
     /// (either may be null; they are added to, never reset). True when at least one entry was
     /// deleted. Nothing happens when ~/.Trash is a link or not a folder.

@@ -3,6 +3,7 @@
 #include "KSTCleanUpRemoval.h"
 #include "KSTDispatch.h"
 #include "KSTFormatting.h"
+#include "KSTLayoutWords.h"
 #include "KSTSystemInfo.h"
 
 #include <QDir>
@@ -264,8 +265,8 @@ QString KSTCleanUpSelectionModel::confirmationMessage() const
 QString KSTCleanUpSelectionModel::confirmationInformativeText() const
 {
     return QStringLiteral("%1 selected item(s) will be moved to the Trash or permanently removed "
-                          "from the Mac Trash.")
-        .arg(itemsToRemove().size());
+                          "from the %2.")
+        .arg(QString::number(itemsToRemove().size()), KSTLayoutWords::current().trash);
 }
 
 bool KSTCleanUpSelectionModel::canClean() const

@@ -15,9 +15,10 @@ KSTIOSBackupCatalog::KSTIOSBackupCatalog(KSTSystemInfo &systemInfo) : m_systemIn
 
 QList<KSTCleanUpItem> KSTIOSBackupCatalog::iosBackupItemsWithGeneration(quint64 generation) const
 {
-    const QString folder =
-        Checker::accessibleUserHomeDirectoryPath() + QLatin1Char('/') + Locations::iosBackups;
+    const QString folder = Locations::table().iosBackups;
     QList<KSTCleanUpItem> items;
+    if (folder.isEmpty())
+        return items;
     for (const QString &name : KSTCleanUpEngine::directoryEntriesAtPath(folder)) {
         if (m_systemInfo->isCleanUpScanCancelled(generation))
             break;

@@ -22,8 +22,6 @@ using Checker = KSTPermissionChecker;
 
 namespace {
 
-#ifndef Q_OS_MACOS
-
 QByteArrayList sortedEntryNames(const QByteArray &folder)
 {
     QByteArrayList names;
@@ -42,8 +40,9 @@ QByteArrayList sortedEntryNames(const QByteArray &folder)
 class Walk
 {
 public:
-    Walk(qsizetype maxResults, const std::function<bool()> &isCancelled)
-        : maxResults(maxResults), isCancelled(isCancelled)
+    Walk(qsizetype maxResults, const std::function<bool()> &isCancelled,
+         const QStringList &extensions)
+        : maxResults(maxResults), isCancelled(isCancelled), extensions(extensions)
     {
     }
 
@@ -62,7 +61,7 @@ public:
             if (::lstat(path.constData(), &info) != 0 || S_ISLNK(info.st_mode))
                 continue;
             const bool isFolder = S_ISDIR(info.st_mode);
-            if (KSTInstallerPackageSearch::isInstallerPackageName(KSTFileName::decoded(name))) {
+            if (isResult(KSTFileName::decoded(name))) {
                 ++results;
                 found << KSTInstallerPackageSearch::Found{
                     decoded,
@@ -78,12 +77,42 @@ public:
 private:
     bool isDone() const { return results >= maxResults || (isCancelled && isCancelled()); }
 
+    bool isResult(const QString &name) const
+    {
+        if (extensions.isEmpty())
+            return KSTInstallerPackageSearch::isInstallerPackageName(name);
+        return std::any_of(extensions.cbegin(), extensions.cend(), [&](const QString &extension) {
+            return name.size() > extension.size() + 1 &&
+                   name.endsWith(QLatin1Char('.') + extension, Qt::CaseInsensitive);
+        });
+    }
+
     qsizetype maxResults;
     const std::function<bool()> &isCancelled;
+    const QStringList &extensions;
     qsizetype results = 0;
 };
 
-#else
+QList<KSTInstallerPackageSearch::Found> walkScope(const QString &scopePath, qsizetype maxResults,
+                                                  const std::function<bool()> &isCancelled,
+                                                  const QStringList &extensions)
+{
+    // Where the folder is read: nothing for a protected one (or, in a sandbox, one the home
+    // grant does not reach).
+    const QString folder = QDir::cleanPath(Checker::directoryURLForScanRoot(scopePath));
+    if (folder.isEmpty())
+        return {};
+    Walk walk(maxResults, isCancelled, extensions);
+    // The scope itself must not be reached through a link (a Downloads linking elsewhere).
+    const int scope = KSTNoFollowPath::openFolder(folder);
+    if (scope < 0)
+        return {};
+    ::close(scope);
+    walk.visit(KSTFileName::encoded(folder));
+    return walk.found;
+}
+
+#ifdef Q_OS_MACOS
 
 // Owns one Core Foundation reference.
 class CFReleaser
@@ -143,38 +172,28 @@ bool KSTInstallerPackageSearch::isInstallerPackageName(const QString &name)
 }
 
 quint64 KSTInstallerPackageSearch::totalBytesInScope(const QString &scopePath, qsizetype maxResults,
-                                                     const std::function<bool()> &isCancelled)
+                                                     const std::function<bool()> &isCancelled,
+                                                     const QStringList &extensions)
 {
     quint64 total = 0;
-    for (const Found &package : findInScope(scopePath, maxResults, isCancelled))
+    for (const Found &package : findInScope(scopePath, maxResults, isCancelled, extensions))
         total += package.bytes;
     return total;
 }
 
 QList<KSTInstallerPackageSearch::Found>
 KSTInstallerPackageSearch::findInScope(const QString &scopePath, qsizetype maxResults,
-                                       const std::function<bool()> &isCancelled)
+                                       const std::function<bool()> &isCancelled,
+                                       const QStringList &extensions)
 {
     if (scopePath.isEmpty() || maxResults <= 0)
         return {};
 #ifdef Q_OS_MACOS
-    Q_UNUSED(isCancelled) // a synchronous query cannot be interrupted
-    return mdQueryResults(KSTCleanUpLocations::installerPackageQuery, scopePath, maxResults);
-#else
-    // Where the folder is read: nothing for a protected one (or, in a sandbox, one the home
-    // grant does not reach).
-    const QString folder = QDir::cleanPath(Checker::directoryURLForScanRoot(scopePath));
-    if (folder.isEmpty())
-        return {};
-    Walk walk(maxResults, isCancelled);
-    // The scope itself must not be reached through a link (a Downloads linking elsewhere).
-    const int scope = KSTNoFollowPath::openFolder(folder);
-    if (scope < 0)
-        return {};
-    ::close(scope);
-    walk.visit(KSTFileName::encoded(folder));
-    return walk.found;
+    // Spotlight knows a Mac's installers; other machines' are found by name.
+    if (extensions.isEmpty())
+        return mdQueryResults(KSTCleanUpLocations::installerPackageQuery, scopePath, maxResults);
 #endif
+    return walkScope(scopePath, maxResults, isCancelled, extensions);
 }
 
 #ifdef Q_OS_MACOS

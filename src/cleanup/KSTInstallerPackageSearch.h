@@ -2,11 +2,14 @@
 
 #include <QList>
 #include <QString>
+#include <QStringList>
 
 #include <functional>
 
 /// Installer packages and disk images inside a folder, summed for the clean-up scan's
-/// "Installer Packages" item.
+/// "Installer Packages" item. A machine of another kind names its installers by extension
+/// instead (a Debian package, a Flatpak bundle): given those extensions, the walk below finds
+/// entries ending in "." and one of them (any letter case), on every host.
 ///
 /// On macOS this is the Spotlight query KSTCleanUpLocations::installerPackageQuery (content
 /// type com.apple.installer-package, or a name matching "*.dmg" or "*.pkg") scoped to the
@@ -39,13 +42,16 @@ public:
 
     /// At most @p maxResults results under @p scopePath; none for an empty or unreadable
     /// scope. @p isCancelled (may be empty) is polled by the walk, which then returns what it
-    /// found so far.
+    /// found so far. Non-empty @p extensions (lower case, without the dot) replace the
+    /// installer-package names.
     static QList<Found> findInScope(const QString &scopePath, qsizetype maxResults,
-                                    const std::function<bool()> &isCancelled);
+                                    const std::function<bool()> &isCancelled,
+                                    const QStringList &extensions = {});
 
     /// The summed size of findInScope().
     static quint64 totalBytesInScope(const QString &scopePath, qsizetype maxResults,
-                                     const std::function<bool()> &isCancelled);
+                                     const std::function<bool()> &isCancelled,
+                                     const QStringList &extensions = {});
 
     /// Whether an entry named @p name is a result of the walk.
     static bool isInstallerPackageName(const QString &name);

@@ -113,11 +113,18 @@ std::optional<KSTFileIdentity> KSTLargeFileSearch::acceptedLargeFile(const QStri
     if (home.isEmpty() || !path.startsWith(home + QLatin1Char('/')) ||
         QDir::cleanPath(path) != path)
         return std::nullopt;
-    for (const QString &excluded : {Locations::library, Locations::trash}) {
+    const Locations::Table table = Locations::table();
+    for (const QString &excluded : table.largeFileExcludedFolders) {
         const QString folder = home + QLatin1Char('/') + excluded;
         if (path == folder || path.startsWith(folder + QLatin1Char('/')))
             return std::nullopt;
     }
+    // Whatever lies in a hidden folder directly in the home (the XDG homes, the Trash,
+    // ~/.var) is left to the other categories.
+    if (table.largeFileSkipsHiddenAndUnreadable &&
+        path.mid(home.size() + 1).section(QLatin1Char('/'), 0, 0).startsWith(QLatin1Char('.')) &&
+        path.indexOf(QLatin1Char('/'), home.size() + 1) > 0)
+        return std::nullopt;
     if (Checker::liesInPrivacyProtectedPlace(path))
         return std::nullopt;
     const std::optional<struct stat> status = KSTNoFollowPath::status(path, true);
@@ -136,13 +143,46 @@ QStringList KSTLargeFileSearch::findArguments(const QString &root, const QString
                                               quint64 threshold)
 {
     const quint64 mebibytes = std::max<quint64>(1, threshold / 1048576);
-    return {root, QStringLiteral("-path"), home + QLatin1Char('/') + Locations::library,
-            QStringLiteral("-prune"), QStringLiteral("-o"), QStringLiteral("-type"),
-            QStringLiteral("f"), QStringLiteral("-size"),
-            QLatin1Char('+') + QString::number(mebibytes) + QLatin1Char('M'),
-            // NUL-separated: a name may hold a newline, trailing spaces or bytes that are not
-            // UTF-8, and is acted on by its real bytes.
-            QStringLiteral("-print0")};
+    const Locations::Table table = Locations::table();
+    QStringList arguments = {root};
+    if (table.largeFileSkipsHiddenAndUnreadable) {
+        // Folders only: hidden ones directly in the home, the excluded ones, and any the
+        // search cannot read (find would report those and fail the whole search).
+        const QString escapedHome = findPatternEscaped(home);
+        arguments << QStringLiteral("-type") << QStringLiteral("d") << QStringLiteral("(")
+                  << QStringLiteral("-path") << escapedHome + QStringLiteral("/.*");
+        for (const QString &excluded : table.largeFileExcludedFolders)
+            arguments << QStringLiteral("-o") << QStringLiteral("-path")
+                      << escapedHome + QLatin1Char('/') + findPatternEscaped(excluded);
+        arguments << QStringLiteral("-o") << QStringLiteral("!") << QStringLiteral("-readable")
+                  << QStringLiteral(")") << QStringLiteral("-prune") << QStringLiteral("-o");
+    } else {
+        for (const QString &excluded : table.largeFileExcludedFolders) {
+            // The Trash is left out by the check of each result, not pruned.
+            if (excluded != Locations::library)
+                continue;
+            arguments << QStringLiteral("-path") << home + QLatin1Char('/') + excluded
+                      << QStringLiteral("-prune") << QStringLiteral("-o");
+        }
+    }
+    arguments << QStringLiteral("-type") << QStringLiteral("f") << QStringLiteral("-size")
+              << QLatin1Char('+') + QString::number(mebibytes) + QLatin1Char('M')
+              // NUL-separated: a name may hold a newline, trailing spaces or bytes that are not
+              // UTF-8, and is acted on by its real bytes.
+              << QStringLiteral("-print0");
+    return arguments;
+}
+
+QString KSTLargeFileSearch::findPatternEscaped(const QString &path)
+{
+    QString escaped;
+    for (const QChar character : path) {
+        if (character == QLatin1Char('*') || character == QLatin1Char('?') ||
+            character == QLatin1Char('[') || character == QLatin1Char('\\'))
+            escaped += QLatin1Char('\\');
+        escaped += character;
+    }
+    return escaped;
 }
 
 QStringList KSTLargeFileSearch::pathsFromFindOutput(const QByteArray &output,

@@ -15,11 +15,13 @@
 class KSTSystemInfo;
 
 /// The Large Files of a clean-up scan: files of at least a threshold size in the analysed
-/// user's folder, outside its Library.
+/// user's folder, outside its Library (and the Trash). Under the linux layout the search
+/// leaves out the hidden folders directly in the home (the XDG homes, the Trash, Flatpak's
+/// ~/.var), ~/snap and every folder it cannot read, as KSTCleanUpLocations::table() says.
 ///
 /// Where it searches is the access layer's answer (KSTPermissionChecker::homeSearchScope()):
 /// outside a sandbox the whole user folder, in a sandbox the granted home's fixed subfolders.
-/// Each folder is searched by find(1), run as <root>/usr/bin/find with ten fixed arguments
+/// Each folder is searched by find(1), run as <root>/usr/bin/find with fixed arguments
 /// (findArguments()); its output is used only when it exits with status 0, so a find that met
 /// an unreadable folder (status 1) yields nothing for that folder. Each candidate is then
 /// sized with KSTPermissionChecker::fileSizeAtAccessiblePath() (a file's length, so a sparse
@@ -51,11 +53,17 @@ public:
     /// Candidate paths: find's output for each folder of searchScope(), in order.
     QStringList largeFilePathsOverBytes(quint64 threshold, quint64 generation) const;
 
-    /// The ten arguments for the user folder: findArguments(userFolder(), userFolder(), …).
+    /// The arguments for the user folder: findArguments(userFolder(), userFolder(), …).
     static QStringList findArgumentsForThreshold(quint64 threshold);
-    /// The ten arguments: @p root, "-path", @p home's Library, "-prune", "-o", "-type", "f",
-    /// "-size", "+<N>M" with N = threshold / 1 MiB (at least 1), "-print0".
+    /// With the mac layout ten arguments: @p root, "-path", @p home's Library, "-prune", "-o",
+    /// "-type", "f", "-size", "+<N>M" with N = threshold / 1 MiB (at least 1), "-print0". With
+    /// the linux layout the prune is "-type d ( -path <home>/.* -o -path <home>/snap -o !
+    /// -readable ) -prune -o" (the home's path escaped for find's patterns,
+    /// findPatternEscaped()).
     static QStringList findArguments(const QString &root, const QString &home, quint64 threshold);
+    /// @p path with find's pattern characters ("*", "?", "[", "\") escaped by a backslash,
+    /// so that -path matches it literally.
+    static QString findPatternEscaped(const QString &path);
     /// find's output as paths: NUL-separated names decoded losslessly (KSTFileName), nothing
     /// trimmed, empty ones dropped; stops (with what it has) when @p isCancelled answers true.
     static QStringList pathsFromFindOutput(const QByteArray &output,

@@ -288,10 +288,19 @@ TEST_F(CleanUpScanTest, FindArgumentsFollowTheLayoutAndThreshold)
         if (!c.macLayout)
             layout.emplace(linux);
         const QString user = mac.root() + c.user;
-        EXPECT_EQ(KSTLargeFileSearch::findArgumentsForThreshold(c.threshold),
-                  (QStringList{user, "-path", user + "/Library", "-prune", "-o", "-type", "f",
-                               "-size", c.size, "-print0"}));
+        const QStringList prune = c.macLayout
+                                      ? QStringList{"-path", user + "/Library", "-prune", "-o"}
+                                      : QStringList{"-type",      "d",  "(",         "-path",
+                                                    user + "/.*", "-o", "-path",     user + "/snap",
+                                                    "-o",         "!",  "-readable", ")",
+                                                    "-prune",     "-o"};
+        EXPECT_EQ(
+            KSTLargeFileSearch::findArgumentsForThreshold(c.threshold),
+            (QStringList{user} + prune + QStringList{"-type", "f", "-size", c.size, "-print0"}));
     }
+    // A home whose name holds find's pattern characters is matched literally.
+    EXPECT_EQ(KSTLargeFileSearch::findPatternEscaped("/home/a*b?[c]\\d"),
+              QString("/home/a\\*b\\?\\[c]\\\\d"));
 }
 
 TEST_F(CleanUpScanTest, AFailingToolOrAMalformedPlistContributesNothing)

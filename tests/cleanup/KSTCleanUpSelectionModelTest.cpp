@@ -119,6 +119,7 @@ TEST(CleanUpSelectionTest, SelectionComesFromReviewItemsWithASize)
     // The Mac Trash item is the analysed home's Trash.
     KSTEnvironment alice = KSTEnvironment::current();
     alice.setHome(Home);
+    alice.setLayout(KSTLayout::Mac);
     const KSTScopedEnvironment machine(alice);
     KSTSystemInfo info;
     Model model(info);

@@ -1,6 +1,8 @@
 // `kestrel --root R cleanup` run as the real program against a fixture Mac: the snapshot
 // and a removal compared with golden documents, the readable forms, the question on
 // standard input and the usage errors.
+#include "KSTDebianDesktop.h"
+#include "KSTFixtureLinux.h"
 #include "KSTFixtureMac.h"
 #include "KSTProgramProcess.h"
 #include "KSTTestSupport.h"
@@ -253,6 +255,98 @@ TEST_F(CleanUpCommandTest, UnreadableFoldersContributeNothingAndTheScanGoesOn)
     EXPECT_TRUE(junk.contains("Caches. org.example.tool"));
     // find stopped at Documents/Private with status 1, so its whole answer was dropped.
     EXPECT_EQ(largeFiles, 0);
+}
+
+} // namespace
+
+namespace {
+
+// `kestrel --root R --layout linux cleanup` on the Debian desktop: the XDG and Flatpak places,
+// the freedesktop Trash and the failed downloads listed; emptying the Trash clears its folders.
+class CleanUpLinuxCommandTest : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        ASSERT_TRUE(machine.isValid());
+        KSTDebianDesktop::populate(machine);
+        for (const char *file :
+             {".cache/spotify/Data/blob", ".cache/thumbnails/large/a.png",
+              ".var/app/org.gimp.GIMP/cache/gegl/tile", ".local/share/xorg/Xorg.0.log",
+              ".local/share/Steam/appcache/x", "Downloads/film.mkv.part",
+              "Downloads/setup.crdownload", ".cache/mesa_shader_cache/index"})
+            machine.writeSizedHomeFile(QString::fromLatin1(file), 8192);
+        machine.linkHostTool("/usr/bin/find");
+    }
+
+    KSTProgramRun run(const QStringList &arguments)
+    {
+        return KSTTestSupport::runProgram(
+            QStringLiteral(KESTREL_EXECUTABLE),
+            QStringList{"--root", machine.root(), "--layout", "linux"} + arguments, {});
+    }
+
+    static QStringList itemNames(const QJsonObject &document, const char *type)
+    {
+        QStringList names;
+        for (const QJsonValue &category : document.value("categories").toArray()) {
+            const QJsonObject object = category.toObject();
+            if (object.value("categoryType") != QLatin1String(type))
+                continue;
+            const QJsonArray items = object.value("allItems").isArray()
+                                         ? object.value("allItems").toArray()
+                                         : object.value("items").toArray();
+            for (const QJsonValue &item : items)
+                names << item.toObject().value("name").toString();
+        }
+        names.sort();
+        return names;
+    }
+
+    QStringList trashEntries(const char *folder) const
+    {
+        return QDir(machine.homePath(".local/share/Trash/") + folder)
+            .entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot, QDir::Name);
+    }
+
+    KSTFixtureLinux machine;
+};
+
+TEST_F(CleanUpLinuxCommandTest, ListsTheDesktopsPlacesAndEmptiesTheTrashThroughItsFolders)
+{
+    const KSTProgramRun scan = run({"--json", "cleanup"});
+    ASSERT_EQ(scan.status, 0) << scan.err.toStdString();
+    const QJsonObject document = scan.json().object();
+    EXPECT_EQ(itemNames(document, "systemJunk"),
+              (QStringList{"Application Support. Steam", "Caches. org.gimp.GIMP", "Caches. spotify",
+                           "Logs", "Thumbnails"}));
+    EXPECT_EQ(itemNames(document, "trashes"),
+              (QStringList{"Trash", "film.mkv.part", "setup.crdownload"}));
+    EXPECT_TRUE(itemNames(document, "removable").contains("Downloads folder"));
+    ASSERT_EQ(trashEntries("files"), (QStringList{"draft.odt", "old notes.txt"}));
+
+    // Emptying the Trash alone: its folders stay, empty, and the two items are counted.
+    const QString trash = machine.homePath(".local/share/Trash");
+    const KSTProgramRun empty = run({"--json", "cleanup", "clean", "--yes", "--item", trash});
+    ASSERT_EQ(empty.status, 0) << empty.err.toStdString();
+    EXPECT_EQ(empty.json().object().value("itemsRemoved").toInteger(), 2)
+        << empty.out.toStdString();
+    EXPECT_TRUE(
+        empty.err.contains("will be moved to the Trash or permanently removed from the Trash."))
+        << empty.err.toStdString();
+    for (const char *folder : {"files", "info"}) {
+        EXPECT_TRUE(QFileInfo(trash + "/" + folder).isDir()) << folder;
+        EXPECT_TRUE(trashEntries(folder).isEmpty()) << folder;
+    }
+
+    // The failed downloads go to that Trash, each with its record.
+    const KSTProgramRun clean =
+        run({"--json", "cleanup", "clean", "--yes", "--category", "trashes"});
+    ASSERT_EQ(clean.status, 0) << clean.err.toStdString();
+    EXPECT_EQ(trashEntries("files"), (QStringList{"film.mkv.part", "setup.crdownload"}));
+    EXPECT_EQ(trashEntries("info"),
+              (QStringList{"film.mkv.part.trashinfo", "setup.crdownload.trashinfo"}));
+    EXPECT_FALSE(QFileInfo::exists(machine.homePath("Downloads/film.mkv.part")));
 }
 
 } // namespace

@@ -4,11 +4,14 @@
 // everything outside the home stay byte for byte.
 #include "KSTHostileHome.h"
 #include "KSTFileName.h"
+#include "KSTFixtureLinux.h"
 #include "KSTFixtureMac.h"
 #include "KSTProgramProcess.h"
 #include "KSTTreeListing.h"
 
+#include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -558,6 +561,201 @@ TEST_P(HostileHomeTest, AppsUninstallAndPutBackTouchNothingButTheChosenApp)
     const KSTProgramRun piped = kestrel({"--json", "apps", "show", "com.example.piped"});
     ASSERT_EQ(piped.status, 0) << piped.err.toStdString();
     EXPECT_EQ(piped.json().object().value("architectureLabel").toString(), QStringLiteral("—"));
+}
+
+} // namespace
+
+namespace {
+
+// A Linux desktop whose new places are traps: links out of the home at the XDG caches, in a
+// Flatpak's and a snap's folders, at a browser cache and, in the linked variant, at the Trash's
+// files/, the X logs and the Downloads user folder; never-touch entries inside the caches and
+// the Trash. Clean Up and every Auto Clean rule may change only their own places, and never
+// what lies behind a link.
+enum class LinuxVariant { Ordinary, LinkedPlaces };
+
+class HostileLinuxHomeTest : public ::testing::TestWithParam<LinuxVariant>
+{
+protected:
+    void SetUp() override
+    {
+        ASSERT_TRUE(machine.isValid());
+        ASSERT_TRUE(settings.isValid());
+        const QDateTime old = QDateTime::currentDateTime().addDays(-400);
+        const bool linked = GetParam() == LinuxVariant::LinkedPlaces;
+        // What lies outside the home, behind every link.
+        victim = machine.makeDirectory("srv/victim");
+        for (const char *file :
+             {"srv/victim/precious.txt", "srv/victim/firefox/cache2/blob", "srv/victim/Xorg.0.log",
+              "srv/victim/film.part", "srv/victim/cache/blob"})
+            machine.writeFile(QString::fromLatin1(file), QByteArray(4096, 'v'), old);
+        const auto link = [&](const char *homeRelative, const QString &target) {
+            const QString path = machine.homePath(QString::fromLatin1(homeRelative));
+            QDir().mkpath(QFileInfo(path).path());
+            machine.makeSymlink(machine.environment().pathRelativeToRoot(path).mid(1), target);
+        };
+        for (const char *file : {".cache/spotify/blob", ".var/app/org.gimp.GIMP/cache/tile",
+                                 ".cache/keepme/blob", ".cache/google-chrome/Default/blob",
+                                 "Documents/report.odt", "Pictures/Screenshot 2024.png"})
+            machine.writeSizedHomeFile(QString::fromLatin1(file), 4096, old);
+        link(".cache/escape", victim);
+        link(".var/app/org.linked.App", victim);
+        link(".var/app/org.inner.App/cache", victim);
+        link("snap/chromium/common/.cache", victim);
+        link(".cache/mozilla/firefox", victim + "/firefox");
+        link(".var/app/org.chromium.Chromium", victim);
+        if (linked) {
+            link(".local/share/xorg", victim);
+            machine.makeHomeDirectory(".local/share/Trash/info");
+            link(".local/share/Trash/files", victim);
+            machine.writeHomeFile(".local/share/Trash/info/precious.txt.trashinfo",
+                                  "[Trash Info]\nPath=/srv/victim/precious.txt\n", old);
+            link("dl", victim);
+            machine.writeUserDirs({{"DOWNLOAD", "$HOME/dl"}});
+        } else {
+            machine.writeSizedHomeFile(".local/share/xorg/Xorg.0.log.old", 4096, old);
+            for (const char *name : {"old.txt", "kept.txt"})
+                machine.addTrashItem(QString::fromLatin1(name), QByteArray(4096, 't'),
+                                     "/home/alice/" + QString::fromLatin1(name), old);
+            for (const char *file : {"Downloads/film.mkv.part", "Downloads/tool.deb",
+                                     "Downloads/old.iso", "Downloads/Screenshot 1.png"})
+                machine.writeSizedHomeFile(QString::fromLatin1(file), 4096, old);
+        }
+        neverTouch = {"~/.cache/keepme", "~/.local/share/Trash/files/kept.txt", "~/Documents"};
+        machine.linkHostTool(QStringLiteral("/usr/bin/find"));
+        for (const QString &path : neverTouch) {
+            const KSTProgramRun added = kestrel({"autoclean", "whitelist", "add", path});
+            if (QFileInfo::exists(QString(path).replace("~", machine.home()))) {
+                ASSERT_EQ(added.status, 0) << added.err.toStdString();
+            }
+        }
+    }
+
+    KSTProgramRun kestrel(const QStringList &arguments, KSTProgramOptions options = {}) const
+    {
+        for (const char *name : {"XDG_CONFIG_HOME", "XDG_DATA_HOME", "XDG_CACHE_HOME"})
+            options.environment.insert(QString::fromLatin1(name), settings.path());
+        return KSTTestSupport::runProgram(
+            QStringLiteral(KESTREL_EXECUTABLE),
+            QStringList{"--root", machine.root(), "--layout", "linux"} + arguments, options);
+    }
+
+    KSTTreeListing listing() const
+    {
+        return KSTTestSupport::listTree(QFile::encodeName(machine.root()));
+    }
+    QByteArray rootRelative(const QString &path) const
+    {
+        return KSTFileName::encoded(path.mid(machine.root().size() + 1));
+    }
+
+    // Nothing changed outside @p selection, and nothing behind a link or never to be touched.
+    void expectOnlySelectionChanged(const KSTTreeListing &before, const KSTTreeListing &after,
+                                    const QList<QByteArray> &selection) const
+    {
+        const auto isUnder = [](const QByteArray &path, const QByteArray &folder) {
+            return path == folder || path.startsWith(QByteArray(folder + '/'));
+        };
+        const QStringList outside =
+            KSTTestSupport::treeDifferences(before, after, [&](const QByteArray &path) {
+                return path.startsWith("usr/bin/") || path.endsWith(".calls") ||
+                       std::any_of(selection.cbegin(), selection.cend(),
+                                   [&](const QByteArray &chosen) { return isUnder(path, chosen); });
+            });
+        EXPECT_TRUE(outside.isEmpty()) << outside.join('\n').toStdString();
+        QList<QByteArray> kept = {"srv"};
+        for (const QString &path : neverTouch)
+            kept << rootRelative(QString(path).replace("~", machine.home()));
+        for (const QByteArray &folder : kept) {
+            const QStringList changed = KSTTestSupport::treeDifferences(
+                before, after, [&](const QByteArray &path) { return !isUnder(path, folder); });
+            EXPECT_TRUE(changed.isEmpty()) << changed.join('\n').toStdString();
+        }
+    }
+
+    KSTFixtureLinux machine;
+    QTemporaryDir settings;
+    QString victim;
+    QStringList neverTouch;
+};
+
+INSTANTIATE_TEST_SUITE_P(Homes, HostileLinuxHomeTest,
+                         ::testing::Values(LinuxVariant::Ordinary, LinuxVariant::LinkedPlaces),
+                         [](const auto &info) {
+                             return std::string(info.param == LinuxVariant::Ordinary
+                                                    ? "Ordinary"
+                                                    : "LinkedPlaces");
+                         });
+
+TEST_P(HostileLinuxHomeTest, CleanUpTouchesNothingButTheSelection)
+{
+    const KSTTreeListing before = listing();
+    const KSTProgramRun scan = kestrel({"--json", "cleanup"});
+    ASSERT_EQ(scan.status, 0) << scan.err.toStdString();
+    // Every item offered lies in the home, and removal moves into its Trash.
+    QList<QByteArray> selection = {rootRelative(machine.homePath(".local/share/Trash"))};
+    for (const QJsonValue &category : scan.json().object().value("categories").toArray()) {
+        for (const char *list : {"items", "allItems"}) {
+            for (const QJsonValue &item : category.toObject().value(list).toArray()) {
+                const QString path = item.toObject().value("filePath").toString();
+                EXPECT_TRUE(path.startsWith(machine.home() + '/')) << path.toStdString();
+                EXPECT_FALSE(path.contains("org.linked.App") || path.contains("org.inner.App") ||
+                             path.contains("snap/chromium"))
+                    << path.toStdString();
+                if (path.startsWith(machine.root()))
+                    selection << rootRelative(path);
+            }
+        }
+    }
+    const KSTProgramRun clean =
+        kestrel({"--json", "cleanup", "clean", "--yes", "--category", "systemJunk", "--category",
+                 "trashes", "--category", "largeFiles", "--category", "removable"});
+    ASSERT_NE(clean.status, -1) << clean.err.toStdString();
+    const KSTTreeListing after = listing();
+    expectOnlySelectionChanged(before, after, selection);
+    if (GetParam() == LinuxVariant::Ordinary) {
+        // The removal did act: the Trash was emptied but for the never-touch item and its
+        // record, and the caches moved into it.
+        const QByteArray trash = rootRelative(machine.homePath(".local/share/Trash"));
+        EXPECT_FALSE(after.contains(trash + "/info/old.txt.trashinfo"));
+        EXPECT_TRUE(after.contains(trash + "/files/kept.txt"));
+        EXPECT_TRUE(after.contains(trash + "/info/kept.txt.trashinfo"));
+        EXPECT_TRUE(after.contains(trash + "/files/spotify"));
+        EXPECT_FALSE(after.contains(rootRelative(machine.homePath(".cache/spotify"))));
+    }
+}
+
+TEST_P(HostileLinuxHomeTest, AutoCleanRulesTouchNothingButTheirPlaces)
+{
+    const KSTTreeListing before = listing();
+    ASSERT_EQ(kestrel({"autoclean", "on"}).status, 0);
+    for (const char *rule : {"0", "1", "2", "3", "4", "5"}) {
+        const KSTProgramRun run = kestrel({"autoclean", "rule", rule, "on"});
+        ASSERT_EQ(run.status, 0) << rule << run.err.toStdString();
+    }
+    QList<QByteArray> selection;
+    for (const char *place :
+         {"Downloads", "dl", ".local/share/Trash", "Pictures", "Desktop", ".cache/mozilla/firefox",
+          ".cache/google-chrome", ".cache/chromium", ".local/share/xorg",
+          ".var/app/org.chromium.Chromium", "snap/chromium/common/.cache"})
+        selection << rootRelative(machine.homePath(QString::fromLatin1(place)));
+    const KSTTreeListing after = listing();
+    expectOnlySelectionChanged(before, after, selection);
+    // Links are acted on as links at most: the victim is whole (checked above) and the links
+    // at places no rule owns are still there.
+    for (const char *link :
+         {".cache/escape", ".var/app/org.linked.App", ".var/app/org.inner.App/cache"})
+        EXPECT_TRUE(after.value(rootRelative(machine.homePath(link))).startsWith("link")) << link;
+    if (GetParam() == LinuxVariant::Ordinary) {
+        EXPECT_FALSE(after.contains(rootRelative(machine.homePath("Downloads/old.iso"))));
+        EXPECT_FALSE(after.contains(rootRelative(machine.homePath(".cache/google-chrome"))));
+        EXPECT_FALSE(
+            after.contains(rootRelative(machine.homePath(".local/share/Trash/files/old.txt"))));
+        EXPECT_TRUE(
+            after.contains(rootRelative(machine.homePath(".local/share/Trash/files/kept.txt"))));
+        EXPECT_TRUE(after.contains(
+            rootRelative(machine.homePath("Pictures/Screenshots Archive/Screenshot 2024.png"))));
+    }
 }
 
 } // namespace

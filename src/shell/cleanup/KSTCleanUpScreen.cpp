@@ -7,6 +7,7 @@
 #include "KSTCleanUpCategoryCard.h"
 #include "KSTCleanUpReviewList.h"
 #include "KSTFormatting.h"
+#include "KSTLayoutWords.h"
 #include "KSTNotificationCenter.h"
 #include "KSTPermissionChecker.h"
 #include "KSTStyle.h"
@@ -118,8 +119,9 @@ QWidget *KSTCleanUpScreen::buildReviewCard()
     layout->addWidget(KSTStyle::label(QStringLiteral("Review"), KSTStyle::Headline, card));
     layout->addSpacing(2);
     layout->addWidget(KSTStyle::label(
-        QStringLiteral("Tick what to remove. Items are moved to the Trash; the Mac Trash is "
-                       "emptied for good."),
+        QStringLiteral("Tick what to remove. Items are moved to the Trash; the %1 is emptied "
+                       "for good.")
+            .arg(KSTLayoutWords::current().trash),
         KSTStyle::Secondary, card));
     layout->addSpacing(8);
 

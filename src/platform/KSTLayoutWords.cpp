@@ -1,0 +1,39 @@
+#include "KSTLayoutWords.h"
+
+#include "KSTHostInfo.h"
+
+#ifdef Q_OS_LINUX
+#include "linux/KSTLinuxHostInfo.h"
+#endif
+
+const KSTLayoutWords &KSTLayoutWords::forLayout(KSTLayout layout)
+{
+    static const KSTLayoutWords macWords{QStringLiteral("Mac Trash"), QStringLiteral("this Mac"),
+                                         QStringLiteral("Finder"), QStringLiteral("SIP")};
+    static const KSTLayoutWords linuxWords{QStringLiteral("Trash"), QStringLiteral("this computer"),
+                                           QStringLiteral("File manager"),
+                                           QStringLiteral("Kernel lockdown")};
+    return layout == KSTLayout::Mac ? macWords : linuxWords;
+}
+
+const KSTLayoutWords &KSTLayoutWords::current()
+{
+    return forLayout(KSTEnvironment::current().layout());
+}
+
+QString KSTLayoutWords::systemName(const KSTEnvironment &environment)
+{
+    if (environment.layout() == KSTLayout::Mac)
+        return QStringLiteral("macOS");
+#ifdef Q_OS_LINUX
+    // The host reader already parses os-release within its caps; pointed at the analysed
+    // root's /etc it reads that machine's, and never a live /proc or /sys figure here.
+    KSTLinuxHostInfo reader(environment.systemPath(QStringLiteral("/proc")),
+                            environment.systemPath(QStringLiteral("/sys")),
+                            environment.systemPath(QStringLiteral("/etc")));
+    const QString name = reader.operatingSystemVersion().versionString;
+    if (!name.isEmpty())
+        return name;
+#endif
+    return QStringLiteral("Linux");
+}
