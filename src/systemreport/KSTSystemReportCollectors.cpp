@@ -13,6 +13,7 @@
 #include "KSTStorageFigures.h"
 #include "KSTSystemInfo.h"
 #include "KSTSystemReportCommandRunner.h"
+#include "KSTSystemReportLinuxCollectors.h"
 #include "KSTSystemReportLocations.h"
 #include "KSTSystemReportParsers.h"
 #include "KSTToolRunner.h"
@@ -160,14 +161,16 @@ QVariantMap memoryStatsFromMeminfo(const QByteArray &meminfo, quint64 physicalBy
 }
 
 QVariantMap bootMetrics(const QList<KSTStartupItemRecord> &items, double uptimeSeconds,
-                        double previousTotalDesktopSeconds)
+                        double previousTotalDesktopSeconds, double measuredBootToLoginSeconds)
 {
     // A rough model, like the estimate: each login-time item costs about half a second, a
     // heavy one two more.
     double loginRuntime = 0;
     for (const KSTStartupItemRecord &item : items)
         loginRuntime += 0.5 + (item.impact == QLatin1String("High") ? 2.0 : 0.0);
-    const double bootToLogin = P::estimatedBootToLoginSeconds(uptimeSeconds);
+    const double bootToLogin = measuredBootToLoginSeconds >= 0
+                                   ? measuredBootToLoginSeconds
+                                   : P::estimatedBootToLoginSeconds(uptimeSeconds);
     const double total = bootToLogin + loginRuntime;
     QVariantMap metrics{{QStringLiteral("bootToLogin"), formatSeconds(bootToLogin)},
                         {QStringLiteral("loginRuntime"), formatSeconds(loginRuntime)},
@@ -225,6 +228,7 @@ void collectInstant(KSTReportContext &context)
         rootMount(readSmallFile(environment.systemPath(L::MountInfo)), &machine.fileSystem, &source,
                   &machine.mountedVolumeCount);
         machine.bootVolumeName = source;
+        KSTSystemReportLinuxCollectors::collectInstant(context);
     } else {
         machine.mountedVolumeCount =
             KSTReportFolderListing::entryCount(environment.systemPath(QStringLiteral("/Volumes")));
@@ -258,11 +262,13 @@ void collectMedium(KSTReportContext &context)
         KSTReportFolderListing::entryCount(environment.systemPath(L::LegacyStartupItems));
     if (machine.legacyStartupItemCount < 0 && !isLinuxLayout())
         machine.legacyStartupItemCount = 0; // no folder: no legacy items
+    if (isLinuxLayout())
+        KSTSystemReportLinuxCollectors::collectMedium(context);
     const double previous = KSTReportMetricsStore::loadPreviousBootMetrics()
                                 .value(QStringLiteral("lastTotalDesktopSeconds"))
                                 .toDouble();
-    context.bootMetrics =
-        bootMetrics(context.startupItems, double(machine.uptimeSeconds), previous);
+    context.bootMetrics = bootMetrics(context.startupItems, double(machine.uptimeSeconds), previous,
+                                      machine.startupSeconds.value_or(-1));
 
     machine.diskutilInfoDisk0 = Runner::shellOutputWithTimeout(
         L::DiskutilTimeoutSeconds, L::Diskutil, {QStringLiteral("info"), QStringLiteral("disk0")});
@@ -291,6 +297,8 @@ void collectMedium(KSTReportContext &context)
 
 void collectSecurity(KSTReportContext &context)
 {
+    if (isLinuxLayout())
+        return KSTSystemReportLinuxCollectors::collectSecurity(context);
     KSTReportMachineFacts &machine = context.machine;
     machine.csrutilStatus = Runner::shellOutputWithTimeout(L::SecurityTimeoutSeconds, L::Csrutil,
                                                            {QStringLiteral("status")});
