@@ -5,6 +5,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 
+#include <cctype>
 #include <cmath>
 
 namespace KSTLinuxReportParsers {
@@ -167,12 +168,17 @@ std::optional<bool> rootOnLuks(const QByteArray &json)
 
 QString lockdownMode(const QByteArray &text)
 {
-    const QByteArray line = bounded(text).left(4096);
+    // One line of words, the active one bracketed.
+    const QByteArray line = bounded(text).left(4096).split('\n').value(0);
     const qsizetype open = line.indexOf('[');
     const qsizetype close = line.indexOf(']', open + 1);
     if (open < 0 || close <= open + 1)
         return {};
-    return QString::fromUtf8(line.mid(open + 1, close - open - 1)).trimmed();
+    const QByteArray word = line.mid(open + 1, close - open - 1);
+    for (const char c : word)
+        if (!std::isalnum(uchar(c)) && c != '_' && c != '-')
+            return {};
+    return QString::fromUtf8(word);
 }
 
 std::optional<bool> efiFlag(const QByteArray &variable)

@@ -29,8 +29,8 @@ Mounts findmntMounts(const QByteArray &json);
 /// mounted at "/" or the text is not lsblk's.
 std::optional<bool> rootOnLuks(const QByteArray &json);
 
-/// sys/kernel/security/lockdown ("none [integrity] confidentiality"): the bracketed mode;
-/// "" when there is none.
+/// sys/kernel/security/lockdown ("none [integrity] confidentiality"): the bracketed word of
+/// its first line; "" when there is none.
 QString lockdownMode(const QByteArray &text);
 
 /// An efivars variable (four attribute bytes, then the value): whether its first value byte

@@ -104,13 +104,13 @@ QString joinedNames(QStringList names)
 }
 
 // Firefox's profiles hold their extensions' names in extensions.json; Chromium and Chrome
-// keep Chrome's own layout under ~/.config.
+// keep Chrome's own layout under ~/.config. A browser that was never run has no row value.
 void collectLinuxBrowserExtensions(KSTReportContext &context, const KSTEnvironment &environment)
 {
     namespace L = KSTSystemReportLocations;
+    const QString firefoxRoot = environment.homePath(L::FirefoxProfiles);
     QStringList firefox;
-    for (const KSTReportFolderEntry &profile :
-         entriesOf(environment.homePath(L::FirefoxProfiles))) {
+    for (const KSTReportFolderEntry &profile : entriesOf(firefoxRoot)) {
         if (!profile.isFolder)
             continue;
         QByteArray bytes;
@@ -121,11 +121,19 @@ void collectLinuxBrowserExtensions(KSTReportContext &context, const KSTEnvironme
     }
     QStringList chrome;
     qint64 unknown = 0;
-    for (const QString &root : L::ChromiumProfiles)
+    bool chromeThere = false;
+    for (const QString &root : L::ChromiumProfiles) {
+        chromeThere = chromeThere || KSTReportFolderListing::isFolder(environment.homePath(root));
         chromeExtensions(environment.homePath(root), &chrome, &unknown);
-    context.browserExtensions = {{QStringLiteral("safari"), joinedNames(firefox)},
-                                 {QStringLiteral("chrome"), joinedNames(chrome)},
-                                 {QStringLiteral("suspicious"), unknown}};
+    }
+    const bool firefoxThere = KSTReportFolderListing::isFolder(firefoxRoot);
+    if (!firefoxThere && !chromeThere)
+        return;
+    context.browserExtensions = {{QStringLiteral("suspicious"), unknown}};
+    if (firefoxThere)
+        context.browserExtensions.insert(QStringLiteral("safari"), joinedNames(firefox));
+    if (chromeThere)
+        context.browserExtensions.insert(QStringLiteral("chrome"), joinedNames(chrome));
 }
 
 } // namespace
