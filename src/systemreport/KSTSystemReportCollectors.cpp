@@ -270,6 +270,12 @@ void collectMedium(KSTReportContext &context)
     context.bootMetrics = bootMetrics(context.startupItems, double(machine.uptimeSeconds), previous,
                                       machine.startupSeconds.value_or(-1));
 
+    if (isLinuxLayout()) {
+        // procps refuses "-c" beside "-o"; its "comm" is already the name without arguments.
+        machine.psOutput =
+            Runner::shellOutput(L::Ps, {QStringLiteral("-Aeo"), QStringLiteral("pid,pcpu,comm")});
+        return; // the Mac's tools below have no Linux counterpart
+    }
     machine.diskutilInfoDisk0 = Runner::shellOutputWithTimeout(
         L::DiskutilTimeoutSeconds, L::Diskutil, {QStringLiteral("info"), QStringLiteral("disk0")});
     const P::StyledValue smart = P::smartStatus(machine.diskutilInfoDisk0);
@@ -343,7 +349,7 @@ void adoptProfilerText(KSTReportContext &context, const QString &profilerText)
     const QString memory = P::profilerValueForKey(hardware, QStringLiteral("Memory"));
     if (!memory.isEmpty())
         machine.installedMemoryText = memory;
-    if (KSTEnvironment::current().isHostRoot())
+    if (KSTEnvironment::current().isHostRoot() || isLinuxLayout())
         return;
     // Under another root the profiler describes the analysed Mac.
     machine.hardwareModel = P::profilerValueForKey(hardware, QStringLiteral("Model Identifier"));
@@ -359,6 +365,8 @@ void adoptProfilerText(KSTReportContext &context, const QString &profilerText)
 
 void collectFullDiskHealth(KSTReportContext &context)
 {
+    if (isLinuxLayout())
+        return; // diskutil has no counterpart read here: the rows stay "—"
     const QString external =
         Runner::shellOutputWithTimeout(L::DiskutilTimeoutSeconds, L::Diskutil,
                                        {QStringLiteral("list"), QStringLiteral("external")});
@@ -393,6 +401,9 @@ void collectFullDiskHealth(KSTReportContext &context)
 
 void collectAppSignatures(KSTReportContext &context, const QDateTime &now, bool full)
 {
+    // Signed bundles are a Mac's; a Linux machine's rows stay "—" rather than "0 apps".
+    if (isLinuxLayout())
+        return;
     const KSTEnvironment environment = KSTEnvironment::current();
     QStringList folders;
     for (const QString &folder : L::ApplicationFolders)

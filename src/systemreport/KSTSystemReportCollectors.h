@@ -33,7 +33,7 @@ void collectNetworkWeek(KSTReportContext &context, const QDateTime &now);
 /// folders and one folder below). Apple's apps count by place or identifier; of the others,
 /// "dev" are those signed by a developer: the fast count takes a Contents/_CodeSignature
 /// folder as the sign, the full one (@p full) reads the main executable's code signature and
-/// counts it only when it is there and not ad hoc.
+/// counts it only when it is there and not ad hoc. Nothing on the linux layout.
 void collectAppSignatures(KSTReportContext &context, const QDateTime &now, bool full = false);
 /// Crash, hang and panic reports of the user's and the system's DiagnosticReports folders
 /// (".crash" and ".ips" files): "recent", "hangs", "kernelPanic", "sleepPanic", "gpuPanic",
@@ -46,7 +46,8 @@ void collectCrashStats(KSTReportContext &context, const QDateTime &now);
 void collectBrowserExtensions(KSTReportContext &context);
 /// The facts that come from the profiler text (run once per fetch by the service).
 void adoptProfilerText(KSTReportContext &context, const QString &profilerText);
-/// Full disk health: external disks, APFS health and the wear line.
+/// Full disk health: external disks, APFS health and the wear line. Nothing on the linux
+/// layout.
 void collectFullDiskHealth(KSTReportContext &context);
 
 /// The memory figures of /proc/meminfo-style text and the physical memory: "pressure",
