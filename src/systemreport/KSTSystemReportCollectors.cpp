@@ -198,7 +198,8 @@ void collectInstant(KSTReportContext &context)
         if (const auto overview = context.sys->cachedOverviewSnapshotIfAvailable())
             context.osName = overview->macOSVersionLine;
     if (isLinuxLayout())
-        context.osName = osReleaseName(readSmallFile(environment.systemPath(L::OsRelease)));
+        context.osName =
+            osReleaseName(KSTSystemReportLinuxCollectors::readMachineFile(L::OsRelease));
     if (context.osName.isEmpty())
         context.osName = KSTOverviewEngine::macOSVersionLine();
 
@@ -221,12 +222,13 @@ void collectInstant(KSTReportContext &context)
     }
     if (isLinuxLayout()) {
         const QString model =
-            QString::fromUtf8(readSmallFile(environment.systemPath(L::DmiProductName))).trimmed();
+            QString::fromUtf8(KSTSystemReportLinuxCollectors::readMachineFile(L::DmiProductName))
+                .trimmed();
         if (!model.isEmpty())
             machine.hardwareModel = model;
         QString source;
-        rootMount(readSmallFile(environment.systemPath(L::MountInfo)), &machine.fileSystem, &source,
-                  &machine.mountedVolumeCount);
+        rootMount(KSTSystemReportLinuxCollectors::readMachineFile(L::MountInfo),
+                  &machine.fileSystem, &source, &machine.mountedVolumeCount);
         machine.bootVolumeName = source;
         KSTSystemReportLinuxCollectors::collectInstant(context);
     } else {
@@ -244,7 +246,7 @@ void collectBuildNumber(KSTReportContext &context)
 {
     if (isLinuxLayout()) {
         context.buildNumber =
-            QString::fromUtf8(readSmallFile(KSTEnvironment::current().systemPath(L::KernelRelease)))
+            QString::fromUtf8(KSTSystemReportLinuxCollectors::readMachineFile(L::KernelRelease))
                 .trimmed();
         return;
     }

@@ -57,15 +57,15 @@ QByteArray readMachineFile(const QString &absolutePath, qint64 maximumBytes)
     const KSTEnvironment environment = KSTEnvironment::current();
     const QString path = environment.systemPath(absolutePath);
     if (!environment.isHostRoot()) {
-        // A folder on the way that is a link out of the analysed root would read the host's
-        // file as the analysed machine's.
+        // Debian's etc/os-release is a link to ../usr/lib/os-release: a link is followed
+        // while it stays in the analysed root, never when it (or a folder on the way) would
+        // read the host's file as the analysed machine's.
         const QString root = QFileInfo(environment.root()).canonicalFilePath();
-        if (!insideRoot(QFileInfo(QFileInfo(path).path()).canonicalFilePath(), root))
+        if (!insideRoot(QFileInfo(path).canonicalFilePath(), root))
             return {};
     }
     QByteArray bytes;
-    if (KSTReadOnlyFile::readWholeFileWithoutLinks(path, maximumBytes, &bytes) !=
-        KSTReadOnlyFile::Status::Read)
+    if (KSTReadOnlyFile::readWholeFile(path, maximumBytes, &bytes) != KSTReadOnlyFile::Status::Read)
         return {};
     return bytes;
 }

@@ -10,8 +10,8 @@
 /// KSTSystemReportCollectors, filling the linux fields of KSTReportMachineFacts (and the
 /// context's crash figures) from the analysed root's kernel files, configuration and tools.
 ///
-/// Files are read only when regular, never through a final link, never through a folder
-/// link that leaves the analysed root, and at most SmallFileBytes; tools run through the
+/// Files are read only when regular, never through a link (at the file or a folder on the
+/// way) that leaves the analysed root, and at most SmallFileBytes; tools run through the
 /// report's command runner and count only when they succeed. Nothing is run with raised
 /// rights: a source only root may read stays unset and its row shows "—". Thread-safe as the
 /// other collectors are (one context per caller).
