@@ -187,8 +187,10 @@ KSTSystemReportBuilder::buildSnapshotFromContext(const KSTReportContext &context
                                        ? Dash
                                        : QStringLiteral("SIP \u00b7 FileVault \u00b7 Gatekeeper");
     snapshot.summaryCards = {
-        KSTReportSummaryCard::summaryCard(cards[0].title, cards[0].symbolName, cards[0].iconColor,
-                                          osName, QStringLiteral("Build %1").arg(build)),
+        KSTReportSummaryCard::summaryCard(
+            cards[0].title, cards[0].symbolName, cards[0].iconColor, osName,
+            (machine.linuxLayout ? QStringLiteral("Kernel %1") : QStringLiteral("Build %1"))
+                .arg(build)),
         KSTReportSummaryCard::summaryCard(cards[1].title, cards[1].symbolName, cards[1].iconColor,
                                           chipShown,
                                           QStringLiteral("%1-core CPU \u00b7 %2-core GPU")

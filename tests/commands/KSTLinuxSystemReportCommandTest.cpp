@@ -55,7 +55,7 @@ TEST(LinuxSystemReportCommandTest, JsonGivesTheFixturesValues)
     ASSERT_EQ(cards.size(), 4);
     EXPECT_EQ(cards[0].toObject().value("title").toString(), QStringLiteral("Debian GNU/Linux"));
     EXPECT_EQ(cards[0].toObject().value("detail").toString(),
-              QStringLiteral("Build ") + S::KernelRelease);
+              QStringLiteral("Kernel ") + S::KernelRelease);
     EXPECT_EQ(cards[3].toObject().value("value").toString(), QStringLiteral("Protected"));
     EXPECT_EQ(cards[3].toObject().value("detail").toString(),
               QStringLiteral("Kernel lockdown \u00b7 LUKS \u00b7 AppArmor / SELinux"));
