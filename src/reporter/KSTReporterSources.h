@@ -13,13 +13,14 @@
 
 /// Where the weekly report's removals and application usage come from, on the analysed
 /// machine (KSTEnvironment), each failing to an empty list without an error:
-/// - removals: the installer log <root>/var/log/install.log, of which only the last
-///   InstallLogTailBytes are ever read (one seek and one read; a large log is never read or
-///   mapped whole);
+/// - removals: the installer log <root>/var/log/install.log (dpkg's <root>/var/log/dpkg.log
+///   with the linux layout), of which only the last InstallLogTailBytes are ever read (one
+///   seek and one read; a large log is never read or mapped whole);
 /// - usage: the knowledge database Library/Application Support/Knowledge/knowledgeC.db of
 ///   the accessible home, opened read-only and immutable (never written, never checkpointed);
-/// - when it has nothing: the last-used metadata index, which only macOS keeps (elsewhere
-///   the fallback yields nothing).
+/// - when it has nothing: the last-used metadata index, which only macOS keeps; with the
+///   linux layout GNOME Shell's $XDG_DATA_HOME/gnome-shell/application_state (elsewhere the
+///   fallback yields nothing).
 /// Safe from any thread; nothing is shared between calls.
 namespace KSTReporterSources {
 
@@ -53,8 +54,9 @@ QList<KSTReporterAppUsageEntry> appUsageFromKnowledgeDatabaseAtPath(const QStrin
                                                                     const QDateTime &since,
                                                                     int limit,
                                                                     const BundleLookup &lookup);
-/// Applications the metadata index saw used since @p since (macOS only; empty elsewhere),
-/// each with usage 0, barFraction 0.2 and "Last used <relative day>" or "Recently used".
+/// Applications the metadata index saw used since @p since (macOS; GNOME Shell's
+/// application_state with the linux layout; empty elsewhere), each with usage 0, barFraction
+/// 0.2 and "Last used <relative day>" or "Recently used".
 QList<KSTReporterAppUsageEntry> appUsageFromSpotlightSince(const QDateTime &since, int limit);
 /// The index query's time token: ISO 8601 with the zone ("2024-03-04T00:00:00Z");
 /// "1970-01-01T00:00:00Z" for an invalid date.
