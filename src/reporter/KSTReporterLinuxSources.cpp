@@ -16,7 +16,12 @@ constexpr qsizetype MaximumApplications = 10'000;
 
 } // namespace
 
-QStringList removedPackagesInLogTail(const QByteArray &tail)
+namespace {
+
+// The packages of the lines whose action is one of @p actions and, with a valid @p since,
+// whose date is not before it.
+QStringList packagesInLogTail(const QByteArray &tail, std::initializer_list<const char *> actions,
+                              const QDateTime &since)
 {
     QStringDecoder decoder(QStringConverter::Utf8, QStringConverter::Flag::Stateless);
     const QString text = decoder.decode(tail.left(MaximumInputBytes));
@@ -26,14 +31,36 @@ QStringList removedPackagesInLogTail(const QByteArray &tail)
     for (QStringView line : QStringView(text).split(QLatin1Char('\n'))) {
         // date time action package version version
         const QList<QStringView> words = line.trimmed().split(QLatin1Char(' '), Qt::SkipEmptyParts);
-        if (words.size() < 4 ||
-            (words[2] != QLatin1String("remove") && words[2] != QLatin1String("purge")))
+        if (words.size() < 4 || std::none_of(actions.begin(), actions.end(), [&](const char *a) {
+                return words[2] == QLatin1String(a);
+            }))
             continue;
+        if (since.isValid()) {
+            const QDateTime when =
+                QDateTime::fromString(words[0].toString() + QLatin1Char(' ') + words[1].toString(),
+                                      QStringLiteral("yyyy-MM-dd HH:mm:ss"));
+            if (!when.isValid() || when < since)
+                continue;
+        }
         const QString name = words[3].left(words[3].indexOf(QLatin1Char(':'))).toString();
         if (!name.isEmpty() && !names.contains(name))
             names.append(name);
     }
     return names;
+}
+
+} // namespace
+
+QStringList removedPackagesInLogTail(const QByteArray &tail)
+{
+    return packagesInLogTail(tail, {"remove", "purge"}, QDateTime());
+}
+
+QStringList installedPackagesInLogTail(const QByteArray &tail, const QDateTime &since)
+{
+    if (!since.isValid())
+        return {};
+    return packagesInLogTail(tail, {"install"}, since);
 }
 
 QList<KSTReporterAppUsageEntry> applicationStateUsage(const QByteArray &xml, const QDateTime &since,

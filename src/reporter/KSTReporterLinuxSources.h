@@ -20,6 +20,11 @@ inline constexpr qsizetype MaximumInputBytes = 1024 * 1024;
 /// character).
 QStringList removedPackagesInLogTail(const QByteArray &tail);
 
+/// The packages of @p tail's "install" lines dated at or after @p since (the line's local
+/// "yyyy-MM-dd HH:mm:ss"), without the ":<architecture>", each once, in order of appearance;
+/// the same UTF-8 rule.
+QStringList installedPackagesInLogTail(const QByteArray &tail, const QDateTime &since);
+
 /// GNOME Shell's application_state: the applications whose "last-seen" (seconds since the
 /// epoch) is at or after @p since, most recent first, at most @p limit, each named by its
 /// desktop-file ID without ".desktop" and with usage 0, barFraction 0.2 and "Last used

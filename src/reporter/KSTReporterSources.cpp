@@ -97,6 +97,15 @@ QStringList applicationsRemovedSince(const QDateTime &since)
     return removedApplicationsInLogTail(fileTail(path, InstallLogTailBytes));
 }
 
+QStringList packagesInstalledSince(const QDateTime &since)
+{
+    const KSTEnvironment environment = KSTEnvironment::current();
+    if (environment.layout() != KSTLayout::Linux)
+        return {};
+    return KSTReporterLinuxSources::installedPackagesInLogTail(
+        fileTail(environment.systemPath(DpkgLog), InstallLogTailBytes), since);
+}
+
 QList<KSTReporterAppUsageEntry> appUsageTimeSince(const QDateTime &since, int limit,
                                                   const std::function<bool()> &isCancelled,
                                                   const BundleLookup &lookup)

@@ -30,6 +30,9 @@ using BundleLookup = std::function<QString(const QString &bundleIdentifier)>;
 /// The application names removed according to the installer log's tail, first appearance
 /// first; see removedApplicationsInLogTail().
 QStringList applicationsRemovedSince(const QDateTime &since);
+/// With the linux layout: the packages dpkg's log tail says were installed since @p since
+/// (see KSTReporterLinuxSources); empty with the mac layout.
+QStringList packagesInstalledSince(const QDateTime &since);
 /// For each line of @p tail containing "removed" (any case), the text between the first
 /// "Removed" + white space and the following ".app" (any case); each name once, in order of
 /// appearance. Nothing at all when @p tail is not strict UTF-8 (a tail cut inside a

@@ -73,6 +73,10 @@ void checkLinuxSources(const QByteArray &bytes)
         seen.insert(name);
     }
     const QDateTime now = QDateTime::fromSecsSinceEpoch(1'800'000'000);
+    for (const QString &name :
+         KSTReporterLinuxSources::installedPackagesInLogTail(bytes, QDateTime()))
+        if (name.isEmpty() || name.contains(QLatin1Char(':')))
+            std::abort();
     const QList<KSTReporterAppUsageEntry> usage =
         KSTReporterLinuxSources::applicationStateUsage(bytes, now.addDays(-7), 5, now);
     if (usage.size() > 5)

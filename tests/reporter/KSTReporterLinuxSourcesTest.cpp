@@ -65,6 +65,22 @@ TEST(ReporterLinuxSourcesTest, RemovedPackagesOfDpkgLogTails)
         EXPECT_EQ(LS::removedPackagesInLogTail(c.tail), c.packages) << c.name;
 }
 
+TEST(ReporterLinuxSourcesTest, InstalledPackagesOfTheWeek)
+{
+    const QByteArray tail = "2026-11-12 08:00:00 install old:amd64 <none> 1.0\n"
+                            "2026-11-20 10:11:12 install gimp:amd64 <none> 2.10.34-1\n"
+                            "2026-11-20 10:11:12 status installed gimp:amd64 2.10.34-1\n"
+                            "2026-11-21 10:11:12 install gimp:amd64 2.10.34-1 2.10.36-1\n"
+                            "2026-13-40 10:11:12 install baddate:amd64 <none> 1\n"
+                            "2026-11-22 10:11:12 install vlc <none> 3.0\n";
+    const QDateTime since(QDate(2026, 11, 16), QTime(0, 0));
+    EXPECT_EQ(LS::installedPackagesInLogTail(tail, since), (QStringList{"gimp", "vlc"}));
+    EXPECT_TRUE(LS::installedPackagesInLogTail(tail, QDateTime()).isEmpty());
+    EXPECT_TRUE(LS::installedPackagesInLogTail(tail, since.addDays(30)).isEmpty());
+    // The recorded log removes; it installs nothing in its lines' week.
+    EXPECT_TRUE(LS::installedPackagesInLogTail(recordedDpkgLog(), since.addDays(30)).isEmpty());
+}
+
 TEST(ReporterLinuxSourcesTest, ApplicationStateGivesTheWeeksLastSeen)
 {
     const QDateTime now = QDateTime::fromSecsSinceEpoch(1'800'000'000);
@@ -112,6 +128,11 @@ TEST(ReporterLinuxSourcesTest, AFixtureDebianRootIsReadThroughItsLayout)
     machine.writeFile("var/log/install.log", "Removed Safari.app\n"); // a Mac's: not read
     machine.writeFile("var/log/dpkg.log", QByteArray(70'000, '\n') + recordedDpkgLog());
     EXPECT_EQ(KSTReporterSources::applicationsRemovedSince(now.addDays(-7)).size(), 5);
+    EXPECT_TRUE(KSTReporterSources::packagesInstalledSince(now.addDays(-7)).isEmpty());
+    machine.writeFile("var/log/dpkg.log", now.addDays(-1).toString("yyyy-MM-dd HH:mm:ss").toUtf8() +
+                                              " install gnome-text-editor:amd64 <none> 43.2-1\n");
+    EXPECT_EQ(KSTReporterSources::packagesInstalledSince(now.addDays(-7)),
+              QStringList{"gnome-text-editor"});
     // Only the last 64 KiB are read.
     machine.writeFile("var/log/dpkg.log", recordedDpkgLog() + QByteArray(70'000, '\n'));
     EXPECT_TRUE(KSTReporterSources::applicationsRemovedSince(now.addDays(-7)).isEmpty());
