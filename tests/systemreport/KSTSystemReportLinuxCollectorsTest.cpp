@@ -324,3 +324,27 @@ TEST_F(LinuxReportToolTest, CrashFolderAndLinkedBrowserProfiles)
     KSTSystemReportCollectors::collectBrowserExtensions(browsers);
     EXPECT_FALSE(browsers.browserExtensions.value("chrome").toString().contains("Host"));
 }
+
+// The kernel command line says how the machine started: a rescue start is the Mac's safe boot.
+TEST_F(LinuxReportToolTest, BootModeFromTheKernelCommandLine)
+{
+    const struct
+    {
+        QByteArray commandLine;
+        const char *mode;
+    } cases[] = {
+        {"BOOT_IMAGE=/vmlinuz-6.1.0-28-amd64 root=/dev/sda1 ro quiet\n", "normal"},
+        {"BOOT_IMAGE=/vmlinuz root=/dev/sda1 ro single\n", "safe"},
+        {"root=/dev/sda1 ro systemd.unit=rescue.target\n", "safe"},
+        {"root=/dev/sda1 ro systemd.unit=emergency.target\n", "safe"},
+        {"root=/dev/sda1 ro singleuser=no\n", "normal"}, // a word, not a part of one
+        {"\n", ""},
+    };
+    for (const auto &c : cases) {
+        machine.writeFile("proc/cmdline", c.commandLine);
+        KSTReportContext context;
+        LC::collectInstant(context);
+        EXPECT_EQ(context.machine.nvramBootArgs, QString::fromUtf8(c.mode))
+            << c.commandLine.constData();
+    }
+}
