@@ -226,6 +226,17 @@ QList<KSTAppUsageInfo> KSTReporterEngine::applicationsInstalledSince(const QDate
         app.sizeBytes = 0;
         installed.append(app);
     }
+    // A Linux machine's package installs count too, once beside an entry of the same name.
+    for (const QString &package : KSTReporterSources::packagesInstalledSince(since)) {
+        if (std::any_of(installed.begin(), installed.end(), [&](const KSTAppUsageInfo &app) {
+                return app.name.compare(package, Qt::CaseInsensitive) == 0;
+            }))
+            continue;
+        KSTAppUsageInfo app;
+        app.name = package;
+        app.sizeBytes = 0;
+        installed.append(app);
+    }
     std::stable_sort(
         installed.begin(), installed.end(),
         [](const KSTAppUsageInfo &a, const KSTAppUsageInfo &b) { return a.name < b.name; });

@@ -76,7 +76,8 @@ public:
                                  const QString &emptyText);
 
     /// Bundles whose date (see the class) is not earlier than @p since, as records with the
-    /// name without ".app", the path and size 0, sorted by name.
+    /// name without ".app", the path and size 0, and with the linux layout the packages dpkg
+    /// installed since then (no path; one named as a bundle is left out), sorted by name.
     QList<KSTAppUsageInfo> applicationsInstalledSince(const QDateTime &since) const;
     /// The date by which a bundle counts as installed (see the class).
     static std::optional<QDateTime> installDateOfBundle(const QString &bundlePath);

@@ -3,6 +3,7 @@
 #include "KSTEnvironment.h"
 #include "KSTFileName.h"
 #include "KSTGuardedNewFile.h"
+#include "KSTLinuxPlaces.h"
 #include "KSTPropertyList.h"
 #include "KSTReadOnlyFile.h"
 #include "KSTRemovalGuard.h"
@@ -107,13 +108,9 @@ QString KSTReporterHistory::reporterHistoryFolder()
     const KSTEnvironment environment = KSTEnvironment::current();
     if (environment.layout() == KSTLayout::Mac)
         return environment.homePath(QStringLiteral("Library/Application Support/Kestrel"));
-    // $XDG_DATA_HOME belongs to the user running the program; another home keeps the default.
-    const QString dataHome = qEnvironmentVariable("XDG_DATA_HOME");
-    if (!dataHome.isEmpty() && QDir::isAbsolutePath(dataHome) &&
-        QDir::cleanPath(environment.home()) ==
-            QDir::cleanPath(KSTEnvironment::hostDefault().home()))
-        return QDir::cleanPath(dataHome) + QLatin1String("/kestrel");
-    return environment.homePath(QStringLiteral(".local/share/kestrel"));
+    // The analysed user's $XDG_DATA_HOME: the process's variable counts only for the running
+    // user at "/", as for every other place of the layout.
+    return environment.places()->dataHome() + QLatin1String("/kestrel");
 }
 
 QString KSTReporterHistory::reporterHistoryPath()

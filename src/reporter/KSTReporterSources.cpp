@@ -2,9 +2,11 @@
 #include "KSTFormatting.h"
 
 #include "KSTEnvironment.h"
+#include "KSTLinuxPlaces.h"
 #include "KSTPermissionChecker.h"
 #include "KSTPropertyList.h"
 #include "KSTReadOnlyFile.h"
+#include "KSTReporterLinuxSources.h"
 #include "KSTSqliteDatabase.h"
 #include "KSTSystemInfo.h"
 
@@ -20,6 +22,10 @@ namespace KSTReporterSources {
 namespace {
 
 const QString InstallLog = QStringLiteral("/var/log/install.log");
+// The linux layout's counterparts: dpkg's log, and GNOME Shell's record of when each
+// application was last seen (under $XDG_DATA_HOME).
+const QString DpkgLog = QStringLiteral("/var/log/dpkg.log");
+const QString ApplicationState = QStringLiteral("/gnome-shell/application_state");
 const QString KnowledgeDatabase =
     QStringLiteral("Library/Application Support/Knowledge/knowledgeC.db");
 const QString UsageQuery = QStringLiteral(
@@ -83,8 +89,21 @@ QStringList applicationsRemovedSince(const QDateTime &since)
 {
     // Every removal in the tail counts, whatever its date: the log's own dates are not read.
     Q_UNUSED(since);
-    const QString path = KSTEnvironment::current().systemPath(InstallLog);
+    const KSTEnvironment environment = KSTEnvironment::current();
+    if (environment.layout() == KSTLayout::Linux)
+        return KSTReporterLinuxSources::removedPackagesInLogTail(
+            fileTail(environment.systemPath(DpkgLog), InstallLogTailBytes));
+    const QString path = environment.systemPath(InstallLog);
     return removedApplicationsInLogTail(fileTail(path, InstallLogTailBytes));
+}
+
+QStringList packagesInstalledSince(const QDateTime &since)
+{
+    const KSTEnvironment environment = KSTEnvironment::current();
+    if (environment.layout() != KSTLayout::Linux)
+        return {};
+    return KSTReporterLinuxSources::installedPackagesInLogTail(
+        fileTail(environment.systemPath(DpkgLog), InstallLogTailBytes), since);
 }
 
 QList<KSTReporterAppUsageEntry> appUsageTimeSince(const QDateTime &since, int limit,
@@ -152,10 +171,18 @@ QList<KSTReporterAppUsageEntry> appUsageFromKnowledgeDatabaseAtPath(const QStrin
 
 QList<KSTReporterAppUsageEntry> appUsageFromSpotlightSince(const QDateTime &since, int limit)
 {
-    // Only macOS keeps a last-used index of applications; elsewhere there is nothing to ask.
-    Q_UNUSED(since);
-    Q_UNUSED(limit);
-    return {};
+    // Only macOS keeps a last-used index of applications; a GNOME desktop keeps when each was
+    // last seen.
+    const KSTEnvironment environment = KSTEnvironment::current();
+    if (environment.layout() != KSTLayout::Linux)
+        return {};
+    QByteArray bytes;
+    if (KSTReadOnlyFile::readWholeFileWithoutLinks(
+            environment.places()->dataHome() + ApplicationState,
+            KSTReporterLinuxSources::MaximumInputBytes, &bytes) != KSTReadOnlyFile::Status::Read)
+        return {};
+    return KSTReporterLinuxSources::applicationStateUsage(bytes, since, limit,
+                                                          QDateTime::currentDateTime());
 }
 
 QString spotlightTimeTokenForDate(const QDateTime &date)

@@ -13,13 +13,14 @@
 
 /// Where the weekly report's removals and application usage come from, on the analysed
 /// machine (KSTEnvironment), each failing to an empty list without an error:
-/// - removals: the installer log <root>/var/log/install.log, of which only the last
-///   InstallLogTailBytes are ever read (one seek and one read; a large log is never read or
-///   mapped whole);
+/// - removals: the installer log <root>/var/log/install.log (dpkg's <root>/var/log/dpkg.log
+///   with the linux layout), of which only the last InstallLogTailBytes are ever read (one
+///   seek and one read; a large log is never read or mapped whole);
 /// - usage: the knowledge database Library/Application Support/Knowledge/knowledgeC.db of
 ///   the accessible home, opened read-only and immutable (never written, never checkpointed);
-/// - when it has nothing: the last-used metadata index, which only macOS keeps (elsewhere
-///   the fallback yields nothing).
+/// - when it has nothing: the last-used metadata index, which only macOS keeps; with the
+///   linux layout GNOME Shell's $XDG_DATA_HOME/gnome-shell/application_state (elsewhere the
+///   fallback yields nothing).
 /// Safe from any thread; nothing is shared between calls.
 namespace KSTReporterSources {
 
@@ -29,6 +30,9 @@ using BundleLookup = std::function<QString(const QString &bundleIdentifier)>;
 /// The application names removed according to the installer log's tail, first appearance
 /// first; see removedApplicationsInLogTail().
 QStringList applicationsRemovedSince(const QDateTime &since);
+/// With the linux layout: the packages dpkg's log tail says were installed since @p since
+/// (see KSTReporterLinuxSources); empty with the mac layout.
+QStringList packagesInstalledSince(const QDateTime &since);
 /// For each line of @p tail containing "removed" (any case), the text between the first
 /// "Removed" + white space and the following ".app" (any case); each name once, in order of
 /// appearance. Nothing at all when @p tail is not strict UTF-8 (a tail cut inside a
@@ -53,8 +57,9 @@ QList<KSTReporterAppUsageEntry> appUsageFromKnowledgeDatabaseAtPath(const QStrin
                                                                     const QDateTime &since,
                                                                     int limit,
                                                                     const BundleLookup &lookup);
-/// Applications the metadata index saw used since @p since (macOS only; empty elsewhere),
-/// each with usage 0, barFraction 0.2 and "Last used <relative day>" or "Recently used".
+/// Applications the metadata index saw used since @p since (macOS; GNOME Shell's
+/// application_state with the linux layout; empty elsewhere), each with usage 0, barFraction
+/// 0.2 and "Last used <relative day>" or "Recently used".
 QList<KSTReporterAppUsageEntry> appUsageFromSpotlightSince(const QDateTime &since, int limit);
 /// The index query's time token: ISO 8601 with the zone ("2024-03-04T00:00:00Z");
 /// "1970-01-01T00:00:00Z" for an invalid date.

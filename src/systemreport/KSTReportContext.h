@@ -7,6 +7,8 @@
 #include <QString>
 #include <QVariantMap>
 
+#include <optional>
+
 class KSTSystemInfo;
 
 /// What the collectors learnt about the analysed machine itself, and the raw text of the
@@ -44,6 +46,21 @@ struct KSTReportMachineFacts
     QString scutilVpnList;
     bool hasAirportTool = false;
     QString airportInfo;
+
+    // The linux layout's sources; unset or empty when the source is absent or root-only.
+    QString osFamilyName;                ///< os-release NAME ("Debian GNU/Linux")
+    QString lockdownMode;                ///< "none", "integrity" or "confidentiality"
+    std::optional<bool> rootEncrypted;   ///< "/" lies on LUKS
+    std::optional<bool> accessControlOn; ///< AppArmor enabled or SELinux enforcing
+    std::optional<bool> firewallOn;      ///< ufw, firewalld or nftables enabled
+    std::optional<bool> secureBootOn;    ///< the SecureBoot efi variable
+    qint64 runningSystemUnits = -1;
+    qint64 runningUserUnits = -1;
+    qint64 loadedModules = -1;
+    qint64 outOfTreeModules = -1;
+    std::optional<double> startupSeconds; ///< systemd-analyze's total
+    QString vpnName;                      ///< "None detected" when nmcli named none
+    QString wirelessQuality;
 };
 
 /// What the collectors gather before a report snapshot is built. Filled stage by stage on the

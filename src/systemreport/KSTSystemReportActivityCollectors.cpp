@@ -2,9 +2,12 @@
 #include "KSTSystemReportCollectors.h"
 
 #include "KSTEnvironment.h"
+#include "KSTLinuxReportParsers.h"
 #include "KSTPropertyList.h"
 #include "KSTReadOnlyFile.h"
 #include "KSTReportFolderListing.h"
+#include "KSTSystemReportLinuxCollectors.h"
+#include "KSTSystemReportLocations.h"
 
 #include <QFileInfo>
 #include <QJsonDocument>
@@ -67,6 +70,30 @@ QString chromeExtensionName(const QString &versionFolder)
     return {};
 }
 
+// Chrome's profiles, as many on Linux as on a Mac.
+const char *const ChromeProfiles[] = {"Default", "Profile 1", "Profile 2"};
+
+// The extensions of Chrome-like profiles under @p chromeRoot: names, and those unnamed.
+void chromeExtensions(const QString &chromeRoot, QStringList *names, qint64 *unknown)
+{
+    for (const char *profile : ChromeProfiles)
+        for (const KSTReportFolderEntry &extension :
+             entriesOf(chromeRoot + QLatin1Char('/') + QLatin1String(profile) + "/Extensions")) {
+            if (!extension.isFolder)
+                continue;
+            for (const KSTReportFolderEntry &version : entriesOf(extension.path)) {
+                if (!version.isFolder)
+                    continue;
+                const QString name = chromeExtensionName(version.path);
+                if (name.isEmpty())
+                    ++*unknown;
+                else
+                    names->append(name);
+                break; // one version of an extension is enough
+            }
+        }
+}
+
 QString joinedNames(QStringList names)
 {
     names.removeDuplicates();
@@ -76,13 +103,46 @@ QString joinedNames(QStringList names)
     return names.isEmpty() ? QStringLiteral("None") : names.join(u", ");
 }
 
+// Firefox's profiles hold their extensions' names in extensions.json; Chromium and Chrome
+// keep Chrome's own layout under ~/.config. A browser that was never run has no row value.
+void collectLinuxBrowserExtensions(KSTReportContext &context, const KSTEnvironment &environment)
+{
+    namespace L = KSTSystemReportLocations;
+    const QString firefoxRoot = environment.homePath(L::FirefoxProfiles);
+    QStringList firefox;
+    for (const KSTReportFolderEntry &profile : entriesOf(firefoxRoot)) {
+        if (!profile.isFolder)
+            continue;
+        QByteArray bytes;
+        if (KSTReadOnlyFile::readWholeFileWithoutLinks(
+                profile.path + QLatin1String("/extensions.json"), MaximumManifestBytes, &bytes) ==
+            KSTReadOnlyFile::Status::Read)
+            firefox += KSTLinuxReportParsers::firefoxExtensions(bytes);
+    }
+    QStringList chrome;
+    qint64 unknown = 0;
+    bool chromeThere = false;
+    for (const QString &root : L::ChromiumProfiles) {
+        chromeThere = chromeThere || KSTReportFolderListing::isFolder(environment.homePath(root));
+        chromeExtensions(environment.homePath(root), &chrome, &unknown);
+    }
+    const bool firefoxThere = KSTReportFolderListing::isFolder(firefoxRoot);
+    if (!firefoxThere && !chromeThere)
+        return;
+    context.browserExtensions = {{QStringLiteral("suspicious"), unknown}};
+    if (firefoxThere)
+        context.browserExtensions.insert(QStringLiteral("safari"), joinedNames(firefox));
+    if (chromeThere)
+        context.browserExtensions.insert(QStringLiteral("chrome"), joinedNames(chrome));
+}
+
 } // namespace
 
 void collectCrashStats(KSTReportContext &context, const QDateTime &now)
 {
     const KSTEnvironment environment = KSTEnvironment::current();
     if (environment.layout() == KSTLayout::Linux)
-        return;
+        return KSTSystemReportLinuxCollectors::collectCrashStats(context, now);
     struct Report
     {
         QString name;
@@ -147,7 +207,7 @@ void collectBrowserExtensions(KSTReportContext &context)
 {
     const KSTEnvironment environment = KSTEnvironment::current();
     if (environment.layout() == KSTLayout::Linux)
-        return;
+        return collectLinuxBrowserExtensions(context, environment);
     QStringList safari;
     for (const KSTReportFolderEntry &entry :
          entriesOf(environment.homePath(QStringLiteral("Library/Safari/Extensions"))))
@@ -161,24 +221,9 @@ void collectBrowserExtensions(KSTReportContext &context)
 
     QStringList chrome;
     qint64 unknown = 0;
-    const QString chromeRoot =
-        environment.homePath(QStringLiteral("Library/Application Support/Google/Chrome"));
-    for (const char *profile : {"Default", "Profile 1", "Profile 2"})
-        for (const KSTReportFolderEntry &extension :
-             entriesOf(chromeRoot + QLatin1Char('/') + QLatin1String(profile) + "/Extensions")) {
-            if (!extension.isFolder)
-                continue;
-            for (const KSTReportFolderEntry &version : entriesOf(extension.path)) {
-                if (!version.isFolder)
-                    continue;
-                const QString name = chromeExtensionName(version.path);
-                if (name.isEmpty())
-                    ++unknown;
-                else
-                    chrome.append(name);
-                break; // one version of an extension is enough
-            }
-        }
+    chromeExtensions(
+        environment.homePath(QStringLiteral("Library/Application Support/Google/Chrome")), &chrome,
+        &unknown);
     context.browserExtensions = {{QStringLiteral("safari"), joinedNames(safari)},
                                  {QStringLiteral("chrome"), joinedNames(chrome)},
                                  {QStringLiteral("suspicious"), unknown}};

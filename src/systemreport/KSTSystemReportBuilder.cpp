@@ -3,6 +3,7 @@
 #include "KSTFormatting.h"
 #include "KSTSystemReportLayout.h"
 #include "KSTSystemReportParsers.h"
+#include "KSTSystemReportWords.h"
 
 #include <QLocale>
 
@@ -80,6 +81,27 @@ QString secureBoot(const KSTReportContext &context, qint64 *rowStyle)
     return QStringLiteral("Reduced");
 }
 
+// A protection the linux layout read from a file or a tool: on, off or not known.
+P::StyledValue flag(const std::optional<bool> &on)
+{
+    if (!on)
+        return {Dash, KSTReportRow::Normal};
+    return *on ? P::StyledValue{QStringLiteral("Enabled"), KSTReportRow::Good}
+               : P::StyledValue{QStringLiteral("Disabled"), KSTReportRow::Warning};
+}
+
+std::optional<bool> lockdownOn(const KSTReportMachineFacts &machine)
+{
+    if (machine.lockdownMode.isEmpty())
+        return std::nullopt;
+    return machine.lockdownMode != QLatin1String("none");
+}
+
+QString runningCount(qint64 units)
+{
+    return units < 0 ? Dash : count(units, "running");
+}
+
 QString installedMemory(const KSTReportContext &context)
 {
     const KSTReportMachineFacts &machine = context.machine;
@@ -137,15 +159,21 @@ KSTSystemReportBuilder::buildSnapshotFromContext(const KSTReportContext &context
     const QString build = context.buildNumber.isEmpty() ? Dash : context.buildNumber;
     const QString osName = context.osName.isEmpty() ? Dash : context.osName;
     const QList<L::CardShape> &cards = L::cards();
-    // A protection whose tool gave no answer (none of them exist on Linux) is neither on nor
+    // A protection whose source gave no answer (a root-only one on Linux) is neither on nor
     // off: a known one that is off still calls for review, otherwise the card shows the
     // absent value rather than a verdict.
     const struct
     {
         bool answered, on;
-    } sipState{!machine.csrutilStatus.trimmed().isEmpty(), context.sipEnabled},
-        fileVaultState{!machine.fdesetupStatus.trimmed().isEmpty(), context.fvEnabled},
-        gatekeeperState{!machine.spctlStatus.trimmed().isEmpty(), context.gatekeeperOn};
+    } sipState{machine.linuxLayout ? !machine.lockdownMode.isEmpty()
+                                   : !machine.csrutilStatus.trimmed().isEmpty(),
+               context.sipEnabled},
+        fileVaultState{machine.linuxLayout ? machine.rootEncrypted.has_value()
+                                           : !machine.fdesetupStatus.trimmed().isEmpty(),
+                       context.fvEnabled},
+        gatekeeperState{machine.linuxLayout ? machine.accessControlOn.has_value()
+                                            : !machine.spctlStatus.trimmed().isEmpty(),
+                        context.gatekeeperOn};
     const bool sipOrFileVaultOff =
         (sipState.answered && !sipState.on) || (fileVaultState.answered && !fileVaultState.on);
     const bool sipAndFileVaultKnown = sipState.answered && fileVaultState.answered;
@@ -159,8 +187,10 @@ KSTSystemReportBuilder::buildSnapshotFromContext(const KSTReportContext &context
                                        ? Dash
                                        : QStringLiteral("SIP \u00b7 FileVault \u00b7 Gatekeeper");
     snapshot.summaryCards = {
-        KSTReportSummaryCard::summaryCard(cards[0].title, cards[0].symbolName, cards[0].iconColor,
-                                          osName, QStringLiteral("Build %1").arg(build)),
+        KSTReportSummaryCard::summaryCard(
+            cards[0].title, cards[0].symbolName, cards[0].iconColor, osName,
+            (machine.linuxLayout ? QStringLiteral("Kernel %1") : QStringLiteral("Build %1"))
+                .arg(build)),
         KSTReportSummaryCard::summaryCard(cards[1].title, cards[1].symbolName, cards[1].iconColor,
                                           chipShown,
                                           QStringLiteral("%1-core CPU \u00b7 %2-core GPU")
@@ -177,25 +207,41 @@ KSTSystemReportBuilder::buildSnapshotFromContext(const KSTReportContext &context
     };
 
     const QList<L::SectionShape> &shapes = L::sections();
-    // Without the Mac's tools a Linux machine's boot, disks and buses are not described (yet).
+    // A Linux machine's SSD model, external disks and buses have no source here.
     const auto macOnly = [&](const QString &value) { return machine.linuxLayout ? Dash : value; };
     qint64 secureBootStyle = 0;
-    const QString secureBootText = secureBoot(context, &secureBootStyle);
-    const P::StyledValue sip = P::sipRow(machine.csrutilStatus);
-    const P::StyledValue fileVault = P::flagRow(machine.fdesetupStatus, context.fvEnabled);
+    QString secureBootText = secureBoot(context, &secureBootStyle);
+    if (machine.linuxLayout) {
+        const P::StyledValue linuxSecureBoot = flag(machine.secureBootOn);
+        secureBootText = linuxSecureBoot.value;
+        secureBootStyle = linuxSecureBoot.style;
+    }
+    const P::StyledValue sip =
+        machine.linuxLayout ? flag(lockdownOn(machine)) : P::sipRow(machine.csrutilStatus);
+    const P::StyledValue fileVault = machine.linuxLayout
+                                         ? flag(machine.rootEncrypted)
+                                         : P::flagRow(machine.fdesetupStatus, context.fvEnabled);
+    const P::StyledValue gatekeeper = machine.linuxLayout
+                                          ? flag(machine.accessControlOn)
+                                          : P::flagRow(machine.spctlStatus, context.gatekeeperOn);
+    const P::StyledValue firewall =
+        machine.linuxLayout ? flag(machine.firewallOn) : P::firewallRow(machine.firewallState);
+    const QString bootMode = machine.linuxLayout && machine.nvramBootArgs.isEmpty()
+                                 ? Dash
+                                 : P::bootMode(machine.nvramBootArgs);
     const QString serial =
         machine.serialNumber.isEmpty() ? Dash : P::maskedSerial(machine.serialNumber);
     const QString uptime = machine.uptimeSeconds < 0
                                ? Dash
                                : KSTFormatting::formatDuration(double(machine.uptimeSeconds));
     snapshot.sections.append(L::section(
-        shapes[0], {row(osName), row(build),
-                    row(machine.bootVolumeName.isEmpty()
-                            ? (machine.linuxLayout ? Dash : QStringLiteral("Macintosh HD"))
-                            : machine.bootVolumeName),
-                    row(machine.fileSystem), row(macOnly(P::bootMode(machine.nvramBootArgs))),
-                    row(secureBootText, secureBootStyle), row(sip), row(fileVault),
-                    row(machine.hardwareModel), row(serial), row(uptime)}));
+        shapes[0],
+        {row(osName), row(build),
+         row(machine.bootVolumeName.isEmpty()
+                 ? (machine.linuxLayout ? Dash : QStringLiteral("Macintosh HD"))
+                 : machine.bootVolumeName),
+         row(machine.fileSystem), row(bootMode), row(secureBootText, secureBootStyle), row(sip),
+         row(fileVault), row(machine.hardwareModel), row(serial), row(uptime)}));
 
     const QString memoryType =
         profilerValue(context, QStringLiteral("Memory"), QStringLiteral("Type"));
@@ -262,10 +308,14 @@ KSTSystemReportBuilder::buildSnapshotFromContext(const KSTReportContext &context
         thirdParty += item.itemIdentifier.startsWith(QLatin1String("com.apple")) ? 0 : 1;
     snapshot.sections.append(L::section(
         shapes[5],
-        {row(countFromTool(machine.launchctlSystem,
-                           P::launchctlServiceCount(machine.launchctlSystem), "running")),
-         row(countFromTool(machine.launchctlUser, P::launchctlServiceCount(machine.launchctlUser),
-                           "running")),
+        {row(machine.linuxLayout
+                 ? runningCount(machine.runningSystemUnits)
+                 : countFromTool(machine.launchctlSystem,
+                                 P::launchctlServiceCount(machine.launchctlSystem), "running")),
+         row(machine.linuxLayout
+                 ? runningCount(machine.runningUserUnits)
+                 : countFromTool(machine.launchctlUser,
+                                 P::launchctlServiceCount(machine.launchctlUser), "running")),
          row(QString::number(thirdParty)),
          row(machine.psOutput.trimmed().isEmpty() ? Dash : P::highCpuProcess(machine.psOutput))}));
 
@@ -288,24 +338,26 @@ KSTSystemReportBuilder::buildSnapshotFromContext(const KSTReportContext &context
 
     const P::SystemExtensions extensions = P::systemExtensions(machine.systemExtensionsList);
     const bool extensionsKnown = !machine.systemExtensionsList.trimmed().isEmpty();
-    const qint64 kexts = P::thirdPartyKexts(machine.kextstatOutput);
+    const qint64 kexts =
+        machine.linuxLayout ? machine.outOfTreeModules : P::thirdPartyKexts(machine.kextstatOutput);
+    const bool kextsKnown = machine.linuxLayout ? machine.loadedModules >= 0
+                                                : !machine.kextstatOutput.trimmed().isEmpty();
     snapshot.sections.append(L::section(
-        shapes[7],
-        {row(machine.linuxLayout    ? Dash
-             : machine.appleSilicon ? QStringLiteral("Apple Silicon")
-                                    : QStringLiteral("Intel")),
-         row(machine.kextstatOutput.trimmed().isEmpty()
-                 ? Dash
-                 : (kexts ? count(kexts, "third-party loaded") : QStringLiteral("0 loaded"))),
-         row(extensionsKnown ? count(extensions.active, "active") : Dash),
-         row(extensionsKnown ? QString::number(extensions.providers.size()) : Dash),
-         row(extensionsKnown ? QString::number(extensions.blocked) : Dash,
-             extensions.blocked > 0 ? KSTReportRow::Warning : KSTReportRow::Normal)}));
+        shapes[7], {row(machine.linuxLayout    ? Dash
+                        : machine.appleSilicon ? QStringLiteral("Apple Silicon")
+                                               : QStringLiteral("Intel")),
+                    row(!kextsKnown ? Dash
+                                    : (kexts ? count(kexts, "third-party loaded")
+                                             : QStringLiteral("0 loaded"))),
+                    row(extensionsKnown ? count(extensions.active, "active") : Dash),
+                    row(extensionsKnown ? QString::number(extensions.providers.size()) : Dash),
+                    row(extensionsKnown ? QString::number(extensions.blocked) : Dash,
+                        extensions.blocked > 0 ? KSTReportRow::Warning : KSTReportRow::Normal)}));
 
     snapshot.sections.append(L::section(
         shapes[8],
-        {row(sip), row(P::flagRow(machine.spctlStatus, context.gatekeeperOn)), row(fileVault),
-         row(secureBootText, secureBootStyle), row(P::firewallRow(machine.firewallState)),
+        {row(sip), row(gatekeeper), row(fileVault), row(secureBootText, secureBootStyle),
+         row(firewall),
          row(appsKnown ? QStringLiteral("%1 apps").arg(unsignedApps) : Dash,
              appsKnown && unsignedApps > 0 ? KSTReportRow::Warning : KSTReportRow::Normal)}));
 
@@ -333,9 +385,12 @@ KSTSystemReportBuilder::buildSnapshotFromContext(const KSTReportContext &context
         shapes[11],
         {row(bytes("download")), row(bytes("upload")), row(text(network, "topApp")),
          row(text(network, "topDomain")),
-         row(machine.scutilVpnList.trimmed().isEmpty() ? Dash
-                                                       : P::connectedVpn(machine.scutilVpnList)),
-         row(machine.hasAirportTool ? P::wifiQuality(machine.airportInfo) : Dash)}));
+         row(machine.linuxLayout                         ? machine.vpnName
+             : machine.scutilVpnList.trimmed().isEmpty() ? Dash
+                                                         : P::connectedVpn(machine.scutilVpnList)),
+         row(machine.linuxLayout      ? machine.wirelessQuality
+             : machine.hasAirportTool ? P::wifiQuality(machine.airportInfo)
+                                      : Dash)}));
 
     const QVariantMap &browsers = context.browserExtensions;
     const qint64 suspicious = browsers.value(QStringLiteral("suspicious")).toLongLong();
@@ -366,5 +421,7 @@ KSTSystemReportBuilder::buildSnapshotFromContext(const KSTReportContext &context
                                           ? KSTReportRow::Critical
                                           : KSTReportRow::Normal),
          row(recommendation)}));
+    if (machine.linuxLayout)
+        KSTSystemReportWords::relabelForLinux(snapshot, machine.osFamilyName);
     return snapshot;
 }

@@ -13,6 +13,7 @@
 #include "KSTStorageFigures.h"
 #include "KSTSystemInfo.h"
 #include "KSTSystemReportCommandRunner.h"
+#include "KSTSystemReportLinuxCollectors.h"
 #include "KSTSystemReportLocations.h"
 #include "KSTSystemReportParsers.h"
 #include "KSTToolRunner.h"
@@ -160,14 +161,16 @@ QVariantMap memoryStatsFromMeminfo(const QByteArray &meminfo, quint64 physicalBy
 }
 
 QVariantMap bootMetrics(const QList<KSTStartupItemRecord> &items, double uptimeSeconds,
-                        double previousTotalDesktopSeconds)
+                        double previousTotalDesktopSeconds, double measuredBootToLoginSeconds)
 {
     // A rough model, like the estimate: each login-time item costs about half a second, a
     // heavy one two more.
     double loginRuntime = 0;
     for (const KSTStartupItemRecord &item : items)
         loginRuntime += 0.5 + (item.impact == QLatin1String("High") ? 2.0 : 0.0);
-    const double bootToLogin = P::estimatedBootToLoginSeconds(uptimeSeconds);
+    const double bootToLogin = measuredBootToLoginSeconds >= 0
+                                   ? measuredBootToLoginSeconds
+                                   : P::estimatedBootToLoginSeconds(uptimeSeconds);
     const double total = bootToLogin + loginRuntime;
     QVariantMap metrics{{QStringLiteral("bootToLogin"), formatSeconds(bootToLogin)},
                         {QStringLiteral("loginRuntime"), formatSeconds(loginRuntime)},
@@ -195,7 +198,8 @@ void collectInstant(KSTReportContext &context)
         if (const auto overview = context.sys->cachedOverviewSnapshotIfAvailable())
             context.osName = overview->macOSVersionLine;
     if (isLinuxLayout())
-        context.osName = osReleaseName(readSmallFile(environment.systemPath(L::OsRelease)));
+        context.osName =
+            osReleaseName(KSTSystemReportLinuxCollectors::readMachineFile(L::OsRelease));
     if (context.osName.isEmpty())
         context.osName = KSTOverviewEngine::macOSVersionLine();
 
@@ -218,13 +222,15 @@ void collectInstant(KSTReportContext &context)
     }
     if (isLinuxLayout()) {
         const QString model =
-            QString::fromUtf8(readSmallFile(environment.systemPath(L::DmiProductName))).trimmed();
+            QString::fromUtf8(KSTSystemReportLinuxCollectors::readMachineFile(L::DmiProductName))
+                .trimmed();
         if (!model.isEmpty())
             machine.hardwareModel = model;
         QString source;
-        rootMount(readSmallFile(environment.systemPath(L::MountInfo)), &machine.fileSystem, &source,
-                  &machine.mountedVolumeCount);
+        rootMount(KSTSystemReportLinuxCollectors::readMachineFile(L::MountInfo),
+                  &machine.fileSystem, &source, &machine.mountedVolumeCount);
         machine.bootVolumeName = source;
+        KSTSystemReportLinuxCollectors::collectInstant(context);
     } else {
         machine.mountedVolumeCount =
             KSTReportFolderListing::entryCount(environment.systemPath(QStringLiteral("/Volumes")));
@@ -240,7 +246,7 @@ void collectBuildNumber(KSTReportContext &context)
 {
     if (isLinuxLayout()) {
         context.buildNumber =
-            QString::fromUtf8(readSmallFile(KSTEnvironment::current().systemPath(L::KernelRelease)))
+            QString::fromUtf8(KSTSystemReportLinuxCollectors::readMachineFile(L::KernelRelease))
                 .trimmed();
         return;
     }
@@ -258,12 +264,20 @@ void collectMedium(KSTReportContext &context)
         KSTReportFolderListing::entryCount(environment.systemPath(L::LegacyStartupItems));
     if (machine.legacyStartupItemCount < 0 && !isLinuxLayout())
         machine.legacyStartupItemCount = 0; // no folder: no legacy items
+    if (isLinuxLayout())
+        KSTSystemReportLinuxCollectors::collectMedium(context);
     const double previous = KSTReportMetricsStore::loadPreviousBootMetrics()
                                 .value(QStringLiteral("lastTotalDesktopSeconds"))
                                 .toDouble();
-    context.bootMetrics =
-        bootMetrics(context.startupItems, double(machine.uptimeSeconds), previous);
+    context.bootMetrics = bootMetrics(context.startupItems, double(machine.uptimeSeconds), previous,
+                                      machine.startupSeconds.value_or(-1));
 
+    if (isLinuxLayout()) {
+        // procps refuses "-c" beside "-o"; its "comm" is already the name without arguments.
+        machine.psOutput =
+            Runner::shellOutput(L::Ps, {QStringLiteral("-Aeo"), QStringLiteral("pid,pcpu,comm")});
+        return; // the Mac's tools below have no Linux counterpart
+    }
     machine.diskutilInfoDisk0 = Runner::shellOutputWithTimeout(
         L::DiskutilTimeoutSeconds, L::Diskutil, {QStringLiteral("info"), QStringLiteral("disk0")});
     const P::StyledValue smart = P::smartStatus(machine.diskutilInfoDisk0);
@@ -291,6 +305,8 @@ void collectMedium(KSTReportContext &context)
 
 void collectSecurity(KSTReportContext &context)
 {
+    if (isLinuxLayout())
+        return KSTSystemReportLinuxCollectors::collectSecurity(context);
     KSTReportMachineFacts &machine = context.machine;
     machine.csrutilStatus = Runner::shellOutputWithTimeout(L::SecurityTimeoutSeconds, L::Csrutil,
                                                            {QStringLiteral("status")});
@@ -335,7 +351,7 @@ void adoptProfilerText(KSTReportContext &context, const QString &profilerText)
     const QString memory = P::profilerValueForKey(hardware, QStringLiteral("Memory"));
     if (!memory.isEmpty())
         machine.installedMemoryText = memory;
-    if (KSTEnvironment::current().isHostRoot())
+    if (KSTEnvironment::current().isHostRoot() || isLinuxLayout())
         return;
     // Under another root the profiler describes the analysed Mac.
     machine.hardwareModel = P::profilerValueForKey(hardware, QStringLiteral("Model Identifier"));
@@ -351,6 +367,8 @@ void adoptProfilerText(KSTReportContext &context, const QString &profilerText)
 
 void collectFullDiskHealth(KSTReportContext &context)
 {
+    if (isLinuxLayout())
+        return; // diskutil has no counterpart read here: the rows stay "—"
     const QString external =
         Runner::shellOutputWithTimeout(L::DiskutilTimeoutSeconds, L::Diskutil,
                                        {QStringLiteral("list"), QStringLiteral("external")});
@@ -385,6 +403,9 @@ void collectFullDiskHealth(KSTReportContext &context)
 
 void collectAppSignatures(KSTReportContext &context, const QDateTime &now, bool full)
 {
+    // Signed bundles are a Mac's; a Linux machine's rows stay "—" rather than "0 apps".
+    if (isLinuxLayout())
+        return;
     const KSTEnvironment environment = KSTEnvironment::current();
     QStringList folders;
     for (const QString &folder : L::ApplicationFolders)

@@ -33,26 +33,29 @@ void collectNetworkWeek(KSTReportContext &context, const QDateTime &now);
 /// folders and one folder below). Apple's apps count by place or identifier; of the others,
 /// "dev" are those signed by a developer: the fast count takes a Contents/_CodeSignature
 /// folder as the sign, the full one (@p full) reads the main executable's code signature and
-/// counts it only when it is there and not ad hoc.
+/// counts it only when it is there and not ad hoc. Nothing on the linux layout.
 void collectAppSignatures(KSTReportContext &context, const QDateTime &now, bool full = false);
 /// Crash, hang and panic reports of the user's and the system's DiagnosticReports folders
 /// (".crash" and ".ips" files): "recent", "hangs", "kernelPanic", "sleepPanic", "gpuPanic",
-/// "lastPanic" (and "…Style" colour hints). Nothing on the linux layout.
+/// "lastPanic" (and "…Style" colour hints). On the linux layout: coredumpctl and var/crash.
 void collectCrashStats(KSTReportContext &context, const QDateTime &now);
 /// Safari's and Chrome's extensions: "safari", "chrome" (names sorted ignoring case, joined
 /// with ", ", "None" when there are none), "suspicious" (Chrome extensions whose name cannot
-/// be read). Nothing on the linux layout.
+/// be read). On the linux layout Firefox's fill "safari" and Chromium's and Chrome's
+/// profiles under ~/.config fill "chrome".
 void collectBrowserExtensions(KSTReportContext &context);
 /// The facts that come from the profiler text (run once per fetch by the service).
 void adoptProfilerText(KSTReportContext &context, const QString &profilerText);
-/// Full disk health: external disks, APFS health and the wear line.
+/// Full disk health: external disks, APFS health and the wear line. Nothing on the linux
+/// layout.
 void collectFullDiskHealth(KSTReportContext &context);
 
 /// The memory figures of /proc/meminfo-style text and the physical memory: "pressure",
 /// "pressureLevel", "app", "wired", "compressed", "swap".
 QVariantMap memoryStatsFromMeminfo(const QByteArray &meminfo, quint64 physicalBytes);
-/// Boot metrics from the startup items, the uptime and the previous total to desktop.
+/// Boot metrics from the startup items, the uptime and the previous total to desktop; a
+/// measured boot-to-login time (systemd-analyze's, ≥ 0) replaces the uptime's estimate.
 QVariantMap bootMetrics(const QList<KSTStartupItemRecord> &items, double uptimeSeconds,
-                        double previousTotalDesktopSeconds);
+                        double previousTotalDesktopSeconds, double measuredBootToLoginSeconds = -1);
 
 } // namespace KSTSystemReportCollectors

@@ -38,3 +38,17 @@ QString KSTSystemReportCommandRunner::shellOutput(const QString &launchPath,
 {
     return shellOutputWithTimeout(8, launchPath, arguments);
 }
+
+std::optional<QByteArray>
+KSTSystemReportCommandRunner::outputIfSucceeded(int timeoutSeconds, const QString &launchPath,
+                                                const QStringList &arguments)
+{
+    const KSTToolResult result =
+        KSTToolRunner::run(launchPath, arguments, KSTToolRunner::Channels::Separate,
+                           timeoutSeconds * 1000, OutputLimitBytes);
+    if (!result.succeeded()) {
+        qCInfo(lcSystemReport) << launchPath << "gave no answer; its rows fall back";
+        return std::nullopt;
+    }
+    return result.standardOutput;
+}

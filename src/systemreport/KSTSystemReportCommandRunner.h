@@ -4,6 +4,8 @@
 #include <QString>
 #include <QStringList>
 
+#include <optional>
+
 /// The report's way of running a tool: <root><path> through KSTToolRunner, standard output
 /// and standard error merged, bounded by a time-out in seconds (lowered further by
 /// KESTREL_TOOL_TIMEOUT_MS). Blocks the calling thread (the report queue), never the main one.
@@ -23,6 +25,13 @@ public:
     /// The raw bytes, with the same failure rules (empty on failure).
     static QByteArray shellDataWithTimeout(int timeoutSeconds, const QString &launchPath,
                                            const QStringList &arguments = {});
+
+    /// The standard output alone, and only when the tool exited with status 0 within the
+    /// limits (nullopt otherwise): for tools that print their complaint ("System has not been
+    /// booted with systemd") with a failing status, and whose empty output is an answer.
+    static std::optional<QByteArray> outputIfSucceeded(int timeoutSeconds,
+                                                       const QString &launchPath,
+                                                       const QStringList &arguments = {});
 
     /// The most a report tool may print; the profiler prints the most, far below this.
     static constexpr qsizetype OutputLimitBytes = 8 * 1024 * 1024;

@@ -1,7 +1,8 @@
-// The Reporter's history file and the installer log's tail: both are read from the user's
-// disk on every weekly report.
+// The Reporter's history file, the installer log's and dpkg log's tails and GNOME Shell's
+// application_state: all are read from the user's disk on every weekly report.
 #include "KSTReporterCharts.h"
 #include "KSTReporterHistory.h"
+#include "KSTReporterLinuxSources.h"
 #include "KSTReporterSources.h"
 
 #include <QMetaType>
@@ -63,6 +64,28 @@ void checkInstallLog(const QByteArray &bytes)
     }
 }
 
+void checkLinuxSources(const QByteArray &bytes)
+{
+    QSet<QString> seen;
+    for (const QString &name : KSTReporterLinuxSources::removedPackagesInLogTail(bytes)) {
+        if (name.isEmpty() || name.contains(QLatin1Char(':')) || seen.contains(name))
+            std::abort(); // each package once, without its architecture
+        seen.insert(name);
+    }
+    const QDateTime now = QDateTime::fromSecsSinceEpoch(1'800'000'000);
+    for (const QString &name :
+         KSTReporterLinuxSources::installedPackagesInLogTail(bytes, QDateTime()))
+        if (name.isEmpty() || name.contains(QLatin1Char(':')))
+            std::abort();
+    const QList<KSTReporterAppUsageEntry> usage =
+        KSTReporterLinuxSources::applicationStateUsage(bytes, now.addDays(-7), 5, now);
+    if (usage.size() > 5)
+        std::abort();
+    for (const KSTReporterAppUsageEntry &entry : usage)
+        if (entry.name.isEmpty() || entry.barFraction != 0.2 || entry.usageSeconds != 0)
+            std::abort();
+}
+
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
@@ -71,5 +94,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
         QByteArray::fromRawData(reinterpret_cast<const char *>(data), qsizetype(size));
     checkHistory(bytes);
     checkInstallLog(bytes);
+    checkLinuxSources(bytes);
     return 0;
 }

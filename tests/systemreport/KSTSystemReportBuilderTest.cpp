@@ -2,6 +2,7 @@
 // every row of the fourteen sections, the placeholder, and what must never be shown.
 #include "KSTSystemReportBuilder.h"
 #include "KSTSystemReportLayout.h"
+#include "KSTSystemReportWords.h"
 #include "KSTTestSupport.h"
 
 #include <gtest/gtest.h>
@@ -329,8 +330,61 @@ TEST(SystemReportBuilderTest, ALinuxMachineGetsNoMacFallbackWords)
     for (const auto &row : rows) {
         const QString section = QString::fromUtf8(row.section);
         const QString label = QString::fromUtf8(row.label);
-        ASSERT_NE(findRow(linux, section, label), nullptr) << row.label;
-        EXPECT_EQ(findRow(linux, section, label)->value(), Dash) << row.label;
+        const QString linuxSection = KSTSystemReportWords::linuxText(section, QString());
+        ASSERT_NE(findRow(linux, linuxSection, label), nullptr) << row.label;
+        EXPECT_EQ(findRow(linux, linuxSection, label)->value(), Dash) << row.label;
         EXPECT_EQ(findRow(mac, section, label)->value(), QString::fromUtf8(row.onMac)) << row.label;
+    }
+}
+
+// The linux layout's protections decide the rows and the Security card as the Mac's tools
+// do; an unknown one is "—", never a verdict. Each: 'Y' on, 'N' off, '?' not read.
+TEST(SystemReportBuilderTest, LinuxProtectionsAndTheirWords)
+{
+    auto state = [](char c) -> std::optional<bool> {
+        return c == '?' ? std::nullopt : std::optional<bool>(c == 'Y');
+    };
+    const struct
+    {
+        const char *lockdownLuksAccess;
+        const char *card;
+        const char *detail;
+    } cases[] = {
+        {"YYY", "Protected", "Kernel lockdown \u00b7 LUKS \u00b7 AppArmor / SELinux"},
+        {"NYY", "Review needed", "Some protections off"},
+        {"YYN", "Review needed", "Kernel lockdown \u00b7 LUKS \u00b7 AppArmor / SELinux"},
+        {"Y?Y", "\u2014", "\u2014"},
+        {"???", "\u2014", "\u2014"},
+    };
+    for (const auto &c : cases) {
+        KSTReportContext context;
+        context.machine.linuxLayout = true;
+        context.machine.osFamilyName = QStringLiteral("Fedora Linux");
+        const char lockdown = c.lockdownLuksAccess[0];
+        context.machine.lockdownMode = lockdown == '?'   ? QString()
+                                       : lockdown == 'Y' ? QStringLiteral("integrity")
+                                                         : QStringLiteral("none");
+        context.sipEnabled = lockdown == 'Y';
+        context.machine.rootEncrypted = state(c.lockdownLuksAccess[1]);
+        context.fvEnabled = c.lockdownLuksAccess[1] == 'Y';
+        context.machine.accessControlOn = state(c.lockdownLuksAccess[2]);
+        context.gatekeeperOn = c.lockdownLuksAccess[2] == 'Y';
+        const KSTSystemReportSnapshot snapshot =
+            KSTSystemReportBuilder::buildSnapshotFromContext(context);
+        EXPECT_EQ(snapshot.summaryCards[0].title, QStringLiteral("Fedora Linux"));
+        EXPECT_EQ(snapshot.summaryCards[3].value, QString::fromUtf8(c.card))
+            << c.lockdownLuksAccess;
+        EXPECT_EQ(snapshot.summaryCards[3].detail, QString::fromUtf8(c.detail))
+            << c.lockdownLuksAccess;
+        const KSTReportRow *lockdownRow =
+            findRow(snapshot, QStringLiteral("Security"), QStringLiteral("Kernel lockdown"));
+        ASSERT_NE(lockdownRow, nullptr);
+        EXPECT_EQ(lockdownRow->value(), lockdown == '?'   ? Dash
+                                        : lockdown == 'Y' ? QStringLiteral("Enabled")
+                                                          : QStringLiteral("Disabled"));
+        EXPECT_EQ(lockdownRow->valueStyle(), lockdown == '?' ? 0 : lockdown == 'Y' ? 1 : 2);
+        EXPECT_NE(findRow(snapshot, QStringLiteral("Fedora Linux Information"),
+                          QStringLiteral("Fedora Linux version")),
+                  nullptr);
     }
 }

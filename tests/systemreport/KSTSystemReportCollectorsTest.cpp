@@ -68,8 +68,12 @@ TEST_F(SystemReportCollectorsTest, NoReportsAndTheLinuxLayout)
     KSTReportContext onLinux;
     C::collectCrashStats(onLinux, now);
     C::collectBrowserExtensions(onLinux);
+    C::collectAppSignatures(onLinux, now);
+    C::collectFullDiskHealth(onLinux);
     EXPECT_TRUE(onLinux.crashStats.isEmpty()); // shown as "—", not as "none found"
     EXPECT_TRUE(onLinux.browserExtensions.isEmpty());
+    EXPECT_TRUE(onLinux.appSignatures.isEmpty()); // not "0 apps"
+    EXPECT_TRUE(onLinux.diskHealth.isEmpty());    // not "0" disk errors
 }
 
 TEST_F(SystemReportCollectorsTest, BrowserExtensionsWithLocalisedChromeNames)
