@@ -22,7 +22,6 @@ using Item = KSTCleanUpItem;
 
 namespace {
 
-constexpr quint64 MiB = 1024 * 1024;
 const QString Find = QStringLiteral("/usr/bin/find");
 const QString Backups = QStringLiteral("Library/Application Support/MobileSync/Backup/");
 
@@ -45,13 +44,7 @@ protected:
     static KSTCleanUpCategory category(const std::shared_ptr<KSTCleanUpSnapshot> &snapshot,
                                        const char *type)
     {
-        for (const KSTCleanUpCategory &category :
-             snapshot ? snapshot->categories : QList<KSTCleanUpCategory>()) {
-            if (category.categoryType == QLatin1String(type))
-                return category;
-        }
-        ADD_FAILURE() << "no category " << type;
-        return {};
+        return categoryOfType(snapshot, type);
     }
 
     // A sparse file: find and the scan compare its length, so it takes almost no disk.

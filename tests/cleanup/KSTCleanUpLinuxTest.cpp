@@ -27,8 +27,6 @@ using Engine = KSTCleanUpEngine;
 
 namespace {
 
-constexpr quint64 MiB = 1024 * 1024;
-
 class CleanUpLinuxTest : public ::testing::Test
 {
 protected:
@@ -49,13 +47,7 @@ protected:
     static KSTCleanUpCategory category(const std::shared_ptr<KSTCleanUpSnapshot> &snapshot,
                                        const char *type)
     {
-        for (const KSTCleanUpCategory &category :
-             snapshot ? snapshot->categories : QList<KSTCleanUpCategory>()) {
-            if (category.categoryType == QLatin1String(type))
-                return category;
-        }
-        ADD_FAILURE() << "no category " << type;
-        return {};
+        return categoryOfType(snapshot, type);
     }
 
     static const KSTCleanUpItem *itemNamed(const QList<KSTCleanUpItem> &items, const QString &name)

@@ -4,7 +4,13 @@
 
 #include <QStringList>
 
+#include <gtest/gtest.h>
+
+#include <memory>
+
 #include <ostream>
+
+constexpr quint64 MiB = 1024 * 1024;
 
 // Clean-up items compare field by field and print whole in failure messages, so a test states
 // the item it expects in one line.
@@ -35,4 +41,17 @@ inline quint64 bytesOf(const QList<KSTCleanUpItem> &items)
     for (const KSTCleanUpItem &item : items)
         total += item.bytes;
     return total;
+}
+
+// The category of @p type in @p snapshot; a test failure and an empty category when it has none.
+inline KSTCleanUpCategory categoryOfType(const std::shared_ptr<KSTCleanUpSnapshot> &snapshot,
+                                         const char *type)
+{
+    for (const KSTCleanUpCategory &category :
+         snapshot ? snapshot->categories : QList<KSTCleanUpCategory>()) {
+        if (category.categoryType == QLatin1String(type))
+            return category;
+    }
+    ADD_FAILURE() << "no category " << type;
+    return {};
 }

@@ -25,6 +25,40 @@
 
 namespace {
 
+KSTTreeListing listingOfRoot(const QString &root)
+{
+    return KSTTestSupport::listTree(QFile::encodeName(root));
+}
+
+QByteArray relativeToRoot(const QString &root, const QString &path)
+{
+    return KSTFileName::encoded(path.mid(root.size() + 1));
+}
+
+bool isAtOrUnder(const QByteArray &path, const QByteArray &folder)
+{
+    return path == folder || path.startsWith(QByteArray(folder + '/'));
+}
+
+// Nothing changed outside @p selection (root-relative folders and files), the fixture's tools
+// aside (they log their calls beside themselves), and nothing at all inside @p kept.
+void expectChangesOnlyIn(const KSTTreeListing &before, const KSTTreeListing &after,
+                         const QList<QByteArray> &selection, const QList<QByteArray> &kept)
+{
+    const QStringList outside =
+        KSTTestSupport::treeDifferences(before, after, [&](const QByteArray &path) {
+            return path.startsWith("usr/bin/") || path.endsWith(".calls") ||
+                   std::any_of(selection.cbegin(), selection.cend(),
+                               [&](const QByteArray &chosen) { return isAtOrUnder(path, chosen); });
+        });
+    EXPECT_TRUE(outside.isEmpty()) << outside.join('\n').toStdString();
+    for (const QByteArray &folder : kept) {
+        const QStringList changed = KSTTestSupport::treeDifferences(
+            before, after, [&](const QByteArray &path) { return !isAtOrUnder(path, folder); });
+        EXPECT_TRUE(changed.isEmpty()) << changed.join('\n').toStdString();
+    }
+}
+
 using Variant = KSTHostileHome::Variant;
 
 class HostileHomeTest : public ::testing::TestWithParam<Variant>
@@ -53,38 +87,19 @@ protected:
                                           QStringList{"--root", mac.root()} + arguments, options);
     }
 
-    KSTTreeListing listing() const
-    {
-        return KSTTestSupport::listTree(QFile::encodeName(mac.root()));
-    }
+    KSTTreeListing listing() const { return listingOfRoot(mac.root()); }
 
-    QByteArray rootRelative(const QString &path) const
-    {
-        return KSTFileName::encoded(path.mid(mac.root().size() + 1));
-    }
+    QByteArray rootRelative(const QString &path) const { return relativeToRoot(mac.root(), path); }
 
     // Nothing changed outside @p selection (root-relative folders and files), and nothing at
     // all inside what must survive.
     void expectOnlySelectionChanged(const KSTTreeListing &before, const KSTTreeListing &after,
                                     const QList<QByteArray> &selection) const
     {
-        const auto isUnder = [](const QByteArray &path, const QByteArray &folder) {
-            return path == folder || path.startsWith(QByteArray(folder + '/'));
-        };
-        // The fixture's tools log their calls beside themselves.
-        const QStringList outside =
-            KSTTestSupport::treeDifferences(before, after, [&](const QByteArray &path) {
-                return path.startsWith("usr/bin/") || path.endsWith(".calls") ||
-                       std::any_of(selection.cbegin(), selection.cend(),
-                                   [&](const QByteArray &chosen) { return isUnder(path, chosen); });
-            });
-        EXPECT_TRUE(outside.isEmpty()) << outside.join('\n').toStdString();
-        for (const QString &kept : hostile->mustSurvive()) {
-            const QByteArray folder = QFile::encodeName(kept);
-            const QStringList changed = KSTTestSupport::treeDifferences(
-                before, after, [&](const QByteArray &path) { return !isUnder(path, folder); });
-            EXPECT_TRUE(changed.isEmpty()) << changed.join('\n').toStdString();
-        }
+        QList<QByteArray> kept;
+        for (const QString &path : hostile->mustSurvive())
+            kept << QFile::encodeName(path);
+        expectChangesOnlyIn(before, after, selection, kept);
     }
 
     KSTFixtureMac mac;
@@ -640,37 +655,20 @@ protected:
             QStringList{"--root", machine.root(), "--layout", "linux"} + arguments, options);
     }
 
-    KSTTreeListing listing() const
-    {
-        return KSTTestSupport::listTree(QFile::encodeName(machine.root()));
-    }
+    KSTTreeListing listing() const { return listingOfRoot(machine.root()); }
     QByteArray rootRelative(const QString &path) const
     {
-        return KSTFileName::encoded(path.mid(machine.root().size() + 1));
+        return relativeToRoot(machine.root(), path);
     }
 
     // Nothing changed outside @p selection, and nothing behind a link or never to be touched.
     void expectOnlySelectionChanged(const KSTTreeListing &before, const KSTTreeListing &after,
                                     const QList<QByteArray> &selection) const
     {
-        const auto isUnder = [](const QByteArray &path, const QByteArray &folder) {
-            return path == folder || path.startsWith(QByteArray(folder + '/'));
-        };
-        const QStringList outside =
-            KSTTestSupport::treeDifferences(before, after, [&](const QByteArray &path) {
-                return path.startsWith("usr/bin/") || path.endsWith(".calls") ||
-                       std::any_of(selection.cbegin(), selection.cend(),
-                                   [&](const QByteArray &chosen) { return isUnder(path, chosen); });
-            });
-        EXPECT_TRUE(outside.isEmpty()) << outside.join('\n').toStdString();
         QList<QByteArray> kept = {"srv"};
         for (const QString &path : neverTouch)
             kept << rootRelative(QString(path).replace("~", machine.home()));
-        for (const QByteArray &folder : kept) {
-            const QStringList changed = KSTTestSupport::treeDifferences(
-                before, after, [&](const QByteArray &path) { return !isUnder(path, folder); });
-            EXPECT_TRUE(changed.isEmpty()) << changed.join('\n').toStdString();
-        }
+        expectChangesOnlyIn(before, after, selection, kept);
     }
 
     KSTFixtureLinux machine;

@@ -8,7 +8,7 @@ using Place = KSTFixtureLinux::EntryPlace;
 
 namespace {
 
-constexpr qint64 MiB = 1024 * 1024;
+constexpr qint64 OneMiB = 1024 * 1024;
 
 struct Package
 {
@@ -45,13 +45,13 @@ void addPackagedEntry(KSTFixtureLinux &machine, const char *package, const char 
 
 void addUserFiles(KSTFixtureLinux &machine)
 {
-    machine.writeSizedHomeFile(QStringLiteral("Documents/Thesis.odt"), 3 * MiB);
+    machine.writeSizedHomeFile(QStringLiteral("Documents/Thesis.odt"), 3 * OneMiB);
     machine.writeSizedHomeFile(QStringLiteral("Documents/Budget 2026.ods"), 512 * 1024);
-    machine.writeSizedHomeFile(QStringLiteral("Pictures/Holiday/IMG_0001.jpg"), 4 * MiB);
-    machine.writeSizedHomeFile(QStringLiteral("Pictures/Holiday/IMG_0002.jpg"), 3 * MiB);
-    machine.writeSizedHomeFile(QStringLiteral("Videos/Birthday.mp4"), 12 * MiB);
+    machine.writeSizedHomeFile(QStringLiteral("Pictures/Holiday/IMG_0001.jpg"), 4 * OneMiB);
+    machine.writeSizedHomeFile(QStringLiteral("Pictures/Holiday/IMG_0002.jpg"), 3 * OneMiB);
+    machine.writeSizedHomeFile(QStringLiteral("Videos/Birthday.mp4"), 12 * OneMiB);
     machine.writeSizedHomeFile(QStringLiteral("Downloads/debian-12.8.0-amd64-netinst.iso"),
-                               6 * MiB);
+                               6 * OneMiB);
     machine.writeMimeApps("[Default Applications]\n"
                           "text/plain=org.gnome.TextEditor.desktop\n"
                           "application/pdf=org.gnome.Evince.desktop\n"
@@ -107,21 +107,21 @@ QList<KSTDebianDesktop::VisibleApp> KSTDebianDesktop::populate(KSTFixtureLinux &
 
     visible << VisibleApp{QStringLiteral("Calculator"), 0,
                           machine.addFlatpak({QStringLiteral("org.gnome.Calculator"),
-                                              QStringLiteral("Calculator"), false, 3 * MiB})};
+                                              QStringLiteral("Calculator"), false, 3 * OneMiB})};
     KSTFixtureLinux::Flatpak vlc{QStringLiteral("org.videolan.VLC"),
-                                 QStringLiteral("VLC media player"), true, 9 * MiB};
+                                 QStringLiteral("VLC media player"), true, 9 * OneMiB};
     vlc.commit = QStringLiteral("a0b1c2d3e4f5a6b7c8d9e0f1a2b3c4d5e6f7a8b9c0d1e2f3a4b5c6d7e8f9a0b1");
     visible << VisibleApp{vlc.name, 0, machine.addFlatpak(vlc)};
     visible << VisibleApp{
         QStringLiteral("Visual Studio Code"), 0,
         machine.addSnap({QStringLiteral("code"), QStringLiteral("code"),
-                         QStringLiteral("Visual Studio Code"), QStringLiteral("176"), 7 * MiB})};
+                         QStringLiteral("Visual Studio Code"), QStringLiteral("176"), 7 * OneMiB})};
     visible << VisibleApp{
         QStringLiteral("Obsidian-1.5.3"), 0,
-        machine.addAppImage(QStringLiteral("Applications/Obsidian-1.5.3.AppImage"), 5 * MiB)};
+        machine.addAppImage(QStringLiteral("Applications/Obsidian-1.5.3.AppImage"), 5 * OneMiB)};
     visible << VisibleApp{
         QStringLiteral("krita-5.2.2-x86_64"), 0,
-        machine.addAppImage(QStringLiteral("Downloads/krita-5.2.2-x86_64.appimage"), 2 * MiB)};
+        machine.addAppImage(QStringLiteral("Downloads/krita-5.2.2-x86_64.appimage"), 2 * OneMiB)};
 
     // Entries a menu does not show.
     KSTFixtureLinux::DesktopEntry imageMagick;

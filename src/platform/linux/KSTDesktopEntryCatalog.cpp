@@ -15,7 +15,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-using Kind = KSTDesktopApplication::Kind;
+using AppKind = KSTDesktopApplication::Kind;
 
 namespace {
 
@@ -276,7 +276,7 @@ void KSTDesktopEntryCatalog::fillFlatpakPayload(KSTDesktopApplication &applicati
                                                 const QString &installation,
                                                 const QString &flatpakId) const
 {
-    application.kind = Kind::Flatpak;
+    application.kind = AppKind::Flatpak;
     const QString id = flatpakId.isEmpty() ? application.identifier.chopped(8) : flatpakId;
     application.payloadKey = installation + QLatin1String("/app/") + id;
     if (!isPlainName(id))
@@ -293,7 +293,7 @@ void KSTDesktopEntryCatalog::fillFlatpakPayload(KSTDesktopApplication &applicati
 void KSTDesktopEntryCatalog::fillSnapPayload(KSTDesktopApplication &application,
                                              const QString &snapName) const
 {
-    application.kind = Kind::Snap;
+    application.kind = AppKind::Snap;
     const QString name =
         snapName.isEmpty()
             ? application.identifier.left(application.identifier.indexOf(QLatin1Char('_')))
@@ -357,7 +357,7 @@ void KSTDesktopEntryCatalog::fillPackagePayloads(QList<KSTDesktopApplication> &a
             if (package.isEmpty())
                 continue;
             KSTDesktopApplication &application = applications[it.key()];
-            application.kind = Kind::Package;
+            application.kind = AppKind::Package;
             application.payloadKey = QLatin1String("dpkg:") + package;
             application.payloadBytes = quint64(sizes.value(package, 0)) * 1024;
             break;
@@ -391,7 +391,7 @@ void KSTDesktopEntryCatalog::appendAppImages(QList<KSTDesktopApplication> &appli
                                    ? name.left(dot)
                                    : name;
             application.path = path;
-            application.kind = Kind::AppImage;
+            application.kind = AppKind::AppImage;
             application.payloadKey = path;
             application.payloadBytes = allocatedBytes(path);
             applications << application;
