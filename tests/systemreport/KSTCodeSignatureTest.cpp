@@ -8,7 +8,7 @@
 
 namespace {
 
-namespace S = KSTCodeSignature;
+namespace Signature = KSTCodeSignature;
 
 void putLittle(QByteArray &bytes, qsizetype at, quint32 value)
 {
@@ -61,18 +61,18 @@ QByteArray thinMachO(const QByteArray &signature)
     return bytes;
 }
 
-S::Kind kindOf(const QByteArray &file)
+Signature::Kind kindOf(const QByteArray &file)
 {
     qint64 slice = 0;
-    QByteArray header = file.left(S::HeaderBytes);
-    if (const auto first = S::firstSliceOffset(header)) {
+    QByteArray header = file.left(Signature::HeaderBytes);
+    if (const auto first = Signature::firstSliceOffset(header)) {
         slice = *first;
-        header = file.mid(slice, S::HeaderBytes);
+        header = file.mid(slice, Signature::HeaderBytes);
     }
-    const auto location = S::signatureLocation(header, slice);
+    const auto location = Signature::signatureLocation(header, slice);
     if (!location)
-        return S::Kind::Unsigned;
-    return S::kindOfSignature(file.mid(location->offset, location->size));
+        return Signature::Kind::Unsigned;
+    return Signature::kindOfSignature(file.mid(location->offset, location->size));
 }
 
 } // namespace
@@ -83,16 +83,17 @@ TEST(CodeSignatureTest, KindsOfThinAndUniversalFiles)
     {
         const char *what;
         QByteArray file;
-        S::Kind kind;
+        Signature::Kind kind;
     } cases[] = {
-        {"no signature", thinMachO({}), S::Kind::Unsigned},
-        {"developer", thinMachO(signatureBlob(0)), S::Kind::Signed},
-        {"hardened runtime", thinMachO(signatureBlob(0x10000)), S::Kind::Signed},
-        {"ad hoc", thinMachO(signatureBlob(0x2)), S::Kind::AdHoc},
-        {"linker-signed", thinMachO(signatureBlob(0x20002)), S::Kind::AdHoc},
-        {"not a code directory", thinMachO(signatureBlob(0, 0x12345678)), S::Kind::Unsigned},
-        {"a script", QByteArray("#!/bin/sh\necho hi\n"), S::Kind::Unsigned},
-        {"nothing", QByteArray(), S::Kind::Unsigned},
+        {"no signature", thinMachO({}), Signature::Kind::Unsigned},
+        {"developer", thinMachO(signatureBlob(0)), Signature::Kind::Signed},
+        {"hardened runtime", thinMachO(signatureBlob(0x10000)), Signature::Kind::Signed},
+        {"ad hoc", thinMachO(signatureBlob(0x2)), Signature::Kind::AdHoc},
+        {"linker-signed", thinMachO(signatureBlob(0x20002)), Signature::Kind::AdHoc},
+        {"not a code directory", thinMachO(signatureBlob(0, 0x12345678)),
+         Signature::Kind::Unsigned},
+        {"a script", QByteArray("#!/bin/sh\necho hi\n"), Signature::Kind::Unsigned},
+        {"nothing", QByteArray(), Signature::Kind::Unsigned},
     };
     for (const auto &c : cases)
         EXPECT_EQ(kindOf(c.file), c.kind) << c.what;
@@ -104,8 +105,8 @@ TEST(CodeSignatureTest, KindsOfThinAndUniversalFiles)
     putBig(universal, 16, 4096);
     universal.resize(4096, '\0');
     universal += thinMachO(signatureBlob(0));
-    EXPECT_EQ(S::firstSliceOffset(universal), std::optional<qint64>(4096));
-    EXPECT_EQ(kindOf(universal), S::Kind::Signed);
+    EXPECT_EQ(Signature::firstSliceOffset(universal), std::optional<qint64>(4096));
+    EXPECT_EQ(kindOf(universal), Signature::Kind::Signed);
 }
 
 TEST(CodeSignatureTest, CraftedOffsetsAndCountsStayInBounds)
@@ -113,15 +114,15 @@ TEST(CodeSignatureTest, CraftedOffsetsAndCountsStayInBounds)
     QByteArray lying = thinMachO(signatureBlob(0));
     putLittle(lying, 16, 0xFFFFFFFF); // commands beyond the bytes
     putLittle(lying, 20, 0xFFFFFFFF);
-    EXPECT_EQ(kindOf(lying), S::Kind::Signed); // the one real command is still found
+    EXPECT_EQ(kindOf(lying), Signature::Kind::Signed); // the one real command is still found
 
     QByteArray zeroSized = thinMachO(signatureBlob(0));
     putLittle(zeroSized, 36, 0); // a command of size 0 would loop for ever
-    EXPECT_EQ(S::signatureLocation(zeroSized), std::nullopt);
+    EXPECT_EQ(Signature::signatureLocation(zeroSized), std::nullopt);
 
     QByteArray blob = signatureBlob(0);
     putBig(blob, 8, 0xFFFFFFFF);  // a count far beyond the blob
     putBig(blob, 16, 0x7FFFFFF0); // and a directory far outside it
-    EXPECT_EQ(S::kindOfSignature(blob), S::Kind::Unsigned);
-    EXPECT_EQ(S::kindOfSignature(blob.left(10)), S::Kind::Unsigned);
+    EXPECT_EQ(Signature::kindOfSignature(blob), Signature::Kind::Unsigned);
+    EXPECT_EQ(Signature::kindOfSignature(blob.left(10)), Signature::Kind::Unsigned);
 }
