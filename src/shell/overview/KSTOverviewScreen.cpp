@@ -6,6 +6,7 @@
 #include "KSTGaugeView.h"
 #include "KSTHeaderCard.h"
 #include "KSTLargestAppsView.h"
+#include "KSTLayoutWords.h"
 #include "KSTPalette.h"
 #include "KSTShortcutListView.h"
 #include "KSTStorageBarView.h"
@@ -56,7 +57,8 @@ KSTOverviewScreen::KSTOverviewScreen(KSTSystemInfo &systemInfo, KSTLiveMetrics::
 
     m_stack = new QStackedLayout(this);
     QLabel *loading =
-        KSTStyle::label(QStringLiteral("Reading this Mac…"), KSTStyle::Secondary, this);
+        KSTStyle::label(QStringLiteral("Reading %1…").arg(KSTLayoutWords::current().thisComputer),
+                        KSTStyle::Secondary, this);
     loading->setAlignment(Qt::AlignCenter);
     m_stack->addWidget(loading);
 

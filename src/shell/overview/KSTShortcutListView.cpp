@@ -1,6 +1,7 @@
 #include "KSTShortcutListView.h"
 
 #include "KSTCardFrame.h"
+#include "KSTLayoutWords.h"
 #include "KSTSectionCatalog.h"
 #include "KSTStyle.h"
 #include "KSTSymbolView.h"
@@ -54,7 +55,8 @@ KSTShortcutListView::KSTShortcutListView(QWidget *parent) : QWidget(parent)
     }
     QPushButton *report = addRow(card, QStringLiteral("doc.text.fill"), QStringLiteral("amber"),
                                  QStringLiteral("System Report"),
-                                 QStringLiteral("Every detail of this Mac, to save or share"));
+                                 QStringLiteral("Every detail of %1, to save or share")
+                                     .arg(KSTLayoutWords::current().thisComputer));
     report->setObjectName(QStringLiteral("shortcutSystemReport"));
     connect(report, &QPushButton::clicked, this, &KSTShortcutListView::didRequestSystemReport);
     layout->addWidget(report);

@@ -3,10 +3,12 @@
 #include "KSTShellTestFixture.h"
 
 #include "KSTContentShellViewController.h"
+#include "KSTEnvironment.h"
 #include "KSTGaugeView.h"
 #include "KSTLargestAppsView.h"
 #include "KSTObjectLookup.h"
 #include "KSTOverviewScreen.h"
+#include "KSTShortcutListView.h"
 #include "KSTSidebarViewController.h"
 
 #include <QLabel>
@@ -141,3 +143,29 @@ TEST_F(ScreensTest, OverviewDoesNotRestartASnapshotStillBeingComputed)
 }
 
 } // namespace
+
+// The shortcuts name the analysed machine in its layout's words: a Linux desktop is never
+// called a Mac.
+TEST(OverviewShortcutsTest, TheReportShortcutNamesTheMachineInItsLayoutsWords)
+{
+    const struct
+    {
+        KSTLayout layout;
+        const char *detail;
+    } rows[] = {
+        {KSTLayout::Mac, "Every detail of this Mac, to save or share"},
+        {KSTLayout::Linux, "Every detail of this computer, to save or share"},
+    };
+    for (const auto &row : rows) {
+        KSTEnvironment environment = KSTEnvironment::current();
+        environment.setLayout(row.layout);
+        const KSTScopedEnvironment scoped(environment);
+        const KSTShortcutListView shortcuts;
+        const auto *report = shortcuts.findChild<QPushButton *>(u"shortcutSystemReport"_s);
+        ASSERT_NE(report, nullptr);
+        QStringList texts;
+        for (const QLabel *label : report->findChildren<QLabel *>())
+            texts << label->text();
+        EXPECT_TRUE(texts.contains(QLatin1String(row.detail))) << texts.join(u" | ").toStdString();
+    }
+}
