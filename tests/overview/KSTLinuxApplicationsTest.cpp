@@ -97,6 +97,27 @@ void addPackaged(KSTFixtureLinux &machine, const QString &package, const QString
         {package, u"1.0-1"_s, sizeKiB, u"amd64"_s, {u"/usr/share/applications/"_s + fileName}});
 }
 
+// lo-writer and lo-calc, two menu entries of one 2000 KiB package.
+void addOnePackageWithTwoEntries(KSTFixtureLinux &machine)
+{
+    for (const char *id : {"lo-writer", "lo-calc"})
+        machine.addDesktopEntry({QLatin1String(id) + u".desktop"_s,
+                                 QLatin1String(id),
+                                 u"lo"_s,
+                                 {},
+                                 u"Application"_s,
+                                 false,
+                                 false,
+                                 {},
+                                 Place::System});
+    machine.addDebPackage({u"libreoffice"_s,
+                           u"1"_s,
+                           2000,
+                           u"amd64"_s,
+                           {u"/usr/share/applications/lo-writer.desktop"_s,
+                            u"/usr/share/applications/lo-calc.desktop"_s}});
+}
+
 KSTFixtureLinux::DesktopEntry userEntry(const QString &fileName, const QString &name)
 {
     KSTFixtureLinux::DesktopEntry entry;
@@ -168,24 +189,7 @@ INSTANTIATE_TEST_SUITE_P(
                     {{u"Base"_s, 100 * 1024}, {u"Vim"_s, 10 * 1024}, {u"Tool"_s, 20 * 1024}}},
         VariantCase{
             "TwoEntriesOfOnePackage",
-            [](KSTFixtureLinux &m) {
-                for (const char *id : {"lo-writer", "lo-calc"})
-                    m.addDesktopEntry({QLatin1String(id) + u".desktop"_s,
-                                       QLatin1String(id),
-                                       u"lo"_s,
-                                       {},
-                                       u"Application"_s,
-                                       false,
-                                       false,
-                                       {},
-                                       Place::System});
-                m.addDebPackage({u"libreoffice"_s,
-                                 u"1"_s,
-                                 2000,
-                                 u"amd64"_s,
-                                 {u"/usr/share/applications/lo-writer.desktop"_s,
-                                  u"/usr/share/applications/lo-calc.desktop"_s}});
-            },
+            [](KSTFixtureLinux &m) { addOnePackageWithTwoEntries(m); },
             {{u"Base"_s, 100 * 1024}, {u"lo-writer"_s, 2000 * 1024}, {u"lo-calc"_s, 2000 * 1024}}},
         VariantCase{"SubfolderIdHiddenByUserFile",
                     [](KSTFixtureLinux &m) {
@@ -286,22 +290,7 @@ TEST(KSTLinuxOverviewSnapshotTest, CountsApplicationsAndDistinctPayloads)
 {
     KSTFixtureLinux machine;
     addPackaged(machine, u"base"_s, u"base.desktop"_s, u"Base"_s, 100);
-    for (const char *id : {"lo-writer", "lo-calc"})
-        machine.addDesktopEntry({QLatin1String(id) + u".desktop"_s,
-                                 QLatin1String(id),
-                                 u"lo"_s,
-                                 {},
-                                 u"Application"_s,
-                                 false,
-                                 false,
-                                 {},
-                                 Place::System});
-    machine.addDebPackage({u"libreoffice"_s,
-                           u"1"_s,
-                           2000,
-                           u"amd64"_s,
-                           {u"/usr/share/applications/lo-writer.desktop"_s,
-                            u"/usr/share/applications/lo-calc.desktop"_s}});
+    addOnePackageWithTwoEntries(machine);
     machine.writeSizedHomeFile(u"Videos/a.mp4"_s, 8192);
     machine.writeSizedHomeFile(u"Bilder/b.jpg"_s, 4096);
     machine.writeSizedHomeFile(u"Pictures/not-pictures.jpg"_s, 65536);
