@@ -24,6 +24,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <limits>
+#include <optional>
 
 namespace Locations = KSTCleanUpLocations;
 using Checker = KSTPermissionChecker;
@@ -80,6 +81,18 @@ KSTCleanUpItem fixedLocationItem(const QString &label, const QString &path, quin
 {
     return {label, KSTCleanUpEngine::shortenHomePath(path),      path, bytes,
             false, {KSTCleanUpEngine::targetAtPath(path, bytes)}};
+}
+
+// Another application's folder as one item named "<prefix>. <name>", sized as it is on disk;
+// nothing for an empty folder.
+std::optional<KSTCleanUpItem> applicationFolderItem(const QString &namePrefix, const QString &name,
+                                                    const QString &path)
+{
+    const quint64 size = KSTCleanUpEngine::diskUsageAtPath(path);
+    if (size == 0)
+        return std::nullopt;
+    return KSTCleanUpItem{namePrefix + QLatin1String(". ") + name,     QString(), path, size, true,
+                          {KSTCleanUpEngine::targetAtPath(path, size)}};
 }
 
 } // namespace
@@ -359,15 +372,8 @@ KSTCleanUpEngine::applicationFolderItems(const QList<KSTCleanUpLocations::AppFol
             const std::optional<struct stat> status = KSTNoFollowPath::status(path, true);
             if (!status || !S_ISDIR(status->st_mode))
                 continue;
-            const quint64 size = diskUsageAtPath(path);
-            if (size == 0)
-                continue;
-            items << KSTCleanUpItem{namePrefix + QLatin1String(". ") + id,
-                                    QString(),
-                                    path,
-                                    size,
-                                    true,
-                                    {targetAtPath(path, size)}};
+            if (std::optional<KSTCleanUpItem> item = applicationFolderItem(namePrefix, id, path))
+                items << *item;
         }
     }
     return items;
@@ -387,15 +393,8 @@ QList<KSTCleanUpItem> KSTCleanUpEngine::thirdPartyLibraryFolderItemsUnderRoot(
         bool isDirectory = false;
         if (!Checker::accessibleItemExistsAtPath(path, &isDirectory) || !isDirectory)
             continue;
-        const quint64 size = diskUsageAtPath(path);
-        if (size == 0)
-            continue;
-        items << KSTCleanUpItem{namePrefix + QLatin1String(". ") + name,
-                                QString(),
-                                path,
-                                size,
-                                true,
-                                {targetAtPath(path, size)}};
+        if (std::optional<KSTCleanUpItem> item = applicationFolderItem(namePrefix, name, path))
+            items << *item;
     }
     sortByBytesThenName(items);
     return items;
