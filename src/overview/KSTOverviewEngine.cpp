@@ -3,6 +3,7 @@
 #include "KSTEnvironment.h"
 #include "KSTFormatting.h"
 #include "KSTInstalledApplications.h"
+#include "KSTLayoutWords.h"
 #include "KSTLiveMetrics.h"
 #include "KSTOverviewLocations.h"
 #include "KSTOverviewLog.h"
@@ -40,6 +41,15 @@ std::unique_ptr<KSTHostInfo> analysedLinuxMachine()
 QVariantMap rootPlist(const QString &systemPath)
 {
     return KSTPropertyList::readDictionary(KSTEnvironment::current().systemPath(systemPath));
+}
+
+// "This Mac" on a Mac, "This computer" on a Linux desktop: the name of a machine that has none.
+QString unnamedMachineName()
+{
+    QString words = KSTLayoutWords::current().thisComputer;
+    if (!words.isEmpty())
+        words[0] = words.at(0).toUpper();
+    return words;
 }
 
 } // namespace
@@ -221,11 +231,11 @@ QString KSTOverviewEngine::computerName()
         if (!name.isEmpty())
             return name;
         const QString localized = host.localizedHostName();
-        return localized.isEmpty() ? QStringLiteral("This Mac") : localized;
+        return localized.isEmpty() ? unnamedMachineName() : localized;
     }
     if (const std::unique_ptr<KSTHostInfo> machine = analysedLinuxMachine()) {
         const QString name = machine->computerName().trimmed();
-        return name.isEmpty() ? QStringLiteral("This Mac") : name;
+        return name.isEmpty() ? unnamedMachineName() : name;
     }
     const QVariantMap preferences = rootPlist(Locations::systemConfigurationPreferences);
     const QString stored = preferences.value(QStringLiteral("System"))
@@ -235,7 +245,7 @@ QString KSTOverviewEngine::computerName()
                                .value(QStringLiteral("ComputerName"))
                                .toString()
                                .trimmed();
-    return stored.isEmpty() ? QStringLiteral("This Mac") : stored;
+    return stored.isEmpty() ? unnamedMachineName() : stored;
 }
 
 QString KSTOverviewEngine::hardwareModelName(const QByteArray &hardwareReport)

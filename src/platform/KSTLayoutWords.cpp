@@ -9,10 +9,12 @@
 const KSTLayoutWords &KSTLayoutWords::forLayout(KSTLayout layout)
 {
     static const KSTLayoutWords macWords{QStringLiteral("Mac Trash"), QStringLiteral("this Mac"),
-                                         QStringLiteral("Finder"), QStringLiteral("SIP")};
-    static const KSTLayoutWords linuxWords{QStringLiteral("Trash"), QStringLiteral("this computer"),
-                                           QStringLiteral("File manager"),
-                                           QStringLiteral("Kernel lockdown")};
+                                         QStringLiteral("Finder"),    QStringLiteral("SIP"),
+                                         QStringLiteral("Mac"),       QStringLiteral("your Mac")};
+    static const KSTLayoutWords linuxWords{
+        QStringLiteral("Trash"),        QStringLiteral("this computer"),
+        QStringLiteral("File manager"), QStringLiteral("Kernel lockdown"),
+        QStringLiteral("Computer"),     QStringLiteral("your computer")};
     return layout == KSTLayout::Mac ? macWords : linuxWords;
 }
 

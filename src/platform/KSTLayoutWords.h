@@ -19,6 +19,8 @@ struct KSTLayoutWords
     QString thisComputer;        ///< "this Mac" / "this computer"
     QString fileManager;         ///< "Finder" / "File manager"
     QString integrityProtection; ///< "SIP" / "Kernel lockdown"
+    QString machine;             ///< the machine in a title: "Mac" / "Computer"
+    QString yourComputer;        ///< "your Mac" / "your computer"
 
     /// The set of @p layout.
     static const KSTLayoutWords &forLayout(KSTLayout layout);

@@ -17,9 +17,12 @@ TEST(LayoutWordsTest, EachLayoutNamesItsOwnParts)
         const char *thisComputer;
         const char *fileManager;
         const char *integrityProtection;
+        const char *machine;
+        const char *yourComputer;
     } cases[] = {
-        {KSTLayout::Mac, "Mac Trash", "this Mac", "Finder", "SIP"},
-        {KSTLayout::Linux, "Trash", "this computer", "File manager", "Kernel lockdown"},
+        {KSTLayout::Mac, "Mac Trash", "this Mac", "Finder", "SIP", "Mac", "your Mac"},
+        {KSTLayout::Linux, "Trash", "this computer", "File manager", "Kernel lockdown", "Computer",
+         "your computer"},
     };
     for (const auto &c : cases) {
         const KSTLayoutWords &words = KSTLayoutWords::forLayout(c.layout);
@@ -27,6 +30,8 @@ TEST(LayoutWordsTest, EachLayoutNamesItsOwnParts)
         EXPECT_EQ(words.thisComputer, QString::fromUtf8(c.thisComputer));
         EXPECT_EQ(words.fileManager, QString::fromUtf8(c.fileManager));
         EXPECT_EQ(words.integrityProtection, QString::fromUtf8(c.integrityProtection));
+        EXPECT_EQ(words.machine, QString::fromUtf8(c.machine));
+        EXPECT_EQ(words.yourComputer, QString::fromUtf8(c.yourComputer));
 
         // The current set follows the current environment's layout.
         KSTEnvironment environment = KSTEnvironment::current();

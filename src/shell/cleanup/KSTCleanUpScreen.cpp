@@ -233,7 +233,8 @@ void KSTCleanUpScreen::refreshSummary()
     const bool scanning = !snapshot || snapshot->isPartial;
     m_scanIndicator->setRunning(scanning);
     if (scanning) {
-        m_summary->setText(QStringLiteral("Scanning your Mac…"));
+        m_summary->setText(
+            QStringLiteral("Scanning %1…").arg(KSTLayoutWords::current().yourComputer));
         m_detail->setText(
             QStringLiteral("Looking through caches, logs, the Trash, downloads and large files."));
         return;

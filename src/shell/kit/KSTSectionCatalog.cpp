@@ -1,11 +1,14 @@
 #include "KSTSectionCatalog.h"
 
+#include "KSTLayoutWords.h"
+
 #include <array>
 
 namespace {
 
 struct SectionEntry
 {
+    // "%1" stands for the machine as the layout names it ("Mac", "Computer").
     const char *sidebarTitle;
     const char *contentTitle;
     const char *symbolName;
@@ -20,8 +23,8 @@ struct SectionEntry
 };
 
 constexpr std::array<SectionEntry, KSTSectionCatalog::SectionCount> Sections = {{
-    {"Mac Overview", "Mac Overview", "gauge.with.dots.needle.67percent", false, true, false, false},
-    {"Mac Reporter", "Mac Reporter", "chart.line.uptrend.xyaxis", true, false, false, false},
+    {"%1 Overview", "%1 Overview", "gauge.with.dots.needle.67percent", false, true, false, false},
+    {"%1 Reporter", "%1 Reporter", "chart.line.uptrend.xyaxis", true, false, false, false},
     {"Clean Up", "Clean Up Storage", "sparkles", true, true, true, false},
     {"Duplicate Files", "Duplicate Files Finder", "doc.on.doc.fill", false, false, false, false},
     {"Auto Clean", "Automatic Clean Up", "gearshape.2.fill", true, true, false, true},
@@ -29,17 +32,23 @@ constexpr std::array<SectionEntry, KSTSectionCatalog::SectionCount> Sections = {
     {"Utilities", "Utilities Tools", "wrench.and.screwdriver.fill", false, false, false, false},
 }};
 
+QString sectionTitleText(const char *title)
+{
+    const QString text = QString::fromUtf8(title);
+    return text.contains(QLatin1String("%1")) ? text.arg(KSTLayoutWords::current().machine) : text;
+}
+
 } // namespace
 
 QString KSTSectionCatalog::sidebarTitle(int section)
 {
-    return isValidSection(section) ? QString::fromUtf8(Sections[size_t(section)].sidebarTitle)
+    return isValidSection(section) ? sectionTitleText(Sections[size_t(section)].sidebarTitle)
                                    : QString();
 }
 
 QString KSTSectionCatalog::contentTitle(int section)
 {
-    return isValidSection(section) ? QString::fromUtf8(Sections[size_t(section)].contentTitle)
+    return isValidSection(section) ? sectionTitleText(Sections[size_t(section)].contentTitle)
                                    : QString();
 }
 

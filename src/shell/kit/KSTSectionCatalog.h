@@ -19,7 +19,8 @@
 /// "folders": gated until folder access is granted, in every build; "sandboxed": only in a
 /// sandboxed build; "full disk": in every build, and a home-folder grant alone is not enough.
 /// Auto Clean's sidebar row carries the automation badge. A number outside the table has the
-/// empty title, the symbol "circle", and needs nothing.
+/// empty title, the symbol "circle", and needs nothing. On a Linux layout "Mac" in a title is
+/// the layout's word for the machine ("Computer Overview").
 ///
 /// This is pure data: no widget and no engine, so every screen may name the sections.
 class KSTSectionCatalog
