@@ -3,6 +3,7 @@
 #include "KSTApplicationInfo.h"
 #include "KSTAutoCleanManager.h"
 #include "KSTDispatch.h"
+#include "KSTIconLoader.h"
 #include "KSTMachineTest.h"
 #include "KSTMainWindowController.h"
 #include "KSTPreferences.h"
@@ -12,6 +13,8 @@
 #include "KSTSystemSnapshot.h"
 #include "KSTTestSupport.h"
 
+#include <QTest>
+
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -19,6 +22,12 @@
 
 /// The window's sections by name.
 using Section = KSTSectionCatalog;
+
+/// Whether every icon file a drawing asked for has been read (waiting up to five seconds).
+inline bool iconsRead()
+{
+    return QTest::qWaitFor([] { return !KSTIconLoader::shared().isLoading(); }, 5000);
+}
 
 // A fixture Mac made current (without Full Disk Access until grantFullDiskAccess()), clean
 // preferences, and engines of the test's own: a service whose Overview builder hands out a

@@ -26,7 +26,21 @@ QDateTime dateKey(const std::optional<QDateTime> &date)
 
 } // namespace
 
-KSTAppListModel::KSTAppListModel(QObject *parent) : QAbstractTableModel(parent) {}
+KSTAppListModel::KSTAppListModel(QObject *parent) : QAbstractTableModel(parent)
+{
+    connect(&KSTIconLoader::shared(), &KSTIconLoader::iconLoaded, this,
+            &KSTAppListModel::iconLoaded);
+}
+
+void KSTAppListModel::iconLoaded(const QString &path)
+{
+    for (int row = 0; row < m_apps.size(); ++row) {
+        if (m_apps.at(row).icon == path) {
+            const QModelIndex cell = index(row, NameColumn);
+            Q_EMIT dataChanged(cell, cell, {Qt::DecorationRole});
+        }
+    }
+}
 
 void KSTAppListModel::setApps(const QList<KSTInstalledAppRecord> &apps)
 {

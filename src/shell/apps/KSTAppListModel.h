@@ -51,10 +51,13 @@ public:
     /// bundle's size, "—" while it is not computed.
     static QString sizeText(const KSTInstalledAppRecord &app);
     /// The bundle's icon file as KSTIconLoader draws it (read when first shown, cached),
-    /// else the generic application symbol.
+    /// else the generic application symbol, also while the file is being read: the rows
+    /// showing it are redrawn once it has been.
     QIcon iconFor(const KSTInstalledAppRecord &app) const;
 
 private:
+    void iconLoaded(const QString &path);
+
     static QVariant displayText(const KSTInstalledAppRecord &app, int column);
     static QVariant sortKey(const KSTInstalledAppRecord &app, int column);
 

@@ -13,8 +13,19 @@ KSTFileIconView::KSTFileIconView(const QString &iconPath, const QString &symbolN
 {
     setFixedSize(sizeHint());
     setAttribute(Qt::WA_TransparentForMouseEvents);
-    if (!iconPath.isEmpty())
+    if (!iconPath.isEmpty()) {
         setToolTip(Qt::convertFromPlainText(iconPath));
+        connect(&KSTIconLoader::shared(), &KSTIconLoader::iconLoaded, this,
+                &KSTFileIconView::iconLoaded);
+    }
+}
+
+void KSTFileIconView::iconLoaded(const QString &path)
+{
+    if (path != m_iconPath)
+        return;
+    m_loaded = false;
+    update();
 }
 
 QSize KSTFileIconView::sizeHint() const
@@ -26,8 +37,10 @@ void KSTFileIconView::paintEvent(QPaintEvent *)
 {
     // Read only once the view is drawn: rows scrolled out of sight cost nothing.
     if (!m_loaded) {
-        m_loaded = true;
-        m_icon = KSTIconLoader::shared().iconForFile(m_iconPath);
+        KSTIconLoader &loader = KSTIconLoader::shared();
+        m_icon = loader.iconForFile(m_iconPath);
+        // While the file is read the symbol stands in; iconLoaded() asks again.
+        m_loaded = !loader.isLoading(m_iconPath);
     }
     QPainter painter(this);
     painter.setRenderHint(QPainter::SmoothPixmapTransform);

@@ -4,8 +4,9 @@
 #include <QWidget>
 
 /// An application's icon from its icon file (KSTIconLoader), loaded when the view is first
-/// drawn; where there is no file or it cannot be drawn, a symbol in a palette colour instead
-/// (as KSTSymbolView draws it). The icon's path is the view's tool tip.
+/// drawn; until it has been read, and where there is no file or it cannot be drawn, a symbol
+/// in a palette colour instead (as KSTSymbolView draws it). The icon's path is the view's
+/// tool tip.
 class KSTFileIconView : public QWidget
 {
     Q_OBJECT
@@ -23,6 +24,8 @@ protected:
     void paintEvent(QPaintEvent *event) override;
 
 private:
+    void iconLoaded(const QString &path);
+
     QString m_iconPath;
     QString m_symbolName;
     QString m_colorName;

@@ -63,17 +63,56 @@ KSTIconLoader &KSTIconLoader::shared()
     return loader;
 }
 
+KSTIconLoader::KSTIconLoader()
+{
+    // Icon files are small; two readers keep a list's first screen quick without crowding
+    // the scans that run at the same time.
+    m_readers.setMaxThreadCount(2);
+}
+
+KSTIconLoader::~KSTIconLoader()
+{
+    m_readers.waitForDone();
+}
+
 QIcon KSTIconLoader::iconForFile(const QString &path)
 {
     if (path.isEmpty())
         return {};
     if (const QIcon *cached = m_icons.object(path))
         return *cached;
-    const QImage image = readImage(path);
-    auto *icon = new QIcon(image.isNull() ? QIcon() : QIcon(QPixmap::fromImage(image)));
-    const QIcon result = *icon;
-    m_icons.insert(path, icon);
-    return result;
+    if (m_loading.contains(path))
+        return {};
+    m_loading.insert(path);
+    const quint64 generation = m_generation;
+    m_readers.start([this, path, generation] {
+        const QImage image = readImage(path);
+        QMetaObject::invokeMethod(
+            this, [this, path, generation, image] { finishLoading(path, generation, image); },
+            Qt::QueuedConnection);
+    });
+    return {};
+}
+
+void KSTIconLoader::finishLoading(const QString &path, quint64 generation, const QImage &image)
+{
+    if (generation != m_generation)
+        return;
+    m_loading.remove(path);
+    m_icons.insert(path, new QIcon(image.isNull() ? QIcon() : QIcon(QPixmap::fromImage(image))));
+    Q_EMIT iconLoaded(path);
+    if (m_loading.isEmpty())
+        Q_EMIT idle();
+}
+
+void KSTIconLoader::clear()
+{
+    ++m_generation;
+    m_icons.clear();
+    const bool wasLoading = !m_loading.isEmpty();
+    m_loading.clear();
+    if (wasLoading)
+        Q_EMIT idle();
 }
 
 QIcon KSTIconLoader::applicationIcon(const QString &path)

@@ -109,7 +109,8 @@ QWidget *KSTDefaultAppsPanel::rowFor(const KSTDefaultAppRecord &record)
     menu->setCurrentIndex(current);
     menu->setToolTip(Qt::convertFromPlainText(record.currentAppName));
     connect(menu, &QComboBox::activated, this, [this, menu, record](int) { choose(menu, record); });
-    // The candidates' icons are read only when someone opens the menu.
+    // The candidates' icons are read only when someone opens the menu; the symbol stands in
+    // for each until its file has been read.
     connect(menu, &KSTPopUpMenu::popupAboutToShow, menu, [menu] {
         for (int index = 0; index < menu->count(); ++index) {
             if (menu->itemIcon(index).isNull())
@@ -117,6 +118,15 @@ QWidget *KSTDefaultAppsPanel::rowFor(const KSTDefaultAppRecord &record)
                                              menu->itemData(index, IconPathRole).toString()));
         }
     });
+    connect(&KSTIconLoader::shared(), &KSTIconLoader::iconLoaded, menu,
+            [menu](const QString &path) {
+                for (int index = 0; index < menu->count(); ++index) {
+                    // Only items already drawn: the others are read when the menu opens.
+                    if (!menu->itemIcon(index).isNull() &&
+                        menu->itemData(index, IconPathRole).toString() == path)
+                        menu->setItemIcon(index, KSTIconLoader::shared().applicationIcon(path));
+                }
+            });
     layout->addWidget(menu);
     return row;
 }

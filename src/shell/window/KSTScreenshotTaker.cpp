@@ -1,6 +1,7 @@
 #include "KSTScreenshotTaker.h"
 
 #include "KSTContentShellViewController.h"
+#include "KSTIconLoader.h"
 #include "KSTMainWindowController.h"
 #include "KSTSidebarViewController.h"
 #include "KSTToolScreen.h"
@@ -49,6 +50,20 @@ void KSTScreenshotTaker::capture(bool timedOut)
 {
     if (m_done)
         return;
+    // Drawing the window starts reading the icons it shows, off the window's thread: the
+    // picture waits until they are in.
+    if (!timedOut && !m_iconsAwaited) {
+        m_iconsAwaited = true;
+        m_controller.window()->grab();
+        KSTIconLoader &icons = KSTIconLoader::shared();
+        if (icons.isLoading()) {
+            connect(
+                &icons, &KSTIconLoader::idle, this,
+                [this] { QTimer::singleShot(SettleMs, this, [this] { capture(false); }); },
+                Qt::SingleShotConnection);
+            return;
+        }
+    }
     m_done = true;
     m_timeout.stop();
     QTextStream err(stderr);

@@ -36,5 +36,6 @@ private:
     QSize m_size;
     QTimer m_timeout;
     bool m_done = false;
+    bool m_iconsAwaited = false;
     bool m_systemReport = false;
 };

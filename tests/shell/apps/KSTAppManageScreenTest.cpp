@@ -24,6 +24,7 @@
 #include <QLineEdit>
 #include <QMessageBox>
 #include <QPushButton>
+#include <QSignalSpy>
 #include <QTest>
 #include <QTreeView>
 
@@ -366,6 +367,21 @@ TEST_F(AppManageScreenTest, EachAppShowsItsOwnIconOrTheGenericSymbol)
     const QTreeView *list = childNamed<QTreeView>(screen, u"appList"_s);
     ASSERT_NE(list, nullptr);
     const QAbstractItemModel *model = list->model();
+    // Asking for the icons starts their reads off the window's thread (afresh: the list may
+    // have been drawn already); the rows showing one are told to redraw once it is in.
+    ASSERT_TRUE(iconsRead());
+    KSTIconLoader::shared().clear();
+    QSignalSpy redrawn(model, &QAbstractItemModel::dataChanged);
+    for (int row = 0; row < model->rowCount(); ++row)
+        model->index(row, KSTAppListModel::NameColumn).data(Qt::DecorationRole);
+    ASSERT_TRUE(iconsRead());
+    const auto redrawnRows = [&redrawn] {
+        QStringList names;
+        for (const QList<QVariant> &change : redrawn)
+            names << change.at(0).toModelIndex().data().toString();
+        return names;
+    };
+    EXPECT_TRUE(redrawnRows().contains(u"Painter"_s)) << redrawnRows().join(u", "_s).toStdString();
     QHash<QString, QRgb> centres;
     for (int row = 0; row < model->rowCount(); ++row) {
         const QModelIndex name = model->index(row, KSTAppListModel::NameColumn);

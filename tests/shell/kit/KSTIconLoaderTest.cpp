@@ -9,6 +9,8 @@
 #include <QImageReader>
 #include <QImageWriter>
 #include <QPixmap>
+#include <QSignalSpy>
+#include <QTest>
 
 #include <gtest/gtest.h>
 
@@ -45,6 +47,15 @@ QByteArray iconSet(const QList<std::pair<QByteArray, QByteArray>> &entries)
     for (const auto &[type, data] : entries)
         body += type + bigEndian(quint32(data.size() + 8)) + data;
     return "icns" + bigEndian(quint32(body.size() + 8)) + body;
+}
+
+// The icon of @p path once the loader's read of it has ended.
+QIcon loadedIcon(const QString &path)
+{
+    KSTIconLoader &loader = KSTIconLoader::shared();
+    loader.iconForFile(path);
+    EXPECT_TRUE(QTest::qWaitFor([&] { return !loader.isLoading(path); }, 5000));
+    return loader.iconForFile(path);
 }
 
 class IconLoaderTest : public KSTMachineTest
@@ -91,8 +102,7 @@ TEST_F(IconLoaderTest, ReadsImagesOnlyFromBoundedRegularFiles)
                       row.centre.rgb())
                 << row.path.toStdString();
         }
-        EXPECT_EQ(KSTIconLoader::shared().iconForFile(row.path).isNull(), !row.centre.isValid())
-            << row.path.toStdString();
+        EXPECT_EQ(loadedIcon(row.path).isNull(), !row.centre.isValid()) << row.path.toStdString();
     }
     // A vector icon is drawn at the size asked for; a large picture is kept no larger.
     EXPECT_EQ(KSTIconLoader::readImage(svg, 64).size(), QSize(64, 64));
@@ -150,13 +160,24 @@ TEST_F(IconLoaderTest, ApplicationIconsFallBackToTheSymbolAndAreCached)
 {
     const QString png = mac.writeFile("icons/app.png", encoded(solid(Qt::red, 32), "png"));
     KSTIconLoader &loader = KSTIconLoader::shared();
+    // The window's thread never reads the file: the symbol stands in until the read has
+    // ended, and then the loader says so.
+    QSignalSpy loaded(&loader, &KSTIconLoader::iconLoaded);
+    QSignalSpy idle(&loader, &KSTIconLoader::idle);
+    EXPECT_NE(loader.applicationIcon(png).pixmap(32, 32).toImage().pixelColor(16, 16).rgb(),
+              QColor(Qt::red).rgb());
+    EXPECT_TRUE(loader.isLoading(png));
+    ASSERT_TRUE(loaded.wait(5000));
+    EXPECT_EQ(loaded.first().first().toString(), png);
+    EXPECT_FALSE(loader.isLoading());
+    EXPECT_EQ(idle.count(), 1);
     const QImage drawn = loader.applicationIcon(png).pixmap(32, 32).toImage();
     EXPECT_EQ(drawn.pixelColor(16, 16).rgb(), QColor(Qt::red).rgb());
     // Kept once read: the file going away does not change what is shown.
     ASSERT_TRUE(QFile::remove(png));
     EXPECT_FALSE(loader.iconForFile(png).isNull());
     loader.clear();
-    EXPECT_TRUE(loader.iconForFile(png).isNull());
+    EXPECT_TRUE(loadedIcon(png).isNull());
 
     // Without a file: the generic symbol, never an empty icon.
     for (const QString &path : {QString(), mac.path("icons/missing.png")}) {

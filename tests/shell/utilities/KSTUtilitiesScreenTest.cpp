@@ -546,6 +546,9 @@ TEST_F(DefaultAppsScreenTest, EachRowDrawsItsHandlersOwnIconOrTheSymbol)
         ASSERT_NE(line, nullptr);
         auto *icon = childNamed<QWidget>(line, u"defaultAppIcon"_s);
         ASSERT_NE(icon, nullptr);
+        // The first drawing starts the read; the icon is drawn once it is in.
+        icon->grab();
+        ASSERT_TRUE(iconsRead());
         const QImage drawn = icon->grab().toImage();
         const int red = redPixels(icon);
         if (row.ownIcon) {
@@ -567,6 +570,7 @@ TEST_F(DefaultAppsScreenTest, EachRowDrawsItsHandlersOwnIconOrTheSymbol)
     ASSERT_GE(preview, 0);
     EXPECT_TRUE(pdf->itemIcon(reader).isNull());
     pdf->showPopup();
+    ASSERT_TRUE(iconsRead());
     const auto centre = [pdf](int index) {
         return pdf->itemIcon(index).pixmap(16, 16).toImage().pixelColor(8, 8).rgb();
     };
