@@ -97,6 +97,8 @@ QString KSTCommandLine::helpText()
         "  --size WxH            the window's size (default 1280x800, at least 960x600)\n"
         "  --appearance MODE     light or dark (default: the system's)\n"
         "  --system-report       show the System Report opened over the tool\n"
+        "  --after MS            take the picture MS milliseconds after showing the tool, ready\n"
+        "                        or not (work in progress)\n"
         "\n"
         "Commands:\n");
     for (const KSTCliCommand &command : kstCliCommands())

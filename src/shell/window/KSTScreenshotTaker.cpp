@@ -36,6 +36,12 @@ void KSTScreenshotTaker::start()
     m_controller.showSection(m_section);
     if (m_systemReport)
         m_controller.showSystemReport();
+    if (m_afterMs >= 0) {
+        // Work in progress is caught as it is: the icons are not waited for either.
+        m_iconsAwaited = true;
+        QTimer::singleShot(m_afterMs, this, [this] { capture(false); });
+        return;
+    }
     auto *screen = qobject_cast<KSTToolScreen *>(m_controller.currentShell()->childController());
     if (!screen || screen->isContentReady()) {
         QTimer::singleShot(SettleMs, this, [this] { capture(false); });

@@ -9,7 +9,8 @@ class KSTMainWindowController;
 
 /// Takes the picture of `kestrel --screenshot`: sizes the window, shows the section, waits
 /// until its screen shows what its engine delivered (KSTToolScreen::isContentReady) and saves
-/// the window as a PNG. finished() carries the exit status: 0 saved; 1 not saved, or saved
+/// the window as a PNG, or takes it a set time after showing the section (work in progress).
+/// finished() carries the exit status: 0 saved; 1 not saved, or saved
 /// after the time-out while the screen was still waiting (said on standard error).
 class KSTScreenshotTaker : public QObject
 {
@@ -21,6 +22,9 @@ public:
 
     /// The picture shows the System Report opened over the section (before start()).
     void setShowsSystemReport(bool shows) { m_systemReport = shows; }
+    /// The picture is taken @p milliseconds after the section is shown, without waiting for
+    /// its data (before start()).
+    void setCaptureAfter(int milliseconds) { m_afterMs = milliseconds; }
 
     void start();
 
@@ -38,4 +42,5 @@ private:
     bool m_done = false;
     bool m_iconsAwaited = false;
     bool m_systemReport = false;
+    int m_afterMs = -1;
 };

@@ -38,6 +38,8 @@ int KSTWindowApplication::run(int &argc, char **argv, const KSTWindowOptions &op
                                                           options.screenshotPath, options.section,
                                                           options.size, ScreenshotTimeoutMs);
         screenshot->setShowsSystemReport(options.systemReport);
+        if (options.afterMs)
+            screenshot->setCaptureAfter(*options.afterMs);
         QObject::connect(screenshot.get(), &KSTScreenshotTaker::finished, &application,
                          [](int status) { QCoreApplication::exit(status); });
         screenshot->start();

@@ -7,10 +7,14 @@
 
 namespace {
 
+// A picture of work in progress is taken within a minute.
+constexpr int MaximumAfterMs = 60000;
+
 const QStringList &windowOptionNames()
 {
     static const QStringList names = {QStringLiteral("--screenshot"), QStringLiteral("--section"),
-                                      QStringLiteral("--size"), QStringLiteral("--appearance")};
+                                      QStringLiteral("--size"), QStringLiteral("--appearance"),
+                                      QStringLiteral("--after")};
     return names;
 }
 
@@ -69,6 +73,16 @@ KSTWindowOptions KSTWindowOptions::take(QStringList &arguments, QString *error)
             if (options.size.width() < 960 || options.size.height() < 600)
                 fail(QStringLiteral("--size must be WIDTHxHEIGHT, at least 960x600, not '%1'")
                          .arg(*value));
+        } else if (name == QLatin1String("--after")) {
+            bool ok = false;
+            const int milliseconds = value->toInt(&ok);
+            if (ok && milliseconds >= 0 && milliseconds <= MaximumAfterMs)
+                options.afterMs = milliseconds;
+            else
+                fail(QStringLiteral("--after must be a number of milliseconds from 0 to %1, not "
+                                    "'%2'")
+                         .arg(MaximumAfterMs)
+                         .arg(*value));
         } else {
             if (*value == QLatin1String("light"))
                 options.appearance = KSTPalette::Appearance::Light;
@@ -80,7 +94,8 @@ KSTWindowOptions KSTWindowOptions::take(QStringList &arguments, QString *error)
     }
     if (sawDetail && options.screenshotPath.isEmpty())
         fail(QStringLiteral(
-            "--section, --size, --appearance and --system-report go with --screenshot FILE"));
+            "--section, --size, --appearance, --system-report and --after go with --screenshot "
+            "FILE"));
     arguments = rest;
     if (error)
         *error = problem;

@@ -71,6 +71,10 @@ INSTANTIATE_TEST_SUITE_P(
                       refused({"--screenshot", "a.png", "--appearance", "sepia"}, "light or dark"),
                       refused({"--section", "2"}, "go with --screenshot"),
                       refused({"--system-report"}, "go with --screenshot"),
+                      refused({"--after", "500"}, "go with --screenshot"),
+                      refused({"--screenshot", "a.png", "--after", "-1"}, "0 to 60000"),
+                      refused({"--screenshot", "a.png", "--after", "soon"}, "0 to 60000"),
+                      refused({"--screenshot", "a.png", "--after", "60001"}, "0 to 60000"),
                       refused({"--screenshot"}, "needs a value")));
 
 // --system-report is a flag: it takes no value, so what follows stays for the command line.
@@ -84,7 +88,22 @@ TEST(WindowOptionsFlagTest, SystemReportTakesNoValue)
     EXPECT_EQ(arguments, QStringList({"--root", "/r"}));
 
     QStringList plain = {"--screenshot", "a.png"};
-    EXPECT_FALSE(KSTWindowOptions::take(plain, &error).systemReport);
+    const KSTWindowOptions plainOptions = KSTWindowOptions::take(plain, &error);
+    EXPECT_FALSE(plainOptions.systemReport);
+    EXPECT_FALSE(plainOptions.afterMs.has_value());
+}
+
+// A picture of work in progress: the delay reaches the options, 0 included.
+TEST(WindowOptionsFlagTest, AfterTakesMilliseconds)
+{
+    for (const int milliseconds : {0, 750, 60000}) {
+        QStringList arguments = {"--screenshot", "a.png", "--after", QString::number(milliseconds)};
+        QString error;
+        const KSTWindowOptions options = KSTWindowOptions::take(arguments, &error);
+        EXPECT_TRUE(error.isEmpty()) << error.toStdString();
+        EXPECT_EQ(options.afterMs, milliseconds);
+        EXPECT_TRUE(arguments.isEmpty());
+    }
 }
 
 // Every symbol a screen draws has a bundled icon (a missing one would fall back to a circle).
