@@ -5,7 +5,6 @@
 #include "KSTOverviewLocations.h"
 #include "KSTPermissionChecker.h"
 #include "KSTStorageFigures.h"
-#include "KSTSystemInfo.h"
 
 #include <QDir>
 #include <QFile>
@@ -119,8 +118,8 @@ bool KSTApplicationBundleCatalog::OrderedPaths::insert(const QString &path)
     return true;
 }
 
-KSTApplicationBundleCatalog::KSTApplicationBundleCatalog(KSTSystemInfo &systemInfo)
-    : m_systemInfo(&systemInfo)
+KSTApplicationBundleCatalog::KSTApplicationBundleCatalog(PathCache cache)
+    : m_cache(std::move(cache))
 {
 }
 
@@ -177,7 +176,7 @@ void KSTApplicationBundleCatalog::collectApplicationBundlesUnderPath(const QStri
 
 QStringList KSTApplicationBundleCatalog::applicationBundlePaths() const
 {
-    const QStringList cached = m_systemInfo->cachedApplicationBundlePaths();
+    const QStringList cached = m_cache.cached ? m_cache.cached() : QStringList();
     if (!cached.isEmpty())
         return cached;
 
@@ -192,7 +191,8 @@ QStringList KSTApplicationBundleCatalog::applicationBundlePaths() const
             collectApplicationBundlesUnderPath(
                 Checker::directoryURLInGrantedHomeWithRelativePath(folder), UserFolderDepth, paths);
     }
-    m_systemInfo->setCachedApplicationBundlePaths(paths.list());
+    if (m_cache.store)
+        m_cache.store(paths.list());
     return paths.list();
 }
 
