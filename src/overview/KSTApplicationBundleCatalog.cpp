@@ -136,19 +136,14 @@ QStringList KSTApplicationBundleCatalog::applicationSearchPaths()
 
 QStringList KSTApplicationBundleCatalog::applicationUserFolderSearchRelativePaths()
 {
-    return Checker::isRunningSandboxed() ? Locations::sandboxedUserAppFolders
-                                         : Locations::userAppFolders;
+    return Checker::userFoldersToSearch(Locations::userAppFolders,
+                                        Locations::sandboxedUserAppFolders);
 }
 
 QStringList KSTApplicationBundleCatalog::applicationUserFolderSearchRoots()
 {
-    if (Checker::isRunningSandboxed())
-        return Locations::sandboxedUserAppFolders;
-    const QString home = Checker::accessibleUserHomeDirectoryPath();
-    QStringList roots;
-    for (const QString &folder : Locations::userAppFolders)
-        roots << home + QLatin1Char('/') + folder;
-    return roots;
+    return Checker::userFolderSearchRoots(Locations::userAppFolders,
+                                          Locations::sandboxedUserAppFolders);
 }
 
 bool KSTApplicationBundleCatalog::shouldSkipDirectoryInUserAppSearch(const QString &relativePath)
@@ -183,7 +178,7 @@ QStringList KSTApplicationBundleCatalog::applicationBundlePaths() const
     OrderedPaths paths;
     for (const QString &root : applicationSearchPaths())
         collectApplicationBundlesUnderPath(root, ApplicationFolderDepth, paths);
-    if (!Checker::isRunningSandboxed() || Checker::hasHomeFolderAccess()) {
+    if (Checker::mayWalkUserHome()) {
         collectApplicationBundlesUnderPath(
             Checker::directoryURLInGrantedHomeWithRelativePath(Locations::homeApplications),
             HomeApplicationsDepth, paths);
