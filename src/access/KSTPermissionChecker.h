@@ -20,6 +20,13 @@ enum KSTFullDiskAccessStatus : qint64 {
     KSTFullDiskAccessStatusStale = 3,
 };
 
+/// What the user grants before the engines may read the home: Full Disk Access in the
+/// direct-distribution build, the home folder itself (chosen in an open panel) in a sandbox.
+enum class KSTAccessGrant {
+    FullDiskAccess,
+    HomeFolder,
+};
+
 #ifdef KESTREL_SANDBOXED_BUILD
 inline constexpr bool KSTDirectDistributionBuild = false;
 #else
@@ -68,6 +75,34 @@ public:
     static QString realUserHomeDirectoryPath();
     /// Bundle name, else display name, else "Kestrel 3".
     static QString applicationDisplayName();
+
+    // ---- Questions whose answer depends on the build ----
+    // Each form with @p sandboxed gives either build's answer; the other gives this build's.
+
+    /// KSTAccessGrant::FullDiskAccess outside a sandbox, KSTAccessGrant::HomeFolder in one.
+    static KSTAccessGrant requiredAccessGrant();
+    static KSTAccessGrant requiredAccessGrant(bool sandboxed);
+    /// The title of the screen that asks for that grant: "Full Disk Access" or "User Folder
+    /// Access".
+    static QString accessGrantTitle();
+    static QString accessGrantTitle(bool sandboxed);
+    /// Whether engines may walk the home's own folders (Applications, Documents, the media
+    /// folders): always outside a sandbox; in a sandbox only while a home grant is in force.
+    static bool mayWalkUserHome();
+    static bool mayWalkUserHome(bool sandboxed);
+    /// The home's folders a search reads, as relative names: @p folders outside a sandbox,
+    /// @p sandboxedFolders (those a sandbox can reach through the grant) in one.
+    static QStringList userFoldersToSearch(const QStringList &folders,
+                                           const QStringList &sandboxedFolders);
+    static QStringList userFoldersToSearch(const QStringList &folders,
+                                           const QStringList &sandboxedFolders, bool sandboxed);
+    /// Where searches of those folders start: outside a sandbox each of @p folders inside the
+    /// accessible home; in a sandbox @p sandboxedFolders as they stand (relative names, which
+    /// the granted home resolves).
+    static QStringList userFolderSearchRoots(const QStringList &folders,
+                                             const QStringList &sandboxedFolders);
+    static QStringList userFolderSearchRoots(const QStringList &folders,
+                                             const QStringList &sandboxedFolders, bool sandboxed);
 
     // ---- Full Disk Access ----
 

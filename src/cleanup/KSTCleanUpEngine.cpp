@@ -10,7 +10,6 @@
 #include "KSTPermissionChecker.h"
 #include "KSTRemovalGuard.h"
 #include "KSTStorageFigures.h"
-#include "KSTSystemInfo.h"
 #include "KSTToolRunner.h"
 #include "KSTTreeSize.h"
 
@@ -97,19 +96,14 @@ std::optional<KSTCleanUpItem> applicationFolderItem(const QString &namePrefix, c
 
 } // namespace
 
-KSTCleanUpEngine::KSTCleanUpEngine(KSTSystemInfo &systemInfo) : m_systemInfo(&systemInfo) {}
-
-void KSTCleanUpEngine::install(KSTSystemInfo &systemInfo)
+KSTCleanUpEngine::KSTCleanUpEngine(CancellationCheck isCancelled)
+    : m_isCancelled(std::move(isCancelled))
 {
-    KSTSystemInfo *info = &systemInfo;
-    systemInfo.setCleanUpSnapshotBuilder([info](quint64 generation) {
-        return KSTCleanUpEngine(*info).fetchCleanUpSnapshotWithGeneration(generation);
-    });
 }
 
 bool KSTCleanUpEngine::isCancelled(quint64 generation) const
 {
-    return m_systemInfo->isCleanUpScanCancelled(generation);
+    return m_isCancelled && m_isCancelled(generation);
 }
 
 std::shared_ptr<KSTCleanUpSnapshot>
@@ -249,7 +243,7 @@ bool KSTCleanUpEngine::buildLargeFiles(KSTCleanUpCategory &category, quint64 gen
                                        quint64 &filesAnalyzed) const
 {
     const QList<KSTCleanUpItem> found =
-        KSTLargeFileSearch(*m_systemInfo)
+        KSTLargeFileSearch(m_isCancelled)
             .scanLargeFilesOverBytes(LargeFileThresholdBytes, generation);
     category.allItems = found;
     category.items = found.size() > LargeFilesCardLimit ? found.first(LargeFilesCardLimit) : found;
@@ -260,7 +254,7 @@ bool KSTCleanUpEngine::buildLargeFiles(KSTCleanUpCategory &category, quint64 gen
 
 bool KSTCleanUpEngine::buildRemovable(KSTCleanUpCategory &category, quint64 generation) const
 {
-    category.items = KSTIOSBackupCatalog(*m_systemInfo).iosBackupItemsWithGeneration(generation);
+    category.items = KSTIOSBackupCatalog(m_isCancelled).iosBackupItemsWithGeneration(generation);
     const QList<KSTCleanUpTarget> installers = installerPackageTargetsInDownloads(generation);
     const Locations::Table table = Locations::table();
     for (const Locations::FixedLocation &location : table.removableLocations) {

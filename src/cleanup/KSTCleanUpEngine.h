@@ -43,22 +43,28 @@ class KSTSystemInfo;
 /// The scan never writes and never fails: whatever cannot be read contributes nothing. Every
 /// read goes through KSTPermissionChecker; the places read are in KSTCleanUpLocations.
 ///
-/// Cancellation: each operation that takes a generation G checks
-/// KSTSystemInfo::isCleanUpScanCancelled(G) inside its per-entry loop and then stops with
+/// Cancellation: each operation that takes a generation G asks the engine's cancellation
+/// predicate (the frame's Clean Up generation check, given by install()) inside its per-entry
+/// loop and then stops with
 /// what it has; the build checks after each category and inside the fixed-location loops and
 /// then returns nothing.
 ///
 /// Thread safety: operations may run on any thread but block on the file system, child
 /// processes and (on macOS) Spotlight, so never on the main thread. The engine holds no state
-/// besides the service it works for.
+/// besides its cancellation predicate, and never the frame.
 class KSTCleanUpEngine
 {
 public:
-    /// Works for @p systemInfo (its Clean Up generation), which must outlive this object.
-    explicit KSTCleanUpEngine(KSTSystemInfo &systemInfo);
+    /// Whether generation G should stop (a newer scan or a cancel moved on); callable from
+    /// any thread.
+    using CancellationCheck = std::function<bool(quint64 generation)>;
 
-    /// Installs fetchCleanUpSnapshotWithGeneration() of an engine for @p systemInfo as its
-    /// Clean Up builder. @p systemInfo must outlive every scan it starts.
+    /// Stops a generation's work once @p isCancelled says so; an empty predicate never stops.
+    explicit KSTCleanUpEngine(CancellationCheck isCancelled);
+
+    /// Installs fetchCleanUpSnapshotWithGeneration() of an engine cancelled by
+    /// @p systemInfo's Clean Up generation as its Clean Up builder. @p systemInfo must outlive
+    /// every scan it starts.
     static void install(KSTSystemInfo &systemInfo);
 
     /// The fixed large-file threshold of the scan: 50 MiB.
@@ -176,5 +182,5 @@ private:
     KSTCleanUpItem downloadsContentsItem(const QString &label,
                                          const QList<KSTCleanUpTarget> &installers) const;
 
-    KSTSystemInfo *m_systemInfo;
+    CancellationCheck m_isCancelled;
 };

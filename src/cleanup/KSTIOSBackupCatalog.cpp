@@ -3,7 +3,6 @@
 #include "KSTCleanUpEngine.h"
 #include "KSTCleanUpLocations.h"
 #include "KSTPermissionChecker.h"
-#include "KSTSystemInfo.h"
 
 #include <QFileInfo>
 #include <QLocale>
@@ -11,7 +10,10 @@
 namespace Locations = KSTCleanUpLocations;
 using Checker = KSTPermissionChecker;
 
-KSTIOSBackupCatalog::KSTIOSBackupCatalog(KSTSystemInfo &systemInfo) : m_systemInfo(&systemInfo) {}
+KSTIOSBackupCatalog::KSTIOSBackupCatalog(CancellationCheck isCancelled)
+    : m_isCancelled(std::move(isCancelled))
+{
+}
 
 QList<KSTCleanUpItem> KSTIOSBackupCatalog::iosBackupItemsWithGeneration(quint64 generation) const
 {
@@ -20,7 +22,7 @@ QList<KSTCleanUpItem> KSTIOSBackupCatalog::iosBackupItemsWithGeneration(quint64 
     if (folder.isEmpty())
         return items;
     for (const QString &name : KSTCleanUpEngine::directoryEntriesAtPath(folder)) {
-        if (m_systemInfo->isCleanUpScanCancelled(generation))
+        if (m_isCancelled && m_isCancelled(generation))
             break;
         if (name.startsWith(QLatin1Char('.')))
             continue;

@@ -6,9 +6,8 @@
 #include <QString>
 #include <QVariantMap>
 
+#include <functional>
 #include <optional>
-
-class KSTSystemInfo;
 
 /// The iOS and iPadOS device backups in Library/Application Support/MobileSync/Backup, as
 /// items of the clean-up scan's Removable Data.
@@ -23,8 +22,11 @@ class KSTSystemInfo;
 class KSTIOSBackupCatalog
 {
 public:
-    /// Works for @p systemInfo, which must outlive this object.
-    explicit KSTIOSBackupCatalog(KSTSystemInfo &systemInfo);
+    /// Whether generation G should stop; callable from any thread.
+    using CancellationCheck = std::function<bool(quint64 generation)>;
+
+    /// Stops a generation's loop once @p isCancelled says so; an empty predicate never stops.
+    explicit KSTIOSBackupCatalog(CancellationCheck isCancelled);
 
     /// One item per backup: name the display name, displayPath the backup folder's own name
     /// (the device identifier), the folder as filePath, nameOnlyInList, its size.
@@ -42,5 +44,5 @@ public:
     static QString backupDateLabelForPlistAtPath(const QString &path);
 
 private:
-    KSTSystemInfo *m_systemInfo;
+    CancellationCheck m_isCancelled;
 };

@@ -6,7 +6,6 @@
 #include "KSTFileName.h"
 #include "KSTNoFollowPath.h"
 #include "KSTPermissionChecker.h"
-#include "KSTSystemInfo.h"
 #include "KSTToolRunner.h"
 
 #include <QDir>
@@ -18,11 +17,14 @@
 namespace Locations = KSTCleanUpLocations;
 using Checker = KSTPermissionChecker;
 
-KSTLargeFileSearch::KSTLargeFileSearch(KSTSystemInfo &systemInfo) : m_systemInfo(&systemInfo) {}
+KSTLargeFileSearch::KSTLargeFileSearch(CancellationCheck isCancelled)
+    : m_isCancelled(std::move(isCancelled))
+{
+}
 
 bool KSTLargeFileSearch::isCancelled(quint64 generation) const
 {
-    return m_systemInfo->isCleanUpScanCancelled(generation);
+    return m_isCancelled && m_isCancelled(generation);
 }
 
 QList<KSTCleanUpItem> KSTLargeFileSearch::scanLargeFilesOverBytes(quint64 threshold,

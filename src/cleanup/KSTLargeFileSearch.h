@@ -12,8 +12,6 @@
 #include <functional>
 #include <optional>
 
-class KSTSystemInfo;
-
 /// The Large Files of a clean-up scan: files of at least a threshold size in the analysed
 /// user's folder, outside its Library (and the Trash). Under the linux layout the search
 /// leaves out the hidden folders directly in the home (the XDG homes, the Trash, Flatpak's
@@ -27,14 +25,17 @@ class KSTSystemInfo;
 /// sized with KSTPermissionChecker::fileSizeAtAccessiblePath() (a file's length, so a sparse
 /// file counts its logical size) and kept when it reaches the threshold.
 ///
-/// Cancellation (KSTSystemInfo::isCleanUpScanCancelled()) is checked per searched folder, per
+/// Cancellation (the predicate it is made with) is checked per searched folder, per
 /// output line and per sized path; the search then returns what it has.
 /// Thread safety: blocking; any thread but the main one.
 class KSTLargeFileSearch
 {
 public:
-    /// Works for @p systemInfo, which must outlive this object.
-    explicit KSTLargeFileSearch(KSTSystemInfo &systemInfo);
+    /// Whether generation G should stop; callable from any thread.
+    using CancellationCheck = std::function<bool(quint64 generation)>;
+
+    /// Stops a generation's loop once @p isCancelled says so; an empty predicate never stops.
+    explicit KSTLargeFileSearch(CancellationCheck isCancelled);
 
     /// find(1) gets this long before it is stopped (and its output is dropped): a whole
     /// home on a slow disk takes minutes, but a hung volume must not hold the scan forever.
@@ -86,5 +87,5 @@ public:
 private:
     bool isCancelled(quint64 generation) const;
 
-    KSTSystemInfo *m_systemInfo;
+    CancellationCheck m_isCancelled;
 };

@@ -5,7 +5,6 @@
 #include "KSTOverviewLocations.h"
 #include "KSTPermissionChecker.h"
 #include "KSTStorageFigures.h"
-#include "KSTSystemInfo.h"
 
 #include <QDir>
 #include <QFile>
@@ -119,8 +118,8 @@ bool KSTApplicationBundleCatalog::OrderedPaths::insert(const QString &path)
     return true;
 }
 
-KSTApplicationBundleCatalog::KSTApplicationBundleCatalog(KSTSystemInfo &systemInfo)
-    : m_systemInfo(&systemInfo)
+KSTApplicationBundleCatalog::KSTApplicationBundleCatalog(PathCache cache)
+    : m_cache(std::move(cache))
 {
 }
 
@@ -137,19 +136,14 @@ QStringList KSTApplicationBundleCatalog::applicationSearchPaths()
 
 QStringList KSTApplicationBundleCatalog::applicationUserFolderSearchRelativePaths()
 {
-    return Checker::isRunningSandboxed() ? Locations::sandboxedUserAppFolders
-                                         : Locations::userAppFolders;
+    return Checker::userFoldersToSearch(Locations::userAppFolders,
+                                        Locations::sandboxedUserAppFolders);
 }
 
 QStringList KSTApplicationBundleCatalog::applicationUserFolderSearchRoots()
 {
-    if (Checker::isRunningSandboxed())
-        return Locations::sandboxedUserAppFolders;
-    const QString home = Checker::accessibleUserHomeDirectoryPath();
-    QStringList roots;
-    for (const QString &folder : Locations::userAppFolders)
-        roots << home + QLatin1Char('/') + folder;
-    return roots;
+    return Checker::userFolderSearchRoots(Locations::userAppFolders,
+                                          Locations::sandboxedUserAppFolders);
 }
 
 bool KSTApplicationBundleCatalog::shouldSkipDirectoryInUserAppSearch(const QString &relativePath)
@@ -177,14 +171,14 @@ void KSTApplicationBundleCatalog::collectApplicationBundlesUnderPath(const QStri
 
 QStringList KSTApplicationBundleCatalog::applicationBundlePaths() const
 {
-    const QStringList cached = m_systemInfo->cachedApplicationBundlePaths();
+    const QStringList cached = m_cache.cached ? m_cache.cached() : QStringList();
     if (!cached.isEmpty())
         return cached;
 
     OrderedPaths paths;
     for (const QString &root : applicationSearchPaths())
         collectApplicationBundlesUnderPath(root, ApplicationFolderDepth, paths);
-    if (!Checker::isRunningSandboxed() || Checker::hasHomeFolderAccess()) {
+    if (Checker::mayWalkUserHome()) {
         collectApplicationBundlesUnderPath(
             Checker::directoryURLInGrantedHomeWithRelativePath(Locations::homeApplications),
             HomeApplicationsDepth, paths);
@@ -192,7 +186,8 @@ QStringList KSTApplicationBundleCatalog::applicationBundlePaths() const
             collectApplicationBundlesUnderPath(
                 Checker::directoryURLInGrantedHomeWithRelativePath(folder), UserFolderDepth, paths);
     }
-    m_systemInfo->setCachedApplicationBundlePaths(paths.list());
+    if (m_cache.store)
+        m_cache.store(paths.list());
     return paths.list();
 }
 

@@ -7,6 +7,8 @@
 #include <QString>
 #include <QStringList>
 
+#include <functional>
+
 class KSTSystemInfo;
 
 /// The application bundles installed on the analysed Mac: where they are looked for, how the
@@ -22,12 +24,13 @@ class KSTSystemInfo;
 /// into a bundle and never follows a symbolic link. A path found twice keeps its first
 /// place.
 ///
-/// The list is kept in the service's cachedApplicationBundlePaths and reused while it is
-/// non-empty; invalidateAppInventoryCache() clears it.
+/// The list is kept in the PathCache the catalog is made with (in use, the service's
+/// cachedApplicationBundlePaths, which invalidateAppInventoryCache() clears) and reused while
+/// it is non-empty.
 ///
-/// Thread safety: every operation may be called from any thread; the cache is read and
-/// written under the service's lock (two concurrent first searches both walk, and the
-/// later store wins with the same list).
+/// Thread safety: every operation may be called from any thread; the cache's calls must be
+/// safe from any thread (the service's are, under its lock: two concurrent first searches both
+/// walk, and the later store wins with the same list).
 class KSTApplicationBundleCatalog
 {
 public:
@@ -44,7 +47,22 @@ public:
         QSet<QString> m_seen;
     };
 
-    /// Works for @p systemInfo, which must outlive this object.
+    /// Where the search's list is kept between calls. Both members may be called from any
+    /// thread; an empty member keeps nothing (every call then searches).
+    struct PathCache
+    {
+        /// The kept list; empty when there is none.
+        std::function<QStringList()> cached;
+        /// Keeps @p paths, replacing what was kept.
+        std::function<void(const QStringList &paths)> store;
+
+        /// The service's bundle cache; @p systemInfo must outlive every use of the value.
+        static PathCache of(KSTSystemInfo &systemInfo);
+    };
+
+    /// Keeps its list in @p cache.
+    explicit KSTApplicationBundleCatalog(PathCache cache);
+    /// The same as with PathCache::of(@p systemInfo), for callers that hold the service.
     explicit KSTApplicationBundleCatalog(KSTSystemInfo &systemInfo);
 
     /// The system Applications and System/Applications folders under the analysed root, and
@@ -82,5 +100,5 @@ public:
     static constexpr int UserFolderDepth = 12;
 
 private:
-    KSTSystemInfo *m_systemInfo;
+    PathCache m_cache;
 };

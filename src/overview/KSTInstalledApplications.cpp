@@ -12,8 +12,9 @@
 
 namespace Locations = KSTOverviewLocations;
 
-KSTInstalledApplications::KSTInstalledApplications(KSTSystemInfo &systemInfo)
-    : m_systemInfo(&systemInfo)
+KSTInstalledApplications::KSTInstalledApplications(
+    KSTApplicationBundleCatalog::PathCache bundlePaths)
+    : m_bundlePaths(std::move(bundlePaths))
 {
 }
 
@@ -24,7 +25,7 @@ QList<KSTInstalledApplication> KSTInstalledApplications::list() const
     switch (Locations::applicationCatalog(environment.layout())) {
     case Locations::ApplicationCatalog::Bundles:
         applications =
-            sizedBundles(KSTApplicationBundleCatalog(*m_systemInfo).applicationBundlePaths());
+            sizedBundles(KSTApplicationBundleCatalog(m_bundlePaths).applicationBundlePaths());
         break;
     case Locations::ApplicationCatalog::DesktopEntries:
         for (const KSTDesktopApplication &found :

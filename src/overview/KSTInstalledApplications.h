@@ -1,5 +1,6 @@
 #pragma once
 
+#include "KSTApplicationBundleCatalog.h"
 #include "KSTSystemSnapshot.h"
 
 #include <QList>
@@ -7,8 +8,6 @@
 #include <QStringList>
 
 #include <optional>
-
-class KSTSystemInfo;
 
 /// One application the Overview counts, with the payload it shares with others.
 struct KSTInstalledApplication
@@ -24,12 +23,12 @@ struct KSTInstalledApplication
 /// applications of KSTDesktopEntryCatalog with their package, Flatpak, snap or AppImage
 /// payloads. Counting, ordering and summing are the same for both.
 ///
-/// Holds only the service; every operation may run on any thread.
+/// Holds only the bundle cache; every operation may run on any thread.
 class KSTInstalledApplications
 {
 public:
-    /// Works for @p systemInfo (the bundle cache), which must outlive this object.
-    explicit KSTInstalledApplications(KSTSystemInfo &systemInfo);
+    /// Finds bundles through a catalog keeping its list in @p bundlePaths.
+    explicit KSTInstalledApplications(KSTApplicationBundleCatalog::PathCache bundlePaths);
 
     /// Every application, sized; blocks for as long as sizing them takes.
     QList<KSTInstalledApplication> list() const;
@@ -46,5 +45,5 @@ public:
     static quint64 distinctPayloadBytes(const QList<KSTInstalledApplication> &applications);
 
 private:
-    KSTSystemInfo *m_systemInfo;
+    KSTApplicationBundleCatalog::PathCache m_bundlePaths;
 };

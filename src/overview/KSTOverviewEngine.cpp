@@ -10,7 +10,6 @@
 #include "KSTPropertyList.h"
 #include "KSTStorageFigures.h"
 #include "KSTStorageMetrics.h"
-#include "KSTSystemInfo.h"
 #include "KSTToolRunner.h"
 
 #include <QDateTime>
@@ -54,17 +53,10 @@ QString unnamedMachineName()
 
 } // namespace
 
-KSTOverviewEngine::KSTOverviewEngine(KSTSystemInfo &systemInfo, KSTLiveBaselines &baselines)
-    : m_systemInfo(&systemInfo), m_baselines(&baselines)
+KSTOverviewEngine::KSTOverviewEngine(KSTApplicationBundleCatalog::PathCache bundlePaths,
+                                     KSTLiveBaselines &baselines)
+    : m_bundlePaths(std::move(bundlePaths)), m_baselines(&baselines)
 {
-}
-
-void KSTOverviewEngine::install(KSTSystemInfo &systemInfo, KSTLiveBaselines &baselines)
-{
-    KSTSystemInfo *info = &systemInfo;
-    KSTLiveBaselines *shared = &baselines;
-    systemInfo.setOverviewSnapshotBuilder(
-        [info, shared] { return KSTOverviewEngine(*info, *shared).fetchSnapshot(); });
 }
 
 std::shared_ptr<KSTSystemSnapshot> KSTOverviewEngine::fetchSnapshot() const
@@ -72,7 +64,7 @@ std::shared_ptr<KSTSystemSnapshot> KSTOverviewEngine::fetchSnapshot() const
     auto snapshot = std::make_shared<KSTSystemSnapshot>();
     const KSTLiveMetrics live(*m_baselines);
     const QList<KSTInstalledApplication> applications =
-        KSTInstalledApplications(*m_systemInfo).list();
+        KSTInstalledApplications(m_bundlePaths).list();
 
     snapshot->machineTitle = machineTitle(systemProfilerHardwareReport());
     snapshot->specsLine = specsLine();

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "KSTApplicationBundleCatalog.h"
 #include "KSTLiveBaselines.h"
 
 #include "KSTHostInfo.h"
@@ -34,16 +35,18 @@ class KSTSystemInfo;
 /// Every probe degrades to a fixed text or 0 rather than failing: an empty model, chip,
 /// serial or marketing name, "Uptime unavailable", no battery text, "en0" and "Network".
 /// Every operation may be called from any thread; the field operations are stateless class
-/// operations.
+/// operations. The engine never holds the frame: install() gives it the frame's bundle cache.
 class KSTOverviewEngine
 {
 public:
-    /// Works for @p systemInfo (its bundle cache), measuring live figures against
-    /// @p baselines; both must outlive this object.
-    KSTOverviewEngine(KSTSystemInfo &systemInfo, KSTLiveBaselines &baselines);
+    /// Keeps the application search's list in @p bundlePaths and measures live figures
+    /// against @p baselines, which must outlive this object.
+    KSTOverviewEngine(KSTApplicationBundleCatalog::PathCache bundlePaths,
+                      KSTLiveBaselines &baselines);
 
-    /// Installs fetchSnapshot() of an engine for @p systemInfo and @p baselines as its
-    /// Overview builder. Both must outlive every fetch it starts (the shared ones always do).
+    /// Installs fetchSnapshot() of an engine keeping its bundle list in @p systemInfo's cache
+    /// and measuring against @p baselines as @p systemInfo's Overview builder. Both must outlive
+    /// every fetch it starts (the shared ones always do).
     static void install(KSTSystemInfo &systemInfo,
                         KSTLiveBaselines &baselines = KSTLiveBaselines::shared());
 
@@ -137,6 +140,6 @@ public:
     static constexpr int SystemProfilerTimeoutMs = 20'000;
 
 private:
-    KSTSystemInfo *m_systemInfo;
+    KSTApplicationBundleCatalog::PathCache m_bundlePaths;
     KSTLiveBaselines *m_baselines;
 };

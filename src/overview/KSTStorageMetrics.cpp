@@ -58,7 +58,7 @@ KSTStorageMetrics::storageCategoriesForUsedBytes(quint64 usedBytes, quint64 tota
         documents = sizeOfFolder(places->userFolder(Locations::linuxDocuments));
         for (const KSTLinuxPlaces::UserFolder role : Locations::linuxMedia)
             media += sizeOfFolder(places->userFolder(role));
-    } else if (!Checker::isRunningSandboxed() || Checker::hasHomeFolderAccess()) {
+    } else if (Checker::mayWalkUserHome()) {
         if (!applicationBytes)
             apps += sizeOfHomeFolders({Locations::homeApplications});
         documents = sizeOfHomeFolders({Locations::homeDocuments});

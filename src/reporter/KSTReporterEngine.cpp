@@ -10,7 +10,6 @@
 #include "KSTReporterCharts.h"
 #include "KSTReporterSources.h"
 #include "KSTStorageFigures.h"
-#include "KSTSystemInfo.h"
 
 #include <QMetaType>
 
@@ -43,16 +42,11 @@ QString bundleName(const QString &bundlePath)
 
 } // namespace
 
-KSTReporterEngine::KSTReporterEngine(KSTSystemInfo &systemInfo) : m_systemInfo(&systemInfo) {}
+KSTReporterEngine::KSTReporterEngine(Hooks hooks) : m_hooks(std::move(hooks)) {}
 
-void KSTReporterEngine::install(KSTSystemInfo &systemInfo)
+bool KSTReporterEngine::isCancelled(quint64 generation) const
 {
-    KSTSystemInfo *info = &systemInfo;
-    systemInfo.setReporterSnapshotBuilder([info](quint64 generation) {
-        return KSTReporterEngine(*info).fetchReporterSnapshotWithGeneration(generation);
-    });
-    systemInfo.setReporterPartialSnapshotBuilder(
-        [info] { return KSTReporterEngine(*info).fetchReporterSnapshotPartial(); });
+    return m_hooks.isCancelled && m_hooks.isCancelled(generation);
 }
 
 std::shared_ptr<KSTReporterSnapshot>
@@ -62,7 +56,7 @@ KSTReporterEngine::fetchReporterSnapshotWithGeneration(quint64 generation) const
     const QDateTime weekStart = weekStartForDate(now);
     auto snapshot = std::make_shared<KSTReporterSnapshot>();
     snapshot->dateRangeText = formattedDateRange(weekStart, now);
-    if (m_systemInfo->isReporterScanCancelled(generation))
+    if (isCancelled(generation))
         return nullptr;
 
     const QList<KSTAppUsageInfo> installed = applicationsInstalledSince(weekStart);
@@ -92,12 +86,10 @@ KSTReporterEngine::fetchReporterSnapshotWithGeneration(quint64 generation) const
         now, used, snapshot->networkDownloadBytes, snapshot->networkUploadBytes, 0, 0));
     fillCharts(*snapshot, total, now);
 
-    KSTSystemInfo *info = m_systemInfo;
     // Each bundle's Info.plist is read once, and only when the database has rows.
     std::optional<QHash<QString, QString>> bundles;
     snapshot->appUsageEntries = KSTReporterSources::appUsageTimeSince(
-        weekStart, UsageEntryLimit,
-        [info, generation] { return info->isReporterScanCancelled(generation); },
+        weekStart, UsageEntryLimit, [this, generation] { return isCancelled(generation); },
         [this, &bundles](const QString &identifier) {
             if (!bundles)
                 bundles = bundlePathsByIdentifier();
@@ -216,7 +208,7 @@ QList<KSTAppUsageInfo> KSTReporterEngine::applicationsInstalledSince(const QDate
 {
     QList<KSTAppUsageInfo> installed;
     for (const QString &path :
-         KSTApplicationBundleCatalog(*m_systemInfo).applicationBundlePaths()) {
+         KSTApplicationBundleCatalog(m_hooks.bundlePaths).applicationBundlePaths()) {
         const std::optional<QDateTime> date = installDateOfBundle(path);
         if (!date || *date < since)
             continue;
@@ -252,7 +244,7 @@ QHash<QString, QString> KSTReporterEngine::bundlePathsByIdentifier() const
 {
     QHash<QString, QString> paths;
     for (const QString &path :
-         KSTApplicationBundleCatalog(*m_systemInfo).applicationBundlePaths()) {
+         KSTApplicationBundleCatalog(m_hooks.bundlePaths).applicationBundlePaths()) {
         const QVariant identifier =
             KSTPropertyList::readDictionary(path + QLatin1String("/Contents/Info.plist"))
                 .value(QStringLiteral("CFBundleIdentifier"));

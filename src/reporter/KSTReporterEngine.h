@@ -1,5 +1,6 @@
 #pragma once
 
+#include "KSTApplicationBundleCatalog.h"
 #include "KSTReporterHistory.h"
 #include "KSTReporterSnapshot.h"
 #include "KSTSystemSnapshot.h"
@@ -30,15 +31,28 @@ class KSTSystemInfo;
 ///   KSTLiveMetrics, KSTHostInfo). The network counters and the uptime are the running
 ///   host's even when another machine's volume is analysed.
 ///
-/// Every operation may be called from any thread; the engine keeps no state of its own.
+/// Every operation may be called from any thread; the engine keeps no state but its hooks,
+/// and never holds the frame.
 class KSTReporterEngine
 {
 public:
-    /// Works for @p systemInfo (its bundle cache and generation), which must outlive this
-    /// object.
-    explicit KSTReporterEngine(KSTSystemInfo &systemInfo);
+    /// What the engine asks of the frame it works for; each member may be called from any
+    /// thread.
+    struct Hooks
+    {
+        /// Whether generation G should stop (a newer scan or a cancel moved on); an empty
+        /// predicate never stops.
+        std::function<bool(quint64 generation)> isCancelled;
+        /// Where the application search's list is kept.
+        KSTApplicationBundleCatalog::PathCache bundlePaths;
+    };
 
-    /// Installs the full and the placeholder builds of an engine for @p systemInfo.
+    explicit KSTReporterEngine(Hooks hooks);
+
+    /// The hooks of @p systemInfo's Reporter generation and bundle cache; @p systemInfo must
+    /// outlive every use of them.
+    static Hooks hooksOf(KSTSystemInfo &systemInfo);
+    /// Installs the full and the placeholder builds of an engine hooked to @p systemInfo.
     static void install(KSTSystemInfo &systemInfo);
 
     /// Posted (KSTNotificationCenter, delivered on the main thread) after every history update
@@ -99,5 +113,7 @@ private:
     // The charts of both builds from the history as it stands, 7 days ending at @p now.
     static void fillCharts(KSTReporterSnapshot &snapshot, quint64 totalBytes, const QDateTime &now);
 
-    KSTSystemInfo *m_systemInfo;
+    bool isCancelled(quint64 generation) const;
+
+    Hooks m_hooks;
 };

@@ -8,7 +8,6 @@
 #include "KSTReadOnlyFile.h"
 #include "KSTReporterLinuxSources.h"
 #include "KSTSqliteDatabase.h"
-#include "KSTSystemInfo.h"
 
 #include <QFileInfo>
 #include <QMetaType>

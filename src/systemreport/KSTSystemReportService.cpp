@@ -200,7 +200,8 @@ void KSTSystemReportService::runStages(const std::shared_ptr<Fetch> &fetch)
         },
         [](KSTReportContext &c) { C::collectSecurity(c); },
         [this](KSTReportContext &c) {
-            if (const auto partial = KSTReporterEngine(m_systemInfo).fetchReporterSnapshotPartial())
+            if (const auto partial = KSTReporterEngine(KSTReporterEngine::hooksOf(m_systemInfo))
+                                         .fetchReporterSnapshotPartial())
                 c.weekly = *partial;
             c.weekly.isPartial = true;
             C::collectNetworkWeek(c, QDateTime::currentDateTime());

@@ -405,6 +405,53 @@ TEST_F(SandboxAnswerTest, AHomeSearchCoversTheWholeFolderOrTheGrantedSubfolders)
     EXPECT_EQ(Checker::homeSearchScope(userFolder, folders).roots, QStringList{userFolder});
 }
 
+// The screens' and the engines' other build-dependent questions: each build's answer, with
+// and without a home grant, and this build's.
+TEST_F(SandboxAnswerTest, GrantsWalksAndUserFoldersAsTheBuildAllows)
+{
+    const QStringList folders = {QStringLiteral("Desktop"), QStringLiteral("Documents")};
+    const QStringList sandboxedFolders = {QStringLiteral("Movies")};
+    const QStringList homeRoots = {mac.homePath(QStringLiteral("Desktop")),
+                                   mac.homePath(QStringLiteral("Documents"))};
+    struct BuildCase
+    {
+        const char *description;
+        bool sandboxed;
+        bool granted;
+        KSTAccessGrant grant;
+        const char *title;
+        bool mayWalkHome;
+        QStringList searched;
+        QStringList roots;
+    };
+    const BuildCase cases[] = {
+        {"plain", false, false, KSTAccessGrant::FullDiskAccess, "Full Disk Access", true, folders,
+         homeRoots},
+        {"plain: a grant changes nothing", false, true, KSTAccessGrant::FullDiskAccess,
+         "Full Disk Access", true, folders, homeRoots},
+        {"sandbox without a grant", true, false, KSTAccessGrant::HomeFolder, "User Folder Access",
+         false, sandboxedFolders, sandboxedFolders},
+        {"sandbox with a grant", true, true, KSTAccessGrant::HomeFolder, "User Folder Access", true,
+         sandboxedFolders, sandboxedFolders},
+    };
+    for (const BuildCase &c : cases) {
+        SCOPED_TRACE(c.description);
+        grantHome(c.granted);
+        EXPECT_EQ(Checker::requiredAccessGrant(c.sandboxed), c.grant);
+        EXPECT_EQ(Checker::accessGrantTitle(c.sandboxed), QString::fromUtf8(c.title));
+        EXPECT_EQ(Checker::mayWalkUserHome(c.sandboxed), c.mayWalkHome);
+        EXPECT_EQ(Checker::userFoldersToSearch(folders, sandboxedFolders, c.sandboxed), c.searched);
+        EXPECT_EQ(Checker::userFolderSearchRoots(folders, sandboxedFolders, c.sandboxed), c.roots);
+    }
+    grantHome(false);
+    // This build is not sandboxed.
+    EXPECT_EQ(Checker::requiredAccessGrant(), KSTAccessGrant::FullDiskAccess);
+    EXPECT_EQ(Checker::accessGrantTitle(), QStringLiteral("Full Disk Access"));
+    EXPECT_TRUE(Checker::mayWalkUserHome());
+    EXPECT_EQ(Checker::userFoldersToSearch(folders, sandboxedFolders), folders);
+    EXPECT_EQ(Checker::userFolderSearchRoots(folders, sandboxedFolders), homeRoots);
+}
+
 // Both formats and broken files are the property-list reader's (tested there); here only
 // whether a dictionary, and nothing else, comes through.
 TEST_F(PermissionCheckerTest, PlistDictionariesOnly)

@@ -38,7 +38,7 @@ class CleanUpScanTest : public KSTMachineTest
 protected:
     std::shared_ptr<KSTCleanUpSnapshot> scan()
     {
-        return Engine(info).fetchCleanUpSnapshotWithGeneration(info.cleanUpScanGeneration());
+        return engineFor(info).fetchCleanUpSnapshotWithGeneration(info.cleanUpScanGeneration());
     }
 
     static KSTCleanUpCategory category(const std::shared_ptr<KSTCleanUpSnapshot> &snapshot,
@@ -494,7 +494,7 @@ TEST_F(CleanUpScanTest, ACancelledScanReturnsNothing)
     // A stale generation stops at the first checkpoint.
     const quint64 stale = info.cleanUpScanGeneration();
     info.cancelCleanUpScan();
-    EXPECT_EQ(Engine(info).fetchCleanUpSnapshotWithGeneration(stale), nullptr);
+    EXPECT_EQ(engineFor(info).fetchCleanUpSnapshotWithGeneration(stale), nullptr);
 
     // Cancelled while find runs: the scan stops at the next checkpoint.
     const QString gate = mac.path("gate");
@@ -504,12 +504,52 @@ TEST_F(CleanUpScanTest, ACancelledScanReturnsNothing)
     const quint64 generation = info.cleanUpScanGeneration();
     std::shared_ptr<KSTCleanUpSnapshot> result = std::make_shared<KSTCleanUpSnapshot>();
     std::thread scanner(
-        [&] { result = Engine(info).fetchCleanUpSnapshotWithGeneration(generation); });
+        [&] { result = engineFor(info).fetchCleanUpSnapshotWithGeneration(generation); });
     ASSERT_TRUE(KSTTestSupport::pumpUntil([&] { return !mac.toolCalls(Find).isEmpty(); }));
     info.cancelCleanUpScan();
     QFile(gate).open(QIODevice::WriteOnly); // lets find end
     scanner.join();
     EXPECT_EQ(result, nullptr);
+}
+
+// The engine needs nothing of the frame but its predicate: it asks only about the generation
+// it builds, and stops once told to, whenever that is.
+TEST_F(CleanUpScanTest, RunsWithOnlyACancellationPredicate)
+{
+    mac.writeSizedHomeFile("Library/Caches/org.example.tool/a.bin", 4096);
+    constexpr quint64 Generation = 42;
+    const struct
+    {
+        const char *name;
+        int cancelledFromQuestion; // 0: never
+        bool completes;
+    } cases[] = {
+        {"never cancelled", 0, true},
+        {"cancelled before it starts", 1, false},
+        {"cancelled after its first question", 2, false},
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.name);
+        int questions = 0;
+        QList<quint64> askedAbout;
+        const Engine engine([&](quint64 generation) {
+            askedAbout << generation;
+            ++questions;
+            return c.cancelledFromQuestion != 0 && questions >= c.cancelledFromQuestion;
+        });
+        const std::shared_ptr<KSTCleanUpSnapshot> snapshot =
+            engine.fetchCleanUpSnapshotWithGeneration(Generation);
+        ASSERT_FALSE(askedAbout.isEmpty());
+        EXPECT_EQ(askedAbout.count(Generation), askedAbout.size());
+        if (!c.completes) {
+            EXPECT_EQ(snapshot, nullptr);
+            continue;
+        }
+        ASSERT_NE(snapshot, nullptr);
+        EXPECT_EQ(snapshot->categories.size(), 4);
+        EXPECT_TRUE(namesOf(category(snapshot, "systemJunk").allItems.value_or(QList<Item>()))
+                        .contains("Caches. org.example.tool"));
+    }
 }
 
 } // namespace

@@ -41,7 +41,7 @@ protected:
     std::shared_ptr<KSTCleanUpSnapshot> scan()
     {
         machine.activate();
-        return Engine(info).fetchCleanUpSnapshotWithGeneration(info.cleanUpScanGeneration());
+        return engineFor(info).fetchCleanUpSnapshotWithGeneration(info.cleanUpScanGeneration());
     }
 
     static KSTCleanUpCategory category(const std::shared_ptr<KSTCleanUpSnapshot> &snapshot,

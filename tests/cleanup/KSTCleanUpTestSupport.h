@@ -1,6 +1,8 @@
 #pragma once
 
+#include "KSTCleanUpEngine.h"
 #include "KSTCleanUpSnapshot.h"
+#include "KSTSystemInfo.h"
 
 #include <QStringList>
 
@@ -25,6 +27,13 @@ inline void PrintTo(const KSTCleanUpItem &item, std::ostream *stream)
     *stream << '{' << item.name.toStdString() << ", " << item.displayPath.toStdString() << ", "
             << item.filePath.toStdString() << ", " << item.bytes
             << (item.nameOnlyInList ? ", name only}" : "}");
+}
+
+// An engine stopped by @p info's Clean Up generation, as install() wires it.
+inline KSTCleanUpEngine engineFor(KSTSystemInfo &info)
+{
+    return KSTCleanUpEngine(
+        [&info](quint64 generation) { return info.isCleanUpScanCancelled(generation); });
 }
 
 inline QStringList namesOf(const QList<KSTCleanUpItem> &items)

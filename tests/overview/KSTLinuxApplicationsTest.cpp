@@ -302,7 +302,9 @@ TEST(KSTLinuxOverviewSnapshotTest, CountsApplicationsAndDistinctPayloads)
 
     KSTSystemInfo info;
     KSTLiveBaselines baselines;
-    const auto snapshot = KSTOverviewEngine(info, baselines).fetchSnapshot();
+    const auto snapshot =
+        KSTOverviewEngine(KSTApplicationBundleCatalog::PathCache::of(info), baselines)
+            .fetchSnapshot();
     KSTPermissionChecker::resetForTesting();
     EXPECT_EQ(snapshot->installedAppCount, 3);
     ASSERT_EQ(snapshot->topApps.size(), 3);

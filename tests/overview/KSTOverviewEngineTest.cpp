@@ -307,6 +307,46 @@ TEST_F(MacRootOverviewTest, AHangingOrFloodingProfilerLeavesTheTitleToTheFallbac
     }
 }
 
+// Without a frame the engine keeps its application search in the cache it is given: a kept
+// list is used as it stands, an empty one is searched for and stored.
+TEST_F(MacRootOverviewTest, RunsWithItsOwnBundleCacheAndNoFrame)
+{
+    mac.addRecordedTool(SystemProfiler, "system_profiler-SPHardware.apple-M3-Mac15,3.txt");
+    KSTFixtureMac::App app;
+    app.name = QStringLiteral("Atlas");
+    app.bundleIdentifier = QStringLiteral("com.example.Atlas");
+    const QString atlas = mac.addApp(app);
+    QStringList kept;
+    int stores = 0;
+    KSTLiveBaselines baselines;
+    const Engine engine({[&] { return kept; },
+                         [&](const QStringList &paths) {
+                             kept = paths;
+                             ++stores;
+                         }},
+                        baselines);
+
+    const auto searched = engine.fetchSnapshot();
+    ASSERT_TRUE(searched);
+    EXPECT_EQ(kept, QStringList{atlas});
+    EXPECT_EQ(stores, 1);
+    EXPECT_EQ(searched->installedAppCount, 1);
+
+    app.name = QStringLiteral("Zebra");
+    app.bundleIdentifier = QStringLiteral("com.example.Zebra");
+    mac.addApp(app);
+    const auto fromCache = engine.fetchSnapshot();
+    ASSERT_TRUE(fromCache);
+    EXPECT_EQ(stores, 1);
+    EXPECT_EQ(fromCache->installedAppCount, 1);
+
+    kept.clear();
+    const auto again = engine.fetchSnapshot();
+    ASSERT_TRUE(again);
+    EXPECT_EQ(stores, 2);
+    EXPECT_EQ(again->installedAppCount, 2);
+}
+
 TEST_F(MacRootOverviewTest, SnapshotThroughTheFrameTakesTheHostsLiveFigures)
 {
     host->with([](FakeFigures &f) {

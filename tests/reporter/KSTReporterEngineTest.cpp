@@ -55,7 +55,8 @@ protected:
 
 TEST_F(ReporterEngineTest, ThePlaceholderChartsTheHistoryAndWritesNothing)
 {
-    const auto snapshot = KSTReporterEngine(info).fetchReporterSnapshotPartial();
+    const auto snapshot =
+        KSTReporterEngine(KSTReporterEngine::hooksOf(info)).fetchReporterSnapshotPartial();
     ASSERT_TRUE(snapshot);
     EXPECT_TRUE(snapshot->isPartial);
     EXPECT_EQ(snapshot->appsInstalledSummary, "Scanning in background…");
@@ -77,8 +78,49 @@ TEST_F(ReporterEngineTest, ACancelledBuildReturnsNothingAndRecordsNothing)
 {
     const quint64 generation = info.reporterScanGeneration();
     info.cancelReporterScan();
-    EXPECT_EQ(KSTReporterEngine(info).fetchReporterSnapshotWithGeneration(generation), nullptr);
+    EXPECT_EQ(KSTReporterEngine(KSTReporterEngine::hooksOf(info))
+                  .fetchReporterSnapshotWithGeneration(generation),
+              nullptr);
     EXPECT_FALSE(QFileInfo::exists(historyPath));
+}
+
+// The engine needs nothing of the frame but its hooks: it asks only about the generation it
+// builds, stops before writing anything once told to, and counts the bundles its cache keeps.
+TEST_F(ReporterEngineTest, RunsWithItsHooksAndNoFrame)
+{
+    const QString atlas = addApp("Atlas");
+    addApp("Zebra"); // on disk, but not in the kept list
+    constexpr quint64 Generation = 7;
+    const struct
+    {
+        const char *name;
+        bool cancelled;
+    } cases[] = {{"cancelled", true}, {"current", false}};
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.name);
+        QList<quint64> askedAbout;
+        QStringList kept{atlas};
+        KSTReporterEngine::Hooks hooks;
+        hooks.isCancelled = [&](quint64 generation) {
+            askedAbout << generation;
+            return c.cancelled;
+        };
+        hooks.bundlePaths = {[&] { return kept; }, [&](const QStringList &paths) { kept = paths; }};
+        const auto snapshot =
+            KSTReporterEngine(hooks).fetchReporterSnapshotWithGeneration(Generation);
+        ASSERT_FALSE(askedAbout.isEmpty());
+        EXPECT_EQ(askedAbout.count(Generation), askedAbout.size());
+        if (c.cancelled) {
+            EXPECT_EQ(snapshot, nullptr);
+            EXPECT_FALSE(QFileInfo::exists(historyPath));
+            continue;
+        }
+        ASSERT_TRUE(snapshot);
+        EXPECT_FALSE(snapshot->isPartial);
+        EXPECT_EQ(snapshot->appsInstalledCount, 1u);
+        EXPECT_EQ(snapshot->appsInstalledSummary, "Atlas");
+        EXPECT_TRUE(QFileInfo::exists(historyPath));
+    }
 }
 
 TEST_F(ReporterEngineTest, AFullBuildFillsTheWeekAndRecordsToday)
@@ -101,8 +143,8 @@ TEST_F(ReporterEngineTest, AFullBuildFillsTheWeekAndRecordsToday)
         KSTPropertyList::toXml(QVariantList{historyRecord(
             QDate::currentDate().addDays(-1).toString(Qt::ISODate), 50 * GiB, 4000, 600)})));
 
-    const auto snapshot =
-        KSTReporterEngine(info).fetchReporterSnapshotWithGeneration(info.reporterScanGeneration());
+    const auto snapshot = KSTReporterEngine(KSTReporterEngine::hooksOf(info))
+                              .fetchReporterSnapshotWithGeneration(info.reporterScanGeneration());
     ASSERT_TRUE(snapshot);
     EXPECT_FALSE(snapshot->isPartial);
     EXPECT_EQ(snapshot->appsInstalledCount, 4u);
@@ -139,13 +181,13 @@ TEST_F(ReporterEngineTest, AFullBuildFillsTheWeekAndRecordsToday)
 TEST_F(ReporterEngineTest, NothingToReportIsNotAFailure)
 {
     mac.writeHomeFile("Library/Application Support/Knowledge/knowledgeC.db", "not a database");
-    const auto snapshot =
-        KSTReporterEngine(info).fetchReporterSnapshotWithGeneration(info.reporterScanGeneration());
+    const auto snapshot = KSTReporterEngine(KSTReporterEngine::hooksOf(info))
+                              .fetchReporterSnapshotWithGeneration(info.reporterScanGeneration());
     ASSERT_TRUE(snapshot);
     EXPECT_EQ(snapshot->appsInstalledSummary, "No new installs this week");
     EXPECT_EQ(snapshot->appsRemovedSummary, "No removals detected this week");
     EXPECT_TRUE(snapshot->appUsageEntries.isEmpty());
-    EXPECT_TRUE(KSTReporterEngine(info)
+    EXPECT_TRUE(KSTReporterEngine(KSTReporterEngine::hooksOf(info))
                     .applicationsInstalledSince(QDateTime::currentDateTime().addDays(1))
                     .isEmpty());
 }
@@ -162,7 +204,10 @@ TEST_F(ReporterEngineTest, AModifiedBundleCountsFromItsLaterDate)
     const std::optional<KSTQuietFiles::Times> times = KSTQuietFiles::timesOf(path);
     ASSERT_TRUE(times);
     EXPECT_EQ(*date, times->birth.value_or(longAgo) > longAgo ? *times->birth : longAgo);
-    EXPECT_EQ(KSTReporterEngine(info).applicationsInstalledSince(longAgo.addSecs(-1)).size(), 1);
+    EXPECT_EQ(KSTReporterEngine(KSTReporterEngine::hooksOf(info))
+                  .applicationsInstalledSince(longAgo.addSecs(-1))
+                  .size(),
+              1);
 }
 
 TEST_F(ReporterEngineTest, TheFrameDeliversPlaceholderThenFullOnTheReporterQueue)
@@ -194,9 +239,13 @@ TEST_F(ReporterEngineTest, AnIdentifierNamesTheFirstCollectedBundle)
     home.inHome = true;
     const QString first = mac.addApp(system);
     mac.addApp(home);
-    EXPECT_EQ(KSTReporterEngine(info).bundlePathForIdentifier("com.example.editor"), first);
-    EXPECT_EQ(KSTReporterEngine(info).bundlePathForIdentifier("com.example.none"), "");
-    EXPECT_EQ(KSTReporterEngine(info).bundlePathForIdentifier(""), "");
+    EXPECT_EQ(KSTReporterEngine(KSTReporterEngine::hooksOf(info))
+                  .bundlePathForIdentifier("com.example.editor"),
+              first);
+    EXPECT_EQ(KSTReporterEngine(KSTReporterEngine::hooksOf(info))
+                  .bundlePathForIdentifier("com.example.none"),
+              "");
+    EXPECT_EQ(KSTReporterEngine(KSTReporterEngine::hooksOf(info)).bundlePathForIdentifier(""), "");
 }
 
 TEST_F(ReporterEngineTest, ShortensPathsInTheHome)
@@ -221,8 +270,8 @@ TEST_F(ReporterEngineTest, ALinuxMachinesPackageInstallsCount)
                       now.addDays(-30).toString("yyyy-MM-dd HH:mm:ss").toUtf8() +
                       " install gimp:amd64 <none> 2.10.34-1\n");
     QStringList names;
-    for (const KSTAppUsageInfo &app :
-         KSTReporterEngine(info).applicationsInstalledSince(now.addDays(-7)))
+    for (const KSTAppUsageInfo &app : KSTReporterEngine(KSTReporterEngine::hooksOf(info))
+                                          .applicationsInstalledSince(now.addDays(-7)))
         names << app.name;
     EXPECT_EQ(names.filter(QStringLiteral("vlc"), Qt::CaseInsensitive).size(), 1);
     EXPECT_TRUE(names.filter(QStringLiteral("gimp"), Qt::CaseInsensitive).isEmpty());

@@ -142,7 +142,7 @@ QWidget *KSTAutoCleanScreen::buildRulesCard()
     auto *layout = new QVBoxLayout(card);
     layout->setContentsMargins(20, 16, 20, 10);
     layout->setSpacing(0);
-    layout->addWidget(KSTStyle::label(QStringLiteral("Rules"), KSTStyle::Headline, card));
+    layout->addLayout(KSTCardFrame::headerRow(card, QStringLiteral("Rules"), KSTStyle::Headline));
     layout->addSpacing(2);
     layout->addWidget(KSTStyle::label(
         QStringLiteral("While automation is on, every enabled rule runs once an hour. Rules "

@@ -24,7 +24,8 @@ KSTNeverTouchListView::KSTNeverTouchListView(QWidget *parent) : QWidget(parent)
     auto *header = new QHBoxLayout;
     auto *titles = new QVBoxLayout;
     titles->setSpacing(2);
-    titles->addWidget(KSTStyle::label(QStringLiteral("Never Touch"), KSTStyle::Headline, card));
+    titles->addLayout(
+        KSTCardFrame::headerRow(card, QStringLiteral("Never Touch"), KSTStyle::Headline));
     titles->addWidget(KSTStyle::label(
         QStringLiteral("Auto Clean leaves these folders and everything inside them alone."),
         KSTStyle::Secondary, card));

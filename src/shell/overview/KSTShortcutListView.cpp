@@ -39,9 +39,10 @@ KSTShortcutListView::KSTShortcutListView(QWidget *parent) : QWidget(parent)
     auto *layout = new QVBoxLayout(card);
     layout->setContentsMargins(14, 16, 14, 12);
     layout->setSpacing(2);
-    QLabel *header = KSTStyle::label(QStringLiteral("Shortcuts"), KSTStyle::Headline, card);
+    QHBoxLayout *header =
+        KSTCardFrame::headerRow(card, QStringLiteral("Shortcuts"), KSTStyle::Headline);
     header->setContentsMargins(6, 0, 0, 8);
-    layout->addWidget(header);
+    layout->addLayout(header);
 
     for (const Shortcut &shortcut : Shortcuts) {
         QPushButton *button = addRow(card, KSTSectionCatalog::symbolName(shortcut.section),

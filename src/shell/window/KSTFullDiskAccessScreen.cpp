@@ -82,7 +82,7 @@ KSTFullDiskAccessScreen::KSTFullDiskAccessScreen(int targetSection, QWidget *par
 
 void KSTFullDiskAccessScreen::refreshTexts()
 {
-    if (KSTPermissionChecker::isRunningSandboxed()) {
+    if (KSTPermissionChecker::requiredAccessGrant() == KSTAccessGrant::HomeFolder) {
         m_titleLabel->setText(QStringLiteral("Allow Access to Your Home Folder"));
         m_messageLabel->setText(QStringLiteral(
             "Select your user (home) folder so Kestrel can scan your files and apps."));

@@ -129,17 +129,15 @@ KSTToolScreen *KSTMainWindowController::screenForSection(int section) const
 
 QString KSTMainWindowController::contentTitleForSection(int section, const QWidget *screen)
 {
-    if (qobject_cast<const KSTFullDiskAccessScreen *>(screen)) {
-        return KSTPermissionChecker::isRunningSandboxed() ? QStringLiteral("User Folder Access")
-                                                          : QStringLiteral("Full Disk Access");
-    }
+    if (qobject_cast<const KSTFullDiskAccessScreen *>(screen))
+        return KSTPermissionChecker::accessGrantTitle();
     return KSTSectionCatalog::contentTitle(section);
 }
 
 bool KSTMainWindowController::sectionRequiresFolderAccess(int section)
 {
-    return KSTSectionCatalog::requiresFolderAccess(section,
-                                                   KSTPermissionChecker::isRunningSandboxed());
+    return KSTSectionCatalog::requiresFolderAccess(
+        section, KSTPermissionChecker::requiredAccessGrant() == KSTAccessGrant::HomeFolder);
 }
 
 bool KSTMainWindowController::shouldShowFolderAccessGateForSection(int section)
@@ -271,7 +269,7 @@ void KSTMainWindowController::openFullDiskAccessSettingsForSection(int section)
 {
     m_pendingPermissionSection = section;
     m_waitingForFullDiskAccessGrant = true;
-    if (KSTPermissionChecker::isRunningSandboxed()) {
+    if (KSTPermissionChecker::requiredAccessGrant() == KSTAccessGrant::HomeFolder) {
         KSTPermissionChecker::requestHomeFolderAccessWithCompletion(KSTDispatch::onMainFor<bool>(
             this, [this](bool) { handleFolderAccessGrantedIfNeeded(); }));
         return;

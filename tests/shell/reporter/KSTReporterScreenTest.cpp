@@ -51,7 +51,8 @@ protected:
             ++builds;
             while (hold)
                 std::this_thread::sleep_for(std::chrono::milliseconds(2));
-            return KSTReporterEngine(systemInfo).fetchReporterSnapshotWithGeneration(generation);
+            return KSTReporterEngine(KSTReporterEngine::hooksOf(systemInfo))
+                .fetchReporterSnapshotWithGeneration(generation);
         });
     }
 
