@@ -18,14 +18,14 @@ KSTInstalledApplications::KSTInstalledApplications(
 {
 }
 
-QList<KSTInstalledApplication> KSTInstalledApplications::list() const
+QList<KSTInstalledApplication> KSTInstalledApplications::applications(Sizing sizing) const
 {
     const KSTEnvironment environment = KSTEnvironment::current();
-    QList<KSTInstalledApplication> applications;
+    QList<KSTInstalledApplication> result;
     switch (Locations::applicationCatalog(environment.layout())) {
     case Locations::ApplicationCatalog::Bundles:
-        applications =
-            sizedBundles(KSTApplicationBundleCatalog(m_bundlePaths).applicationBundlePaths());
+        result =
+            bundles(KSTApplicationBundleCatalog(m_bundlePaths).applicationBundlePaths(), sizing);
         break;
     case Locations::ApplicationCatalog::DesktopEntries:
         for (const KSTDesktopApplication &found :
@@ -35,15 +35,21 @@ QList<KSTInstalledApplication> KSTInstalledApplications::list() const
             application.usage.bundlePath = found.path;
             application.usage.sizeBytes = found.payloadBytes;
             application.payloadKey = found.payloadKey;
-            applications << application;
+            result << application;
         }
         break;
     }
-    return applications;
+    return result;
 }
 
 QList<KSTInstalledApplication>
 KSTInstalledApplications::sizedBundles(const QStringList &bundlePaths)
+{
+    return bundles(bundlePaths, Sizing::Sized);
+}
+
+QList<KSTInstalledApplication> KSTInstalledApplications::bundles(const QStringList &bundlePaths,
+                                                                 Sizing sizing)
 {
     QList<KSTInstalledApplication> applications;
     for (const QString &path : bundlePaths) {
@@ -52,7 +58,8 @@ KSTInstalledApplications::sizedBundles(const QStringList &bundlePaths)
         application.usage.name = fileName.left(fileName.lastIndexOf(QLatin1Char('.')));
         application.usage.bundlePath = path;
         // Sizing walks the bundle; it must not make the app look opened today.
-        application.usage.sizeBytes = KSTStorageFigures::directorySizeAtPath(path, true);
+        application.usage.sizeBytes =
+            sizing == Sizing::Sized ? KSTStorageFigures::directorySizeAtPath(path, true) : 0;
         application.payloadKey = path;
         applications << application;
     }
@@ -89,4 +96,9 @@ KSTInstalledApplications::distinctPayloadBytes(const QList<KSTInstalledApplicati
         total += application.usage.sizeBytes;
     }
     return total;
+}
+
+QString KSTInstalledApplications::packagePayloadKey(const QString &package)
+{
+    return KSTDesktopEntryCatalog::packagePayloadKey(package);
 }

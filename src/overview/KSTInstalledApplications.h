@@ -31,7 +31,10 @@ public:
     explicit KSTInstalledApplications(KSTApplicationBundleCatalog::PathCache bundlePaths);
 
     /// Every application, sized; blocks for as long as sizing them takes.
-    QList<KSTInstalledApplication> list() const;
+    QList<KSTInstalledApplication> list() const { return applications(Sizing::Sized); }
+    /// Every application as list() gives it, but without walking a bundle to size it (a
+    /// bundle's size is 0): for those who need only names, paths and payload keys.
+    QList<KSTInstalledApplication> listUnsized() const { return applications(Sizing::Unsized); }
 
     /// Bundles as applications: named by their file name without the extension, sized with
     /// KSTStorageFigures::directorySizeAtPath() (access times kept), each its own payload.
@@ -41,9 +44,15 @@ public:
     /// (plain comparison, then list order).
     static QList<KSTAppUsageInfo> largest(const QList<KSTInstalledApplication> &applications,
                                           qsizetype limit);
+    /// The payload key of the applications a distribution package @p package installed.
+    static QString packagePayloadKey(const QString &package);
     /// The sum of the sizes of the distinct payloads (each key counted once).
     static quint64 distinctPayloadBytes(const QList<KSTInstalledApplication> &applications);
 
 private:
+    enum class Sizing { Sized, Unsized };
+    QList<KSTInstalledApplication> applications(Sizing sizing) const;
+    static QList<KSTInstalledApplication> bundles(const QStringList &bundlePaths, Sizing sizing);
+
     KSTApplicationBundleCatalog::PathCache m_bundlePaths;
 };

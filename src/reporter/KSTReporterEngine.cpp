@@ -2,6 +2,7 @@
 
 #include "KSTApplicationBundleCatalog.h"
 #include "KSTHostInfo.h"
+#include "KSTInstalledApplications.h"
 #include "KSTLiveMetrics.h"
 #include "KSTNotificationCenter.h"
 #include "KSTPermissionChecker.h"
@@ -12,6 +13,7 @@
 #include "KSTStorageFigures.h"
 
 #include <QMetaType>
+#include <QSet>
 
 #include <algorithm>
 
@@ -29,15 +31,6 @@ void announceHistoryUpdate(const KSTReporterHistory::UpdateResult &result)
         {{QStringLiteral("written"), result.written},
          {QStringLiteral("reason"), result.reason},
          {QStringLiteral("keptDamagedPath"), result.keptDamagedPath}});
-}
-
-QString bundleName(const QString &bundlePath)
-{
-    QString name = bundlePath.mid(bundlePath.lastIndexOf(QLatin1Char('/')) + 1);
-    const qsizetype dot = name.lastIndexOf(QLatin1Char('.'));
-    if (dot > 0)
-        name.truncate(dot);
-    return name;
 }
 
 } // namespace
@@ -207,20 +200,27 @@ std::optional<QDateTime> KSTReporterEngine::installDateOfBundle(const QString &b
 QList<KSTAppUsageInfo> KSTReporterEngine::applicationsInstalledSince(const QDateTime &since) const
 {
     QList<KSTAppUsageInfo> installed;
-    for (const QString &path :
-         KSTApplicationBundleCatalog(m_hooks.bundlePaths).applicationBundlePaths()) {
+    QSet<QString> payloads;
+    // The Overview's applications: a Mac's bundles, a Linux desktop's menu entries and
+    // AppImages, each dated by its own file.
+    for (const KSTInstalledApplication &application :
+         KSTInstalledApplications(m_hooks.bundlePaths).listUnsized()) {
+        const QString &path = application.usage.bundlePath;
         const std::optional<QDateTime> date = installDateOfBundle(path);
         if (!date || *date < since)
             continue;
         KSTAppUsageInfo app;
-        app.name = bundleName(path);
+        app.name = application.usage.name;
         app.bundlePath = path;
         app.sizeBytes = 0;
         installed.append(app);
+        payloads.insert(application.payloadKey);
     }
-    // A Linux machine's package installs count too, once beside an entry of the same name.
+    // A Linux machine's package installs count too, once beside an entry of the same name or
+    // of that package.
     for (const QString &package : KSTReporterSources::packagesInstalledSince(since)) {
-        if (std::any_of(installed.begin(), installed.end(), [&](const KSTAppUsageInfo &app) {
+        if (payloads.contains(KSTInstalledApplications::packagePayloadKey(package)) ||
+            std::any_of(installed.begin(), installed.end(), [&](const KSTAppUsageInfo &app) {
                 return app.name.compare(package, Qt::CaseInsensitive) == 0;
             }))
             continue;

@@ -2,7 +2,9 @@
 // a cancelled build returns nothing and writes nothing, a full build fills every figure and
 // records today, and the frame delivers both on the Reporter queue.
 #include "KSTReporterEngine.h"
+#include "KSTDebianDesktop.h"
 #include "KSTFakeHostInfo.h"
+#include "KSTFixtureLinux.h"
 #include "KSTFixtureMac.h"
 #include "KSTPermissionChecker.h"
 #include "KSTPropertyList.h"
@@ -275,4 +277,39 @@ TEST_F(ReporterEngineTest, ALinuxMachinesPackageInstallsCount)
         names << app.name;
     EXPECT_EQ(names.filter(QStringLiteral("vlc"), Qt::CaseInsensitive).size(), 1);
     EXPECT_TRUE(names.filter(QStringLiteral("gimp"), Qt::CaseInsensitive).isEmpty());
+}
+
+// On a Linux desktop the week's installs are its menu applications, dated by their entries,
+// and the packages dpkg installed: a package whose entry is listed counts once, by the entry's
+// name.
+TEST(ReporterLinuxDesktopTest, InstallsAreTheMenusApplicationsAndTheWeeksPackages)
+{
+    KSTFixtureLinux machine;
+    ASSERT_TRUE(machine.isValid());
+    QStringList expected;
+    for (const KSTDebianDesktop::VisibleApp &app : KSTDebianDesktop::populate(machine))
+        expected << app.name;
+    machine.activate();
+    const QDateTime now = QDateTime::currentDateTime();
+    const QByteArray yesterday = now.addDays(-1).toString("yyyy-MM-dd HH:mm:ss").toUtf8();
+    machine.writeFile("var/log/dpkg.log", yesterday + " install nautilus:amd64 <none> 43.2-1\n" +
+                                              yesterday + " install libgtk-4-1:amd64 <none> 4.8\n");
+    expected << QStringLiteral("libgtk-4-1");
+    std::sort(expected.begin(), expected.end());
+
+    KSTSystemInfo info;
+    QStringList names;
+    QStringList paths;
+    for (const KSTAppUsageInfo &app : KSTReporterEngine(KSTReporterEngine::hooksOf(info))
+                                          .applicationsInstalledSince(now.addDays(-7))) {
+        names << app.name;
+        if (!app.bundlePath.isEmpty())
+            paths << app.bundlePath;
+    }
+    EXPECT_EQ(names, expected);
+    EXPECT_EQ(paths.size(), expected.size() - 1);
+    // Nothing dated after the week's start is older than it: a later start leaves them out.
+    EXPECT_TRUE(KSTReporterEngine(KSTReporterEngine::hooksOf(info))
+                    .applicationsInstalledSince(now.addDays(1))
+                    .isEmpty());
 }

@@ -358,7 +358,7 @@ void KSTDesktopEntryCatalog::fillPackagePayloads(QList<KSTDesktopApplication> &a
                 continue;
             KSTDesktopApplication &application = applications[it.key()];
             application.kind = AppKind::Package;
-            application.payloadKey = QLatin1String("dpkg:") + package;
+            application.payloadKey = packagePayloadKey(package);
             application.payloadBytes = quint64(sizes.value(package, 0)) * 1024;
             break;
         }
@@ -397,4 +397,9 @@ void KSTDesktopEntryCatalog::appendAppImages(QList<KSTDesktopApplication> &appli
             applications << application;
         }
     }
+}
+
+QString KSTDesktopEntryCatalog::packagePayloadKey(const QString &package)
+{
+    return QLatin1String("dpkg:") + package;
 }

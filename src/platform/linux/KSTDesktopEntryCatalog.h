@@ -72,6 +72,8 @@ public:
     /// then AppImages.
     QList<KSTDesktopApplication> applications() const;
 
+    /// The payload key of the entries of the distribution package @p package.
+    static QString packagePayloadKey(const QString &package);
     /// Whether @p header (a file's first bytes) is an AppImage's.
     static bool isAppImageHeader(const QByteArray &header);
 
