@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QByteArray>
 #include <QString>
 #include <QStringList>
 
@@ -15,6 +16,21 @@ inline const QString LaunchDaemons = QStringLiteral("/Library/LaunchDaemons");
 inline const QString Launchctl = QStringLiteral("/bin/launchctl");
 /// What a disabled launch plist's name gets at its end.
 inline const QString DisabledSuffix = QStringLiteral(".disabled");
+
+// ---- Startup items on a Linux desktop ----
+/// Below the config home and each config dir (the home's first): the XDG autostart entries.
+inline const QString Autostart = QStringLiteral("autostart");
+/// Below the config home: the user's own units, enabled by links in its "*.wants" folders.
+inline const QString UserUnits = QStringLiteral("systemd/user");
+/// Units enabled for every user, which a user cannot disable.
+inline const QString GlobalUserUnits = QStringLiteral("/etc/systemd/user");
+/// Services the system starts.
+inline const QString SystemUnits = QStringLiteral("/etc/systemd/system");
+inline const QString Systemctl = QStringLiteral("/usr/bin/systemctl");
+/// The type labels of the autostart entries, user units and system services.
+inline const QString AutostartLabel = QStringLiteral("Autostart Entry");
+inline const QString UserUnitLabel = QStringLiteral("User Service");
+inline const QString SystemUnitLabel = QStringLiteral("System Service");
 
 // ---- Secure erase ----
 /// Paths under these (and the roots themselves) are never erased, on the host and under the
@@ -60,6 +76,17 @@ inline const QStringList IconThemeSizes = {
 inline const QString Pixmaps = QStringLiteral("/usr/share/pixmaps");
 inline const QStringList IconFileExtensions = {QStringLiteral("png"), QStringLiteral("svg"),
                                                QStringLiteral("xpm")};
+
+// ---- Default apps on a Linux desktop ----
+/// The user's and the system's choices: below the config home and each config dir, then
+/// below the data home and each data dir (the XDG order).
+inline const QString MimeAppsList = QStringLiteral("mimeapps.list");
+inline const QString DataMimeAppsList = QStringLiteral("applications/mimeapps.list");
+inline const QByteArray DefaultApplicationsGroup = QByteArrayLiteral("Default Applications");
+/// Below each data dir: the extensions of the MIME types.
+inline const QString MimeGlobs = QStringLiteral("mime/globs2");
+/// Types an application lists that are not files' types (URL schemes).
+inline const QString SchemeHandlerPrefix = QStringLiteral("x-scheme-handler/");
 
 // ---- Trash origins ----
 inline const QString Trash = QStringLiteral(".Trash");

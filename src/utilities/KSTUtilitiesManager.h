@@ -91,7 +91,8 @@ public:
     // ---- Startup items ----
 
     /// The home's launch agents, the system's launch agents and launch daemons, then the login
-    /// items, sorted by name (localized, case-insensitive).
+    /// items (under the linux layout: scanLinuxStartupItems()), sorted by name (localized,
+    /// case-insensitive).
     QList<KSTStartupItemRecord> scanStartupItems() const;
     /// The "*.plist" files of @p directory (not those ending ".disabled", not recursive) that
     /// parse as dictionaries. @p canDisable asks for items the user may disable: those whose
@@ -127,6 +128,25 @@ public:
     bool disableLaunchAgentAtPath(const QString &plistPath, KSTError *error) const;
     /// Removes a login item; code 4 where the list cannot be reached (off macOS, always).
     bool disableLoginItemAtPath(const QString &path, KSTError *error) const;
+
+    /// A Linux desktop's startup items (what scanStartupItems() lists under the linux layout,
+    /// unsorted): the XDG autostart entries (the config home's over the config dirs', by file
+    /// name) as type 0, the enabled user units of the config home (disableable when the user
+    /// may write their ".wants" folder) and of /etc/systemd/user (never) as type 1, the
+    /// system's enabled services as type 2 ("High"). An autostart entry may be disabled when
+    /// the user may write the config home's autostart folder.
+    QList<KSTStartupItemRecord> scanLinuxStartupItems() const;
+    /// Writes Hidden=true into the user's entry of @p entryPath's file name in the config
+    /// home's autostart folder, made from the system entry when the user has none; the system
+    /// entry is never changed. The user's file is replaced atomically; a link standing there
+    /// is refused, never written through.
+    bool disableAutostartEntryAtPath(const QString &entryPath, KSTError *error) const;
+    /// Disables the user unit named by @p wantsPath's last component: with @p throughSystemctl
+    /// by "systemctl --user disable --now <unit>" (code 3 when it cannot start), else by
+    /// moving every link of it in the config home's "systemd/user/*.wants" folders to the
+    /// Trash through the removal guard.
+    bool disableUserUnitAtPath(const QString &wantsPath, bool throughSystemctl,
+                               KSTError *error) const;
 
     // ---- Secure erase ----
 
@@ -216,11 +236,19 @@ public:
     QString iconForBundleIdentifier(const QString &bundleIdentifier) const;
     /// Makes @p bundleIdentifier the handler of @p uti for all roles: code 30 when either is
     /// empty; an app that is not installed, or preferences that cannot be parsed or written,
-    /// give "macOS rejected the default app change." (NSOSStatusErrorDomain). The preferences
+    /// give "macOS rejected the default app change." (NSOSStatusErrorDomain; the layout's
+    /// system name in place of macOS). The preferences
     /// file is replaced atomically through the removal guard with every other entry kept, and
     /// one that does not parse is never overwritten.
     bool setDefaultAppWithBundleIdentifier(const QString &bundleIdentifier, const QString &uti,
                                            KSTError *error) const;
+    /// On a Linux desktop (what setDefaultAppWithBundleIdentifier() does under the linux
+    /// layout, @p identifier an installed application's): "<mimeType>=<identifier>.desktop"
+    /// in [Default Applications] of the config home's mimeapps.list, every other line and
+    /// group kept, the file replaced atomically through the removal guard (made when
+    /// missing). A link at its path, or a list that cannot be read, is never written.
+    bool setLinuxDefaultApp(const QString &identifier, const QString &mimeType,
+                            KSTError *error) const;
 
     // ---- Trash origins ----
 
