@@ -46,6 +46,25 @@ inline const QStringList VolumeEntriesKept = {
     QStringLiteral(".Trashes"), QStringLiteral(".DS_Store"), QStringLiteral(".fseventsd"),
     QStringLiteral(".Spotlight-V100")};
 
+/// The same on a Linux desktop: the system's own folders, the kernel's and the running
+/// system's file systems. /run holds removable media in /run/media, which stays the user's.
+inline const QStringList LinuxProtectedRoots = {
+    QStringLiteral("/"),       QStringLiteral("/usr"),   QStringLiteral("/etc"),
+    QStringLiteral("/boot"),   QStringLiteral("/bin"),   QStringLiteral("/sbin"),
+    QStringLiteral("/lib"),    QStringLiteral("/lib32"), QStringLiteral("/lib64"),
+    QStringLiteral("/libx32"), QStringLiteral("/var"),   QStringLiteral("/run"),
+    QStringLiteral("/proc"),   QStringLiteral("/sys"),   QStringLiteral("/dev"),
+    QStringLiteral("/snap")};
+inline const QStringList LinuxUnprotectedFolders = {QStringLiteral("/run/media")};
+/// Under a root other than "/", a Linux desktop's removable volumes are the folders in these
+/// folders followed by the login ("/media/alice/USB").
+inline const QStringList LinuxVolumeParents = {QStringLiteral("/media"),
+                                               QStringLiteral("/run/media")};
+/// Entries of a Linux volume's root that erasing the volume leaves in place (with the
+/// volume's own trash, ".Trash-<uid>").
+inline const QStringList LinuxVolumeEntriesKept = {QStringLiteral("lost+found"),
+                                                   QStringLiteral(".Trash")};
+
 // ---- Default apps ----
 /// Folders whose direct ".app" entries declare the listed types.
 inline const QStringList ApplicationFolders = {QStringLiteral("/Applications"),
@@ -95,6 +114,14 @@ inline const QString QuarantineDatabase =
     QStringLiteral("Library/Preferences/com.apple.LaunchServices.QuarantineEventsV2");
 inline const QString WhereFromsAttribute = QStringLiteral("com.apple.metadata:kMDItemWhereFroms");
 inline const QString QuarantineAttribute = QStringLiteral("com.apple.quarantine");
+/// A Linux desktop's home Trash, below the data home: the items in files/, each described
+/// by info/<name>.trashinfo.
+inline const QString LinuxTrash = QStringLiteral("Trash");
+inline const QString LinuxTrashFiles = QStringLiteral("files");
+inline const QString LinuxTrashInfo = QStringLiteral("info");
+inline const QString TrashInfoSuffix = QStringLiteral(".trashinfo");
+/// Where a desktop records the URL a file was downloaded from (read with the "user." prefix).
+inline const QString OriginUrlAttribute = QStringLiteral("xdg.origin.url");
 /// Linux keeps attributes an unprivileged user may set in the "user." namespace.
 inline const QString LinuxAttributePrefix = QStringLiteral("user.");
 
@@ -104,6 +131,10 @@ inline const QStringList HomeFolders = {
     QStringLiteral("Downloads"),    QStringLiteral("Library"),  QStringLiteral("Movies"),
     QStringLiteral("Music"),        QStringLiteral("Pictures"), QStringLiteral("Public"),
     QStringLiteral("Developer")};
+/// On a Linux desktop: the user folders (by their own names) and these hidden ones.
+inline const QStringList LinuxHiddenHomeFolders = {
+    QStringLiteral(".cache"), QStringLiteral(".config"), QStringLiteral(".local"),
+    QStringLiteral(".var")};
 inline const QString Du = QStringLiteral("/usr/bin/du");
 
 } // namespace KSTUtilitiesLocations
