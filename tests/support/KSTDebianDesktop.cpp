@@ -246,4 +246,6 @@ void KSTDebianDesktop::populateUtilities(KSTFixtureLinux &machine)
                         "50:application/msword:*.doc\n"
                         "50:application/vnd.oasis.opendocument.spreadsheet:*.ods\n"
                         "50:text/csv:*.csv\n");
+    // Home sizes are du's figures; the machine's du is this computer's own.
+    machine.linkHostTool(QStringLiteral("/usr/bin/du"));
 }

@@ -35,7 +35,8 @@ QList<VisibleApp> populate(KSTFixtureLinux &machine);
 /// applet hidden by the user's Hidden=true copy and Orca switched off with
 /// X-GNOME-Autostart-enabled=false), the user's enabled Syncthing unit, PipeWire enabled for
 /// every user, the CUPS and SSH system services, MimeType lines on the packaged entries, the
-/// system's mimeapps.list beside the user's and a globs2. Safe to call once, after the rest.
+/// system's mimeapps.list beside the user's, a globs2 and the host's du linked in. Call once,
+/// after the rest.
 void populateUtilities(KSTFixtureLinux &machine);
 
 } // namespace KSTDebianDesktop
