@@ -131,7 +131,8 @@ TEST_F(StartupItemsLinuxTest, AutostartRulesDecideByFileName)
         for (const auto &[name, contents, user] : row.files)
             fresh.addAutostartEntry(QString::fromUtf8(name), contents, user);
         fresh.activate();
-        KSTUtilitiesManager local(systemInfo.get());
+        KSTSystemInfo info;
+        KSTUtilitiesManager local(&info);
         QStringList listed;
         for (const KSTStartupItemRecord &item : local.scanStartupItems())
             listed << item.itemIdentifier;
