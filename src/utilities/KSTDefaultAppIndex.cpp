@@ -67,8 +67,10 @@ const QHash<QString, QStringList> &builtInExtensions()
 
 } // namespace
 
-KSTDefaultAppIndex::KSTDefaultAppIndex(QList<App> apps, QVariantMap preferences)
-    : m_apps(std::move(apps)), m_preferences(std::move(preferences))
+KSTDefaultAppIndex::KSTDefaultAppIndex(QList<App> apps, QVariantMap preferences,
+                                       QMap<QString, QStringList> extensions)
+    : m_apps(std::move(apps)), m_preferences(std::move(preferences)),
+      m_extensions(std::move(extensions))
 {
 }
 
@@ -143,5 +145,8 @@ QStringList KSTDefaultAppIndex::extensionsForType(const QString &uti) const
         if (found != app.types.declaredExtensions.cend())
             return *found;
     }
+    const auto system = m_extensions.constFind(key);
+    if (system != m_extensions.cend())
+        return *system;
     return builtInExtensions().value(key);
 }

@@ -30,9 +30,22 @@ QString realParent(const QString &path)
     return result;
 }
 
+bool isUnder(const QString &path, const QString &folder)
+{
+    return path == folder || path.startsWith(folder + QLatin1Char('/'));
+}
+
 bool isUnderRoots(const QString &path, const QString &root)
 {
-    for (const QString &protectedRoot : KSTUtilitiesLocations::ProtectedRoots) {
+    const bool linux = KSTEnvironment::current().layout() == KSTLayout::Linux;
+    for (const QString &unprotected :
+         linux ? KSTUtilitiesLocations::LinuxUnprotectedFolders : QStringList()) {
+        const QString folder = root == QLatin1String("/") ? unprotected : root + unprotected;
+        if (isUnder(path, folder))
+            return false;
+    }
+    for (const QString &protectedRoot : linux ? KSTUtilitiesLocations::LinuxProtectedRoots
+                                              : KSTUtilitiesLocations::ProtectedRoots) {
         if (protectedRoot == QLatin1String("/")) {
             // "/" protects only itself: under an analysed root, the root itself.
             if (path == root)
@@ -40,7 +53,7 @@ bool isUnderRoots(const QString &path, const QString &root)
             continue;
         }
         const QString folder = root == QLatin1String("/") ? protectedRoot : root + protectedRoot;
-        if (path == folder || path.startsWith(folder + QLatin1Char('/')))
+        if (isUnder(path, folder))
             return true;
     }
     return false;
@@ -101,14 +114,31 @@ bool isVolumeMountPoint(const QString &path)
     if (standardized.isEmpty())
         return false;
     const KSTEnvironment environment = KSTEnvironment::current();
-    if (!environment.isHostRoot() && KSTPathText::deletingLastPathComponent(standardized) ==
-                                         environment.systemPath(KSTUtilitiesLocations::Volumes)) {
+    if (!environment.isHostRoot()) {
+        QStringList parents;
+        if (environment.layout() == KSTLayout::Linux) {
+            for (const QString &parent : KSTUtilitiesLocations::LinuxVolumeParents)
+                parents << environment.systemPath(parent + QLatin1Char('/') +
+                                                  environment.loginName());
+        } else {
+            parents << environment.systemPath(KSTUtilitiesLocations::Volumes);
+        }
         struct stat status = {};
-        if (::lstat(KSTFileName::encoded(standardized).constData(), &status) == 0 &&
+        if (parents.contains(KSTPathText::deletingLastPathComponent(standardized)) &&
+            ::lstat(KSTFileName::encoded(standardized).constData(), &status) == 0 &&
             S_ISDIR(status.st_mode))
             return true;
     }
     return KSTMountedVolumes::mountPoints().contains(standardized);
+}
+
+QStringList volumeEntriesKept()
+{
+    const KSTEnvironment environment = KSTEnvironment::current();
+    if (environment.layout() != KSTLayout::Linux)
+        return KSTUtilitiesLocations::VolumeEntriesKept;
+    return KSTUtilitiesLocations::LinuxVolumeEntriesKept +
+           QStringList{QStringLiteral(".Trash-%1").arg(environment.userId())};
 }
 
 } // namespace KSTEraseRules

@@ -1,5 +1,6 @@
 #include "KSTSecureEraseModel.h"
 
+#include "KSTEraseRules.h"
 #include "KSTFileName.h"
 #include "KSTFormatting.h"
 #include "KSTUtilitiesLocations.h"
@@ -106,7 +107,7 @@ KSTSecureEraseModel::Preview KSTSecureEraseModel::preview(const QStringList &pat
         struct stat status = {};
         const QByteArray name = KSTFileName::encoded(standardized.mid(slash + 1));
         if (::fstatat(fd, name.constData(), &status, AT_SYMLINK_NOFOLLOW) == 0)
-            count(fd, name.constData(), status.st_dev, KSTUtilitiesLocations::VolumeEntriesKept,
+            count(fd, name.constData(), status.st_dev, KSTEraseRules::volumeEntriesKept(),
                   m_manager.isVolumeMountPoint(standardized), preview);
         ::close(fd);
     }

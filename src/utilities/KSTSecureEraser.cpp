@@ -140,8 +140,7 @@ bool KSTSecureEraser::eraseVolume(const QString &path, KSTError *error)
             *error = fileError(failure, path, QStringLiteral("Could not list %1"));
         return false;
     }
-    return eraseContents(guardFor(path), path, KSTUtilitiesLocations::VolumeEntriesKept, device,
-                         error);
+    return eraseContents(guardFor(path), path, KSTEraseRules::volumeEntriesKept(), device, error);
 }
 
 bool KSTSecureEraser::eraseFile(const QString &path, KSTError *error)

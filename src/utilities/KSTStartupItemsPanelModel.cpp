@@ -1,9 +1,16 @@
 #include "KSTStartupItemsPanelModel.h"
 
 #include "KSTDispatch.h"
+#include "KSTLayoutWords.h"
 #include "KSTUtilitiesManager.h"
 
 #include <QDir>
+
+QString KSTStartupItemsPanelModel::emptyText()
+{
+    return QStringLiteral("No startup items detected on %1.")
+        .arg(KSTLayoutWords::current().thisComputer);
+}
 
 KSTStartupItemsPanelModel::KSTStartupItemsPanelModel(KSTUtilitiesManager &manager)
     : m_manager(manager)

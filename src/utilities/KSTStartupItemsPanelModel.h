@@ -35,7 +35,8 @@ public:
     QString bootImpact() const;
 
     static QString bootImpactLabel() { return QStringLiteral("Boot impact:"); }
-    static QString emptyText() { return QStringLiteral("No startup items detected on this Mac."); }
+    /// "No startup items detected on this Mac." in the current layout's words.
+    static QString emptyText();
     static QString disableButtonTitle() { return QStringLiteral("Disable"); }
     static QString cancelButtonTitle() { return QStringLiteral("Cancel"); }
 

@@ -91,7 +91,8 @@ public:
     // ---- Startup items ----
 
     /// The home's launch agents, the system's launch agents and launch daemons, then the login
-    /// items, sorted by name (localized, case-insensitive).
+    /// items (under the linux layout: scanLinuxStartupItems()), sorted by name (localized,
+    /// case-insensitive).
     QList<KSTStartupItemRecord> scanStartupItems() const;
     /// The "*.plist" files of @p directory (not those ending ".disabled", not recursive) that
     /// parse as dictionaries. @p canDisable asks for items the user may disable: those whose
@@ -128,6 +129,25 @@ public:
     /// Removes a login item; code 4 where the list cannot be reached (off macOS, always).
     bool disableLoginItemAtPath(const QString &path, KSTError *error) const;
 
+    /// A Linux desktop's startup items (what scanStartupItems() lists under the linux layout,
+    /// unsorted): the XDG autostart entries (the config home's over the config dirs', by file
+    /// name) as type 0, the enabled user units of the config home (disableable when the user
+    /// may write their ".wants" folder) and of /etc/systemd/user (never) as type 1, the
+    /// system's enabled services as type 2 ("High"). An autostart entry may be disabled when
+    /// the user may write the config home's autostart folder.
+    QList<KSTStartupItemRecord> scanLinuxStartupItems() const;
+    /// Writes Hidden=true into the user's entry of @p entryPath's file name in the config
+    /// home's autostart folder, made from the system entry when the user has none; the system
+    /// entry is never changed. The user's file is replaced atomically; a link standing there
+    /// is refused, never written through.
+    bool disableAutostartEntryAtPath(const QString &entryPath, KSTError *error) const;
+    /// Disables the user unit named by @p wantsPath's last component: with @p throughSystemctl
+    /// by "systemctl --user disable --now <unit>" (code 3 when it cannot start), else by
+    /// moving every link of it in the config home's "systemd/user/*.wants" folders to the
+    /// Trash through the removal guard.
+    bool disableUserUnitAtPath(const QString &wantsPath, bool throughSystemctl,
+                               KSTError *error) const;
+
     // ---- Secure erase ----
 
     using ProgressCallback = std::function<void(const QString &text)>;
@@ -147,7 +167,8 @@ public:
     /// mounted inside is never entered: the folder then stays, with an error.
     bool secureEraseDirectoryAtPath(const QString &path, quint64 passes, KSTError *error) const;
     /// Erases every entry of the volume's root but .Trashes, .DS_Store, .fseventsd and
-    /// .Spotlight-V100; the root itself stays.
+    /// .Spotlight-V100 (under the linux layout: lost+found, .Trash and .Trash-<uid>); the root
+    /// itself stays.
     bool secureEraseVolumeAtPath(const QString &path, quint64 passes, KSTError *error) const;
     /// Overwrites a regular file in place @p passes times (0x00, 0xFF alternating, the last
     /// pass random), flushing each pass to the device, then removes it. A file that cannot be
@@ -155,11 +176,15 @@ public:
     /// user did not choose), is only removed.
     bool secureEraseFileAtPath(const QString &path, quint64 passes, KSTError *error) const;
     /// The standardized path is a mounted volume: one of the host's mounts, or under an
-    /// analysed root other than "/" a folder in <root>/Volumes.
+    /// analysed root other than "/" a folder in <root>/Volumes (under the linux layout: in
+    /// <root>/media/<login> or <root>/run/media/<login>).
     bool isVolumeMountPoint(const QString &path) const;
     /// The path, standardized and also with its folders' links resolved, is "/", "/System",
     /// "/usr", "/bin", "/sbin", "/var" or "/private" or lies under one of the last six, on the
-    /// host or under the analysed root (<root> itself standing for "/").
+    /// host or under the analysed root (<root> itself standing for "/"). Under the linux
+    /// layout the roots are "/", "/usr", "/etc", "/boot", "/bin", "/sbin", "/lib", "/lib32",
+    /// "/lib64", "/libx32", "/var", "/run", "/proc", "/sys", "/dev" and "/snap", but never
+    /// what lies in "/run/media".
     bool isProtectedSystemPath(const QString &path) const;
     /// Absolute ("~" is the analysed home, a relative path starts at the current folder),
     /// "." and ".." resolved by text, no trailing slash, and a leading "/private" dropped
@@ -216,17 +241,31 @@ public:
     QString iconForBundleIdentifier(const QString &bundleIdentifier) const;
     /// Makes @p bundleIdentifier the handler of @p uti for all roles: code 30 when either is
     /// empty; an app that is not installed, or preferences that cannot be parsed or written,
-    /// give "macOS rejected the default app change." (NSOSStatusErrorDomain). The preferences
+    /// give "macOS rejected the default app change." (NSOSStatusErrorDomain; the layout's
+    /// system name in place of macOS). The preferences
     /// file is replaced atomically through the removal guard with every other entry kept, and
     /// one that does not parse is never overwritten.
     bool setDefaultAppWithBundleIdentifier(const QString &bundleIdentifier, const QString &uti,
                                            KSTError *error) const;
+    /// On a Linux desktop (what setDefaultAppWithBundleIdentifier() does under the linux
+    /// layout, @p identifier an installed application's): "<mimeType>=<identifier>.desktop"
+    /// in [Default Applications] of the config home's mimeapps.list, every other line and
+    /// group kept, the file replaced atomically through the removal guard (made when
+    /// missing). A link at its path, or a list that cannot be read, is never written.
+    bool setLinuxDefaultApp(const QString &identifier, const QString &mimeType,
+                            KSTError *error) const;
 
     // ---- Trash origins ----
 
     /// The Trash's visible entries with their origins, sorted by name (localized,
-    /// case-insensitive). Read-only; a Trash that is missing or a link gives nothing.
+    /// case-insensitive). Read-only; a Trash that is missing or a link gives nothing. Under
+    /// the linux layout: scanLinuxTrashSourceItems().
     QList<KSTTrashSourceRecord> scanTrashSourceItems() const;
+    /// The entries of a Linux desktop's home Trash (<data home>/Trash/files, hidden ones too):
+    /// the origin is the "user.xdg.origin.url" attribute, else the Path of the item's
+    /// .trashinfo (percent-decoded, the analysed machine's path; a .trashinfo that is a link
+    /// is not read), else "Unknown"; deleted by the file manager (the layout's word).
+    QList<KSTTrashSourceRecord> scanLinuxTrashSourceItems() const;
     /// The put-back paths a heuristic search of the Trash's ".DS_Store" finds, in file order.
     static QStringList originalPathsFromTrashDSStoreAtPath(const QString &path);
     /// The same for the store's bytes.
@@ -249,7 +288,8 @@ public:
     static void markUsedBud1PathForTrashFileName(const QString &trashFileName,
                                                  const QStringList &paths,
                                                  QSet<QString> &usedBud1Paths);
-    /// The quarantine agent's name, else its bundle identifier's app name, else "Finder".
+    /// The quarantine agent's name, else its bundle identifier's app name, else "Finder" (the
+    /// layout's word for the file manager).
     QString deletedByAppForTrashItem(const QString &itemPath) const;
     /// An extended attribute of the entry itself (a link's own, never its target's), under
     /// @p name and on Linux also "user." + @p name; nothing when absent or over 1 MiB.
@@ -259,7 +299,9 @@ public:
 
     using HomeSizesCompletion = std::function<void(const QList<KSTDiskFolderRecord> &folders,
                                                    quint64 totalBytes, quint64 usedBytes)>;
-    /// Sizes the home's standard folders that exist (a link is not one) with
+    /// Sizes the home's standard folders that exist (a link is not one; under the linux
+    /// layout the user folders by their names on disk, each once, then .cache, .config,
+    /// .local and .var) with
     /// fastFolderSizeAtFilePath(), largest first (equal sizes by name), as one job on the
     /// background queue; the completion gets them with the volume's figures on the main queue.
     /// Nothing happens without a completion.

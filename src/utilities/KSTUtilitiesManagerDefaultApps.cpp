@@ -5,12 +5,16 @@
 #include "KSTDefaultAppIndex.h"
 #include "KSTEnvironment.h"
 #include "KSTFileName.h"
+#include "KSTIniKeyEdit.h"
 #include "KSTLaunchServicesHandlers.h"
+#include "KSTLayoutWords.h"
+#include "KSTLinuxPlaces.h"
 #include "KSTNoFollowPath.h"
 #include "KSTPathText.h"
 #include "KSTPropertyList.h"
 #include "KSTReadOnlyFile.h"
 #include "KSTRemovalGuard.h"
+#include "KSTUserConfigFile.h"
 #include "KSTUtilitiesLocations.h"
 
 #include <QDir>
@@ -77,11 +81,38 @@ void addDefinitions(const KSTDefaultAppIndex &index, const QList<QVariantMap> &d
     }
 }
 
+// The index of the current environment's layout.
+KSTDefaultAppIndex indexFor(KSTSystemInfo &systemInfo)
+{
+    const KSTEnvironment environment = KSTEnvironment::current();
+    return environment.layout() == KSTLayout::Linux
+               ? KSTDefaultAppIndex::loadLinuxDesktop(environment)
+               : KSTDefaultAppIndex::load(systemInfo);
+}
+
+void addType(const KSTDefaultAppIndex &index, const QString &uti,
+             QMap<QString, KSTDefaultAppRecord> &map, QSet<QString> &seen)
+{
+    if (map.contains(uti) || seen.contains(uti))
+        return;
+    seen.insert(uti);
+    if (std::optional<KSTDefaultAppRecord> record = recordFor(index, uti, labelFor(index, uti)))
+        map.insert(uti, *record);
+}
+
 // The types declared by the apps directly in the application folders, as Launch Services
-// registered them.
+// registered them; on a Linux desktop, the types the menu's applications list.
 void addInstalledTypes(const KSTDefaultAppIndex &index, QMap<QString, KSTDefaultAppRecord> &map)
 {
     const KSTEnvironment environment = KSTEnvironment::current();
+    if (environment.layout() == KSTLayout::Linux) {
+        QSet<QString> seen;
+        for (const KSTDefaultAppIndex::App &app : index.apps()) {
+            for (const QString &type : app.types.contentTypes())
+                addType(index, type, map, seen);
+        }
+        return;
+    }
     QStringList folders;
     for (const QString &folder : KSTUtilitiesLocations::ApplicationFolders)
         folders << environment.systemPath(folder);
@@ -98,14 +129,8 @@ void addInstalledTypes(const KSTDefaultAppIndex &index, QMap<QString, KSTDefault
             const QVariantMap info = KSTPropertyList::readDictionary(
                 folder + QLatin1Char('/') + name + QLatin1Char('/') +
                 KSTUtilitiesLocations::InfoPlist);
-            for (const QString &uti : KSTApplicationTypes::fromInfoPlist(info).contentTypes()) {
-                if (map.contains(uti) || seen.contains(uti))
-                    continue;
-                seen.insert(uti);
-                if (std::optional<KSTDefaultAppRecord> record =
-                        recordFor(index, uti, labelFor(index, uti)))
-                    map.insert(uti, *record);
-            }
+            for (const QString &uti : KSTApplicationTypes::fromInfoPlist(info).contentTypes())
+                addType(index, uti, map, seen);
         }
     }
 }
@@ -114,7 +139,8 @@ KSTError rejected(qint64 status, const QString &reason)
 {
     KSTError error{KSTUtilitiesManager::StatusErrorDomain,
                    status,
-                   QStringLiteral("macOS rejected the default app change."),
+                   QStringLiteral("%1 rejected the default app change.")
+                       .arg(KSTLayoutWords::systemName(KSTEnvironment::current())),
                    {}};
     if (!reason.isEmpty())
         error.userInfo.insert(QStringLiteral("reason"), reason);
@@ -125,7 +151,7 @@ KSTError rejected(qint64 status, const QString &reason)
 
 QList<KSTDefaultAppRecord> KSTUtilitiesManager::scanDefaultAppBindings() const
 {
-    const KSTDefaultAppIndex index = KSTDefaultAppIndex::load(*d->systemInfo);
+    const KSTDefaultAppIndex index = indexFor(*d->systemInfo);
     QMap<QString, KSTDefaultAppRecord> map;
     addDefinitions(index, commonDefaultAppDefinitions(), map);
     addInstalledTypes(index, map);
@@ -140,7 +166,21 @@ QList<KSTDefaultAppRecord> KSTUtilitiesManager::scanDefaultAppBindings() const
 
 QList<QVariantMap> KSTUtilitiesManager::commonDefaultAppDefinitions()
 {
-    static const QList<std::pair<const char *, const char *>> table = {
+    static const QList<std::pair<const char *, const char *>> linuxTable = {
+        {".pdf", "application/pdf"},
+        {".jpg / .jpeg", "image/jpeg"},
+        {".png", "image/png"},
+        {".gif", "image/gif"},
+        {".zip", "application/zip"},
+        {".mp4", "video/mp4"},
+        {".txt", "text/plain"},
+        {".html / .htm", "text/html"},
+        {".docx", "application/vnd.openxmlformats-officedocument.wordprocessingml.document"},
+        {".xlsx", "application/vnd.openxmlformats-officedocument.spreadsheetml.sheet"},
+        {".mp3", "audio/mpeg"},
+        {".csv", "text/csv"},
+    };
+    static const QList<std::pair<const char *, const char *>> macTable = {
         {".pdf", "com.adobe.pdf"},
         {".jpg / .jpeg", "public.jpeg"},
         {".png", "public.png"},
@@ -154,6 +194,8 @@ QList<QVariantMap> KSTUtilitiesManager::commonDefaultAppDefinitions()
         {".mp3", "public.mp3"},
         {".csv", "public.comma-separated-values-text"},
     };
+    const auto &table =
+        KSTEnvironment::current().layout() == KSTLayout::Linux ? linuxTable : macTable;
     QList<QVariantMap> definitions;
     for (const auto &[label, uti] : table)
         definitions.append({{QStringLiteral("uti"), QString::fromLatin1(uti)},
@@ -164,24 +206,24 @@ QList<QVariantMap> KSTUtilitiesManager::commonDefaultAppDefinitions()
 void KSTUtilitiesManager::addDefaultAppRecordsFromDefinitions(
     const QList<QVariantMap> &definitions, QMap<QString, KSTDefaultAppRecord> &map) const
 {
-    addDefinitions(KSTDefaultAppIndex::load(*d->systemInfo), definitions, map);
+    addDefinitions(indexFor(*d->systemInfo), definitions, map);
 }
 
 void KSTUtilitiesManager::addDefaultAppRecordsFromInstalledAppsIntoMap(
     QMap<QString, KSTDefaultAppRecord> &map) const
 {
-    addInstalledTypes(KSTDefaultAppIndex::load(*d->systemInfo), map);
+    addInstalledTypes(indexFor(*d->systemInfo), map);
 }
 
 QString KSTUtilitiesManager::extensionLabelForUTI(const QString &uti) const
 {
-    return labelFor(KSTDefaultAppIndex::load(*d->systemInfo), uti);
+    return labelFor(indexFor(*d->systemInfo), uti);
 }
 
 std::optional<KSTDefaultAppRecord>
 KSTUtilitiesManager::defaultAppRecordForUTI(const QString &uti, const QString &label) const
 {
-    return recordFor(KSTDefaultAppIndex::load(*d->systemInfo), uti, label);
+    return recordFor(indexFor(*d->systemInfo), uti, label);
 }
 
 std::optional<QString>
@@ -189,14 +231,14 @@ KSTUtilitiesManager::appNameForBundleIdentifier(const QString &bundleIdentifier)
 {
     if (bundleIdentifier.isEmpty())
         return std::nullopt;
-    return nameFor(KSTDefaultAppIndex::load(*d->systemInfo), bundleIdentifier);
+    return nameFor(indexFor(*d->systemInfo), bundleIdentifier);
 }
 
 QString KSTUtilitiesManager::iconForBundleIdentifier(const QString &bundleIdentifier) const
 {
     if (bundleIdentifier.isEmpty())
         return {};
-    return iconFor(KSTDefaultAppIndex::load(*d->systemInfo), bundleIdentifier);
+    return iconFor(indexFor(*d->systemInfo), bundleIdentifier);
 }
 
 bool KSTUtilitiesManager::setDefaultAppWithBundleIdentifier(const QString &bundleIdentifier,
@@ -210,13 +252,15 @@ bool KSTUtilitiesManager::setDefaultAppWithBundleIdentifier(const QString &bundl
     };
     if (bundleIdentifier.isEmpty() || uti.isEmpty())
         return fail(makeError(DefaultAppArgumentsMissing));
-    const KSTDefaultAppIndex index = KSTDefaultAppIndex::load(*d->systemInfo);
+    const KSTDefaultAppIndex index = indexFor(*d->systemInfo);
     const KSTDefaultAppIndex::App *app = index.appWithIdentifier(bundleIdentifier);
     if (!app)
         return fail(rejected(ApplicationNotFoundStatus,
                              QStringLiteral("no installed application has that identifier")));
 
     const KSTEnvironment environment = KSTEnvironment::current();
+    if (environment.layout() == KSTLayout::Linux)
+        return setLinuxDefaultApp(app->types.bundleIdentifier, uti, error);
     const QString path = environment.homePath(KSTUtilitiesLocations::LaunchServicesPlist);
     const KSTRemovalGuard guard(
         {{environment.homePath(KSTUtilitiesLocations::LaunchServicesFolder)},
@@ -268,5 +312,37 @@ bool KSTUtilitiesManager::setDefaultAppWithBundleIdentifier(const QString &bundl
     }
     if (!file->commit(&guardError))
         return fail(guardError);
+    return true;
+}
+
+bool KSTUtilitiesManager::setLinuxDefaultApp(const QString &identifier, const QString &mimeType,
+                                             KSTError *error) const
+{
+    const KSTEnvironment environment = KSTEnvironment::current();
+    const QString configHome = environment.places()->configHome();
+    const QString path =
+        QDir::cleanPath(configHome + QLatin1Char('/') + KSTUtilitiesLocations::MimeAppsList);
+    // The user's list is read as it stands (a link there is refused, never written through);
+    // one too large to edit safely is left alone.
+    KSTError readError;
+    const std::optional<KSTUserConfigFile::Contents> before =
+        KSTUserConfigFile::read(path, KSTIniKeyEdit::maximumBytes, &readError);
+    if (!before) {
+        if (error)
+            *error = rejected(LaunchServicesUnknownStatus, readError.description);
+        return false;
+    }
+    const QByteArray changed = KSTIniKeyEdit::withKey(
+        before->bytes, KSTUtilitiesLocations::DefaultApplicationsGroup, mimeType.toUtf8(),
+        (identifier + QLatin1String(".desktop")).toUtf8());
+    KSTError writeError;
+    if (changed.isEmpty() ||
+        !KSTUserConfigFile::write(configHome, path, *before, changed, &writeError)) {
+        if (error)
+            *error = changed.isEmpty() ? rejected(LaunchServicesUnknownStatus,
+                                                  QStringLiteral("the list cannot be read"))
+                                       : writeError;
+        return false;
+    }
     return true;
 }

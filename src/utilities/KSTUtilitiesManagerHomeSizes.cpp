@@ -4,6 +4,7 @@
 
 #include "KSTDispatch.h"
 #include "KSTEnvironment.h"
+#include "KSTLinuxPlaces.h"
 #include "KSTNoFollowPath.h"
 #include "KSTPermissionChecker.h"
 #include "KSTStorageFigures.h"
@@ -11,9 +12,39 @@
 #include "KSTUtilitiesLocations.h"
 
 #include <QDir>
+#include <QFileInfo>
 
 #include <algorithm>
 #include <limits>
+
+namespace {
+
+// The folders to size, as (name, path): the Mac's standard folders, or a Linux desktop's
+// user folders under the names they have on disk and its hidden base folders.
+QList<std::pair<QString, QString>> homeFolders(const KSTEnvironment &environment)
+{
+    QList<std::pair<QString, QString>> folders;
+    if (environment.layout() != KSTLayout::Linux) {
+        for (const QString &name : KSTUtilitiesLocations::HomeFolders)
+            folders.append({name, environment.homePath(name)});
+        return folders;
+    }
+    const std::shared_ptr<const KSTLinuxPlaces> places = environment.places();
+    QStringList paths;
+    for (const KSTLinuxPlaces::UserFolder folder : KSTLinuxPlaces::userFolders) {
+        const QString path = QDir::cleanPath(places->userFolder(folder));
+        // A switched-off folder, or two roles naming one folder, is sized once or not at all.
+        if (path.isEmpty() || path == QLatin1String(".") || paths.contains(path))
+            continue;
+        paths << path;
+        folders.append({QFileInfo(path).fileName(), path});
+    }
+    for (const QString &name : KSTUtilitiesLocations::LinuxHiddenHomeFolders)
+        folders.append({name, environment.homePath(name)});
+    return folders;
+}
+
+} // namespace
 
 void KSTUtilitiesManager::scanHomeDirectoryFolderSizesWithCompletion(HomeSizesCompletion completion)
 {
@@ -22,8 +53,7 @@ void KSTUtilitiesManager::scanHomeDirectoryFolderSizesWithCompletion(HomeSizesCo
     d->queue->async([completion = std::move(completion)] {
         const KSTEnvironment environment = KSTEnvironment::current();
         QList<KSTDiskFolderRecord> folders;
-        for (const QString &name : KSTUtilitiesLocations::HomeFolders) {
-            const QString path = environment.homePath(name);
+        for (const auto &[name, path] : homeFolders(environment)) {
             // A standard folder that is a link is someone's content, not the folder.
             const std::optional<struct stat> status =
                 KSTNoFollowPath::status(QDir::cleanPath(path));

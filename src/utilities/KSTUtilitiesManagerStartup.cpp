@@ -31,13 +31,18 @@ QList<KSTStartupItemRecord> KSTUtilitiesManager::scanStartupItems() const
 {
     using namespace KSTUtilitiesLocations;
     const KSTEnvironment environment = KSTEnvironment::current();
-    QList<KSTStartupItemRecord> items = scanLaunchPlistsInDirectory(
-        environment.homePath(UserLaunchAgents), KSTStartupItemRecord::LaunchAgent, true);
-    items += scanLaunchPlistsInDirectory(environment.systemPath(GlobalLaunchAgents),
-                                         KSTStartupItemRecord::LaunchAgent, false);
-    items += scanLaunchPlistsInDirectory(environment.systemPath(LaunchDaemons),
-                                         KSTStartupItemRecord::LaunchDaemon, false);
-    items += scanLoginItems();
+    QList<KSTStartupItemRecord> items;
+    if (environment.layout() == KSTLayout::Linux) {
+        items = scanLinuxStartupItems();
+    } else {
+        items = scanLaunchPlistsInDirectory(environment.homePath(UserLaunchAgents),
+                                            KSTStartupItemRecord::LaunchAgent, true);
+        items += scanLaunchPlistsInDirectory(environment.systemPath(GlobalLaunchAgents),
+                                             KSTStartupItemRecord::LaunchAgent, false);
+        items += scanLaunchPlistsInDirectory(environment.systemPath(LaunchDaemons),
+                                             KSTStartupItemRecord::LaunchDaemon, false);
+        items += scanLoginItems();
+    }
     std::stable_sort(items.begin(), items.end(),
                      [](const KSTStartupItemRecord &a, const KSTStartupItemRecord &b) {
                          return KSTUtilitiesOrder::localizedCaseInsensitiveLess(a.name, b.name);
@@ -166,6 +171,19 @@ bool KSTUtilitiesManager::disableStartupItem(const KSTStartupItemRecord &item,
     if (!item.canDisable) {
         if (error)
             *error = makeError(StartupItemNeedsAdministrator);
+        return false;
+    }
+    const KSTEnvironment environment = KSTEnvironment::current();
+    if (environment.layout() == KSTLayout::Linux) {
+        if (item.itemType == KSTStartupItemRecord::LoginItem)
+            return disableAutostartEntryAtPath(item.path, error);
+        // Only the running user's own service manager is asked; another machine's disk has
+        // none running.
+        if (item.itemType == KSTStartupItemRecord::LaunchAgent)
+            return disableUserUnitAtPath(
+                item.path, QDir::cleanPath(environment.root()) == QLatin1String("/"), error);
+        if (error)
+            *error = makeError(LaunchDaemonCannotBeDisabled);
         return false;
     }
     if (item.itemType == KSTStartupItemRecord::LoginItem)

@@ -4,6 +4,9 @@
 
 #include "KSTEnvironment.h"
 #include "KSTFileName.h"
+#include "KSTFreedesktopTrash.h"
+#include "KSTLayoutWords.h"
+#include "KSTLinuxPlaces.h"
 #include "KSTNoFollowPath.h"
 #include "KSTPathText.h"
 #include "KSTPropertyList.h"
@@ -64,6 +67,8 @@ QString withoutLastComponent(const QString &text)
 
 QList<KSTTrashSourceRecord> KSTUtilitiesManager::scanTrashSourceItems() const
 {
+    if (KSTEnvironment::current().layout() == KSTLayout::Linux)
+        return scanLinuxTrashSourceItems();
     QList<KSTTrashSourceRecord> records;
     const QString trash = KSTEnvironment::current().homePath(KSTUtilitiesLocations::Trash);
     const std::optional<QStringList> names = KSTNoFollowPath::listFolder(trash, true);
@@ -254,7 +259,7 @@ QString KSTUtilitiesManager::deletedByAppForTrashItem(const QString &itemPath) c
     if (const std::optional<QString> name =
             appNameForBundleIdentifier(quarantine.agentBundleIdentifier))
         return *name;
-    return QStringLiteral("Finder");
+    return KSTLayoutWords::current().fileManager;
 }
 
 std::optional<QByteArray> KSTUtilitiesManager::xattrDataForPath(const QString &path,
@@ -277,4 +282,44 @@ std::optional<QByteArray> KSTUtilitiesManager::xattrDataForPath(const QString &p
             return value;
     }
     return std::nullopt;
+}
+
+QList<KSTTrashSourceRecord> KSTUtilitiesManager::scanLinuxTrashSourceItems() const
+{
+    using namespace KSTUtilitiesLocations;
+    QList<KSTTrashSourceRecord> records;
+    const KSTEnvironment environment = KSTEnvironment::current();
+    const QString trash =
+        QDir::cleanPath(environment.places()->dataHome() + QLatin1Char('/') + LinuxTrash);
+    const QString files = trash + QLatin1Char('/') + LinuxTrashFiles;
+    const std::optional<QStringList> names = KSTNoFollowPath::listFolder(files, false);
+    if (!names)
+        return records;
+    for (const QString &name : *names) {
+        KSTTrashSourceRecord record;
+        record.trashPath = files + QLatin1Char('/') + name;
+        record.fileName = name;
+        if (const std::optional<QByteArray> url =
+                xattrDataForPath(record.trashPath, OriginUrlAttribute);
+            url && !url->isEmpty()) {
+            record.originalLocation = QString::fromUtf8(*url);
+        } else {
+            // The record is read only when it is a file of its own, never through a link.
+            const std::optional<struct stat> info =
+                KSTNoFollowPath::status(trash + QLatin1Char('/') + LinuxTrashInfo +
+                                        QLatin1Char('/') + name + TrashInfoSuffix);
+            if (info && S_ISREG(info->st_mode))
+                record.originalLocation = KSTFreedesktopTrash::originalPath(record.trashPath);
+        }
+        if (record.originalLocation.isEmpty())
+            record.originalLocation = QStringLiteral("Unknown");
+        record.deletedBy = deletedByAppForTrashItem(record.trashPath);
+        records.append(record);
+    }
+    std::stable_sort(records.begin(), records.end(),
+                     [](const KSTTrashSourceRecord &a, const KSTTrashSourceRecord &b) {
+                         return KSTUtilitiesOrder::localizedCaseInsensitiveLess(a.fileName,
+                                                                                b.fileName);
+                     });
+    return records;
 }

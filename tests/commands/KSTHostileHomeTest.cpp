@@ -757,3 +757,73 @@ TEST_P(HostileLinuxHomeTest, AutoCleanRulesTouchNothingButTheirPlaces)
 }
 
 } // namespace
+
+namespace {
+
+// Disabling start-up items and setting a default app write only the user's own autostart
+// entry and mimeapps.list, and move only the unit's .wants link to the Trash; in the linked
+// variant both files are links to the victim, which are refused and never written through,
+// and the Trash's files/ is a link, so the unit's link stays.
+TEST_P(HostileLinuxHomeTest, StartupAndDefaultAppsWriteOnlyTheUsersOwnFiles)
+{
+    const bool linked = GetParam() == LinuxVariant::LinkedPlaces;
+    const QByteArray entry = "[Desktop Entry]\nType=Application\nName=Sys\nExec=sys\n";
+    machine.writeFile("srv/victim/sys.desktop", entry);
+    machine.writeFile("srv/victim/mimeapps.list", "[Default Applications]\n");
+    machine.addAutostartEntry("sys.desktop", entry, false);
+    machine.addEnabledUnit("usr/lib/systemd/user", "home/alice/.config/systemd/user",
+                           "default.target", "sync.service", "/usr/bin/sync");
+    machine.addDesktopEntry({"a.desktop",
+                             "A",
+                             "a",
+                             {},
+                             "Application",
+                             false,
+                             false,
+                             "MimeType=text/plain;\n",
+                             KSTFixtureLinux::EntryPlace::System});
+    if (linked) {
+        // Links by the machine's own paths, so that reading them stays inside the root.
+        machine.makeSymlink("home/alice/.config/autostart/sys.desktop", "/srv/victim/sys.desktop");
+        machine.makeSymlink("home/alice/.config/mimeapps.list", "/srv/victim/mimeapps.list");
+    }
+    const KSTTreeListing before = listing();
+    const KSTProgramRun entryRun = kestrel({"--json", "startup", "disable", "sys", "--yes"});
+    const KSTProgramRun unitRun =
+        kestrel({"--json", "startup", "disable", "sync.service", "--yes"});
+    const KSTProgramRun defaultRun =
+        kestrel({"--json", "default-apps", "set", "text/plain", "a", "--yes"});
+    const KSTTreeListing after = listing();
+
+    const QList<QByteArray> selection = {
+        rootRelative(machine.homePath(".config/autostart")),
+        rootRelative(machine.homePath(".config/mimeapps.list")),
+        rootRelative(machine.homePath(".config/systemd/user/default.target.wants")),
+        rootRelative(machine.homePath(".local/share/Trash"))};
+    expectOnlySelectionChanged(before, after, selection);
+    EXPECT_EQ(after.value(rootRelative(machine.path("etc/xdg/autostart/sys.desktop"))),
+              before.value(rootRelative(machine.path("etc/xdg/autostart/sys.desktop"))));
+    const QByteArray wants =
+        rootRelative(machine.homePath(".config/systemd/user/default.target.wants/sync.service"));
+    if (linked) {
+        // The Trash's files/ is a link: the unit's link has nowhere safe to go and stays.
+        EXPECT_EQ(unitRun.status, 1) << unitRun.err.toStdString();
+        EXPECT_TRUE(after.contains(wants));
+        EXPECT_EQ(entryRun.status, 1) << entryRun.err.toStdString();
+        EXPECT_EQ(defaultRun.status, 1) << defaultRun.err.toStdString();
+        for (const char *file : {".config/autostart/sys.desktop", ".config/mimeapps.list"})
+            EXPECT_TRUE(after.value(rootRelative(machine.homePath(file))).startsWith("link"))
+                << file;
+    } else {
+        EXPECT_EQ(unitRun.status, 0) << unitRun.err.toStdString();
+        EXPECT_FALSE(after.contains(wants));
+        EXPECT_EQ(entryRun.status, 0) << entryRun.err.toStdString();
+        EXPECT_EQ(defaultRun.status, 0) << defaultRun.err.toStdString();
+        EXPECT_TRUE(KSTTestSupport::readFile(machine.homePath(".config/autostart/sys.desktop"))
+                        .contains("Hidden=true"));
+        EXPECT_TRUE(KSTTestSupport::readFile(machine.homePath(".config/mimeapps.list"))
+                        .contains("text/plain=a.desktop"));
+    }
+}
+
+} // namespace

@@ -21,6 +21,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
         // A value is at most one line's bytes, however it unescapes.
         if (entry.name.size() > qsizetype(size) || entry.exec.size() > qsizetype(size))
             std::abort();
+        if (!entry.valid && (!entry.mimeTypes.isEmpty() || !entry.autostartEnabled))
+            std::abort();
+        for (const QString &type : entry.mimeTypes) {
+            if (type.isEmpty() || type.contains(QLatin1Char(';')) || type.size() > qsizetype(size))
+                std::abort();
+        }
     }
     return 0;
 }

@@ -111,6 +111,42 @@ TEST(KSTDesktopEntryTest, KeepsWhatThePayloadAndTryExecNeed)
     EXPECT_EQ(entry.snapInstanceName, u"vlc"_s);
 }
 
+TEST(KSTDesktopEntryTest, MimeTypesAndTheAutostartSwitch)
+{
+    const struct
+    {
+        const char *what;
+        QByteArray contents;
+        QStringList mimeTypes;
+        bool autostartEnabled;
+    } cases[] = {
+        {"a list with a final separator",
+         "[Desktop Entry]\nMimeType=text/plain;text/x-csrc;\n",
+         {"text/plain", "text/x-csrc"},
+         true},
+        {"no final separator, blanks and empty items",
+         "[Desktop Entry]\nMimeType= text/plain ;;image/png\n",
+         {"text/plain", "image/png"},
+         true},
+        {"the first key counts",
+         "[Desktop Entry]\nMimeType=a/b;\nMimeType=c/d;\nX-GNOME-Autostart-enabled=false\n"
+         "X-GNOME-Autostart-enabled=true\n",
+         {"a/b"},
+         false},
+        {"only false switches it off", "[Desktop Entry]\nX-GNOME-Autostart-enabled=0\n", {}, true},
+        {"an action's keys are not the entry's",
+         "[Desktop Entry]\nName=A\n[Desktop Action x]\nMimeType=a/b;\n"
+         "X-GNOME-Autostart-enabled=false\n",
+         {},
+         true},
+    };
+    for (const auto &row : cases) {
+        const KSTDesktopEntry entry = KSTDesktopEntry::parse(row.contents);
+        EXPECT_EQ(entry.mimeTypes, row.mimeTypes) << row.what;
+        EXPECT_EQ(entry.autostartEnabled, row.autostartEnabled) << row.what;
+    }
+}
+
 TEST(KSTDpkgDatabaseTest, InstalledSizesOfInstalledPackagesOnly)
 {
     const QByteArray status =

@@ -155,5 +155,97 @@ QList<KSTDebianDesktop::VisibleApp> KSTDebianDesktop::populate(KSTFixtureLinux &
                              Place::System});
 
     addUserFiles(machine);
+    populateUtilities(machine);
     return visible;
+}
+
+void KSTDebianDesktop::populateUtilities(KSTFixtureLinux &machine)
+{
+    const auto entry = [](const char *name, const char *exec,
+                          const char *extra = "") -> QByteArray {
+        return QByteArray("[Desktop Entry]\nType=Application\nName=") + name + "\nExec=" + exec +
+               "\n" + extra;
+    };
+    machine.addExecutable(QStringLiteral("usr/bin/gnome-software"));
+    machine.addAutostartEntry(QStringLiteral("org.gnome.Software.desktop"),
+                              entry("GNOME Software",
+                                    "/usr/bin/gnome-software --gapplication-service",
+                                    "NoDisplay=true\n"),
+                              false);
+    machine.addAutostartEntry(QStringLiteral("nm-applet.desktop"), entry("Network", "nm-applet"),
+                              false);
+    machine.addAutostartEntry(QStringLiteral("nm-applet.desktop"),
+                              entry("Network", "nm-applet", "Hidden=true\n"), true);
+    machine.addAutostartEntry(
+        QStringLiteral("orca-autostart.desktop"),
+        entry("Orca screen reader", "orca --replace", "X-GNOME-Autostart-enabled=false\n"), false);
+    const char *alarms = "/usr/libexec/evolution-data-server/evolution-alarm-notify";
+    machine.addExecutable(QLatin1String(alarms).mid(1));
+    machine.addAutostartEntry(QStringLiteral("org.gnome.Evolution-alarm-notify.desktop"),
+                              entry("Evolution Alarm Notify", alarms), false);
+    machine.addAutostartEntry(QStringLiteral("org.gnome.Evolution-alarm-notify.desktop"),
+                              entry("Evolution Alarms", alarms, "# the user's own copy\n"), true);
+    machine.addExecutable(QStringLiteral("usr/bin/nextcloud"));
+    machine.addAutostartEntry(QStringLiteral("com.nextcloud.desktopclient.nextcloud.desktop"),
+                              entry("Nextcloud", "nextcloud --background"), true);
+
+    machine.addExecutable(QStringLiteral("usr/bin/syncthing"));
+    machine.addEnabledUnit(QStringLiteral("usr/lib/systemd/user"),
+                           QStringLiteral("home/") + machine.login() +
+                               QStringLiteral("/.config/systemd/user"),
+                           QStringLiteral("default.target"), QStringLiteral("syncthing.service"),
+                           QStringLiteral("/usr/bin/syncthing serve --no-browser"));
+    machine.addExecutable(QStringLiteral("usr/bin/pipewire"));
+    machine.addEnabledUnit(QStringLiteral("usr/lib/systemd/user"),
+                           QStringLiteral("etc/systemd/user"), QStringLiteral("default.target"),
+                           QStringLiteral("pipewire.service"), QStringLiteral("/usr/bin/pipewire"));
+    machine.addEnabledUnit(QStringLiteral("usr/lib/systemd/system"),
+                           QStringLiteral("etc/systemd/system"),
+                           QStringLiteral("multi-user.target"), QStringLiteral("cups.service"),
+                           QStringLiteral("/usr/sbin/cupsd -l"));
+    machine.addEnabledUnit(QStringLiteral("usr/lib/systemd/system"),
+                           QStringLiteral("etc/systemd/system"),
+                           QStringLiteral("multi-user.target"), QStringLiteral("ssh.service"),
+                           QStringLiteral("/usr/sbin/sshd -D $SSHD_OPTS"));
+
+    // The packaged entries again, now with the types they open.
+    const struct
+    {
+        const char *package;
+        const char *mimeTypes;
+    } types[] = {
+        {"firefox-esr", "text/html;application/pdf;x-scheme-handler/https;"},
+        {"nautilus", "inode/directory;"},
+        {"gnome-text-editor", "text/plain;text/x-csrc;"},
+        {"libreoffice-writer", "application/vnd.oasis.opendocument.text;application/msword;"},
+        {"libreoffice-calc", "application/vnd.oasis.opendocument.spreadsheet;text/csv;"},
+    };
+    for (const Package &package : packages) {
+        for (const auto &row : types) {
+            if (qstrcmp(row.package, package.package) != 0)
+                continue;
+            KSTFixtureLinux::DesktopEntry packaged;
+            packaged.fileName = QLatin1String(package.entry);
+            packaged.name = QLatin1String(package.name);
+            packaged.exec = QLatin1String(package.package) + QLatin1String(" %U");
+            if (package.tryExec)
+                packaged.tryExec = QLatin1String(package.tryExec);
+            packaged.extraLines = QByteArray("MimeType=") + row.mimeTypes + '\n';
+            machine.addDesktopEntry(packaged);
+        }
+    }
+    machine.writeSystemMimeApps("[Default Applications]\n"
+                                "application/pdf=firefox-esr.desktop\n"
+                                "text/csv=libreoffice-calc.desktop;org.gnome.TextEditor.desktop\n");
+    machine.writeGlobs2("50:text/plain:*.txt\n"
+                        "50:text/x-csrc:*.c\n"
+                        "50:text/html:*.html\n"
+                        "50:text/html:*.htm\n"
+                        "50:application/pdf:*.pdf\n"
+                        "50:application/vnd.oasis.opendocument.text:*.odt\n"
+                        "50:application/msword:*.doc\n"
+                        "50:application/vnd.oasis.opendocument.spreadsheet:*.ods\n"
+                        "50:text/csv:*.csv\n");
+    // Home sizes are du's figures; the machine's du is this computer's own.
+    machine.linkHostTool(QStringLiteral("/usr/bin/du"));
 }

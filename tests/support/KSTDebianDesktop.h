@@ -30,4 +30,13 @@ struct VisibleApp
 /// Builds the desktop on @p machine and returns its ten visible applications.
 QList<VisibleApp> populate(KSTFixtureLinux &machine);
 
+/// What populate() adds for the Utilities: autostart entries (GNOME Software and Evolution's
+/// alarms, the latter through the user's own copy, and the user's Nextcloud; the network
+/// applet hidden by the user's Hidden=true copy and Orca switched off with
+/// X-GNOME-Autostart-enabled=false), the user's enabled Syncthing unit, PipeWire enabled for
+/// every user, the CUPS and SSH system services, MimeType lines on the packaged entries, the
+/// system's mimeapps.list beside the user's, a globs2 and the host's du linked in. Call once,
+/// after the rest.
+void populateUtilities(KSTFixtureLinux &machine);
+
 } // namespace KSTDebianDesktop

@@ -126,6 +126,24 @@ public:
     QString addTrashItem(const QString &name, const QByteArray &contents,
                          const QString &originalPath, const QDateTime &deleted);
 
+    // ---- Startup ----
+    /// An XDG autostart entry: ~/.config/autostart/<fileName> when @p user, else
+    /// etc/xdg/autostart/<fileName>. Returns the entry.
+    QString addAutostartEntry(const QString &fileName, const QByteArray &contents, bool user);
+    /// A unit file of @p execStart enabled by a link in <folder>/<wantedBy>.wants, the unit
+    /// lying in @p unitFolder (root-relative: "usr/lib/systemd/user"), the link in
+    /// @p enabledFolder (root-relative: "home/alice/.config/systemd/user", "etc/systemd/system").
+    /// Returns the link.
+    QString addEnabledUnit(const QString &unitFolder, const QString &enabledFolder,
+                           const QString &wantedBy, const QString &unitName,
+                           const QString &execStart);
+
+    // ---- Default applications ----
+    /// etc/xdg/mimeapps.list, the system's defaults under the user's.
+    QString writeSystemMimeApps(const QByteArray &contents);
+    /// usr/share/mime/globs2 with these lines after its header ("50:text/plain:*.txt").
+    QString writeGlobs2(const QByteArray &lines);
+
 private:
     QString writePasswd();
 

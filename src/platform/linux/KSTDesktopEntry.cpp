@@ -97,9 +97,9 @@ KSTDesktopEntry KSTDesktopEntry::parse(const QByteArray &contents, const QString
     qsizetype bestName = nameKeys.size(); // index of the key the name came from
     const QByteArrayView text = QByteArrayView(contents).first(
         std::min<qsizetype>(contents.size(), qsizetype(maximumFileBytes)));
-    bool seenKeys[5] = {};
+    bool seenKeys[7] = {};
     // dpkg, flatpak and snapd write one line per key; a repeated key is an error, first wins.
-    enum { TypeKey, ExecKey, TryExecKey, NoDisplayKey, HiddenKey };
+    enum { TypeKey, ExecKey, TryExecKey, NoDisplayKey, HiddenKey, MimeTypeKey, AutostartKey };
 
     qsizetype position = 0;
     while (position < text.size()) {
@@ -144,6 +144,15 @@ KSTDesktopEntry KSTDesktopEntry::parse(const QByteArray &contents, const QString
             entry.noDisplay = value == "true";
         } else if (key == "Hidden" && once(HiddenKey)) {
             entry.hidden = value == "true";
+        } else if (key == "MimeType" && once(MimeTypeKey)) {
+            // A list: items end with ";" (the last one may not); a type never holds one.
+            const QStringList items = unescaped(value).split(QLatin1Char(';'));
+            for (const QString &item : items) {
+                if (!item.trimmed().isEmpty())
+                    entry.mimeTypes << item.trimmed();
+            }
+        } else if (key == "X-GNOME-Autostart-enabled" && once(AutostartKey)) {
+            entry.autostartEnabled = value != "false";
         } else if (key == "X-Flatpak" && entry.flatpakId.isEmpty()) {
             entry.flatpakId = unescaped(value);
         } else if (key == "X-SnapInstanceName" && entry.snapInstanceName.isEmpty()) {
