@@ -36,7 +36,8 @@ KSTAppInventoryEngine::Hooks hooksOf(KSTSystemInfo &info)
         info.setCachedRelatedPathScanIndex(std::move(index));
     };
     hooks.applicationBundlePaths = [&info] {
-        return KSTApplicationBundleCatalog(info).applicationBundlePaths();
+        return KSTApplicationBundleCatalog(KSTApplicationBundleCatalog::PathCache::of(info))
+            .applicationBundlePaths();
     };
     // The frame is the notification's object: models listen to the frame they were given.
     hooks.postMetadataUpdate = [&info](const QVariantMap &userInfo) {

@@ -62,8 +62,6 @@ public:
 
     /// Keeps its list in @p cache.
     explicit KSTApplicationBundleCatalog(PathCache cache);
-    /// The same as with PathCache::of(@p systemInfo), for callers that hold the service.
-    explicit KSTApplicationBundleCatalog(KSTSystemInfo &systemInfo);
 
     /// The system Applications and System/Applications folders under the analysed root, and
     /// Applications in the accessible home.

@@ -11,8 +11,3 @@ KSTApplicationBundleCatalog::PathCache::of(KSTSystemInfo &systemInfo)
     return {[info] { return info->cachedApplicationBundlePaths(); },
             [info](const QStringList &paths) { info->setCachedApplicationBundlePaths(paths); }};
 }
-
-KSTApplicationBundleCatalog::KSTApplicationBundleCatalog(KSTSystemInfo &systemInfo)
-    : KSTApplicationBundleCatalog(PathCache::of(systemInfo))
-{
-}

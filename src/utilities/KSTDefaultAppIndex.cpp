@@ -74,10 +74,11 @@ KSTDefaultAppIndex::KSTDefaultAppIndex(QList<App> apps, QVariantMap preferences,
 {
 }
 
-KSTDefaultAppIndex KSTDefaultAppIndex::load(KSTSystemInfo &systemInfo)
+KSTDefaultAppIndex
+KSTDefaultAppIndex::load(const KSTApplicationBundleCatalog::PathCache &bundlePaths)
 {
     QList<App> apps;
-    for (const QString &path : KSTApplicationBundleCatalog(systemInfo).applicationBundlePaths()) {
+    for (const QString &path : KSTApplicationBundleCatalog(bundlePaths).applicationBundlePaths()) {
         const QVariantMap info = KSTPropertyList::readDictionary(path + QLatin1Char('/') +
                                                                  KSTUtilitiesLocations::InfoPlist);
         apps.append({path, KSTApplicationTypes::fromInfoPlist(info),

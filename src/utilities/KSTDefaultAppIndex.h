@@ -1,5 +1,6 @@
 #pragma once
 
+#include "KSTApplicationBundleCatalog.h"
 #include "KSTApplicationTypes.h"
 
 #include <QList>
@@ -9,7 +10,6 @@
 #include <QVariantMap>
 
 class KSTEnvironment;
-class KSTSystemInfo;
 
 /// What Launch Services would answer about file types on the analysed Mac, read from its
 /// files: the installed applications (the Overview's application catalog) with their Info.plist
@@ -25,8 +25,9 @@ public:
         QString icon; ///< its icon file (KSTApplicationIconFile), "" when it has none
     };
 
-    /// Reads every application of @p systemInfo's catalog and the user's preferences.
-    static KSTDefaultAppIndex load(KSTSystemInfo &systemInfo);
+    /// Reads every application of the bundle catalog (its list kept in @p bundlePaths) and the
+    /// user's preferences.
+    static KSTDefaultAppIndex load(const KSTApplicationBundleCatalog::PathCache &bundlePaths);
     /// The same for a Linux desktop: the applications of the desktop-entry catalog
     /// (KSTDesktopEntryCatalog) with the MIME types of their MimeType key (not
     /// "x-scheme-handler/*") as document types, identified by desktop-file ID without

@@ -6,7 +6,8 @@
 
 KSTUtilitiesManager::KSTUtilitiesManager(KSTSystemInfo *systemInfo) : d(std::make_unique<Private>())
 {
-    d->systemInfo = systemInfo ? systemInfo : &KSTSystemInfo::shared();
+    d->bundlePaths = KSTApplicationBundleCatalog::PathCache::of(
+        systemInfo ? *systemInfo : KSTSystemInfo::shared());
     d->queue = std::make_unique<KSTDispatchQueue>(QueueLabel, KSTQualityOfService::Utility);
 }
 

@@ -82,12 +82,12 @@ void addDefinitions(const KSTDefaultAppIndex &index, const QList<QVariantMap> &d
 }
 
 // The index of the current environment's layout.
-KSTDefaultAppIndex indexFor(KSTSystemInfo &systemInfo)
+KSTDefaultAppIndex indexFor(const KSTApplicationBundleCatalog::PathCache &bundlePaths)
 {
     const KSTEnvironment environment = KSTEnvironment::current();
     return environment.layout() == KSTLayout::Linux
                ? KSTDefaultAppIndex::loadLinuxDesktop(environment)
-               : KSTDefaultAppIndex::load(systemInfo);
+               : KSTDefaultAppIndex::load(bundlePaths);
 }
 
 void addType(const KSTDefaultAppIndex &index, const QString &uti,
@@ -151,7 +151,7 @@ KSTError rejected(qint64 status, const QString &reason)
 
 QList<KSTDefaultAppRecord> KSTUtilitiesManager::scanDefaultAppBindings() const
 {
-    const KSTDefaultAppIndex index = indexFor(*d->systemInfo);
+    const KSTDefaultAppIndex index = indexFor(d->bundlePaths);
     QMap<QString, KSTDefaultAppRecord> map;
     addDefinitions(index, commonDefaultAppDefinitions(), map);
     addInstalledTypes(index, map);
@@ -206,24 +206,24 @@ QList<QVariantMap> KSTUtilitiesManager::commonDefaultAppDefinitions()
 void KSTUtilitiesManager::addDefaultAppRecordsFromDefinitions(
     const QList<QVariantMap> &definitions, QMap<QString, KSTDefaultAppRecord> &map) const
 {
-    addDefinitions(indexFor(*d->systemInfo), definitions, map);
+    addDefinitions(indexFor(d->bundlePaths), definitions, map);
 }
 
 void KSTUtilitiesManager::addDefaultAppRecordsFromInstalledAppsIntoMap(
     QMap<QString, KSTDefaultAppRecord> &map) const
 {
-    addInstalledTypes(indexFor(*d->systemInfo), map);
+    addInstalledTypes(indexFor(d->bundlePaths), map);
 }
 
 QString KSTUtilitiesManager::extensionLabelForUTI(const QString &uti) const
 {
-    return labelFor(indexFor(*d->systemInfo), uti);
+    return labelFor(indexFor(d->bundlePaths), uti);
 }
 
 std::optional<KSTDefaultAppRecord>
 KSTUtilitiesManager::defaultAppRecordForUTI(const QString &uti, const QString &label) const
 {
-    return recordFor(indexFor(*d->systemInfo), uti, label);
+    return recordFor(indexFor(d->bundlePaths), uti, label);
 }
 
 std::optional<QString>
@@ -231,14 +231,14 @@ KSTUtilitiesManager::appNameForBundleIdentifier(const QString &bundleIdentifier)
 {
     if (bundleIdentifier.isEmpty())
         return std::nullopt;
-    return nameFor(indexFor(*d->systemInfo), bundleIdentifier);
+    return nameFor(indexFor(d->bundlePaths), bundleIdentifier);
 }
 
 QString KSTUtilitiesManager::iconForBundleIdentifier(const QString &bundleIdentifier) const
 {
     if (bundleIdentifier.isEmpty())
         return {};
-    return iconFor(indexFor(*d->systemInfo), bundleIdentifier);
+    return iconFor(indexFor(d->bundlePaths), bundleIdentifier);
 }
 
 bool KSTUtilitiesManager::setDefaultAppWithBundleIdentifier(const QString &bundleIdentifier,
@@ -252,7 +252,7 @@ bool KSTUtilitiesManager::setDefaultAppWithBundleIdentifier(const QString &bundl
     };
     if (bundleIdentifier.isEmpty() || uti.isEmpty())
         return fail(makeError(DefaultAppArgumentsMissing));
-    const KSTDefaultAppIndex index = indexFor(*d->systemInfo);
+    const KSTDefaultAppIndex index = indexFor(d->bundlePaths);
     const KSTDefaultAppIndex::App *app = index.appWithIdentifier(bundleIdentifier);
     if (!app)
         return fail(rejected(ApplicationNotFoundStatus,

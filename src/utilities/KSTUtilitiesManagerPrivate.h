@@ -1,5 +1,6 @@
 #pragma once
 
+#include "KSTApplicationBundleCatalog.h"
 #include "KSTDispatchGroup.h"
 #include "KSTDispatchQueue.h"
 #include "KSTUtilitiesManager.h"
@@ -8,11 +9,10 @@
 
 #include <memory>
 
-class KSTSystemInfo;
-
 struct KSTUtilitiesManager::Private
 {
-    KSTSystemInfo *systemInfo = nullptr;
+    /// Where the application search's list is kept (the service's cache).
+    KSTApplicationBundleCatalog::PathCache bundlePaths;
     std::unique_ptr<KSTDispatchQueue> queue;
     KSTDispatchGroup scans;
 };

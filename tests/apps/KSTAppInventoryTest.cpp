@@ -436,7 +436,9 @@ TEST_F(AppInventoryTest, TheOverviewsSizingOfApplicationsKeepsTheirLastOpenedDat
     for (const QString &path : {bundle, QString(bundle + "/Contents")})
         ASSERT_TRUE(setAccessTime(path, longAgo));
 
-    const QList<KSTAppUsageInfo> top = KSTApplicationBundleCatalog(info).topApplicationsBySize(5);
+    const QList<KSTAppUsageInfo> top =
+        KSTApplicationBundleCatalog(KSTApplicationBundleCatalog::PathCache::of(info))
+            .topApplicationsBySize(5);
     ASSERT_EQ(top.size(), 1);
     EXPECT_GT(top.first().sizeBytes, 65536u);
     const QList<KSTStorageCategory> categories =

@@ -66,7 +66,7 @@ TEST_F(ApplicationBundleCatalogTest, FindsBundlesWhereTheyAreAndSkipsTheRest)
     mac.makeSymlink(home + "Desktop/Linked.app", mac.path(elsewhere));
     mac.writeFile("Applications/Plain.app", "not a folder");
 
-    const Catalog catalog(info);
+    const Catalog catalog(Catalog::PathCache::of(info));
     QStringList listed;
     for (const QString &path : catalog.applicationBundlePaths())
         listed << relative(path);
@@ -77,7 +77,7 @@ TEST_F(ApplicationBundleCatalogTest, FindsBundlesWhereTheyAreAndSkipsTheRest)
 TEST_F(ApplicationBundleCatalogTest, ListIsCachedUntilTheInventoryIsInvalidated)
 {
     add("Applications", "First");
-    const Catalog catalog(info);
+    const Catalog catalog(Catalog::PathCache::of(info));
     EXPECT_EQ(catalog.installedApplicationCount(), 1);
     EXPECT_EQ(info.cachedApplicationBundlePaths(), catalog.applicationBundlePaths());
 
@@ -95,7 +95,7 @@ TEST_F(ApplicationBundleCatalogTest, LargestFirstWithEqualSizesByName)
     add("Applications", "small", "com.example.small", 0);
     add("Users/alice/Downloads", "Alpha", "com.example.alpha", 200'000);
 
-    const Catalog catalog(info);
+    const Catalog catalog(Catalog::PathCache::of(info));
     const QList<KSTAppUsageInfo> all = catalog.topApplicationsBySize(10);
     QStringList order;
     for (const KSTAppUsageInfo &app : all)

@@ -81,7 +81,6 @@ TEST_F(HostOverviewTest, TitleComesFromModelAndChipWithFallbacks)
         {"ThinkPad X1", "", "Desk", "", "ThinkPad X1"},
         {"", "AMD EPYC", "Studio", "", "Studio · AMD EPYC"},
         {"", "", "", "studio.local", "studio.local"},
-        {"", "", "", "", "This Mac"},
     };
     for (const auto &c : cases) {
         host->with([&](FakeFigures &f) {
@@ -91,6 +90,20 @@ TEST_F(HostOverviewTest, TitleComesFromModelAndChipWithFallbacks)
             f.localizedHostName = QString::fromUtf8(c.hostName);
         });
         EXPECT_EQ(Engine::machineTitle(), QString::fromUtf8(c.title));
+    }
+    // A machine without any name is named as its layout names a machine.
+    host->with([](FakeFigures &f) {
+        f.hardwareModel.clear();
+        f.cpuBrandString.clear();
+        f.computerName.clear();
+        f.localizedHostName.clear();
+    });
+    for (const auto &[layout, title] :
+         {std::pair{KSTLayout::Mac, "This Mac"}, std::pair{KSTLayout::Linux, "This computer"}}) {
+        KSTEnvironment environment = KSTEnvironment::current();
+        environment.setLayout(layout);
+        const KSTScopedEnvironment scoped(environment);
+        EXPECT_EQ(Engine::machineTitle(), QString::fromUtf8(title));
     }
 }
 
