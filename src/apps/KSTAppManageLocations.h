@@ -1,5 +1,7 @@
 #pragma once
 
+#include <QList>
+#include <QPair>
 #include <QString>
 #include <QStringList>
 
@@ -79,6 +81,44 @@ inline const QStringList neverListedHomeFolders = {
     QStringLiteral("Downloads"),    QStringLiteral("Movies"),  QStringLiteral("Music"),
     QStringLiteral("Pictures"),     QStringLiteral("Public"),  QStringLiteral(".Trash")};
 inline const QString library = QStringLiteral("Library");
+
+// ---- A Linux desktop (the linux layout) ----
+/// Freedesktop menu categories and the category label each stands for; the first row whose
+/// category an entry lists wins (the specific additional categories before the main ones).
+inline const QList<QPair<QString, QString>> desktopCategoryLabels = {
+    {QStringLiteral("Photography"), QStringLiteral("Photography")},
+    {QStringLiteral("Finance"), QStringLiteral("Finance")},
+    {QStringLiteral("News"), QStringLiteral("News")},
+    {QStringLiteral("Chat"), QStringLiteral("Social")},
+    {QStringLiteral("InstantMessaging"), QStringLiteral("Social")},
+    {QStringLiteral("Audio"), QStringLiteral("Audio")},
+    {QStringLiteral("Video"), QStringLiteral("Video")},
+    {QStringLiteral("AudioVideo"), QStringLiteral("Video")},
+    {QStringLiteral("Development"), QStringLiteral("Developer Tools")},
+    {QStringLiteral("Education"), QStringLiteral("Education")},
+    {QStringLiteral("Science"), QStringLiteral("Education")},
+    {QStringLiteral("Game"), QStringLiteral("Games")},
+    {QStringLiteral("Graphics"), QStringLiteral("Design")},
+    {QStringLiteral("Office"), QStringLiteral("Productivity")},
+    {QStringLiteral("Network"), QStringLiteral("Productivity")},
+    {QStringLiteral("Settings"), QStringLiteral("Utilities")},
+    {QStringLiteral("System"), QStringLiteral("Utilities")},
+    {QStringLiteral("Utility"), QStringLiteral("Utilities")},
+};
+/// ELF machines (e_machine) as the Mach-O processor types their labels are made of.
+inline constexpr QPair<quint16, qint32> elfMachineCpuTypes[] = {
+    {3, 7},            // i386: Intel
+    {62, 0x01000007},  // x86-64: Intel
+    {40, 12},          // 32-bit ARM: Apple Silicon's family
+    {183, 0x0100000C}, // AArch64: Apple Silicon's
+};
+/// A Flatpak deployment's architecture folder as the same processor types.
+inline const QList<QPair<QString, qint32>> flatpakArchitectureCpuTypes = {
+    {QStringLiteral("i386"), 7},
+    {QStringLiteral("x86_64"), 0x01000007},
+    {QStringLiteral("arm"), 12},
+    {QStringLiteral("aarch64"), 0x0100000C},
+};
 
 /// The preference key of the last uninstall's moved items (standard preferences).
 inline const QString lastUninstallItemsKey = QStringLiteral("KSTLastUninstallItems");

@@ -37,3 +37,17 @@ QString KSTLayoutWords::systemName(const KSTEnvironment &environment)
 #endif
     return QStringLiteral("Linux");
 }
+
+QString KSTLayoutWords::systemMaker(const KSTEnvironment &environment)
+{
+    if (environment.layout() == KSTLayout::Mac)
+        return QStringLiteral("Apple Inc.");
+#ifdef Q_OS_LINUX
+    const KSTLinuxHostInfo reader(environment.systemPath(QStringLiteral("/proc")),
+                                  environment.systemPath(QStringLiteral("/sys")),
+                                  environment.systemPath(QStringLiteral("/etc")));
+    return reader.operatingSystemName();
+#else
+    return QStringLiteral("Linux");
+#endif
+}

@@ -29,4 +29,7 @@ struct KSTLayoutWords
     /// os-release PRETTY_NAME (or NAME and VERSION), "Linux" when it has none. Reads one small
     /// file under the root, within the host reader's caps.
     static QString systemName(const KSTEnvironment &environment);
+    /// Who makes the system: "Apple Inc." for the mac layout; for linux the analysed root's
+    /// os-release NAME ("Debian GNU/Linux"), "Linux" when it has none.
+    static QString systemMaker(const KSTEnvironment &environment);
 };

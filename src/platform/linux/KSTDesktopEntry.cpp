@@ -97,9 +97,9 @@ KSTDesktopEntry KSTDesktopEntry::parse(const QByteArray &contents, const QString
     qsizetype bestName = nameKeys.size(); // index of the key the name came from
     const QByteArrayView text = QByteArrayView(contents).first(
         std::min<qsizetype>(contents.size(), qsizetype(maximumFileBytes)));
-    bool seenKeys[5] = {};
+    bool seenKeys[6] = {};
     // dpkg, flatpak and snapd write one line per key; a repeated key is an error, first wins.
-    enum { TypeKey, ExecKey, TryExecKey, NoDisplayKey, HiddenKey };
+    enum { TypeKey, ExecKey, TryExecKey, NoDisplayKey, HiddenKey, CategoriesKey };
 
     qsizetype position = 0;
     while (position < text.size()) {
@@ -144,6 +144,8 @@ KSTDesktopEntry KSTDesktopEntry::parse(const QByteArray &contents, const QString
             entry.noDisplay = value == "true";
         } else if (key == "Hidden" && once(HiddenKey)) {
             entry.hidden = value == "true";
+        } else if (key == "Categories" && once(CategoriesKey)) {
+            entry.categories = unescaped(value).split(QLatin1Char(';'), Qt::SkipEmptyParts);
         } else if (key == "X-Flatpak" && entry.flatpakId.isEmpty()) {
             entry.flatpakId = unescaped(value);
         } else if (key == "X-SnapInstanceName" && entry.snapInstanceName.isEmpty()) {

@@ -2,6 +2,7 @@
 
 #include <QByteArray>
 #include <QString>
+#include <QStringList>
 
 /// The [Desktop Entry] group of a freedesktop desktop entry file (`*.desktop`): what decides
 /// whether a menu shows the application and under which name.
@@ -24,6 +25,7 @@ struct KSTDesktopEntry
     bool hidden = false;
     QString flatpakId;        ///< X-Flatpak: the Flatpak that exported the entry
     QString snapInstanceName; ///< X-SnapInstanceName: the snap that installed it
+    QStringList categories;   ///< Categories, split at ";" (empty items dropped)
 
     /// Whether a menu lists the application: an Application, neither NoDisplay nor Hidden.
     /// TryExec is the caller's to check, on the machine the entry belongs to.

@@ -460,15 +460,26 @@ QString KSTLinuxHostInfo::serialNumber()
     return readTrimmed(sysPath(QStringLiteral("firmware/devicetree/base/serial-number")));
 }
 
-KSTOperatingSystemVersion KSTLinuxHostInfo::operatingSystemVersion()
+QHash<QString, QString> KSTLinuxHostInfo::osReleaseValues() const
 {
     std::optional<QByteArray> contents = readFile(m_etcRoot + QLatin1String("/os-release"));
     if (!contents)
         contents = readFile(QDir::cleanPath(m_etcRoot + QLatin1String("/../usr/lib/os-release")));
+    return contents ? parseAssignments(*contents) : QHash<QString, QString>();
+}
+
+QString KSTLinuxHostInfo::operatingSystemName() const
+{
+    const QString name = osReleaseValues().value(QStringLiteral("NAME")).trimmed();
+    return name.isEmpty() ? QStringLiteral("Linux") : name;
+}
+
+KSTOperatingSystemVersion KSTLinuxHostInfo::operatingSystemVersion()
+{
+    const QHash<QString, QString> values = osReleaseValues();
     KSTOperatingSystemVersion version;
-    if (!contents)
+    if (values.isEmpty())
         return version;
-    const QHash<QString, QString> values = parseAssignments(*contents);
     version.versionString = values.value(QStringLiteral("PRETTY_NAME")).trimmed();
     if (version.versionString.isEmpty()) {
         const QString nameAndVersion = values.value(QStringLiteral("NAME")) + QLatin1Char(' ') +
