@@ -150,6 +150,8 @@ inline const QStringList desktopNeverListedHomeFolders = {
 inline const QString packageRemoveCommand = QStringLiteral("sudo apt remove %1");
 inline const QString snapRemoveCommand = QStringLiteral("sudo snap remove %1");
 inline const QString systemFlatpakUninstallCommand = QStringLiteral("flatpak uninstall %1");
+inline const QString packageManagerHint =
+    QStringLiteral("Installed by the system's package manager: remove it with apt.");
 inline const QString packageManagerRefusal =
     QStringLiteral("Installed by a package manager: run “%1” to uninstall it.");
 /// A Flatpak of the user's own installation is uninstalled by flatpak itself, without a question

@@ -8,11 +8,22 @@
 
 const KSTLayoutWords &KSTLayoutWords::forLayout(KSTLayout layout)
 {
-    static const KSTLayoutWords macWords{QStringLiteral("Mac Trash"), QStringLiteral("this Mac"),
-                                         QStringLiteral("Finder"), QStringLiteral("SIP")};
-    static const KSTLayoutWords linuxWords{QStringLiteral("Trash"), QStringLiteral("this computer"),
-                                           QStringLiteral("File manager"),
-                                           QStringLiteral("Kernel lockdown")};
+    static const KSTLayoutWords macWords{
+        QStringLiteral("Mac Trash"),
+        QStringLiteral("this Mac"),
+        QStringLiteral("Finder"),
+        QStringLiteral("SIP"),
+        {QStringLiteral("App Store"), QStringLiteral("Direct"), QStringLiteral("System")},
+        {QStringLiteral("Mac App Store"), QStringLiteral("Direct Download"),
+         QStringLiteral("macOS System")}};
+    static const KSTLayoutWords linuxWords{
+        QStringLiteral("Trash"),
+        QStringLiteral("this computer"),
+        QStringLiteral("File manager"),
+        QStringLiteral("Kernel lockdown"),
+        {QStringLiteral("Sandbox"), QStringLiteral("Local"), QStringLiteral("Package")},
+        {QStringLiteral("Flatpak or snap"), QStringLiteral("AppImage or local entry"),
+         QStringLiteral("Distribution package")}};
     return layout == KSTLayout::Mac ? macWords : linuxWords;
 }
 

@@ -19,6 +19,21 @@ struct KSTLayoutWords
     QString thisComputer;        ///< "this Mac" / "this computer"
     QString fileManager;         ///< "Finder" / "File manager"
     QString integrityProtection; ///< "SIP" / "Kernel lockdown"
+    /// App Manage's source of an application (0, 1, 2) in its list: "App Store", "Direct",
+    /// "System" / "Sandbox" (a Flatpak or snap), "Local", "Package"; anything above 2 reads as 1.
+    QString appSourceLabels[3];
+    /// The same in an application's details: "Mac App Store", "Direct Download", "macOS
+    /// System" / "Flatpak or snap", "AppImage or local entry", "Distribution package".
+    QString appSourceDetailLabels[3];
+
+    QString appSourceLabel(quint64 source) const
+    {
+        return appSourceLabels[source > 2 ? 1 : source];
+    }
+    QString appSourceDetailLabel(quint64 source) const
+    {
+        return appSourceDetailLabels[source > 2 ? 1 : source];
+    }
 
     /// The set of @p layout.
     static const KSTLayoutWords &forLayout(KSTLayout layout);
