@@ -108,6 +108,11 @@ TEST(KSTLinuxAppInventoryTest, DebianDesktopRecordsTakeEachKindsOwnSources)
     const std::optional<KSTInstalledAppRecord> files = recordNamed(records, u"Files"_s);
     ASSERT_TRUE(files && files->lastOpenedDate);
     EXPECT_LT(std::abs(files->lastOpenedDate->secsTo(now)), 3600);
+    // A Flatpak not seen by GNOME Shell was never opened as far as anything can tell: the
+    // launcher's access time is every Flatpak's.
+    const std::optional<KSTInstalledAppRecord> vlc = recordNamed(records, u"VLC media player"_s);
+    ASSERT_TRUE(vlc);
+    EXPECT_FALSE(vlc->lastOpenedDate.has_value());
     // Sizes are the payloads the Overview counts.
     EXPECT_EQ(firefox->bundleSizeBytes, 258312u * 1024);
 }

@@ -156,7 +156,9 @@ KSTDesktopAppDetailsReader::details(const KSTDesktopApplication &application) co
     const auto seen = m_lastSeen.constFind(id);
     if (seen != m_lastSeen.cend()) {
         details.lastOpenedDate = QDateTime::fromSecsSinceEpoch(seen.value());
-    } else if (!details.program.isEmpty()) {
+    } else if (!details.program.isEmpty() && application.kind != AppKind::Flatpak &&
+               application.kind != AppKind::Snap) {
+        // A Flatpak's or snap's Exec starts their launcher, whose access time is any app's.
         if (const std::optional<KSTQuietFiles::Times> times =
                 KSTQuietFiles::timesOf(details.program))
             details.lastOpenedDate = times->access;

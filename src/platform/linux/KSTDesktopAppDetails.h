@@ -22,8 +22,9 @@
 ///   first of /usr/local/bin, /usr/bin, /bin holding it), an AppImage itself; its ELF machine;
 ///   a Flatpak's architecture is its deployment's (…/<id>/current → <arch>/<branch>);
 /// - last opened: GNOME Shell's application_state last-seen of the ID, else the program's
-///   access time; installed: the entry's (or AppImage's) birth time, or its modification
-///   time when later.
+///   access time (not for a Flatpak or snap: their Exec starts the launcher all of them
+///   share); installed: the entry's (or AppImage's) birth time, or its modification time
+///   when later.
 ///
 /// Every file is the analysed machine's and hostile: paths are resolved with KSTRootedPath
 /// (no link leads out of the root), read through KSTQuietFiles (no link below the root, no
