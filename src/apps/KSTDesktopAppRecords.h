@@ -5,6 +5,8 @@
 #include <QList>
 #include <QStringList>
 
+#include <optional>
+
 class KSTEnvironment;
 struct KSTDesktopApplication;
 

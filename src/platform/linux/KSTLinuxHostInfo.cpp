@@ -460,26 +460,30 @@ QString KSTLinuxHostInfo::serialNumber()
     return readTrimmed(sysPath(QStringLiteral("firmware/devicetree/base/serial-number")));
 }
 
-QHash<QString, QString> KSTLinuxHostInfo::osReleaseValues() const
+std::optional<QHash<QString, QString>> KSTLinuxHostInfo::osReleaseValues() const
 {
     std::optional<QByteArray> contents = readFile(m_etcRoot + QLatin1String("/os-release"));
     if (!contents)
         contents = readFile(QDir::cleanPath(m_etcRoot + QLatin1String("/../usr/lib/os-release")));
-    return contents ? parseAssignments(*contents) : QHash<QString, QString>();
+    if (!contents)
+        return std::nullopt;
+    return parseAssignments(*contents);
 }
 
 QString KSTLinuxHostInfo::operatingSystemName() const
 {
-    const QString name = osReleaseValues().value(QStringLiteral("NAME")).trimmed();
-    return name.isEmpty() ? QStringLiteral("Linux") : name;
+    const QString name =
+        osReleaseValues().value_or(QHash<QString, QString>()).value(QStringLiteral("NAME"));
+    return name.trimmed().isEmpty() ? QStringLiteral("Linux") : name.trimmed();
 }
 
 KSTOperatingSystemVersion KSTLinuxHostInfo::operatingSystemVersion()
 {
-    const QHash<QString, QString> values = osReleaseValues();
+    const std::optional<QHash<QString, QString>> read = osReleaseValues();
     KSTOperatingSystemVersion version;
-    if (values.isEmpty())
+    if (!read)
         return version;
+    const QHash<QString, QString> &values = *read;
     version.versionString = values.value(QStringLiteral("PRETTY_NAME")).trimmed();
     if (version.versionString.isEmpty()) {
         const QString nameAndVersion = values.value(QStringLiteral("NAME")) + QLatin1Char(' ') +

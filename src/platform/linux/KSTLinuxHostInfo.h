@@ -4,6 +4,8 @@
 
 #include <QHash>
 
+#include <optional>
+
 /// The Linux host: figures read from procfs, sysfs and /etc, in the files each figure's
 /// owner publishes them in. Every input folder is passed in, so a tree recorded from
 /// another machine (tests/data/linux/<machine>/{proc,sys,etc}) drives every figure; the
@@ -88,8 +90,8 @@ private:
     QString sysPath(const QString &relative) const;
     QString hostName() const;
     QList<KSTInterfaceAddress> recordedInterfaceAddresses() const;
-    // The assignments of os-release (or the vendor's copy); empty when neither is readable.
-    QHash<QString, QString> osReleaseValues() const;
+    // The assignments of os-release (or the vendor's copy); nothing when neither is readable.
+    std::optional<QHash<QString, QString>> osReleaseValues() const;
 
     QString m_procRoot;
     QString m_sysRoot;
