@@ -84,6 +84,22 @@ KSTError KSTAppUninstaller::errorForCode(Code code, quint64 removedCount,
     return error;
 }
 
+std::optional<KSTError> KSTAppUninstaller::refusalForApp(const KSTInstalledAppRecord &record)
+{
+    if (KSTAppInventoryEngine::usesDesktopEntries() && !record.bundlePath.isEmpty()) {
+        const std::optional<KSTDesktopAppUninstall::Plan> plan =
+            KSTDesktopAppUninstall::planFor(KSTEnvironment::current(), record.bundlePath);
+        if (plan && plan->action == KSTDesktopAppUninstall::Action::Refuse) {
+            KSTError error = errorForCode(SystemApplication);
+            error.description = KSTDesktopAppUninstall::refusalText(plan->command);
+            return error;
+        }
+    }
+    if (record.source == 2)
+        return errorForCode(SystemApplication);
+    return std::nullopt;
+}
+
 void KSTAppUninstaller::uninstallApp(const KSTInstalledAppRecord &record, Completion completion)
 {
     if (!completion)

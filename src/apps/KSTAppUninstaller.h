@@ -109,6 +109,11 @@ public:
     /// Applications folder and installer receipts.
     static QStringList removalScopeRoots();
 
+    /// Error 100 for @p record when it is not the user's to uninstall: a system application,
+    /// or on a Linux desktop a package, snap or system Flatpak (naming the package manager's
+    /// command, read from the desktop's catalog: blocking); nothing otherwise.
+    static std::optional<KSTError> refusalForApp(const KSTInstalledAppRecord &record);
+
     /// The error of @p code (its fixed text; 104 counts @p removedCount items), with
     /// "failedPaths" for 103 and 104.
     static KSTError errorForCode(Code code, quint64 removedCount = 0,

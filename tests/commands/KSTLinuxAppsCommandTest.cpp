@@ -6,6 +6,7 @@
 #include "KSTTestSupport.h"
 #include "KSTTreeListing.h"
 
+#include <QFile>
 #include <QJsonArray>
 #include <QJsonObject>
 #include <QTemporaryDir>
@@ -76,6 +77,25 @@ TEST_F(LinuxAppsCommandTest, JsonListsTheTenApplicationsWithIdentifierVersionAnd
     EXPECT_EQ(found, expected);
     // Largest payload first once sized: Firefox's package.
     EXPECT_EQ(apps.first().toObject().value("bundleSizeBytes").toInteger(), 258312 * 1024);
+}
+
+TEST_F(LinuxAppsCommandTest, UninstallRefusesWhatNeedsThePackageManagerAndTouchesNothing)
+{
+    const KSTTreeListing before = KSTTestSupport::listTree(QFile::encodeName(machine.root()));
+    for (const auto &[app, command] : {std::pair{"org.gnome.Nautilus", "sudo apt remove nautilus"},
+                                       std::pair{"code_code", "sudo snap remove code"}}) {
+        const KSTProgramRun run = kestrel({"--json", "apps", "uninstall", app, "--yes"});
+        EXPECT_EQ(run.status, 1) << app;
+        const QJsonObject error = run.json().object().value("error").toObject();
+        EXPECT_EQ(error.value("code").toInt(), 100) << app;
+        EXPECT_EQ(error.value("description").toString(),
+                  u"Installed by a package manager: run “%1” to uninstall it."_s.arg(
+                      QString::fromUtf8(command)));
+    }
+    EXPECT_EQ(KSTTestSupport::treeDifferences(
+                  before, KSTTestSupport::listTree(QFile::encodeName(machine.root())),
+                  [](const QByteArray &) { return false; }),
+              QStringList());
 }
 
 } // namespace
