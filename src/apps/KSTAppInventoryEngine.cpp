@@ -1,7 +1,10 @@
 #include "KSTAppInventoryEngine.h"
 
 #include "KSTAppBundleReader.h"
+#include "KSTDesktopAppRecords.h"
 #include "KSTDispatchQueue.h"
+#include "KSTEnvironment.h"
+#include "KSTOverviewLocations.h"
 #include "KSTPermissionChecker.h"
 #include "KSTRelatedPathLookup.h"
 #include "KSTTreeSize.h"
@@ -80,16 +83,24 @@ void KSTAppInventoryEngine::scanForGeneration(quint64 generation,
 {
     if (isCancelled(generation))
         return;
-    const QStringList paths = collectApplicationBundlePaths();
-    const qsizetype total = paths.size();
-    const QStringList languages = KSTAppBundleReader::userLanguages();
+    // A Mac's bundles are read one by one; a Linux desktop's applications come from the
+    // Overview's catalog in one pass (dpkg's database is read once for all of them).
+    const bool desktopEntries = usesDesktopEntries();
+    const QList<KSTInstalledAppRecord> desktopRecords =
+        desktopEntries ? KSTDesktopAppRecords::records(KSTEnvironment::current())
+                       : QList<KSTInstalledAppRecord>();
+    const QStringList paths = desktopEntries ? QStringList() : collectApplicationBundlePaths();
+    const qsizetype total = desktopEntries ? desktopRecords.size() : paths.size();
+    const QStringList languages =
+        desktopEntries ? QStringList() : KSTAppBundleReader::userLanguages();
     QList<KSTInstalledAppRecord> records;
     for (qsizetype index = 1; index <= total; ++index) {
         if (isCancelled(generation))
             return;
         std::optional<KSTInstalledAppRecord> record =
-            KSTAppBundleReader::lightweightInstalledAppRecordForBundlePath(paths.at(index - 1),
-                                                                           languages);
+            desktopEntries ? std::optional(desktopRecords.at(index - 1))
+                           : KSTAppBundleReader::lightweightInstalledAppRecordForBundlePath(
+                                 paths.at(index - 1), languages);
         if (!record)
             continue;
         records.append(std::move(*record));
@@ -125,7 +136,9 @@ void KSTAppInventoryEngine::enrichAppInventoryMetadataInBackground(quint64 gener
     for (const QString &path : bundlePathsOf(m_records)) {
         if (isCancelled(generation))
             return;
-        if (KSTInstalledAppRecord *record = workingRecord(path))
+        // A desktop application's record is whole from discovery: there is no bundle to read.
+        KSTInstalledAppRecord *record = usesDesktopEntries() ? nullptr : workingRecord(path);
+        if (record)
             KSTAppBundleReader::enrichAppRecordDisplayMetadata(*record);
         pause(m_options.metadataThrottle);
     }
@@ -222,6 +235,12 @@ quint64 KSTAppInventoryEngine::directorySizeAtPath(const QString &path)
     KSTTreeSize::Options options = Checker::accessibleTreeSizeOptions();
     options.preserveAccessTimes = true;
     return KSTTreeSize::allocatedBytes(QDir::cleanPath(url), options);
+}
+
+bool KSTAppInventoryEngine::usesDesktopEntries()
+{
+    return KSTOverviewLocations::applicationCatalog(KSTEnvironment::current().layout()) ==
+           KSTOverviewLocations::ApplicationCatalog::DesktopEntries;
 }
 
 void KSTAppInventoryEngine::sortByName(QList<KSTInstalledAppRecord> &apps)

@@ -30,10 +30,10 @@ class KSTSystemInfo;
 /// A scan for generation G runs on the frame's appInventoryQueue:
 /// 1. discovery: the bundle paths of KSTApplicationBundleCatalog (the Overview's search, never
 ///    a second walk), one lightweight record each (KSTAppBundleReader; bundles without an
-///    identifier are left out), a progress snapshot of the records so far (sorted by name)
-///    after records 1, 17, 33, … and the last ("Scanning apps… i/n"), then the complete
-///    snapshot sorted by name ("Calculating application size… 0/n"), stored in the cache and
-///    handed to the completion;
+///    identifier are left out) — on a Linux desktop the records of KSTDesktopAppRecords — a
+///    progress snapshot of the records so far (sorted by name) after records 1, 17, 33, … and the
+///    last ("Scanning apps… i/n"), then the complete snapshot sorted by name ("Calculating
+///    application size… 0/n"), stored in the cache and handed to the completion;
 /// 2. the metadata pass: what discovery could not fill, one record at a time with a pause of
 ///    metadataThrottle after each; the cache is refreshed and the metadata notification posted;
 /// 3. the size pass: each unsized bundle's allocated size (read without touching access
@@ -161,6 +161,11 @@ public:
     /// The allocated size of a bundle folder as the Overview measures folders, read without
     /// updating access times; 0 when it is not a readable folder.
     static quint64 directorySizeAtPath(const QString &path);
+
+    /// Whether the analysed machine's applications are a Linux desktop's menu applications
+    /// (KSTDesktopAppRecords, whole from discovery and sized with their payloads) rather than
+    /// application bundles.
+    static bool usesDesktopEntries();
 
     /// Sorts by name, case-insensitive and locale-aware (a stable sort).
     static void sortByName(QList<KSTInstalledAppRecord> &apps);

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <QList>
+#include <QPair>
 #include <QString>
 #include <QStringList>
 
@@ -79,6 +81,85 @@ inline const QStringList neverListedHomeFolders = {
     QStringLiteral("Downloads"),    QStringLiteral("Movies"),  QStringLiteral("Music"),
     QStringLiteral("Pictures"),     QStringLiteral("Public"),  QStringLiteral(".Trash")};
 inline const QString library = QStringLiteral("Library");
+
+// ---- A Linux desktop (the linux layout) ----
+/// Freedesktop menu categories and the category label each stands for; the first row whose
+/// category an entry lists wins (the specific additional categories before the main ones).
+inline const QList<QPair<QString, QString>> desktopCategoryLabels = {
+    {QStringLiteral("Photography"), QStringLiteral("Photography")},
+    {QStringLiteral("Finance"), QStringLiteral("Finance")},
+    {QStringLiteral("News"), QStringLiteral("News")},
+    {QStringLiteral("Chat"), QStringLiteral("Social")},
+    {QStringLiteral("InstantMessaging"), QStringLiteral("Social")},
+    {QStringLiteral("Audio"), QStringLiteral("Audio")},
+    {QStringLiteral("Video"), QStringLiteral("Video")},
+    {QStringLiteral("AudioVideo"), QStringLiteral("Video")},
+    {QStringLiteral("Development"), QStringLiteral("Developer Tools")},
+    {QStringLiteral("Education"), QStringLiteral("Education")},
+    {QStringLiteral("Science"), QStringLiteral("Education")},
+    {QStringLiteral("Game"), QStringLiteral("Games")},
+    {QStringLiteral("Graphics"), QStringLiteral("Design")},
+    {QStringLiteral("Office"), QStringLiteral("Productivity")},
+    {QStringLiteral("Network"), QStringLiteral("Productivity")},
+    {QStringLiteral("Settings"), QStringLiteral("Utilities")},
+    {QStringLiteral("System"), QStringLiteral("Utilities")},
+    {QStringLiteral("Utility"), QStringLiteral("Utilities")},
+};
+/// ELF machines (e_machine) as the Mach-O processor types their labels are made of.
+inline constexpr QPair<quint16, qint32> elfMachineCpuTypes[] = {
+    {3, 7},            // i386: Intel
+    {62, 0x01000007},  // x86-64: Intel
+    {40, 12},          // 32-bit ARM: Apple Silicon's family
+    {183, 0x0100000C}, // AArch64: Apple Silicon's
+};
+/// A Flatpak deployment's architecture folder as the same processor types.
+inline const QList<QPair<QString, qint32>> flatpakArchitectureCpuTypes = {
+    {QStringLiteral("i386"), 7},
+    {QStringLiteral("x86_64"), 0x01000007},
+    {QStringLiteral("arm"), 12},
+    {QStringLiteral("aarch64"), 0x0100000C},
+};
+
+/// Related paths: each token in every XDG base dir (cache, config, data, state) and as
+/// "~/.<token>"; a Flatpak's sandbox data, a snap's data and the user's autostart entry of the
+/// desktop-file ID are the application's for sure (home- or config-relative, "%1" the
+/// Flatpak ID, snap name or desktop-file ID).
+inline const QString desktopHiddenHomeTemplate = QStringLiteral(".%1");
+inline const QString flatpakDataTemplate = QStringLiteral(".var/app/%1");
+inline const QString snapDataTemplate = QStringLiteral("snap/%1");
+inline const QString autostartTemplate = QStringLiteral("autostart/%1.desktop");
+/// Home folders a desktop's related paths never are (nor any folder holding one), besides the
+/// home, the base dirs and the user folders.
+inline const QStringList desktopNeverListedHomeFolders = {
+    QStringLiteral(".local"),
+    QStringLiteral(".var/app"),
+    QStringLiteral("snap"),
+    QStringLiteral("Applications"),
+    QStringLiteral(".ssh"),
+    QStringLiteral(".gnupg"),
+    QStringLiteral(".pki"),
+    QStringLiteral(".local/share/keyrings"),
+    QStringLiteral(".local/share/applications"),
+    QStringLiteral(".local/share/flatpak"),
+    QStringLiteral(".config/autostart"),
+    QStringLiteral(".config/systemd")};
+
+/// What a person runs to remove what App Manage will not: a distribution package, a snap, a
+/// Flatpak of the system installation ("%1": the package, snap or Flatpak), in the error's
+/// sentence.
+inline const QString packageRemoveCommand = QStringLiteral("sudo apt remove %1");
+inline const QString snapRemoveCommand = QStringLiteral("sudo snap remove %1");
+inline const QString systemFlatpakUninstallCommand = QStringLiteral("flatpak uninstall %1");
+inline const QString packageManagerHint =
+    QStringLiteral("Installed by the system's package manager: remove it with apt.");
+inline const QString packageManagerRefusal =
+    QStringLiteral("Installed by a package manager: run “%1” to uninstall it.");
+/// A Flatpak of the user's own installation is uninstalled by flatpak itself, without a question
+/// and never with more rights than the user's.
+inline const QString flatpakTool = QStringLiteral("/usr/bin/flatpak");
+inline const QStringList userFlatpakUninstallArguments = {
+    QStringLiteral("uninstall"), QStringLiteral("--user"), QStringLiteral("--noninteractive")};
+inline constexpr int flatpakUninstallTimeoutMs = 300'000;
 
 /// The preference key of the last uninstall's moved items (standard preferences).
 inline const QString lastUninstallItemsKey = QStringLiteral("KSTLastUninstallItems");

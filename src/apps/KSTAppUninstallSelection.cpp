@@ -1,6 +1,7 @@
 #include "KSTAppUninstallSelection.h"
 
 #include "KSTAppInventoryEngine.h"
+#include "KSTAppManageLocations.h"
 #include "KSTFormatting.h"
 #include "KSTRelatedPathMatcher.h"
 
@@ -136,8 +137,13 @@ bool KSTAppUninstallSelection::canUninstall() const
 
 QString KSTAppUninstallSelection::unavailableReason() const
 {
-    if (m_app.source == 2)
+    if (m_app.source == 2) {
+        // A desktop's packages are its package manager's to remove; the exact command comes
+        // with an uninstall's error, this is only the hint beside the disabled button.
+        if (KSTAppInventoryEngine::usesDesktopEntries())
+            return KSTAppManageLocations::packageManagerHint;
         return KSTAppUninstaller::errorForCode(KSTAppUninstaller::SystemApplication).description;
+    }
     if (m_app.bundlePath.isEmpty())
         return KSTAppUninstaller::errorForCode(KSTAppUninstaller::MissingBundlePath).description;
     return {};

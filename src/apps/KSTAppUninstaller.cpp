@@ -3,6 +3,7 @@
 #include "KSTAppInventoryEngine.h"
 #include "KSTAppManageLocations.h"
 #include "KSTAppsLog.h"
+#include "KSTDesktopAppUninstall.h"
 #include "KSTEnvironment.h"
 #include "KSTNoFollowPath.h"
 #include "KSTPermissionChecker.h"
@@ -83,6 +84,22 @@ KSTError KSTAppUninstaller::errorForCode(Code code, quint64 removedCount,
     return error;
 }
 
+std::optional<KSTError> KSTAppUninstaller::refusalForApp(const KSTInstalledAppRecord &record)
+{
+    if (KSTAppInventoryEngine::usesDesktopEntries() && !record.bundlePath.isEmpty()) {
+        const std::optional<KSTDesktopAppUninstall::Plan> plan =
+            KSTDesktopAppUninstall::planFor(KSTEnvironment::current(), record.bundlePath);
+        if (plan && plan->action == KSTDesktopAppUninstall::Action::Refuse) {
+            KSTError error = errorForCode(SystemApplication);
+            error.description = KSTDesktopAppUninstall::refusalText(plan->command);
+            return error;
+        }
+    }
+    if (record.source == 2)
+        return errorForCode(SystemApplication);
+    return std::nullopt;
+}
+
 void KSTAppUninstaller::uninstallApp(const KSTInstalledAppRecord &record, Completion completion)
 {
     if (!completion)
@@ -108,7 +125,23 @@ void KSTAppUninstaller::uninstallApp(const KSTInstalledAppRecord &record,
 KSTAppUninstaller::Result KSTAppUninstaller::uninstallAppNow(KSTInstalledAppRecord record)
 {
     Result result;
-    if (record.source == 2) {
+    // A Linux desktop's package managers decide for themselves: what needs more rights than
+    // the user's is refused with the command to run, a user's Flatpak is flatpak's to remove.
+    std::optional<KSTDesktopAppUninstall::Plan> plan;
+    if (KSTAppInventoryEngine::usesDesktopEntries() && !record.bundlePath.isEmpty()) {
+        plan = KSTDesktopAppUninstall::planFor(KSTEnvironment::current(), record.bundlePath);
+        if (plan && plan->action == KSTDesktopAppUninstall::Action::Refuse) {
+            result.error = errorForCode(SystemApplication);
+            result.error->description = KSTDesktopAppUninstall::refusalText(plan->command);
+            return result;
+        }
+        if (!plan && record.source != 1) {
+            // Gone from the menu meanwhile, or never the user's to remove.
+            result.error =
+                errorForCode(record.source == 2 ? SystemApplication : NothingToUninstall);
+            return result;
+        }
+    } else if (record.source == 2) {
         result.error = errorForCode(SystemApplication);
         return result;
     }
@@ -121,10 +154,32 @@ KSTAppUninstaller::Result KSTAppUninstaller::uninstallAppNow(KSTInstalledAppReco
         KSTRelatedPathLookup::applyRelatedPaths(
             record, m_engine->relatedPaths().relatedPathsForInstalledApp(record));
     }
-    result.uninstallPaths = uninstallPathsForApp(record);
-    if (result.uninstallPaths.isEmpty()) {
+    const bool byFlatpak =
+        plan && plan->action == KSTDesktopAppUninstall::Action::UninstallUserFlatpak;
+    if (byFlatpak) {
+        // The exported entry and the deployment are flatpak's: only the data goes to the Trash.
+        KSTInstalledAppRecord dataOnly = record;
+        dataOnly.bundlePath.clear();
+        result.uninstallPaths = uninstallPathsForApp(dataOnly);
+    } else {
+        result.uninstallPaths = uninstallPathsForApp(record);
+    }
+    if (result.uninstallPaths.isEmpty() && !byFlatpak) {
         result.error = errorForCode(NothingToUninstall);
         return result;
+    }
+    QStringList failed;
+    bool flatpakRemoved = false;
+    if (byFlatpak) {
+        const KSTToolResult run = KSTDesktopAppUninstall::uninstallUserFlatpak(plan->flatpakId);
+        flatpakRemoved = run.succeeded();
+        if (flatpakRemoved) {
+            ++result.removedCount;
+        } else {
+            qCInfo(lcApps) << "flatpak did not uninstall" << plan->flatpakId << run.exitCode
+                           << run.timedOut;
+            failed << record.bundlePath;
+        }
     }
 
     // What each path was when it was listed: the guard acts only on that very entry.
@@ -135,7 +190,6 @@ KSTAppUninstaller::Result KSTAppUninstaller::uninstallAppNow(KSTInstalledAppReco
 
     const KSTRemovalGuard guard(
         KSTRemovalGuard::Policy{removalScopeRoots(), KSTRemovalGuard::storedNeverTouchPaths()});
-    QStringList failed;
     for (const QString &path : std::as_const(result.uninstallPaths)) {
         if (!KSTNoFollowPath::status(path))
             continue; // gone since the listing: neither removed nor failed
@@ -160,7 +214,7 @@ KSTAppUninstaller::Result KSTAppUninstaller::uninstallAppNow(KSTInstalledAppReco
         result.error = errorForCode(NothingRemoved, 0, failed);
         return result;
     }
-    if (!KSTNoFollowPath::status(record.bundlePath))
+    if (flatpakRemoved || !KSTNoFollowPath::status(record.bundlePath))
         m_engine->forgetRecord(record.bundlePath);
     result.success = true;
     if (!failed.isEmpty())

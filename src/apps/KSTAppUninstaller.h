@@ -19,6 +19,9 @@ class KSTAppInventoryEngine;
 ///
 /// An uninstall (on appInventoryQueue, between two records of a running pass):
 /// 1. a system application (source 2): error 100, nothing touched; an empty bundle path: 101;
+///    on a Linux desktop (KSTDesktopAppUninstall) a package, a snap or a system Flatpak gives
+///    error 100 naming the package manager's command instead, and a user's Flatpak is
+///    uninstalled by flatpak (its related paths still go to the Trash as below);
 /// 2. the application's running instances are asked to quit (politely, never forced) and
 ///    given up to 3 seconds;
 /// 3. the record's related paths are looked up when they are not loaded (a record handed over
@@ -105,6 +108,11 @@ public:
     /// Where an uninstall may act at all: the accessible home, and the analysed root's
     /// Applications folder and installer receipts.
     static QStringList removalScopeRoots();
+
+    /// Error 100 for @p record when it is not the user's to uninstall: a system application,
+    /// or on a Linux desktop a package, snap or system Flatpak (naming the package manager's
+    /// command, read from the desktop's catalog: blocking); nothing otherwise.
+    static std::optional<KSTError> refusalForApp(const KSTInstalledAppRecord &record);
 
     /// The error of @p code (its fixed text; 104 counts @p removedCount items), with
     /// "failedPaths" for 103 and 104.

@@ -4,6 +4,7 @@
 #include "KSTAppInventoryEngine.h"
 #include "KSTAppManageLocations.h"
 #include "KSTAppUninstaller.h"
+#include "KSTDesktopRelatedPaths.h"
 #include "KSTEnvironment.h"
 #include "KSTNoFollowPath.h"
 #include "KSTPermissionChecker.h"
@@ -229,8 +230,10 @@ QList<KSTInstalledAppRelatedPath>
 KSTRelatedPathLookup::relatedPathsForInstalledApp(const KSTInstalledAppRecord &app,
                                                   const KSTRelatedPathScanIndex &index)
 {
-    const QStringList tokens = Matcher::relatedPathTokensForApp(app);
     const QStringList &installed = index.installedBundleIdentifiers;
+    if (KSTAppInventoryEngine::usesDesktopEntries())
+        return KSTDesktopRelatedPaths::relatedPathsForApp(app, installed);
+    const QStringList tokens = Matcher::relatedPathTokensForApp(app);
     Matcher::Collection collection;
     addDirectRelatedPathsForApp(app, tokens, installed, collection);
 

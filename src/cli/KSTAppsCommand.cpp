@@ -302,7 +302,9 @@ int runUninstall(KSTCliContext &context)
 
     if (!selection.canUninstall()) {
         KSTAppUninstaller::Result refused;
-        refused.error = KSTAppUninstaller::errorForCode(KSTAppUninstaller::SystemApplication);
+        refused.error =
+            KSTAppUninstaller::refusalForApp(details->record)
+                .value_or(KSTAppUninstaller::errorForCode(KSTAppUninstaller::SystemApplication));
         return finishUninstall(
             context, KSTAppUninstallSelection::outcomeFor(refused, details->record.name, false));
     }

@@ -1,6 +1,7 @@
 #include "KSTAppsOutput.h"
 
 #include "KSTFormatting.h"
+#include "KSTLayoutWords.h"
 #include "KSTTerminalText.h"
 
 #include <QJsonArray>
@@ -96,7 +97,7 @@ void printInventory(QTextStream &out, const KSTAppInventorySnapshot &snapshot)
             << ' ' << escaped(app.developer).leftJustified(22) << ' '
             << escaped(app.category).leftJustified(16) << ' '
             << app.architectureLabel.leftJustified(21) << ' '
-            << Info::sourceLabelForInstalledAppSource(qint64(app.source)).leftJustified(9) << ' '
+            << KSTLayoutWords::current().appSourceLabel(app.source).leftJustified(9) << ' '
             << Info::formatAppManageInstalledDate(app.installedDate).leftJustified(12) << ' '
             << Info::formatAppManageLastOpened(app.lastOpenedDate).leftJustified(14) << ' '
             << sizeText(app).rightJustified(9) << "  " << escaped(app.bundlePath) << '\n';
@@ -121,7 +122,7 @@ void printApp(QTextStream &out, const KSTInstalledAppRecord &record, const QStri
     field("Developer", record.developer);
     field("Category", record.category);
     field("Architecture", record.architectureLabel);
-    field("Source", Info::detailSourceLabelForInstalledAppSource(qint64(record.source)));
+    field("Source", KSTLayoutWords::current().appSourceDetailLabel(record.source));
     field("Installed", Info::formatAppManageInstalledDate(record.installedDate));
     field("Last opened", Info::formatAppManageLastOpened(record.lastOpenedDate));
     field("Unused", record.isUnused() ? QStringLiteral("yes") : QStringLiteral("no"));

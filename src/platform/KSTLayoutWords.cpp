@@ -8,13 +8,26 @@
 
 const KSTLayoutWords &KSTLayoutWords::forLayout(KSTLayout layout)
 {
-    static const KSTLayoutWords macWords{QStringLiteral("Mac Trash"), QStringLiteral("this Mac"),
-                                         QStringLiteral("Finder"),    QStringLiteral("SIP"),
-                                         QStringLiteral("Mac"),       QStringLiteral("your Mac")};
+    static const KSTLayoutWords macWords{
+        QStringLiteral("Mac Trash"),
+        QStringLiteral("this Mac"),
+        QStringLiteral("Finder"),
+        QStringLiteral("SIP"),
+        QStringLiteral("Mac"),
+        QStringLiteral("your Mac"),
+        {QStringLiteral("App Store"), QStringLiteral("Direct"), QStringLiteral("System")},
+        {QStringLiteral("Mac App Store"), QStringLiteral("Direct Download"),
+         QStringLiteral("macOS System")}};
     static const KSTLayoutWords linuxWords{
-        QStringLiteral("Trash"),        QStringLiteral("this computer"),
-        QStringLiteral("File manager"), QStringLiteral("Kernel lockdown"),
-        QStringLiteral("Computer"),     QStringLiteral("your computer")};
+        QStringLiteral("Trash"),
+        QStringLiteral("this computer"),
+        QStringLiteral("File manager"),
+        QStringLiteral("Kernel lockdown"),
+        QStringLiteral("Computer"),
+        QStringLiteral("your computer"),
+        {QStringLiteral("Sandbox"), QStringLiteral("Local"), QStringLiteral("Package")},
+        {QStringLiteral("Flatpak or snap"), QStringLiteral("AppImage or local entry"),
+         QStringLiteral("Distribution package")}};
     return layout == KSTLayout::Mac ? macWords : linuxWords;
 }
 
@@ -38,4 +51,18 @@ QString KSTLayoutWords::systemName(const KSTEnvironment &environment)
         return name;
 #endif
     return QStringLiteral("Linux");
+}
+
+QString KSTLayoutWords::systemMaker(const KSTEnvironment &environment)
+{
+    if (environment.layout() == KSTLayout::Mac)
+        return QStringLiteral("Apple Inc.");
+#ifdef Q_OS_LINUX
+    const KSTLinuxHostInfo reader(environment.systemPath(QStringLiteral("/proc")),
+                                  environment.systemPath(QStringLiteral("/sys")),
+                                  environment.systemPath(QStringLiteral("/etc")));
+    return reader.operatingSystemName();
+#else
+    return QStringLiteral("Linux");
+#endif
 }

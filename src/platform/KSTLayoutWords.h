@@ -21,6 +21,21 @@ struct KSTLayoutWords
     QString integrityProtection; ///< "SIP" / "Kernel lockdown"
     QString machine;             ///< the machine in a title: "Mac" / "Computer"
     QString yourComputer;        ///< "your Mac" / "your computer"
+    /// App Manage's source of an application (0, 1, 2) in its list: "App Store", "Direct",
+    /// "System" / "Sandbox" (a Flatpak or snap), "Local", "Package"; anything above 2 reads as 1.
+    QString appSourceLabels[3];
+    /// The same in an application's details: "Mac App Store", "Direct Download", "macOS
+    /// System" / "Flatpak or snap", "AppImage or local entry", "Distribution package".
+    QString appSourceDetailLabels[3];
+
+    QString appSourceLabel(quint64 source) const
+    {
+        return appSourceLabels[source > 2 ? 1 : source];
+    }
+    QString appSourceDetailLabel(quint64 source) const
+    {
+        return appSourceDetailLabels[source > 2 ? 1 : source];
+    }
 
     /// The set of @p layout.
     static const KSTLayoutWords &forLayout(KSTLayout layout);
@@ -31,4 +46,7 @@ struct KSTLayoutWords
     /// os-release PRETTY_NAME (or NAME and VERSION), "Linux" when it has none. Reads one small
     /// file under the root, within the host reader's caps.
     static QString systemName(const KSTEnvironment &environment);
+    /// Who makes the system: "Apple Inc." for the mac layout; for linux the analysed root's
+    /// os-release NAME ("Debian GNU/Linux"), "Linux" when it has none.
+    static QString systemMaker(const KSTEnvironment &environment);
 };

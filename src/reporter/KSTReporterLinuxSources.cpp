@@ -1,20 +1,13 @@
 #include "KSTReporterLinuxSources.h"
 
 #include "KSTReporterSources.h"
+#include "linux/KSTGnomeApplicationState.h"
 
 #include <QStringDecoder>
-#include <QXmlStreamReader>
 
 #include <algorithm>
 
 namespace KSTReporterLinuxSources {
-
-namespace {
-
-// A desktop keeps a few hundred applications here; a flooded file stops being read past this.
-constexpr qsizetype MaximumApplications = 10'000;
-
-} // namespace
 
 namespace {
 
@@ -68,39 +61,16 @@ QList<KSTReporterAppUsageEntry> applicationStateUsage(const QByteArray &xml, con
 {
     if (xml.size() > MaximumInputBytes || !since.isValid() || limit <= 0)
         return {};
-    struct Seen
-    {
-        QString id;
-        qint64 lastSeen;
-    };
-    QList<Seen> seen;
-    QXmlStreamReader reader(xml);
-    qsizetype applications = 0;
-    while (!reader.atEnd() && applications < MaximumApplications) {
-        if (reader.readNext() != QXmlStreamReader::StartElement ||
-            reader.name() != QLatin1String("application"))
-            continue;
-        ++applications;
-        const QXmlStreamAttributes attributes = reader.attributes();
-        QString id = attributes.value(QLatin1String("id")).toString();
-        bool ok = false;
-        const qint64 lastSeen = attributes.value(QLatin1String("last-seen")).toLongLong(&ok);
-        if (id.endsWith(QLatin1String(".desktop")))
-            id.chop(8);
-        if (!ok || id.isEmpty() || lastSeen < since.toSecsSinceEpoch())
-            continue;
-        // An application listed in several contexts counts once, at its latest.
-        const auto same = std::find_if(seen.begin(), seen.end(),
-                                       [&](const Seen &other) { return other.id == id; });
-        if (same == seen.end())
-            seen.append({id, lastSeen});
-        else
-            same->lastSeen = std::max(same->lastSeen, lastSeen);
-    }
-    std::stable_sort(seen.begin(), seen.end(),
-                     [](const Seen &a, const Seen &b) { return a.lastSeen > b.lastSeen; });
+    QList<KSTGnomeApplicationState::LastSeen> seen = KSTGnomeApplicationState::lastSeen(xml);
+    seen.removeIf([&since](const KSTGnomeApplicationState::LastSeen &application) {
+        return application.lastSeen < since.toSecsSinceEpoch();
+    });
+    std::stable_sort(
+        seen.begin(), seen.end(),
+        [](const KSTGnomeApplicationState::LastSeen &a,
+           const KSTGnomeApplicationState::LastSeen &b) { return a.lastSeen > b.lastSeen; });
     QList<KSTReporterAppUsageEntry> entries;
-    for (const Seen &application : seen.mid(0, limit)) {
+    for (const KSTGnomeApplicationState::LastSeen &application : seen.mid(0, limit)) {
         KSTReporterAppUsageEntry entry;
         entry.bundleIdentifier = application.id;
         entry.name = application.id;

@@ -756,6 +756,62 @@ TEST_P(HostileLinuxHomeTest, AutoCleanRulesTouchNothingButTheirPlaces)
     }
 }
 
+// App Manage on the trapped desktop: a package is refused with nothing touched; an AppImage
+// whose strong settings folder is a link out of the home, and a user's Flatpak whose sandbox
+// is one, move only what was chosen, each link as a link.
+TEST_P(HostileLinuxHomeTest, AppsUninstallTouchesNothingButTheChosenApp)
+{
+    KSTFixtureLinux::DesktopEntry base;
+    base.fileName = "base.desktop";
+    base.name = "Base";
+    base.exec = "base";
+    machine.addDesktopEntry(base);
+    machine.addDebPackage(
+        {"base", "1.0-1", 100, "amd64", {"/usr/share/applications/base.desktop"}});
+    machine.addAppImage("Applications/Tool.AppImage", 8192);
+    const QString settingsLink = machine.homePath(".config/Tool");
+    machine.makeSymlink(machine.environment().pathRelativeToRoot(settingsLink).mid(1), victim);
+    machine.writeSizedHomeFile(".local/share/Tool/state", 4096);
+    machine.addFlatpak({"org.linked.App", "Linked", true, 4096});
+    machine.addTool("/usr/bin/flatpak", "");
+
+    const KSTTreeListing before = listing();
+    const KSTProgramRun refused = kestrel({"--json", "apps", "uninstall", "base", "--yes"});
+    EXPECT_EQ(refused.status, 1) << refused.err.toStdString();
+    EXPECT_EQ(refused.json().object().value("error").toObject().value("code").toInt(), 100);
+    expectOnlySelectionChanged(before, listing(), {});
+
+    QList<QByteArray> selection = {rootRelative(machine.homePath(".local/share/Trash"))};
+    for (const char *app : {"Tool.AppImage", "org.linked.App"}) {
+        const KSTProgramRun show = kestrel({"--json", "apps", "show", app});
+        ASSERT_EQ(show.status, 0) << app << show.err.toStdString();
+        for (const QJsonValue &path : show.json().object().value("uninstallPaths").toArray()) {
+            EXPECT_TRUE(path.toString().startsWith(machine.home() + '/')) << app;
+            selection << rootRelative(path.toString());
+        }
+    }
+    EXPECT_TRUE(selection.contains(rootRelative(settingsLink)));
+    EXPECT_TRUE(selection.contains(rootRelative(machine.homePath(".var/app/org.linked.App"))));
+    for (const char *app : {"Tool.AppImage", "org.linked.App"})
+        kestrel({"--json", "apps", "uninstall", app, "--yes"});
+    const KSTTreeListing after = listing();
+    expectOnlySelectionChanged(before, after, selection);
+    EXPECT_EQ(machine.toolCalls("/usr/bin/flatpak"),
+              QStringList{"uninstall --user --noninteractive org.linked.App"});
+    if (GetParam() == LinuxVariant::Ordinary) {
+        const QByteArray trash = rootRelative(machine.homePath(".local/share/Trash/files"));
+        EXPECT_TRUE(after.contains(trash + "/Tool.AppImage"));
+        // Both of Tool's folders are named "Tool": the second moved in under a name of its own.
+        QStringList links;
+        for (auto it = after.cbegin(); it != after.cend(); ++it) {
+            if (it.key().startsWith(QByteArray(trash + "/Tool")) && it.value().startsWith("link"))
+                links << QString::fromUtf8(it.key());
+        }
+        EXPECT_EQ(links.size(), 1) << links.join(' ').toStdString();
+        EXPECT_TRUE(after.value(trash + "/org.linked.App").startsWith("link"));
+    }
+}
+
 } // namespace
 
 namespace {

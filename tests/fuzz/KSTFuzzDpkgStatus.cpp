@@ -19,6 +19,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
             it.value() > KSTDpkgDatabase::maximumInstalledSizeKiB)
             std::abort();
     }
+    const QHash<QString, QString> versions = KSTDpkgDatabase::installedVersions(bytes);
+    for (auto it = versions.cbegin(); it != versions.cend(); ++it) {
+        if (it.key().isEmpty() || it.value().isEmpty() ||
+            it.value().size() > KSTDpkgDatabase::maximumVersionBytes)
+            std::abort();
+    }
 
     // The same bytes as a list, asked for its own first lines and one path it lacks.
     QSet<QString> wanted{QStringLiteral("/usr/share/applications/absent.desktop")};

@@ -104,11 +104,33 @@ TEST(KSTDesktopEntryTest, KeepsWhatThePayloadAndTryExecNeed)
 {
     const KSTDesktopEntry entry = KSTDesktopEntry::parse(
         "[Desktop Entry]\nType=Application\nName=VLC\nExec=/usr/bin/flatpak run org.videolan.VLC\n"
-        "TryExec=/usr/bin/flatpak\nX-Flatpak=org.videolan.VLC\nX-SnapInstanceName=vlc\n");
+        "TryExec=/usr/bin/flatpak\nX-Flatpak=org.videolan.VLC\nX-SnapInstanceName=vlc\n"
+        "Categories=AudioVideo;;Player;\nCategories=Game;\n");
     EXPECT_EQ(entry.exec, u"/usr/bin/flatpak run org.videolan.VLC"_s);
     EXPECT_EQ(entry.tryExec, u"/usr/bin/flatpak"_s);
     EXPECT_EQ(entry.flatpakId, u"org.videolan.VLC"_s);
     EXPECT_EQ(entry.snapInstanceName, u"vlc"_s);
+    // Empty items dropped; a repeated key is an error and the first one stands.
+    EXPECT_EQ(entry.categories, (QStringList{u"AudioVideo"_s, u"Player"_s}));
+}
+
+TEST(KSTDpkgDatabaseTest, VersionsOfInstalledPackagesOnly)
+{
+    const QByteArray status =
+        "Package: firefox-esr\nStatus: install ok installed\nVersion: 115.5.0esr-1~deb12u1\n"
+        "Description: web browser\n Version: 1\n\n"
+        "Package: removed\nStatus: deinstall ok config-files\nVersion: 2\n\n"
+        "Package: epoch\nStatus: install ok installed\nVersion: 2:1.0-3\n\n"
+        "Package: empty\nStatus: install ok installed\nVersion:\n\n"
+        "Package: long\nStatus: install ok installed\nVersion: " +
+        QByteArray(KSTDpkgDatabase::maximumVersionBytes + 1, '1') +
+        "\n\n"
+        "Package: epoch\nStatus: install ok installed\nVersion: 9\n\n"
+        "Package: last\r\nStatus: install ok installed\r\nVersion: 7-1\r\n";
+    const QHash<QString, QString> expected{{u"firefox-esr"_s, u"115.5.0esr-1~deb12u1"_s},
+                                           {u"epoch"_s, u"2:1.0-3"_s},
+                                           {u"last"_s, u"7-1"_s}};
+    EXPECT_EQ(KSTDpkgDatabase::installedVersions(status), expected);
 }
 
 TEST(KSTDesktopEntryTest, MimeTypesAndTheAutostartSwitch)

@@ -156,6 +156,7 @@ QList<KSTDebianDesktop::VisibleApp> KSTDebianDesktop::populate(KSTFixtureLinux &
 
     addUserFiles(machine);
     populateUtilities(machine);
+    populateAppDetails(machine);
     return visible;
 }
 
@@ -248,4 +249,85 @@ void KSTDebianDesktop::populateUtilities(KSTFixtureLinux &machine)
                         "50:text/csv:*.csv\n");
     // Home sizes are du's figures; the machine's du is this computer's own.
     machine.linkHostTool(QStringLiteral("/usr/bin/du"));
+}
+
+void KSTDebianDesktop::populateAppDetails(KSTFixtureLinux &machine)
+{
+    constexpr quint16 x86_64 = 62;
+    constexpr quint16 aarch64 = 183;
+    const struct
+    {
+        Place place;
+        const char *entry;
+        const char *categories;
+    } categories[] = {
+        {Place::User, "firefox-esr.desktop", "Network;WebBrowser;"},
+        {Place::System, "firefox-esr.desktop", "Network;WebBrowser;"},
+        {Place::System, "org.gnome.Nautilus.desktop", "GNOME;GTK;Utility;Core;FileManager;"},
+        {Place::System, "org.gnome.TextEditor.desktop", "GNOME;GTK;Utility;TextEditor;"},
+        {Place::System, "libreoffice-writer.desktop", "Office;WordProcessor;"},
+        {Place::System, "libreoffice-calc.desktop", "Office;Spreadsheet;"},
+        {Place::Snap, "code_code.desktop", "TextEditor;Development;IDE;"},
+    };
+    for (const auto &row : categories)
+        KSTFixtureLinux::addDesktopEntryLines(machine.path(machine.entryFolder(row.place) +
+                                                           QLatin1Char('/') +
+                                                           QLatin1String(row.entry)),
+                                              "Categories=" + QByteArray(row.categories) + '\n');
+    machine.addElfProgram(QStringLiteral("usr/bin/firefox-esr"), x86_64);
+    machine.addElfProgram(QStringLiteral("usr/bin/nautilus"), aarch64);
+    machine.addElfProgram(QStringLiteral("snap/bin/code"), x86_64);
+    KSTFixtureLinux::setElfMachine(
+        machine.homePath(QStringLiteral("Applications/Obsidian-1.5.3.AppImage")), aarch64);
+    KSTFixtureLinux::setElfMachine(
+        machine.homePath(QStringLiteral("Downloads/krita-5.2.2-x86_64.appimage")), x86_64);
+
+    const QString flatpaks = machine.path(QStringLiteral("var/lib/flatpak/app"));
+    const QString calculator =
+        flatpaks +
+        QLatin1String("/org.gnome.Calculator/x86_64/stable/"
+                      "5c1a33c1e0f2ab67d0f5e2b1d0c4e9a8f7b6c5d4e3f2a1b0c9d8e7f6a5b4c3d2");
+    KSTFixtureLinux::addDesktopEntryLines(
+        calculator + QLatin1String("/export/share/applications/org.gnome.Calculator.desktop"),
+        "Categories=GNOME;GTK;Utility;Calculator;\n");
+    machine.writeFlatpakMetainfo(calculator, QStringLiteral("org.gnome.Calculator"),
+                                 "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+                                 "<component type=\"desktop-application\">\n"
+                                 "  <id>org.gnome.Calculator</id>\n"
+                                 "  <name>Calculator</name>\n"
+                                 "  <developer id=\"org.gnome\">\n"
+                                 "    <name xml:lang=\"de\">Das GNOME-Projekt</name>\n"
+                                 "    <name>The GNOME Project</name>\n"
+                                 "  </developer>\n"
+                                 "  <releases>\n"
+                                 "    <release version=\"44.0\" date=\"2023-03-18\"/>\n"
+                                 "    <release version=\"45.0.2\" date=\"2023-11-20\"/>\n"
+                                 "    <release version=\"45.0\" date=\"2023-09-15\"/>\n"
+                                 "  </releases>\n"
+                                 "</component>\n");
+    const QString vlc = machine.homePath(
+        QStringLiteral(".local/share/flatpak/app/org.videolan.VLC/x86_64/stable/"
+                       "a0b1c2d3e4f5a6b7c8d9e0f1a2b3c4d5e6f7a8b9c0d1e2f3a4b5c6d7e8f9a0b1"));
+    KSTFixtureLinux::addDesktopEntryLines(
+        vlc + QLatin1String("/export/share/applications/org.videolan.VLC.desktop"),
+        "Categories=AudioVideo;Player;Recorder;\n");
+    machine.writeFlatpakMetainfo(vlc, QStringLiteral("org.videolan.VLC"),
+                                 "<application>\n"
+                                 "  <id type=\"desktop\">org.videolan.VLC.desktop</id>\n"
+                                 "  <developer_name>VideoLAN</developer_name>\n"
+                                 "  <releases><release version=\"3.0.20\" "
+                                 "timestamp=\"1699300000\"/></releases>\n"
+                                 "</application>\n",
+                                 true);
+    machine.writeSnapYaml(QStringLiteral("code"), QStringLiteral("176"),
+                          "name: code\n"
+                          "version: '1.95.3' # upstream\n"
+                          "apps:\n"
+                          "  code:\n"
+                          "    version: not-this\n"
+                          "    command: electron-launch $SNAP/usr/share/code/bin/code\n");
+    const QDateTime now = QDateTime::currentDateTimeUtc();
+    machine.writeApplicationState(
+        {{QStringLiteral("firefox-esr.desktop"), now.addDays(-1)},
+         {QStringLiteral("org.gnome.Calculator.desktop"), now.addDays(-40)}});
 }

@@ -38,5 +38,11 @@ QList<VisibleApp> populate(KSTFixtureLinux &machine);
 /// system's mimeapps.list beside the user's, a globs2 and the host's du linked in. Call once,
 /// after the rest.
 void populateUtilities(KSTFixtureLinux &machine);
+/// What App Manage reads about the applications of populate() (which calls this last):
+/// menu categories, ELF programs (Firefox x86-64, Files AArch64, VS Code's /snap/bin/code
+/// x86-64, Obsidian an AArch64 AppImage, krita x86-64), AppStream files of both Flatpaks
+/// (Calculator's metainfo with its releases oldest first, VLC's legacy appdata), the snap's
+/// snap.yaml and GNOME Shell's application_state (Firefox and Calculator seen).
+void populateAppDetails(KSTFixtureLinux &machine);
 
 } // namespace KSTDebianDesktop

@@ -318,3 +318,67 @@ QString KSTFixtureLinux::writeGlobs2(const QByteArray &lines)
                      "# update-mime-database command. DO NOT EDIT!\n" +
                          lines);
 }
+
+QString KSTFixtureLinux::addElfProgram(const QString &rootRelative, quint16 elfMachine)
+{
+    QByteArray header(64, '\0');
+    const char identification[] = {0x7f, 'E', 'L', 'F', 2, 1, 1};
+    std::copy(std::begin(identification), std::end(identification), header.begin());
+    header[16] = 2; // ET_EXEC
+    const QString absolute = writeFile(rootRelative, header);
+    setElfMachine(absolute, elfMachine);
+    QFile::setPermissions(absolute, QFile::permissions(absolute) | QFile::ExeOwner |
+                                        QFile::ExeGroup | QFile::ExeOther);
+    return absolute;
+}
+
+void KSTFixtureLinux::setElfMachine(const QString &absolutePath, quint16 elfMachine)
+{
+    QFile file(absolutePath);
+    if (!file.open(QIODevice::ReadWrite) || !file.seek(18))
+        return;
+    const char bytes[] = {char(elfMachine & 0xff), char(elfMachine >> 8)};
+    file.write(bytes, 2);
+}
+
+void KSTFixtureLinux::addDesktopEntryLines(const QString &absolutePath, const QByteArray &lines)
+{
+    QByteArray text = KSTTestSupport::readFile(absolutePath);
+    const QByteArray header = "[Desktop Entry]\n";
+    const qsizetype at = text.indexOf(header);
+    if (at < 0)
+        return;
+    text.insert(at + header.size(), lines);
+    QFile file(absolutePath);
+    if (file.open(QIODevice::WriteOnly | QIODevice::Truncate))
+        file.write(text);
+}
+
+QString KSTFixtureLinux::writeFlatpakMetainfo(const QString &deployment, const QString &id,
+                                              const QByteArray &xml, bool legacy)
+{
+    const QString relative = environment().pathRelativeToRoot(deployment).mid(1);
+    return writeFile(relative + (legacy ? QLatin1String("/files/share/appdata/") + id +
+                                              QLatin1String(".appdata.xml")
+                                        : QLatin1String("/files/share/metainfo/") + id +
+                                              QLatin1String(".metainfo.xml")),
+                     xml);
+}
+
+QString KSTFixtureLinux::writeSnapYaml(const QString &name, const QString &revision,
+                                       const QByteArray &yaml)
+{
+    return writeFile(QLatin1String("snap/") + name + QLatin1Char('/') + revision +
+                         QLatin1String("/meta/snap.yaml"),
+                     yaml);
+}
+
+QString KSTFixtureLinux::writeApplicationState(const QList<QPair<QString, QDateTime>> &lastSeen)
+{
+    QByteArray xml = "<?xml version=\"1.0\"?>\n<application-state>\n  <context id=\"\">\n";
+    for (const auto &[id, seen] : lastSeen)
+        xml += "    <application id=\"" + id.toUtf8() + "\" score=\"12\" last-seen=\"" +
+               QByteArray::number(seen.toSecsSinceEpoch()) + "\"/>\n";
+    xml += "  </context>\n</application-state>\n";
+    return writeHomeFile(QStringLiteral(".local/share/gnome-shell/application_state"), xml);
+}

@@ -144,6 +144,26 @@ public:
     /// usr/share/mime/globs2 with these lines after its header ("50:text/plain:*.txt").
     QString writeGlobs2(const QByteArray &lines);
 
+    // ---- What App Manage reads about applications ----
+    /// An executable at a root-relative path whose first 64 bytes are a 64-bit little-endian
+    /// ELF header for the machine @p elfMachine (62 x86-64, 183 AArch64).
+    QString addElfProgram(const QString &rootRelative, quint16 elfMachine);
+    /// Writes @p elfMachine into e_machine (offset 18, little-endian) of an existing ELF file
+    /// (an AppImage of addAppImage()).
+    static void setElfMachine(const QString &absolutePath, quint16 elfMachine);
+    /// Adds @p lines to the [Desktop Entry] group of the entry file at @p absolutePath (right
+    /// after its header, before the actions' groups).
+    static void addDesktopEntryLines(const QString &absolutePath, const QByteArray &lines);
+    /// An AppStream file of a deployment of addFlatpak(): files/share/metainfo/<id>.metainfo.xml
+    /// or, with @p legacy, files/share/appdata/<id>.appdata.xml.
+    QString writeFlatpakMetainfo(const QString &deployment, const QString &id,
+                                 const QByteArray &xml, bool legacy = false);
+    /// snap/<name>/<revision>/meta/snap.yaml.
+    QString writeSnapYaml(const QString &name, const QString &revision, const QByteArray &yaml);
+    /// GNOME Shell's ~/.local/share/gnome-shell/application_state with one running context
+    /// listing these desktop-file IDs ("firefox-esr.desktop") and last-seen times.
+    QString writeApplicationState(const QList<QPair<QString, QDateTime>> &lastSeen);
+
 private:
     QString writePasswd();
 

@@ -97,9 +97,18 @@ KSTDesktopEntry KSTDesktopEntry::parse(const QByteArray &contents, const QString
     qsizetype bestName = nameKeys.size(); // index of the key the name came from
     const QByteArrayView text = QByteArrayView(contents).first(
         std::min<qsizetype>(contents.size(), qsizetype(maximumFileBytes)));
-    bool seenKeys[7] = {};
+    bool seenKeys[8] = {};
     // dpkg, flatpak and snapd write one line per key; a repeated key is an error, first wins.
-    enum { TypeKey, ExecKey, TryExecKey, NoDisplayKey, HiddenKey, MimeTypeKey, AutostartKey };
+    enum {
+        TypeKey,
+        ExecKey,
+        TryExecKey,
+        NoDisplayKey,
+        HiddenKey,
+        MimeTypeKey,
+        AutostartKey,
+        CategoriesKey
+    };
 
     qsizetype position = 0;
     while (position < text.size()) {
@@ -153,6 +162,8 @@ KSTDesktopEntry KSTDesktopEntry::parse(const QByteArray &contents, const QString
             }
         } else if (key == "X-GNOME-Autostart-enabled" && once(AutostartKey)) {
             entry.autostartEnabled = value != "false";
+        } else if (key == "Categories" && once(CategoriesKey)) {
+            entry.categories = unescaped(value).split(QLatin1Char(';'), Qt::SkipEmptyParts);
         } else if (key == "X-Flatpak" && entry.flatpakId.isEmpty()) {
             entry.flatpakId = unescaped(value);
         } else if (key == "X-SnapInstanceName" && entry.snapInstanceName.isEmpty()) {

@@ -29,6 +29,7 @@ struct KSTDesktopEntry
     QStringList mimeTypes;
     /// False when X-GNOME-Autostart-enabled=false: an autostart entry the user switched off.
     bool autostartEnabled = true;
+    QStringList categories; ///< Categories, split at ";" (empty items dropped)
 
     /// Whether a menu lists the application: an Application, neither NoDisplay nor Hidden.
     /// TryExec is the caller's to check, on the machine the entry belongs to.

@@ -227,8 +227,13 @@ QList<KSTDesktopApplication> KSTDesktopEntryCatalog::applications() const
         application.name = parsed.name.isEmpty() ? entry.identifier.chopped(8) : parsed.name;
         application.path = entry.path;
         application.payloadKey = entry.path;
+        application.exec = parsed.exec;
+        application.categories = parsed.categories;
         const Folder &folder = folders.at(entry.folder);
         if (folder.kind == FolderKind::Flatpak) {
+            application.userInstallation =
+                folder.path ==
+                KSTRootedPath::resolve(root, places->dataHome() + userFlatpakExports);
             fillFlatpakPayload(application, folder.path.chopped(exportsSuffix.size()),
                                parsed.flatpakId);
         } else if (folder.kind == FolderKind::Snap) {
@@ -281,12 +286,14 @@ void KSTDesktopEntryCatalog::fillFlatpakPayload(KSTDesktopApplication &applicati
     application.payloadKey = installation + QLatin1String("/app/") + id;
     if (!isPlainName(id))
         return;
+    application.flatpakId = id;
     const QString active =
         KSTRootedPath::resolve(m_environment.root(), installation + QLatin1String("/app/") + id +
                                                          QLatin1String("/current/active"));
     if (active.isEmpty())
         return;
     application.payloadKey = active;
+    application.deployment = active;
     application.payloadBytes = allocatedBytes(active);
 }
 
@@ -301,6 +308,7 @@ void KSTDesktopEntryCatalog::fillSnapPayload(KSTDesktopApplication &application,
     application.payloadKey = QLatin1String("snap:") + name;
     if (!isPlainName(name))
         return;
+    application.snapName = name;
     const QString root = m_environment.root();
     const QString files = KSTRootedPath::resolve(root, m_environment.systemPath(snapFiles));
     if (files.isEmpty())
@@ -358,6 +366,7 @@ void KSTDesktopEntryCatalog::fillPackagePayloads(QList<KSTDesktopApplication> &a
                 continue;
             KSTDesktopApplication &application = applications[it.key()];
             application.kind = AppKind::Package;
+            application.package = package;
             application.payloadKey = packagePayloadKey(package);
             application.payloadBytes = quint64(sizes.value(package, 0)) * 1024;
             break;

@@ -30,6 +30,15 @@ struct KSTDesktopApplication
     /// A package's Installed-Size × 1024; the allocated size of a Flatpak's deployment, a
     /// .snap file or an AppImage; 0 for a local entry and for a payload that is not there.
     quint64 payloadBytes = 0;
+
+    QString exec;                  ///< the entry's Exec line; empty for an AppImage
+    QStringList categories;        ///< the entry's Categories
+    QString package;               ///< the owning dpkg package (Package)
+    QString flatpakId;             ///< the Flatpak's ID (Flatpak)
+    bool userInstallation = false; ///< a Flatpak of the user's own installation
+    /// The Flatpak's deployment (…/<id>/current/active resolved); empty when missing.
+    QString deployment;
+    QString snapName; ///< the snap's name (Snap)
 };
 
 /// The applications of a Linux desktop on the analysed machine, found as a menu finds them.

@@ -20,27 +20,17 @@ struct Stanza
     QByteArrayView package;
     bool installed = false;
     qint64 sizeKiB = -1;
+    QByteArrayView version;
 };
-
-void finish(const Stanza &stanza, QHash<QString, qint64> &sizes)
-{
-    if (!stanza.package.isEmpty() && stanza.installed && stanza.sizeKiB >= 0) {
-        const QString name = QString::fromUtf8(stanza.package);
-        if (!sizes.contains(name))
-            sizes.insert(name, stanza.sizeKiB);
-    }
-}
 
 QByteArrayView fieldValue(QByteArrayView line, qsizetype colon)
 {
     return line.sliced(colon + 1).trimmed();
 }
 
-} // namespace
-
-QHash<QString, qint64> KSTDpkgDatabase::installedSizes(const QByteArray &status)
+// Calls @p finish with each stanza of @p status (the last one too, without a blank line).
+template <typename Finish> void forEachStanza(const QByteArray &status, Finish finish)
 {
-    QHash<QString, qint64> sizes;
     const QByteArrayView text(status);
     Stanza stanza;
     qsizetype position = 0;
@@ -53,7 +43,7 @@ QHash<QString, qint64> KSTDpkgDatabase::installedSizes(const QByteArray &status)
         if (line.endsWith('\r'))
             line.chop(1);
         if (line.trimmed().isEmpty()) {
-            finish(stanza, sizes);
+            finish(stanza);
             stanza = {};
             continue;
         }
@@ -70,11 +60,53 @@ QHash<QString, qint64> KSTDpkgDatabase::installedSizes(const QByteArray &status)
         } else if (key == "Installed-Size") {
             bool ok = false;
             const qint64 value = fieldValue(line, colon).toLongLong(&ok);
-            stanza.sizeKiB = ok && value >= 0 && value <= maximumInstalledSizeKiB ? value : -1;
+            stanza.sizeKiB =
+                ok && value >= 0 && value <= KSTDpkgDatabase::maximumInstalledSizeKiB ? value : -1;
+        } else if (key == "Version") {
+            stanza.version = fieldValue(line, colon);
         }
     }
-    finish(stanza, sizes);
+    finish(stanza);
+}
+
+QByteArray readStatus(const QString &root)
+{
+    const QString status = KSTRootedPath::resolve(root, rootedPath(root, "/var/lib/dpkg/status"));
+    QByteArray contents;
+    if (status.isEmpty() ||
+        KSTReadOnlyFile::readWholeFileWithoutLinks(status, KSTDpkgDatabase::maximumStatusBytes,
+                                                   &contents) != KSTReadOnlyFile::Status::Read)
+        return {};
+    return contents;
+}
+
+} // namespace
+
+QHash<QString, qint64> KSTDpkgDatabase::installedSizes(const QByteArray &status)
+{
+    QHash<QString, qint64> sizes;
+    forEachStanza(status, [&sizes](const Stanza &stanza) {
+        if (!stanza.package.isEmpty() && stanza.installed && stanza.sizeKiB >= 0) {
+            const QString name = QString::fromUtf8(stanza.package);
+            if (!sizes.contains(name))
+                sizes.insert(name, stanza.sizeKiB);
+        }
+    });
     return sizes;
+}
+
+QHash<QString, QString> KSTDpkgDatabase::installedVersions(const QByteArray &status)
+{
+    QHash<QString, QString> versions;
+    forEachStanza(status, [&versions](const Stanza &stanza) {
+        if (stanza.package.isEmpty() || !stanza.installed || stanza.version.isEmpty() ||
+            stanza.version.size() > maximumVersionBytes)
+            return;
+        const QString name = QString::fromUtf8(stanza.package);
+        if (!versions.contains(name))
+            versions.insert(name, QString::fromUtf8(stanza.version));
+    });
+    return versions;
 }
 
 QSet<QString> KSTDpkgDatabase::listedPaths(const QByteArray &list, const QSet<QString> &wanted)
@@ -114,13 +146,12 @@ QString KSTDpkgDatabase::packageOfListName(const QString &fileName)
 
 QHash<QString, qint64> KSTDpkgDatabase::readInstalledSizes(const QString &root)
 {
-    const QString status = KSTRootedPath::resolve(root, rootedPath(root, "/var/lib/dpkg/status"));
-    QByteArray contents;
-    if (status.isEmpty() ||
-        KSTReadOnlyFile::readWholeFileWithoutLinks(status, maximumStatusBytes, &contents) !=
-            KSTReadOnlyFile::Status::Read)
-        return {};
-    return installedSizes(contents);
+    return installedSizes(readStatus(root));
+}
+
+QHash<QString, QString> KSTDpkgDatabase::readInstalledVersions(const QString &root)
+{
+    return installedVersions(readStatus(root));
 }
 
 QHash<QString, QString> KSTDpkgDatabase::readOwners(const QString &root,

@@ -25,6 +25,13 @@ constexpr qint64 maximumInstalledSizeKiB = qint64(1) << 40;
 /// (a package installed for two architectures counts once).
 QHash<QString, qint64> installedSizes(const QByteArray &status);
 
+/// Longer Version values are not believed (Debian's longest are well below 100 bytes).
+constexpr qsizetype maximumVersionBytes = 256;
+
+/// Version by package name of the stanzas whose Status is "install ok installed" and whose
+/// Version is not empty and at most maximumVersionBytes long; the first stanza of a name wins.
+QHash<QString, QString> installedVersions(const QByteArray &status);
+
 /// The lines of a .list file that are in @p wanted.
 QSet<QString> listedPaths(const QByteArray &list, const QSet<QString> &wanted);
 
@@ -34,6 +41,8 @@ QString packageOfListName(const QString &fileName);
 
 /// Reads <root>/var/lib/dpkg/status (links resolved inside the root) within the caps.
 QHash<QString, qint64> readInstalledSizes(const QString &root);
+/// installedVersions() of the same file, read the same way.
+QHash<QString, QString> readInstalledVersions(const QString &root);
 
 /// The owning package of each of @p machinePaths (paths as the machine spells them,
 /// "/usr/share/applications/x.desktop") that some list under <root>/var/lib/dpkg/info names.

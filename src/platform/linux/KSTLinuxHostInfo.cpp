@@ -460,15 +460,30 @@ QString KSTLinuxHostInfo::serialNumber()
     return readTrimmed(sysPath(QStringLiteral("firmware/devicetree/base/serial-number")));
 }
 
-KSTOperatingSystemVersion KSTLinuxHostInfo::operatingSystemVersion()
+std::optional<QHash<QString, QString>> KSTLinuxHostInfo::osReleaseValues() const
 {
     std::optional<QByteArray> contents = readFile(m_etcRoot + QLatin1String("/os-release"));
     if (!contents)
         contents = readFile(QDir::cleanPath(m_etcRoot + QLatin1String("/../usr/lib/os-release")));
-    KSTOperatingSystemVersion version;
     if (!contents)
+        return std::nullopt;
+    return parseAssignments(*contents);
+}
+
+QString KSTLinuxHostInfo::operatingSystemName() const
+{
+    const QString name =
+        osReleaseValues().value_or(QHash<QString, QString>()).value(QStringLiteral("NAME"));
+    return name.trimmed().isEmpty() ? QStringLiteral("Linux") : name.trimmed();
+}
+
+KSTOperatingSystemVersion KSTLinuxHostInfo::operatingSystemVersion()
+{
+    const std::optional<QHash<QString, QString>> read = osReleaseValues();
+    KSTOperatingSystemVersion version;
+    if (!read)
         return version;
-    const QHash<QString, QString> values = parseAssignments(*contents);
+    const QHash<QString, QString> &values = *read;
     version.versionString = values.value(QStringLiteral("PRETTY_NAME")).trimmed();
     if (version.versionString.isEmpty()) {
         const QString nameAndVersion = values.value(QStringLiteral("NAME")) + QLatin1Char(' ') +

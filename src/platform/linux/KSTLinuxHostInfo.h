@@ -2,6 +2,10 @@
 
 #include "KSTHostInfo.h"
 
+#include <QHash>
+
+#include <optional>
+
 /// The Linux host: figures read from procfs, sysfs and /etc, in the files each figure's
 /// owner publishes them in. Every input folder is passed in, so a tree recorded from
 /// another machine (tests/data/linux/<machine>/{proc,sys,etc}) drives every figure; the
@@ -75,6 +79,8 @@ public:
     /// "Linux"; major.minor.patch from the leading numbers of VERSION_ID ("22.04" →
     /// 22.4.0). All empty and 0 when neither file is readable.
     KSTOperatingSystemVersion operatingSystemVersion() override;
+    /// NAME of the same file ("Debian GNU/Linux"), trimmed; "Linux" when it has none.
+    QString operatingSystemName() const;
     /// statvfs: f_blocks and f_bavail (the space an unprivileged user may still use) in
     /// f_frsize units.
     std::optional<KSTVolumeUsage> volumeUsage(const QString &path) override;
@@ -84,6 +90,8 @@ private:
     QString sysPath(const QString &relative) const;
     QString hostName() const;
     QList<KSTInterfaceAddress> recordedInterfaceAddresses() const;
+    // The assignments of os-release (or the vendor's copy); nothing when neither is readable.
+    std::optional<QHash<QString, QString>> osReleaseValues() const;
 
     QString m_procRoot;
     QString m_sysRoot;

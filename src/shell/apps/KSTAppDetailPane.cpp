@@ -4,6 +4,7 @@
 #include "KSTBusyIndicator.h"
 #include "KSTElidedLabel.h"
 #include "KSTFormatting.h"
+#include "KSTLayoutWords.h"
 #include "KSTRelatedPathList.h"
 #include "KSTStyle.h"
 
@@ -203,7 +204,7 @@ void KSTAppDetailPane::showApp(const KSTInstalledAppRecord &app, const QIcon &ic
     m_values.value(QStringLiteral("Category"))->setText(app.category);
     m_values.value(QStringLiteral("Architecture"))->setText(app.architectureLabel);
     m_values.value(QStringLiteral("Source"))
-        ->setText(KSTFormatting::detailSourceLabelForInstalledAppSource(qint64(app.source)));
+        ->setText(KSTLayoutWords::current().appSourceDetailLabel(app.source));
     m_values.value(QStringLiteral("Installed"))
         ->setText(KSTFormatting::formatAppManageInstalledDate(app.installedDate));
     m_values.value(QStringLiteral("LastOpened"))

@@ -2,6 +2,7 @@
 
 #include "KSTFormatting.h"
 #include "KSTIconLoader.h"
+#include "KSTLayoutWords.h"
 #include "KSTPalette.h"
 
 #include <QBrush>
@@ -160,7 +161,7 @@ QVariant KSTAppListModel::displayText(const KSTInstalledAppRecord &app, int colu
     case ArchitectureColumn:
         return app.architectureLabel;
     case SourceColumn:
-        return KSTFormatting::sourceLabelForInstalledAppSource(qint64(app.source));
+        return KSTLayoutWords::current().appSourceLabel(app.source);
     case InstalledColumn:
         return KSTFormatting::formatAppManageInstalledDate(app.installedDate);
     case LastOpenedColumn:
