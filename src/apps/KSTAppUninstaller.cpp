@@ -171,7 +171,8 @@ KSTAppUninstaller::Result KSTAppUninstaller::uninstallAppNow(KSTInstalledAppReco
     QStringList failed;
     bool flatpakRemoved = false;
     if (byFlatpak) {
-        const KSTToolResult run = KSTDesktopAppUninstall::uninstallUserFlatpak(plan->flatpakId);
+        const KSTToolResult run = KSTDesktopAppUninstall::uninstallUserFlatpak(
+            KSTEnvironment::current(), plan->flatpakId);
         flatpakRemoved = run.succeeded();
         if (flatpakRemoved) {
             ++result.removedCount;

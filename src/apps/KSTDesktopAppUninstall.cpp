@@ -2,6 +2,7 @@
 
 #include "KSTAppManageLocations.h"
 #include "KSTEnvironment.h"
+#include "KSTLinuxPlaces.h"
 #include "linux/KSTDesktopEntryCatalog.h"
 
 namespace Locations = KSTAppManageLocations;
@@ -52,11 +53,20 @@ QString refusalText(const QString &command)
     return Locations::packageManagerRefusal.arg(command);
 }
 
-KSTToolResult uninstallUserFlatpak(const QString &flatpakId)
+KSTToolResult uninstallUserFlatpak(const KSTEnvironment &environment, const QString &flatpakId)
 {
-    return KSTToolRunner::run(
+    // flatpak finds the user installation from its own environment, which is this process's
+    // user's: a disk of another machine under --root would lose the running user's app.
+    const QString dataHome = environment.places()->dataHome();
+    const QStringList variables = {
+        QLatin1String("HOME=") + environment.home(),
+        QLatin1String("XDG_DATA_HOME=") + dataHome,
+        QLatin1String("FLATPAK_USER_DIR=") + dataHome + QLatin1String("/flatpak"),
+    };
+    return KSTToolRunner::runWithEnvironment(
         Locations::flatpakTool, Locations::userFlatpakUninstallArguments + QStringList{flatpakId},
-        KSTToolRunner::Channels::Merged, Locations::flatpakUninstallTimeoutMs, 1024 * 1024);
+        variables, KSTToolRunner::Channels::Merged, Locations::flatpakUninstallTimeoutMs,
+        1024 * 1024);
 }
 
 } // namespace KSTDesktopAppUninstall

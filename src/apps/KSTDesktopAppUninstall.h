@@ -35,7 +35,9 @@ std::optional<Plan> planFor(const KSTEnvironment &environment, const QString &bu
 /// The error sentence of a refusal.
 QString refusalText(const QString &command);
 
-/// Runs flatpak's uninstall of @p flatpakId for the user (with its time-out and output caps).
-KSTToolResult uninstallUserFlatpak(const QString &flatpakId);
+/// Runs flatpak's uninstall of @p flatpakId from the user installation of @p environment's
+/// user (with its time-out and output caps): flatpak is pointed at that user's home and data
+/// home, so that under another root it never acts on the running user's own installation.
+KSTToolResult uninstallUserFlatpak(const KSTEnvironment &environment, const QString &flatpakId);
 
 } // namespace KSTDesktopAppUninstall

@@ -81,7 +81,29 @@ struct SpawnRequest
     bool captureError = true;    // false: standard error goes to /dev/null
     bool mergeError = false;     // standard error into the output pipe
     qsizetype outputLimit = KSTToolRunner::DefaultOutputLimitBytes; // per channel
+    QList<QByteArray> environment; // "NAME=value", over the program's own
 };
+
+// The program's environment with @p overrides in place of the variables of the same name.
+// The returned pointers point into @p overrides and the program's environment.
+std::vector<char *> environmentWith(const QList<QByteArray> &overrides)
+{
+    std::vector<char *> variables;
+    for (char **entry = environ; entry && *entry; ++entry) {
+        const QByteArrayView variable(*entry);
+        const qsizetype equals = variable.indexOf('=');
+        const QByteArrayView name = equals < 0 ? variable : variable.first(equals + 1);
+        const bool replaced =
+            std::any_of(overrides.begin(), overrides.end(),
+                        [&](const QByteArray &override) { return override.startsWith(name); });
+        if (!replaced)
+            variables.push_back(*entry);
+    }
+    for (const QByteArray &override : overrides)
+        variables.push_back(const_cast<char *>(override.constData()));
+    variables.push_back(nullptr);
+    return variables;
+}
 
 struct SpawnOutcome
 {
@@ -294,13 +316,16 @@ SpawnOutcome spawnAndCollect(const SpawnRequest &request, int timeoutMs)
     for (const QByteArray &argument : request.arguments)
         argv.push_back(const_cast<char *>(argument.constData()));
     argv.push_back(nullptr);
+    std::vector<char *> envp;
+    if (!request.environment.isEmpty())
+        envp = environmentWith(request.environment);
 
     pid_t pid = -1;
     int slot = -1;
     {
         const TerminationSignalsBlocked blocked;
         if (::posix_spawn(&pid, request.program.constData(), &spawn.actions, &spawn.attributes,
-                          argv.data(), environ) != 0) {
+                          argv.data(), envp.empty() ? environ : envp.data()) != 0) {
             qCInfo(lcPlatform, "could not start %s", request.program.constData());
             return outcome;
         }
@@ -405,6 +430,14 @@ int KSTToolRunner::effectiveTimeoutMs(int timeoutMs)
 KSTToolResult KSTToolRunner::run(const QString &toolPath, const QStringList &arguments,
                                  Channels channels, int timeoutMs, qsizetype outputLimitBytes)
 {
+    return runWithEnvironment(toolPath, arguments, {}, channels, timeoutMs, outputLimitBytes);
+}
+
+KSTToolResult KSTToolRunner::runWithEnvironment(const QString &toolPath,
+                                                const QStringList &arguments,
+                                                const QStringList &environment, Channels channels,
+                                                int timeoutMs, qsizetype outputLimitBytes)
+{
     KSTToolResult result;
     const QString resolved = resolvedToolPath(toolPath);
     if (resolved.isEmpty())
@@ -416,6 +449,8 @@ KSTToolResult KSTToolRunner::run(const QString &toolPath, const QStringList &arg
         request.arguments.append(argument.toLocal8Bit());
     request.mergeError = channels == Channels::Merged;
     request.outputLimit = outputLimitBytes;
+    for (const QString &variable : environment)
+        request.environment.append(variable.toLocal8Bit());
 
     SpawnOutcome outcome = spawnAndCollect(request, timeoutMs);
     result.started = outcome.started;

@@ -58,6 +58,14 @@ public:
                              int timeoutMs = DefaultTimeoutMs,
                              qsizetype outputLimitBytes = DefaultOutputLimitBytes);
 
+    /// run() with the variables of @p environment ("NAME=value") set for the tool, in place
+    /// of the program's own of the same name.
+    static KSTToolResult runWithEnvironment(const QString &toolPath, const QStringList &arguments,
+                                            const QStringList &environment,
+                                            Channels channels = Channels::Separate,
+                                            int timeoutMs = DefaultTimeoutMs,
+                                            qsizetype outputLimitBytes = DefaultOutputLimitBytes);
+
     /// The C library's pipe-open form (mode "r") for a fixed shell line such as
     /// "/usr/bin/tmutil listlocalsnapshots / 2>/dev/null | /usr/bin/wc -l": the line runs
     /// under /bin/sh and its standard output is returned; standard error is discarded.

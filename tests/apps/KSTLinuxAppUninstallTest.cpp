@@ -141,11 +141,21 @@ TEST_F(LinuxAppUninstallTest, AUsersFlatpakIsFlatpaksToRemoveAndItsSandboxGoesTo
     ASSERT_NE(related, vlc.relatedPaths.cend());
     EXPECT_TRUE(related->isStrongMatch && related->isRemovable);
 
+    // flatpak finds the user installation through its environment: the analysed user's,
+    // never the running user's own.
+    const QString seen = machine.path(u"flatpak-environment"_s);
+    machine.addToolScript(flatpak, "printf '%s\\n' \"$HOME\" \"$XDG_DATA_HOME\" "
+                                   "\"$FLATPAK_USER_DIR\" >'" +
+                                       QFile::encodeName(seen) + "'\n");
+
     const Result result = uninstall(vlc);
     EXPECT_TRUE(result.success) << (result.error ? result.error->description.toStdString() : "");
     EXPECT_EQ(result.removedCount, 2u);
     EXPECT_EQ(machine.toolCalls(flatpak),
               QStringList{u"uninstall --user --noninteractive org.videolan.VLC"_s});
+    EXPECT_EQ(QString::fromUtf8(KSTTestSupport::readFile(seen)),
+              machine.home() + u"\n"_s + machine.homePath(u".local/share"_s) + u"\n"_s +
+                  machine.homePath(u".local/share/flatpak"_s) + u"\n"_s);
     EXPECT_FALSE(QFileInfo::exists(sandbox));
     EXPECT_TRUE(QFileInfo::exists(trashed(u"org.videolan.VLC"_s)));
     // The exported entry is flatpak's to remove, never moved by us.
