@@ -266,11 +266,14 @@ KSTDuplicateDigest::sampleFingerprintForRecord(const KSTDuplicateFileRecord &rec
 
 std::optional<quint64> KSTDuplicateDigest::sampleFingerprintOfFile(KSTReadOnlyFile &file,
                                                                    quint64 size, Scratch &scratch,
-                                                                   std::string_view *wholeContent)
+                                                                   std::string_view *wholeContent,
+                                                                   char *destination)
 {
     const auto length = static_cast<qint64>(size);
     char *buffer =
-        scratch.buffer(std::max<qint64>((2 + MiddleSamples) * SampleBlock, WholeSampleLimit));
+        length <= WholeSampleLimit && destination
+            ? destination
+            : scratch.buffer(std::max<qint64>((2 + MiddleSamples) * SampleBlock, WholeSampleLimit));
     qint64 read = 0;
     if (length <= WholeSampleLimit) {
         read = file.readAt(0, buffer, length);

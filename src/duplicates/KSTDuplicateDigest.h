@@ -134,9 +134,12 @@ public:
     static std::optional<KSTSHA256Digest> fullDigestOfFile(KSTReadOnlyFile &file, quint64 size,
                                                            Scratch &scratch);
     /// The sample fingerprint of the open @p file of @p size bytes. When the whole file is
-    /// read (up to WholeSampleLimit) and @p wholeContent is given, it is set to those bytes (in
-    /// @p scratch, valid until it is used again), so a later stage need not read them again.
+    /// read (up to WholeSampleLimit) and @p wholeContent is given, it is set to those bytes, so
+    /// a later stage need not read them again: they are read into @p destination when given
+    /// (at least @p size bytes, owned by the caller), else into @p scratch (valid until it is
+    /// used again).
     static std::optional<quint64> sampleFingerprintOfFile(KSTReadOnlyFile &file, quint64 size,
                                                           Scratch &scratch,
-                                                          std::string_view *wholeContent = nullptr);
+                                                          std::string_view *wholeContent = nullptr,
+                                                          char *destination = nullptr);
 };

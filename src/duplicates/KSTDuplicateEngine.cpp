@@ -1,6 +1,7 @@
 #include "KSTDuplicateEngine.h"
 
 #include "KSTDuplicateComparison.h"
+#include "KSTDuplicateDigest.h"
 #include "KSTDuplicateLocations.h"
 #include "KSTEnvironment.h"
 #include "KSTFormatting.h"
@@ -119,7 +120,7 @@ KSTDuplicateEngine::duplicateSnapshotForPaths(const QStringList &paths, quint64 
     report(QStringLiteral("Scanning folders for files…"), 0.02, 0);
 
     Throttle collectionThrottle;
-    const KSTDuplicateFileCollection collection =
+    KSTDuplicateFileCollection collection =
         collectFileRecordsInPaths(paths, generation, [&](const QString &status, quint64 files) {
             if (collectionThrottle.pass(files == 0))
                 report(status, estimatedCollectionProgressForFileCount(files), files);
@@ -131,6 +132,8 @@ KSTDuplicateEngine::duplicateSnapshotForPaths(const QStringList &paths, quint64 
                .arg(KSTFormatting::formatCount(fileCount)),
            0.42, fileCount);
 
+    // Files are then opened by name in their folders, held open once for all stages.
+    collection.holdFolders(KSTDuplicateFileCollection::folderHoldingAllowance());
     QList<KSTDuplicateGroup> groups;
     if (!compareCollection(collection, paths, generation, progress, groups))
         return nullptr;
@@ -185,8 +188,14 @@ bool KSTDuplicateEngine::compareCollection(const KSTDuplicateFileCollection &col
     std::vector<std::vector<quint32>> batch;
     qsizetype batchFiles = 0;
     quint64 batchBytes = 0;
-    std::size_t reported = 0; // buckets whose progress has been reported
+    quint64 batchWholeBytes = 0; // of files the fingerprints read whole
+    std::size_t reported = 0;    // buckets whose progress has been reported
 
+    // The bytes of @p bucket that its fingerprints read whole.
+    const auto wholeBytesOf = [&](const SizeBucket &bucket) -> quint64 {
+        const quint64 size = collection.bytesAt(order[bucket.begin]);
+        return size <= quint64(KSTDuplicateDigest::WholeSampleLimit) ? size * bucket.count() : 0;
+    };
     auto flush = [&](std::size_t handled) {
         // Each bucket of the batch is reported as it is taken up, then the batch is compared.
         for (std::size_t k = reported + 1; k <= handled; ++k) {
@@ -205,6 +214,7 @@ bool KSTDuplicateEngine::compareCollection(const KSTDuplicateFileCollection &col
         batch.clear();
         batchFiles = 0;
         batchBytes = 0;
+        batchWholeBytes = 0;
         return compared;
     };
 
@@ -216,8 +226,13 @@ bool KSTDuplicateEngine::compareCollection(const KSTDuplicateFileCollection &col
                            order.begin() + std::ptrdiff_t(bucket.end));
         batchFiles += qsizetype(bucket.count());
         batchBytes += collection.bytesAt(order[bucket.begin]) * bucket.count();
+        batchWholeBytes += wholeBytesOf(bucket);
+        // Whether the next bucket's small files would no longer fit beside this batch's.
+        const bool wholeBytesFull =
+            index + 1 < total && batchWholeBytes + wholeBytesOf(buckets[index + 1]) >
+                                     KSTDuplicateHasher::WholeContentBudget;
         if ((batchFiles >= Engine::BatchFiles || batchBytes >= Engine::BatchBytes ||
-             index + 1 == total) &&
+             wholeBytesFull || index + 1 == total) &&
             !flush(index + 1))
             return false;
     }

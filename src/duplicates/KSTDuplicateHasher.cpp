@@ -136,16 +136,25 @@ public:
     // Forgets what was kept; only between stages.
     void reset() { m_used.store(0, std::memory_order_relaxed); }
 
+    // Room for @p length bytes that only the caller writes, or null when the arena is full.
+    // Thread-safe: each caller gets a range of its own.
+    char *reserve(std::size_t length)
+    {
+        if (length == 0)
+            return nullptr;
+        const std::size_t offset = m_used.fetch_add(length, std::memory_order_relaxed);
+        if (offset + length > m_capacity)
+            return nullptr;
+        // Made by allocate(), between stages of the calling thread's scan.
+        return m_data.get() + offset;
+    }
+
     // A copy of @p bytes, or an empty view when the arena is full. Thread-safe.
     std::string_view keep(std::string_view bytes)
     {
-        if (bytes.empty())
+        char *data = reserve(bytes.size());
+        if (!data)
             return {};
-        const std::size_t offset = m_used.fetch_add(bytes.size(), std::memory_order_relaxed);
-        if (offset + bytes.size() > m_capacity)
-            return {};
-        // Made on first use, between stages of the calling thread's scan.
-        char *data = m_data.get() + offset;
         std::memcpy(data, bytes.data(), bytes.size());
         return std::string_view(data, bytes.size());
     }
@@ -288,23 +297,29 @@ std::vector<std::optional<quint64>> KSTDuplicateHasher::computeSampleFingerprint
         m_wholeContents->allocate();
         m_wholeContents->reset();
     }
-    forEachFileRunOnHashWorkers(qsizetype(reads.size()), generation,
-                                [&](qsizetype position, KSTDuplicateDigest::Scratch &scratch,
-                                    KSTDuplicateFileCollection::FolderCursor &cursor) {
-                                    const auto index =
-                                        static_cast<size_t>(reads[static_cast<size_t>(position)]);
-                                    const quint32 file = indexes[index];
-                                    KSTReadOnlyFile opened;
-                                    if (!collection.openFile(file, opened, &cursor))
-                                        return;
-                                    std::string_view content;
-                                    const quint64 bytes = collection.bytesAt(file);
-                                    slots[index] = KSTDuplicateDigest::sampleFingerprintOfFile(
-                                        opened, bytes, scratch, wholeContents ? &content : nullptr);
-                                    // Each worker writes only its own slots; the arena is shared.
-                                    if (!content.empty())
-                                        (*wholeContents)[index] = m_wholeContents->keep(content);
-                                });
+    forEachFileRunOnHashWorkers(
+        qsizetype(reads.size()), generation,
+        [&](qsizetype position, KSTDuplicateDigest::Scratch &scratch,
+            KSTDuplicateFileCollection::FolderCursor &cursor) {
+            const auto index = static_cast<size_t>(reads[static_cast<size_t>(position)]);
+            const quint32 file = indexes[index];
+            KSTReadOnlyFile opened;
+            if (!collection.openFile(file, opened, &cursor))
+                return;
+            std::string_view content;
+            const quint64 bytes = collection.bytesAt(file);
+            // A small file is read straight into the arena, not copied
+            // there: most of them are never looked at again.
+            char *destination =
+                wholeContents && bytes <= quint64(KSTDuplicateDigest::WholeSampleLimit)
+                    ? m_wholeContents->reserve(std::size_t(bytes))
+                    : nullptr;
+            slots[index] = KSTDuplicateDigest::sampleFingerprintOfFile(
+                opened, bytes, scratch, wholeContents ? &content : nullptr, destination);
+            // Each worker writes only its own slots; the arena is shared.
+            if (destination && !content.empty())
+                (*wholeContents)[index] = content;
+        });
     shareWithOtherNames(slots, first);
     if (wholeContents)
         shareWithOtherNames(*wholeContents, first);
