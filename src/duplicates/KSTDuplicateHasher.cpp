@@ -395,36 +395,68 @@ std::vector<std::optional<KSTSHA256Digest>> KSTDuplicateHasher::computeFullDiges
     const std::vector<qsizetype> first = fileFirstNames(collection, indexes);
     std::vector<qsizetype> reads = readsFor(first);
     sortByFile(reads, indexes);
-    const Representatives sets = representativesOf(reads, likelySame);
+    // A file whose other names are in the stage groups with them whatever the others hold.
+    std::vector<bool> hasOtherNames(indexes.size(), false);
+    for (std::size_t position = 0; position < first.size(); ++position) {
+        if (first[position] != qsizetype(position))
+            hasOtherNames[static_cast<size_t>(first[position])] = true;
+    }
+    std::map<quint32, std::vector<qsizetype>> bySet;
+    for (const qsizetype read : reads)
+        bySet[likelySame[static_cast<size_t>(read)]].push_back(read);
+    std::vector<std::vector<qsizetype>> sets;
+    for (auto &[set, members] : bySet) {
+        if (members.size() >= 2 || hasOtherNames[static_cast<size_t>(members.front())])
+            sets.push_back(std::move(members));
+    }
+
     std::vector<std::optional<KSTSHA256Digest>> slots(indexes.size());
+    // Each set on one worker: its first file is read once while the others are compared with
+    // it; those that differ make a set of their own and go round again.
     forEachRecordOnHashWorkers(
-        qsizetype(sets.firsts.size()), generation,
-        [&](qsizetype position, KSTDuplicateDigest::Scratch &scratch) {
-            const auto index = static_cast<size_t>(sets.firsts[static_cast<size_t>(position)]);
-            const quint32 file = indexes[index];
-            KSTReadOnlyFile opened;
-            if (collection.openFile(file, opened))
-                slots[index] =
-                    KSTDuplicateDigest::fullDigestOfFile(opened, collection.bytesAt(file), scratch);
-        });
-    if (m_systemInfo.isDuplicateScanCancelled(generation))
-        return slots;
-    forEachRecordOnHashWorkers(
-        qsizetype(sets.others.size()), generation,
-        [&](qsizetype position, KSTDuplicateDigest::Scratch &scratch) {
-            const auto index = static_cast<size_t>(sets.others[static_cast<size_t>(position)]);
-            const auto setFirst = static_cast<size_t>(sets.firstOf[index]);
-            const quint32 file = indexes[index];
-            const quint64 size = collection.bytesAt(file);
-            KSTReadOnlyFile opened;
-            if (!collection.openFile(file, opened))
-                return;
-            KSTReadOnlyFile firstFile;
-            if (slots[setFirst] && collection.openFile(indexes[setFirst], firstFile) &&
-                KSTDuplicateDigest::haveSameContent(opened, firstFile, size, scratch))
-                slots[index] = slots[setFirst];
-            else
-                slots[index] = KSTDuplicateDigest::fullDigestOfFile(opened, size, scratch);
+        qsizetype(sets.size()), generation,
+        [&](qsizetype setIndex, KSTDuplicateDigest::Scratch &scratch) {
+            std::vector<qsizetype> members = sets[static_cast<size_t>(setIndex)];
+            std::vector<bool> matches;
+            while (!members.empty() && !m_systemInfo.isDuplicateScanCancelled(generation)) {
+                const auto head = static_cast<size_t>(members.front());
+                const quint64 size = collection.bytesAt(indexes[head]);
+                KSTReadOnlyFile firstFile;
+                if (!collection.openFile(indexes[head], firstFile)) {
+                    members.erase(members.begin());
+                    continue;
+                }
+                const std::size_t compared =
+                    std::min<std::size_t>(members.size() - 1, ComparedAtOnce);
+                std::vector<KSTReadOnlyFile> files(compared);
+                std::vector<KSTReadOnlyFile *> opened;
+                std::vector<qsizetype> openedMembers;
+                for (std::size_t other = 0; other < compared; ++other) {
+                    const qsizetype member = members[other + 1];
+                    if (collection.openFile(indexes[static_cast<size_t>(member)], files[other])) {
+                        opened.push_back(&files[other]);
+                        openedMembers.push_back(member);
+                    }
+                }
+                const std::optional<KSTSHA256Digest> digest =
+                    KSTDuplicateDigest::fullDigestOfMatchingFiles(
+                        firstFile, opened, size, hasOtherNames[head], scratch, matches);
+                std::vector<qsizetype> rest;
+                if (digest)
+                    slots[head] = digest;
+                for (std::size_t other = 0; other < openedMembers.size(); ++other) {
+                    if (digest && matches[other])
+                        slots[static_cast<size_t>(openedMembers[other])] = digest;
+                    else
+                        rest.push_back(openedMembers[other]);
+                }
+                // Members not compared this round (a very large set) go round again too.
+                rest.insert(rest.end(), members.begin() + std::ptrdiff_t(compared + 1),
+                            members.end());
+                members = std::move(rest);
+                if (members.size() == 1 && !hasOtherNames[static_cast<size_t>(members.front())])
+                    break;
+            }
         });
     shareWithOtherNames(slots, first);
     return slots;
