@@ -13,6 +13,9 @@
 namespace {
 
 constexpr qsizetype HashWorkers = 4;
+// Files a fingerprint worker takes at a time: neighbours in a folder, yet short enough that
+// the workers finish a stage together.
+constexpr qsizetype FingerprintRun = 32;
 
 // For each entry, the first entry naming the same file (device and inode), or itself: names
 // of one hard-linked file are read once and share the answer. An unknown identity (inode 0)
@@ -204,29 +207,45 @@ void KSTDuplicateHasher::forEachRecordOnHashWorkers(qsizetype count, quint64 gen
 
 template <typename Task>
 void KSTDuplicateHasher::forEachFileRunOnHashWorkers(qsizetype count, quint64 generation,
-                                                     const Task &task)
+                                                     qsizetype runLength, const Task &task)
 {
-    // Worker w takes the w-th quarter of the list: the files of one folder, next to each other
-    // in the list, go to one worker, which keeps their folder open from one to the next.
+    // Short runs handed out as workers come free: a worker that drew large files does not
+    // keep the others waiting at the end of the stage, as fixed shares of the list would.
+    std::atomic<qsizetype> next{0};
     KSTDispatchGroup group;
     const qsizetype workers = std::min(count, HashWorkers);
     for (qsizetype worker = 0; worker < workers; ++worker) {
         if (m_systemInfo.isDuplicateScanCancelled(generation))
             break;
         KSTDuplicateDigest::Scratch &scratch = m_scratch[static_cast<size_t>(worker)];
-        const qsizetype begin = count * worker / workers;
-        const qsizetype end = count * (worker + 1) / workers;
         group.async(m_systemInfo.duplicateHashWorkerQueueForIndex(static_cast<qint32>(worker)),
-                    [this, begin, end, generation, &task, &scratch] {
+                    [this, count, generation, runLength, &task, &scratch, &next] {
                         KSTDuplicateFileCollection::FolderCursor cursor;
-                        for (qsizetype index = begin; index < end; ++index) {
-                            if (m_systemInfo.isDuplicateScanCancelled(generation))
+                        for (;;) {
+                            const qsizetype begin =
+                                next.fetch_add(runLength, std::memory_order_relaxed);
+                            if (begin >= count)
                                 return;
-                            task(index, scratch, cursor);
+                            for (qsizetype index = begin;
+                                 index < std::min(count, begin + runLength); ++index) {
+                                if (m_systemInfo.isDuplicateScanCancelled(generation))
+                                    return;
+                                task(index, scratch, cursor);
+                            }
                         }
                     });
     }
     group.wait();
+}
+
+template <typename Task>
+void KSTDuplicateHasher::forEachFileOnFreeHashWorker(qsizetype count, quint64 generation,
+                                                     const Task &task)
+{
+    forEachFileRunOnHashWorkers(
+        count, generation, 1,
+        [&task](qsizetype index, KSTDuplicateDigest::Scratch &scratch,
+                KSTDuplicateFileCollection::FolderCursor &) { task(index, scratch); });
 }
 
 QList<KSTDuplicateDigestResult>
@@ -298,7 +317,7 @@ std::vector<std::optional<quint64>> KSTDuplicateHasher::computeSampleFingerprint
         m_wholeContents->reset();
     }
     forEachFileRunOnHashWorkers(
-        qsizetype(reads.size()), generation,
+        qsizetype(reads.size()), generation, FingerprintRun,
         [&](qsizetype position, KSTDuplicateDigest::Scratch &scratch,
             KSTDuplicateFileCollection::FolderCursor &cursor) {
             const auto index = static_cast<size_t>(reads[static_cast<size_t>(position)]);
@@ -353,7 +372,7 @@ std::vector<std::optional<KSTSHA256Digest>> KSTDuplicateHasher::computeContentDi
             return std::nullopt;
         return std::string_view(scratch.content);
     };
-    forEachRecordOnHashWorkers(
+    forEachFileOnFreeHashWorker(
         qsizetype(sets.firsts.size()), generation,
         [&](qsizetype position, KSTDuplicateDigest::Scratch &scratch) {
             const auto index = static_cast<size_t>(sets.firsts[static_cast<size_t>(position)]);
@@ -369,7 +388,7 @@ std::vector<std::optional<KSTSHA256Digest>> KSTDuplicateHasher::computeContentDi
         });
     if (m_systemInfo.isDuplicateScanCancelled(generation))
         return slots;
-    forEachRecordOnHashWorkers(
+    forEachFileOnFreeHashWorker(
         qsizetype(sets.others.size()), generation,
         [&](qsizetype position, KSTDuplicateDigest::Scratch &scratch) {
             const auto index = static_cast<size_t>(sets.others[static_cast<size_t>(position)]);
@@ -413,7 +432,7 @@ std::vector<std::optional<KSTSHA256Digest>> KSTDuplicateHasher::computeFullDiges
     std::vector<std::optional<KSTSHA256Digest>> slots(indexes.size());
     // Each set on one worker: its first file is read once while the others are compared with
     // it; those that differ make a set of their own and go round again.
-    forEachRecordOnHashWorkers(
+    forEachFileOnFreeHashWorker(
         qsizetype(sets.size()), generation,
         [&](qsizetype setIndex, KSTDuplicateDigest::Scratch &scratch) {
             std::vector<qsizetype> members = sets[static_cast<size_t>(setIndex)];

@@ -111,11 +111,15 @@ private:
     // Runs task(i, scratch) for every i < count, i on worker i mod 4, and waits for all.
     template <typename Task>
     void forEachRecordOnHashWorkers(qsizetype count, quint64 generation, const Task &task);
-    // Runs task(i, scratch, cursor) for every i < count in runs: worker w takes the w-th
-    // quarter in order, with a folder cursor of its own. For the fingerprints, whose files
-    // come ordered by folder.
+    // Runs task(i, scratch, cursor) for every i < count in runs of consecutive files, each
+    // worker taking the next run when it is done with one, with a folder cursor of its own.
+    // For the fingerprints, whose files come ordered by folder.
     template <typename Task>
-    void forEachFileRunOnHashWorkers(qsizetype count, quint64 generation, const Task &task);
+    void forEachFileRunOnHashWorkers(qsizetype count, quint64 generation, qsizetype runLength,
+                                     const Task &task);
+    // Runs task(i, scratch) for every i < count, each i on whichever worker is free next.
+    template <typename Task>
+    void forEachFileOnFreeHashWorker(qsizetype count, quint64 generation, const Task &task);
 
     // Bytes kept from one stage to the next, in one buffer that every batch of the scan
     // reuses, so keeping them costs no allocation and no fresh pages per batch.
