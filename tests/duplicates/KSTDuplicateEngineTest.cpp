@@ -232,17 +232,20 @@ TEST_F(DuplicateScanTest, LookAlikesWithSeveralContentsGroupByContent)
     }
 }
 
-TEST_F(DuplicateScanTest, LargeLookAlikesGroupWhicheverFileIsComparedFirst)
+TEST_F(DuplicateScanTest, LookAlikesGroupWhicheverFileIsComparedFirst)
 {
-    // Large files of one size whose sampled blocks all agree, so that only comparing them
-    // tells them apart: each file is a kind (equal kinds, equal bytes) or a hard link to the
-    // file before it. Whichever file the comparison starts from, every kind of two or more
-    // names is one group, with the full digest of its bytes.
+    // Files of one size (above 512 KiB, or read whole but fingerprinted by head and tail) whose
+    // sampled blocks all agree, so that only comparing them tells them apart: each file is a kind
+    // (equal kinds, equal bytes) or a hard link to the file before it. Whichever file the
+    // comparison starts from, every kind of two or more names is one group, with the full digest of
+    // its bytes.
     constexpr qsizetype Size = 600 * 1024;
+    constexpr qsizetype MidSize = 200 * 1024;
     constexpr int Link = -1;
     struct Case
     {
         const char *what;
+        qsizetype size;
         qsizetype differsAt; // where kinds differ: past a sampled block, or near the end
         std::vector<int> kinds;
     };
@@ -250,11 +253,14 @@ TEST_F(DuplicateScanTest, LargeLookAlikesGroupWhicheverFileIsComparedFirst)
     std::vector<int> manyAndOne = manyCopies;
     manyAndOne.insert(manyAndOne.begin() + 5, 2);
     const Case cases[] = {
-        {"one alone and a pair", Size / 2 + 4097, {1, 2, 2}},
-        {"a pair, one alone, a pair", Size / 2 + 4097, {1, 2, 1, 3, 3}},
-        {"more copies than are compared at once", Size / 2 + 4097, manyAndOne},
-        {"a hard link beside a look-alike", Size / 2 + 4097, {1, Link, 2}},
-        {"different only in the last 64 KiB", Size - 10000, {1, 2, 1}},
+        {"one alone and a pair", Size, Size / 2 + 4097, {1, 2, 2}},
+        {"a pair, one alone, a pair", Size, Size / 2 + 4097, {1, 2, 1, 3, 3}},
+        {"more copies than are compared at once", Size, Size / 2 + 4097, manyAndOne},
+        {"a hard link beside a look-alike", Size, Size / 2 + 4097, {1, Link, 2}},
+        {"different only in the last 64 KiB", Size, Size - 10000, {1, 2, 1}},
+        {"read whole: one alone and a pair", MidSize, MidSize / 2, {1, 2, 2}},
+        {"read whole: a hard link among look-alikes", MidSize, MidSize / 2, {1, 2, 3, Link}},
+        {"read whole: two linked among look-alikes", MidSize, MidSize / 2, {1, Link, 2, 3, Link}},
     };
     int caseIndex = 0;
     for (const Case &c : cases) {
@@ -273,7 +279,7 @@ TEST_F(DuplicateScanTest, LargeLookAlikesGroupWhicheverFileIsComparedFirst)
                 expected[previousKind] << name;
                 continue;
             }
-            QByteArray content = contentOfSize(Size, 7);
+            QByteArray content = contentOfSize(c.size, 7);
             content[c.differsAt] = char(c.kinds[index]);
             contents[c.kinds[index]] = content;
             previous = file(name, content);
