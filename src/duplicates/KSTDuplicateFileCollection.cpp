@@ -34,7 +34,8 @@ KSTDuplicateFileCollection::KSTDuplicateFileCollection(KSTDuplicateFileCollectio
       m_folders(std::move(other.m_folders)), m_devices(std::move(other.m_devices)),
       m_heldFolders(std::move(other.m_heldFolders)),
       m_heldCount(other.m_heldCount.exchange(0, std::memory_order_relaxed)),
-      m_holdMaximum(std::exchange(other.m_holdMaximum, 0))
+      m_holdMaximum(std::exchange(other.m_holdMaximum, 0)),
+      m_heldSlots(std::exchange(other.m_heldSlots, 0))
 {
 }
 
@@ -54,6 +55,7 @@ KSTDuplicateFileCollection::operator=(KSTDuplicateFileCollection &&other) noexce
         m_heldCount.store(other.m_heldCount.exchange(0, std::memory_order_relaxed),
                           std::memory_order_relaxed);
         m_holdMaximum = std::exchange(other.m_holdMaximum, 0);
+        m_heldSlots = std::exchange(other.m_heldSlots, 0);
     }
     return *this;
 }
@@ -71,12 +73,13 @@ void KSTDuplicateFileCollection::closeHeldFolders()
 {
     if (!m_heldFolders)
         return;
-    for (std::size_t folder = 0; folder < m_folders.size(); ++folder) {
+    for (std::size_t folder = 0; folder < m_heldSlots; ++folder) {
         const int fd = m_heldFolders[folder].load(std::memory_order_relaxed);
         if (fd >= 0)
             ::close(fd);
     }
     m_heldFolders.reset();
+    m_heldSlots = 0;
     m_heldCount.store(0, std::memory_order_relaxed);
 }
 
@@ -86,8 +89,9 @@ void KSTDuplicateFileCollection::holdFolders(std::size_t maximum)
     m_holdMaximum = maximum;
     if (maximum == 0 || m_folders.empty())
         return;
-    m_heldFolders = std::make_unique<std::atomic<int>[]>(m_folders.size());
-    for (std::size_t folder = 0; folder < m_folders.size(); ++folder)
+    m_heldSlots = m_folders.size();
+    m_heldFolders = std::make_unique<std::atomic<int>[]>(m_heldSlots);
+    for (std::size_t folder = 0; folder < m_heldSlots; ++folder)
         m_heldFolders[folder].store(NotHeld, std::memory_order_relaxed);
 }
 
@@ -111,7 +115,7 @@ int KSTDuplicateFileCollection::openFolder(quint32 folder) const
 
 int KSTDuplicateFileCollection::heldFolder(quint32 folder) const
 {
-    if (!m_heldFolders)
+    if (!m_heldFolders || folder >= m_heldSlots)
         return -1;
     std::atomic<int> &slot = m_heldFolders[folder];
     // Acquire: a descriptor another thread stored is used only after its open completed.

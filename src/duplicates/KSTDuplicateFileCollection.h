@@ -104,8 +104,9 @@ public:
 
     /// Lets openFile() keep up to @p maximum folders open, each opened the first time one of
     /// its files is, until the collection is destroyed: files are opened by name alone, with
-    /// no folder lookup, whichever thread and stage opens them. Call before sharing the
-    /// collection between threads; the held folders are shared safely afterwards.
+    /// no folder lookup, whichever thread and stage opens them. Call once the collection is
+    /// filled (folders added later are never held) and before sharing it between threads; the
+    /// held folders are shared safely afterwards.
     void holdFolders(std::size_t maximum);
     /// How many folders holdFolders() allows for this process: a sixteenth of its descriptor
     /// limit, at most 4096, so that hashing and the rest of the program keep plenty.
@@ -158,4 +159,5 @@ private:
     mutable std::unique_ptr<std::atomic<int>[]> m_heldFolders;
     mutable std::atomic<std::size_t> m_heldCount{0};
     std::size_t m_holdMaximum = 0;
+    std::size_t m_heldSlots = 0; // folders when holdFolders() was called; later ones not held
 };
