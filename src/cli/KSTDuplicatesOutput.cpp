@@ -14,7 +14,7 @@ using Model = KSTDuplicateReviewModel;
 
 QString isoDate(const QDateTime &date)
 {
-    return date.toUTC().toString(Qt::ISODateWithMs);
+    return KSTJsonTextWriter::isoDate(date);
 }
 
 QString plural(quint64 count, const char *singular, const char *pluralForm)
@@ -23,8 +23,8 @@ QString plural(quint64 count, const char *singular, const char *pluralForm)
                                        QLatin1String(count == 1 ? singular : pluralForm));
 }
 
-void writeFile(KSTJsonTextWriter &json, const KSTDuplicateGroup &group,
-               const KSTDuplicateFileRecord &file, const Model &model)
+void writeFile(KSTJsonTextWriter &json, const KSTDuplicateFileRecord &file,
+               Model::SelectionReason reason)
 {
     json.beginObject();
     json.key(QStringLiteral("path"));
@@ -34,7 +34,7 @@ void writeFile(KSTJsonTextWriter &json, const KSTDuplicateGroup &group,
     json.key(QStringLiteral("modificationDate"));
     json.value(isoDate(file.modificationDate));
     json.key(QStringLiteral("selectionReason"));
-    json.value(Model::selectionReasonKey(model.selectionReason(group, file)));
+    json.value(Model::selectionReasonKey(reason));
     json.endObject();
 }
 
@@ -87,8 +87,9 @@ void KSTDuplicatesOutput::writeGroup(KSTJsonTextWriter &json, const KSTDuplicate
     json.value(group.categoryType);
     json.key(QStringLiteral("files"));
     json.beginArray();
-    for (const KSTDuplicateFileRecord &file : group.files)
-        writeFile(json, group, file, model);
+    const QList<Model::SelectionReason> reasons = model.selectionReasons(group);
+    for (qsizetype index = 0; index < group.files.size(); ++index)
+        writeFile(json, group.files.at(index), reasons.at(index));
     json.endArray();
     json.key(QStringLiteral("reclaimableBytes"));
     json.value(group.reclaimableBytes);

@@ -8,8 +8,9 @@
 
 void KSTJsonTextWriter::indent()
 {
+    // Latin-1 views: a plain char string would be decoded as UTF-8 on every call.
     for (std::size_t level = 0; level < m_hasItems.size(); ++level)
-        m_out << "    ";
+        m_out << QLatin1String("    ");
 }
 
 void KSTJsonTextWriter::beforeValue()
@@ -30,8 +31,88 @@ void KSTJsonTextWriter::beforeValue()
 void KSTJsonTextWriter::key(const QString &name)
 {
     beforeValue();
-    m_out << quoted(name) << ": ";
+    writeQuoted(name);
+    m_out << QLatin1String(": ");
     m_afterKey = true;
+}
+
+namespace {
+
+bool needsEscape(const QString &text)
+{
+    return std::any_of(text.cbegin(), text.cend(), [](QChar character) {
+        const char16_t code = character.unicode();
+        return code < 0x20 || code == u'"' || code == u'\\' || (code >= 0xDC80 && code <= 0xDCFF);
+    });
+}
+
+// Days since 1970-01-01 to a proleptic Gregorian year, month and day (H. Hinnant's
+// civil_from_days).
+void civilFromDays(qint64 days, qint64 &year, int &month, int &day)
+{
+    days += 719468;
+    const qint64 era = (days >= 0 ? days : days - 146096) / 146097;
+    const auto dayOfEra = static_cast<unsigned>(days - era * 146097);
+    const unsigned yearOfEra =
+        (dayOfEra - dayOfEra / 1460 + dayOfEra / 36524 - dayOfEra / 146096) / 365;
+    const unsigned dayOfYear = dayOfEra - (365 * yearOfEra + yearOfEra / 4 - yearOfEra / 100);
+    const unsigned monthIndex = (5 * dayOfYear + 2) / 153;
+    day = int(dayOfYear - (153 * monthIndex + 2) / 5 + 1);
+    month = int(monthIndex < 10 ? monthIndex + 3 : monthIndex - 9);
+    year = qint64(yearOfEra) + era * 400 + (month <= 2 ? 1 : 0);
+}
+
+char *writeDigits(char *out, qint64 value, int width)
+{
+    for (int position = width - 1; position >= 0; --position) {
+        out[position] = char('0' + value % 10);
+        value /= 10;
+    }
+    return out + width;
+}
+
+} // namespace
+
+void KSTJsonTextWriter::writeQuoted(const QString &text)
+{
+    if (needsEscape(text))
+        m_out << quoted(text);
+    else
+        m_out << '"' << text << '"';
+}
+
+QString KSTJsonTextWriter::isoDate(const QDateTime &date)
+{
+    if (!date.isValid())
+        return {};
+    constexpr qint64 DayMilliseconds = 86400000;
+    const qint64 milliseconds = date.toMSecsSinceEpoch();
+    const qint64 days = milliseconds >= 0
+                            ? milliseconds / DayMilliseconds
+                            : -((-milliseconds + DayMilliseconds - 1) / DayMilliseconds);
+    const qint64 ofDay = milliseconds - days * DayMilliseconds;
+    qint64 year = 0;
+    int month = 0;
+    int day = 0;
+    civilFromDays(days, year, month, day);
+    if (year < 1000 || year > 9999)
+        return date.toUTC().toString(Qt::ISODateWithMs);
+    char text[24];
+    char *out = writeDigits(text, year, 4);
+    *out++ = '-';
+    out = writeDigits(out, month, 2);
+    *out++ = '-';
+    out = writeDigits(out, day, 2);
+    *out++ = 'T';
+    out = writeDigits(out, ofDay / 3600000, 2);
+    *out++ = ':';
+    out = writeDigits(out, ofDay / 60000 % 60, 2);
+    *out++ = ':';
+    out = writeDigits(out, ofDay / 1000 % 60, 2);
+    *out++ = '.';
+    out = writeDigits(out, ofDay % 1000, 3);
+    *out = 'Z';
+    return QString::fromLatin1(text, sizeof text);
 }
 
 void KSTJsonTextWriter::beginObject()
@@ -77,7 +158,7 @@ void KSTJsonTextWriter::endArray()
 void KSTJsonTextWriter::value(const QString &text)
 {
     beforeValue();
-    m_out << quoted(text);
+    writeQuoted(text);
 }
 
 void KSTJsonTextWriter::value(quint64 number)
@@ -112,11 +193,7 @@ QString KSTJsonTextWriter::escapedByte(int byte)
 QString KSTJsonTextWriter::quoted(const QString &text)
 {
     // Most strings (paths, keys) need no escape at all.
-    const bool plain = std::none_of(text.cbegin(), text.cend(), [](QChar character) {
-        const char16_t code = character.unicode();
-        return code < 0x20 || code == u'"' || code == u'\\' || (code >= 0xDC80 && code <= 0xDCFF);
-    });
-    if (plain)
+    if (!needsEscape(text))
         return QLatin1Char('"') + text + QLatin1Char('"');
     QString result;
     result.reserve(text.size() + 2);

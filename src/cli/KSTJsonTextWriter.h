@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QDateTime>
 #include <QString>
 #include <QTextStream>
 
@@ -34,11 +35,16 @@ public:
 
     /// @p text as a JSON string literal.
     static QString quoted(const QString &text);
+    /// @p date as date.toUTC().toString(Qt::ISODateWithMs) gives it
+    /// ("2024-06-15T08:30:00.250Z"), computed directly for the years 1000 to 9999, since a
+    /// large listing holds one per file; empty for an invalid date.
+    static QString isoDate(const QDateTime &date);
     /// The JSON escape that carries the file-name byte @p byte (0x80–0xFF): "\udcNN".
     static QString escapedByte(int byte);
 
 private:
     void beforeValue();
+    void writeQuoted(const QString &text);
     void indent();
 
     QTextStream &m_out;

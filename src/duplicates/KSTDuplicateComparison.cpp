@@ -76,10 +76,14 @@ bool KSTDuplicateComparison::processDuplicateSizeBuckets(
                                                    &wholeContents);
     if (m_systemInfo.isDuplicateScanCancelled(generation))
         return false;
-    // The files left, each with its set: same size and fingerprint, so probably equal.
+    // The files left, each with its set: same size and fingerprint, so probably equal. Files
+    // above the partial-digest threshold skip the content digest: comparing them with each
+    // other (head and tail first) decides as well, and only their full digests are needed.
     std::vector<quint32> withPartners;
     std::vector<quint32> fingerprintSets;
     std::vector<std::string_view> partnerContents;
+    std::vector<quint32> needFullDigest;
+    std::vector<quint32> fullDigestSets;
     std::size_t offset = 0;
     quint32 setsBefore = 0;
     for (const std::vector<quint32> &bucket : buckets) {
@@ -91,6 +95,11 @@ bool KSTDuplicateComparison::processDuplicateSizeBuckets(
         for (const std::size_t position : positionsWithPartners(bucketFingerprints)) {
             const auto [set, added] = setOfFingerprint.try_emplace(
                 *bucketFingerprints[position], setsBefore + quint32(setOfFingerprint.size()));
+            if (collection.bytesAt(bucket[position]) > KSTDuplicateDigest::PartialDigestThreshold) {
+                needFullDigest.push_back(bucket[position]);
+                fullDigestSets.push_back(set->second);
+                continue;
+            }
             withPartners.push_back(bucket[position]);
             fingerprintSets.push_back(set->second);
             partnerContents.push_back(wholeContents[offset + position]);
@@ -99,41 +108,30 @@ bool KSTDuplicateComparison::processDuplicateSizeBuckets(
         offset += bucket.size();
     }
     wholeContents.clear();
-    if (withPartners.empty())
+    if (withPartners.empty() && needFullDigest.empty())
         return true;
 
-    // 2. Content digests; the size prefix keeps buckets of different sizes apart.
-    const std::vector<std::optional<KSTSHA256Digest>> contentDigests =
-        m_hasher.computeContentDigestsForFiles(collection, withPartners, fingerprintSets,
-                                               generation, partnerContents);
-    partnerContents.clear();
-    if (m_systemInfo.isDuplicateScanCancelled(generation))
-        return false;
-    std::map<KSTSHA256Digest, std::vector<quint32>> byContent;
-    for (std::size_t position = 0; position < withPartners.size(); ++position) {
-        if (contentDigests[position])
-            byContent[*contentDigests[position]].push_back(withPartners[position]);
+    // 2. Content digests, complete up to the threshold; the size prefix keeps buckets of
+    // different sizes apart.
+    std::map<quint64, std::map<KSTSHA256Digest, std::vector<quint32>>> finalBySize;
+    if (!withPartners.empty()) {
+        const std::vector<std::optional<KSTSHA256Digest>> contentDigests =
+            m_hasher.computeContentDigestsForFiles(collection, withPartners, fingerprintSets,
+                                                   generation, partnerContents);
+        partnerContents.clear();
+        if (m_systemInfo.isDuplicateScanCancelled(generation))
+            return false;
+        for (std::size_t position = 0; position < withPartners.size(); ++position) {
+            const quint32 file = withPartners[position];
+            if (contentDigests[position])
+                finalBySize[collection.bytesAt(file)][*contentDigests[position]].push_back(file);
+        }
     }
 
-    // 3. Final buckets per size: complete digests as they are, large files by full digest.
-    std::map<quint64, std::map<KSTSHA256Digest, std::vector<quint32>>> finalBySize;
-    std::vector<quint32> needFullDigest;
-    std::vector<quint32> contentSets; // files with one content digest are probably equal
-    for (auto &[digest, files] : byContent) {
-        if (files.size() < 2)
-            continue;
-        const quint64 size = collection.bytesAt(files.front());
-        if (size <= KSTDuplicateDigest::PartialDigestThreshold) {
-            finalBySize[size][digest] = std::move(files);
-            continue;
-        }
-        const auto set = static_cast<quint32>(contentSets.empty() ? 0 : contentSets.back() + 1);
-        needFullDigest.insert(needFullDigest.end(), files.begin(), files.end());
-        contentSets.insert(contentSets.end(), files.size(), set);
-    }
+    // 3. Larger files by full digest.
     if (!needFullDigest.empty()) {
         const std::vector<std::optional<KSTSHA256Digest>> fullDigests =
-            m_hasher.computeFullDigestsForFiles(collection, needFullDigest, contentSets,
+            m_hasher.computeFullDigestsForFiles(collection, needFullDigest, fullDigestSets,
                                                 generation);
         if (m_systemInfo.isDuplicateScanCancelled(generation))
             return false;

@@ -30,7 +30,10 @@ class KSTSystemInfo;
 /// processDuplicateSizeBuckets() runs several buckets of a collection through each stage
 /// together, so the hash workers get enough files to share out, and makes records only for
 /// the files the fingerprints keep; the groups are the same as bucket by bucket, since content
-/// digests carry the size.
+/// digests carry the size. There, files above 512 KiB skip step 2: those that share a
+/// fingerprint are compared with each other byte for byte, head and tail first
+/// (KSTDuplicateHasher::computeFullDigestsForFiles), and only the full digest of each set of
+/// equal files is computed, which groups them exactly as steps 2 and 3 would.
 ///
 /// Each stage is joined before the next (KSTDuplicateHasher). Use one object per scan, on one
 /// thread at a time; the frame must outlive it.

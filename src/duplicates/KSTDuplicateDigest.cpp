@@ -4,12 +4,12 @@
 #include "KSTNoFollowPath.h"
 #include "KSTReadOnlyFile.h"
 
+#include <QHash>
 #include <QtEndian>
 
 #include <algorithm>
 #include <array>
 #include <cstring>
-#include <functional>
 #include <string_view>
 
 namespace {
@@ -40,9 +40,14 @@ void feedSizePrefix(KSTSHA256Context &context, quint64 size)
     context.update(prefix, sizeof prefix);
 }
 
+// Qt's byte hash runs on the AES instructions where the processor has them, several times
+// faster than std::hash; a fingerprint only has to agree with itself within one scan, so any
+// fixed seed does (a non-zero one selects that fast path).
+constexpr std::size_t FingerprintSeed = 0x9e3779b97f4a7c15u;
+
 quint64 fingerprintOf(const char *data, qint64 length)
 {
-    return std::hash<std::string_view>{}(std::string_view(data, std::size_t(length)));
+    return qHashBits(data, std::size_t(length), FingerprintSeed);
 }
 
 } // namespace
@@ -153,23 +158,60 @@ KSTDuplicateDigest::contentDigestOfBytes(std::string_view content, quint64 size,
     return sha256DigestFromContext(context);
 }
 
-bool KSTDuplicateDigest::haveSameContent(KSTReadOnlyFile &first, KSTReadOnlyFile &second,
-                                         quint64 size, Scratch &scratch)
+std::optional<KSTSHA256Digest> KSTDuplicateDigest::fullDigestOfMatchingFiles(
+    KSTReadOnlyFile &first, std::span<KSTReadOnlyFile *const> others, quint64 size,
+    bool digestAlone, Scratch &scratch, std::vector<bool> &matches)
 {
-    for (quint64 offset = 0; offset < size;) {
-        const auto asked = static_cast<qint64>(std::min<quint64>(size - offset, CompareChunk));
-        char *a = scratch.buffer(asked);
-        char *b = scratch.secondBuffer(asked);
-        if (first.readAt(qint64(offset), a, asked) != asked ||
-            second.readAt(qint64(offset), b, asked) != asked ||
-            std::memcmp(a, b, static_cast<size_t>(asked)) != 0)
-            return false;
-        offset += quint64(asked);
+    matches.assign(others.size(), false);
+    if (size <= PartialDigestThreshold)
+        return std::nullopt;
+    const auto length = static_cast<qint64>(size);
+    // The first file's head and tail, kept until the tail goes into the digest last.
+    std::string &edges = scratch.content;
+    edges.resize(static_cast<size_t>(2 * SampleLength));
+    if (first.readAt(0, edges.data(), SampleLength) != SampleLength ||
+        first.readAt(length - SampleLength, edges.data() + SampleLength, SampleLength) !=
+            SampleLength)
+        return std::nullopt;
+    char *other = scratch.secondBuffer(std::max<qint64>(CompareChunk, 2 * SampleLength));
+    std::size_t matching = 0;
+    for (std::size_t index = 0; index < others.size(); ++index) {
+        KSTReadOnlyFile &file = *others[index];
+        if (file.readAt(0, other, SampleLength) == SampleLength &&
+            file.readAt(length - SampleLength, other + SampleLength, SampleLength) ==
+                SampleLength &&
+            std::memcmp(other, edges.data(), static_cast<size_t>(2 * SampleLength)) == 0) {
+            matches[index] = true;
+            ++matching;
+        }
     }
-    // Neither holds more than the size either.
-    char extra = 0;
-    return first.readAt(qint64(size), &extra, 1) == 0 &&
-           second.readAt(qint64(size), &extra, 1) == 0;
+    if (matching == 0 && !digestAlone)
+        return std::nullopt;
+
+    KSTSHA256Context &context = scratch.context;
+    context.reset();
+    context.update(edges.data(), static_cast<size_t>(SampleLength));
+    char *chunk = scratch.buffer(CompareChunk);
+    for (qint64 offset = SampleLength; offset < length - SampleLength;) {
+        const qint64 asked = std::min<qint64>(CompareChunk, length - SampleLength - offset);
+        if (first.readAt(offset, chunk, asked) != asked) {
+            matches.assign(others.size(), false);
+            return std::nullopt;
+        }
+        context.update(chunk, static_cast<size_t>(asked));
+        for (std::size_t index = 0; index < others.size(); ++index) {
+            if (matches[index] && (others[index]->readAt(offset, other, asked) != asked ||
+                                   std::memcmp(other, chunk, static_cast<size_t>(asked)) != 0)) {
+                matches[index] = false;
+                --matching;
+            }
+        }
+        if (matching == 0 && !digestAlone)
+            return std::nullopt;
+        offset += asked;
+    }
+    context.update(edges.data() + SampleLength, static_cast<size_t>(SampleLength));
+    return sha256DigestFromContext(context);
 }
 
 std::optional<KSTSHA256Digest>
@@ -261,11 +303,14 @@ KSTDuplicateDigest::sampleFingerprintForRecord(const KSTDuplicateFileRecord &rec
 
 std::optional<quint64> KSTDuplicateDigest::sampleFingerprintOfFile(KSTReadOnlyFile &file,
                                                                    quint64 size, Scratch &scratch,
-                                                                   std::string_view *wholeContent)
+                                                                   std::string_view *wholeContent,
+                                                                   char *destination)
 {
     const auto length = static_cast<qint64>(size);
     char *buffer =
-        scratch.buffer(std::max<qint64>((2 + MiddleSamples) * SampleBlock, WholeSampleLimit));
+        length <= WholeSampleLimit && destination
+            ? destination
+            : scratch.buffer(std::max<qint64>((2 + MiddleSamples) * SampleBlock, WholeSampleLimit));
     qint64 read = 0;
     if (length <= WholeSampleLimit) {
         read = file.readAt(0, buffer, length);

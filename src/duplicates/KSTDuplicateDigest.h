@@ -10,6 +10,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 class KSTReadOnlyFile;
 
@@ -53,7 +54,7 @@ public:
     /// Blocks a sample fingerprint reads between head and tail of a file above
     /// PartialDigestThreshold.
     static constexpr qint64 MiddleSamples = 8;
-    /// The chunk in which haveSameContent() compares two files: 1 MiB.
+    /// The chunk in which fullDigestOfMatchingFiles() reads and compares files: 1 MiB.
     static constexpr qint64 CompareChunk = 1048576;
     /// Files up to this size are read whole for their sample fingerprint: 32 KiB.
     static constexpr qint64 WholeSampleLimit = 32768;
@@ -126,17 +127,28 @@ public:
     /// contentDigestOfFile() of that file.
     static std::optional<KSTSHA256Digest> contentDigestOfBytes(std::string_view content,
                                                                quint64 size, Scratch &scratch);
-    /// Whether the open files @p first and @p second both hold exactly @p size bytes, equal
-    /// byte for byte (read in chunks of CompareChunk, from offset 0).
-    static bool haveSameContent(KSTReadOnlyFile &first, KSTReadOnlyFile &second, quint64 size,
-                                Scratch &scratch);
+    /// The full digest of the open @p first file of @p size bytes (above
+    /// PartialDigestThreshold), read once while each of @p others (open files of the same
+    /// size) is compared with it byte for byte. @p matches gets, per other file, whether it
+    /// holds exactly the same bytes (and so the same digest). Each file's first and last
+    /// SampleLength bytes are compared before anything else, so a file is read whole only when
+    /// its head and tail match; @p first is read on only while some other file still matches,
+    /// or to the end when @p digestAlone. Nothing (and no match) when @p first cannot be read
+    /// whole, or when nothing matched and not @p digestAlone.
+    static std::optional<KSTSHA256Digest>
+    fullDigestOfMatchingFiles(KSTReadOnlyFile &first, std::span<KSTReadOnlyFile *const> others,
+                              quint64 size, bool digestAlone, Scratch &scratch,
+                              std::vector<bool> &matches);
     /// The full digest of the open @p file, read up to @p size bytes.
     static std::optional<KSTSHA256Digest> fullDigestOfFile(KSTReadOnlyFile &file, quint64 size,
                                                            Scratch &scratch);
     /// The sample fingerprint of the open @p file of @p size bytes. When the whole file is
-    /// read (up to WholeSampleLimit) and @p wholeContent is given, it is set to those bytes (in
-    /// @p scratch, valid until it is used again), so a later stage need not read them again.
+    /// read (up to WholeSampleLimit) and @p wholeContent is given, it is set to those bytes, so
+    /// a later stage need not read them again: they are read into @p destination when given
+    /// (at least @p size bytes, owned by the caller), else into @p scratch (valid until it is
+    /// used again).
     static std::optional<quint64> sampleFingerprintOfFile(KSTReadOnlyFile &file, quint64 size,
                                                           Scratch &scratch,
-                                                          std::string_view *wholeContent = nullptr);
+                                                          std::string_view *wholeContent = nullptr,
+                                                          char *destination = nullptr);
 };

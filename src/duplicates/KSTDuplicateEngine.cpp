@@ -1,6 +1,7 @@
 #include "KSTDuplicateEngine.h"
 
 #include "KSTDuplicateComparison.h"
+#include "KSTDuplicateDigest.h"
 #include "KSTDuplicateLocations.h"
 #include "KSTEnvironment.h"
 #include "KSTFormatting.h"
@@ -12,7 +13,7 @@
 #include <QElapsedTimer>
 
 #include <algorithm>
-#include <numeric>
+#include <utility>
 #include <vector>
 
 using Checker = KSTPermissionChecker;
@@ -119,7 +120,7 @@ KSTDuplicateEngine::duplicateSnapshotForPaths(const QStringList &paths, quint64 
     report(QStringLiteral("Scanning folders for files…"), 0.02, 0);
 
     Throttle collectionThrottle;
-    const KSTDuplicateFileCollection collection =
+    KSTDuplicateFileCollection collection =
         collectFileRecordsInPaths(paths, generation, [&](const QString &status, quint64 files) {
             if (collectionThrottle.pass(files == 0))
                 report(status, estimatedCollectionProgressForFileCount(files), files);
@@ -131,6 +132,8 @@ KSTDuplicateEngine::duplicateSnapshotForPaths(const QStringList &paths, quint64 
                .arg(KSTFormatting::formatCount(fileCount)),
            0.42, fileCount);
 
+    // Files are then opened by name in their folders, held open once for all stages.
+    collection.holdFolders(KSTDuplicateFileCollection::folderHoldingAllowance());
     QList<KSTDuplicateGroup> groups;
     if (!compareCollection(collection, paths, generation, progress, groups))
         return nullptr;
@@ -157,17 +160,20 @@ bool KSTDuplicateEngine::compareCollection(const KSTDuplicateFileCollection &col
                                            const SnapshotHandler &progress,
                                            QList<KSTDuplicateGroup> &groups)
 {
-    // Size buckets: the files ordered by size (collection order within a size).
-    std::vector<quint32> order(static_cast<std::size_t>(collection.count()));
-    std::iota(order.begin(), order.end(), 0u);
-    std::stable_sort(order.begin(), order.end(), [&collection](quint32 a, quint32 b) {
-        return collection.bytesAt(a) < collection.bytesAt(b);
-    });
+    // Size buckets: the files ordered by size (collection order within a size). Sorting
+    // (size, index) pairs in one array is several times faster than sorting indexes that look
+    // their sizes up in the collection, and this runs before any hashing starts.
+    std::vector<std::pair<quint64, quint32>> bySize(static_cast<std::size_t>(collection.count()));
+    for (std::size_t index = 0; index < bySize.size(); ++index)
+        bySize[index] = {collection.bytesAt(qsizetype(index)), quint32(index)};
+    std::sort(bySize.begin(), bySize.end());
+    std::vector<quint32> order(bySize.size());
+    std::transform(bySize.begin(), bySize.end(), order.begin(),
+                   [](const std::pair<quint64, quint32> &entry) { return entry.second; });
     std::vector<SizeBucket> buckets;
     for (std::size_t begin = 0; begin < order.size();) {
         std::size_t end = begin + 1;
-        while (end < order.size() &&
-               collection.bytesAt(order[end]) == collection.bytesAt(order[begin]))
+        while (end < order.size() && bySize[end].first == bySize[begin].first)
             ++end;
         if (end - begin >= 2)
             buckets.push_back({begin, end});
@@ -182,8 +188,14 @@ bool KSTDuplicateEngine::compareCollection(const KSTDuplicateFileCollection &col
     std::vector<std::vector<quint32>> batch;
     qsizetype batchFiles = 0;
     quint64 batchBytes = 0;
-    std::size_t reported = 0; // buckets whose progress has been reported
+    quint64 batchWholeBytes = 0; // of files the fingerprints read whole
+    std::size_t reported = 0;    // buckets whose progress has been reported
 
+    // The bytes of @p bucket that its fingerprints read whole.
+    const auto wholeBytesOf = [&](const SizeBucket &bucket) -> quint64 {
+        const quint64 size = collection.bytesAt(order[bucket.begin]);
+        return size <= quint64(KSTDuplicateDigest::WholeSampleLimit) ? size * bucket.count() : 0;
+    };
     auto flush = [&](std::size_t handled) {
         // Each bucket of the batch is reported as it is taken up, then the batch is compared.
         for (std::size_t k = reported + 1; k <= handled; ++k) {
@@ -202,6 +214,7 @@ bool KSTDuplicateEngine::compareCollection(const KSTDuplicateFileCollection &col
         batch.clear();
         batchFiles = 0;
         batchBytes = 0;
+        batchWholeBytes = 0;
         return compared;
     };
 
@@ -213,8 +226,13 @@ bool KSTDuplicateEngine::compareCollection(const KSTDuplicateFileCollection &col
                            order.begin() + std::ptrdiff_t(bucket.end));
         batchFiles += qsizetype(bucket.count());
         batchBytes += collection.bytesAt(order[bucket.begin]) * bucket.count();
+        batchWholeBytes += wholeBytesOf(bucket);
+        // Whether the next bucket's small files would no longer fit beside this batch's.
+        const bool wholeBytesFull =
+            index + 1 < total && batchWholeBytes + wholeBytesOf(buckets[index + 1]) >
+                                     KSTDuplicateHasher::WholeContentBudget;
         if ((batchFiles >= Engine::BatchFiles || batchBytes >= Engine::BatchBytes ||
-             index + 1 == total) &&
+             wholeBytesFull || index + 1 == total) &&
             !flush(index + 1))
             return false;
     }

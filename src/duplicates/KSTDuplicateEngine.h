@@ -55,6 +55,9 @@ public:
     /// one folder together, small enough that progress keeps moving.
     static constexpr qsizetype BatchFiles = 8192;
     static constexpr quint64 BatchBytes = 128ull * 1024 * 1024;
+    /// A batch also closes before the files its fingerprints read whole would overflow the
+    /// hasher's room for them (KSTDuplicateHasher::WholeContentBudget), so that a small file
+    /// is never opened twice.
 
     /// Pictures and Downloads (in that order) of the accessible home, those that exist as
     /// folders; the home alone when neither does. On a Linux layout they are the user folders

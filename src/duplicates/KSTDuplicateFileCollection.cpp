@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cstring>
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <unistd.h>
 #include <utility>
 
@@ -22,6 +23,7 @@ KSTDuplicateFileCollection::KSTDuplicateFileCollection() = default;
 
 KSTDuplicateFileCollection::~KSTDuplicateFileCollection()
 {
+    closeHeldFolders();
     closeRoots();
 }
 
@@ -29,7 +31,11 @@ KSTDuplicateFileCollection::KSTDuplicateFileCollection(KSTDuplicateFileCollectio
     : m_roots(std::exchange(other.m_roots, {})), m_entries(std::move(other.m_entries)),
       m_nameBlocks(std::move(other.m_nameBlocks)),
       m_nameBlockUsed(std::exchange(other.m_nameBlockUsed, 0)),
-      m_folders(std::move(other.m_folders)), m_devices(std::move(other.m_devices))
+      m_folders(std::move(other.m_folders)), m_devices(std::move(other.m_devices)),
+      m_heldFolders(std::move(other.m_heldFolders)),
+      m_heldCount(other.m_heldCount.exchange(0, std::memory_order_relaxed)),
+      m_holdMaximum(std::exchange(other.m_holdMaximum, 0)),
+      m_heldSlots(std::exchange(other.m_heldSlots, 0))
 {
 }
 
@@ -37,6 +43,7 @@ KSTDuplicateFileCollection &
 KSTDuplicateFileCollection::operator=(KSTDuplicateFileCollection &&other) noexcept
 {
     if (this != &other) {
+        closeHeldFolders();
         closeRoots();
         m_roots = std::exchange(other.m_roots, {});
         m_entries = std::move(other.m_entries);
@@ -44,6 +51,11 @@ KSTDuplicateFileCollection::operator=(KSTDuplicateFileCollection &&other) noexce
         m_nameBlockUsed = std::exchange(other.m_nameBlockUsed, 0);
         m_folders = std::move(other.m_folders);
         m_devices = std::move(other.m_devices);
+        m_heldFolders = std::move(other.m_heldFolders);
+        m_heldCount.store(other.m_heldCount.exchange(0, std::memory_order_relaxed),
+                          std::memory_order_relaxed);
+        m_holdMaximum = std::exchange(other.m_holdMaximum, 0);
+        m_heldSlots = std::exchange(other.m_heldSlots, 0);
     }
     return *this;
 }
@@ -55,6 +67,76 @@ void KSTDuplicateFileCollection::closeRoots()
             ::close(root.fd);
     }
     m_roots.clear();
+}
+
+void KSTDuplicateFileCollection::closeHeldFolders()
+{
+    if (!m_heldFolders)
+        return;
+    for (std::size_t folder = 0; folder < m_heldSlots; ++folder) {
+        const int fd = m_heldFolders[folder].load(std::memory_order_relaxed);
+        if (fd >= 0)
+            ::close(fd);
+    }
+    m_heldFolders.reset();
+    m_heldSlots = 0;
+    m_heldCount.store(0, std::memory_order_relaxed);
+}
+
+void KSTDuplicateFileCollection::holdFolders(std::size_t maximum)
+{
+    closeHeldFolders();
+    m_holdMaximum = maximum;
+    if (maximum == 0 || m_folders.empty())
+        return;
+    m_heldSlots = m_folders.size();
+    m_heldFolders = std::make_unique<std::atomic<int>[]>(m_heldSlots);
+    for (std::size_t folder = 0; folder < m_heldSlots; ++folder)
+        m_heldFolders[folder].store(NotHeld, std::memory_order_relaxed);
+}
+
+std::size_t KSTDuplicateFileCollection::folderHoldingAllowance()
+{
+    struct rlimit limit;
+    if (::getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur == RLIM_INFINITY)
+        return 4096;
+    return std::min<std::size_t>(limit.rlim_cur / 16, 4096);
+}
+
+int KSTDuplicateFileCollection::openFolder(quint32 folder) const
+{
+    const Folder &entry = m_folders[folder];
+    const int rootFd = m_roots[entry.root].fd;
+    return entry.relativePath.empty()
+               ? ::openat(rootFd, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC)
+               : KSTNoFollowPath::openBeneath(rootFd, QByteArray::fromStdString(entry.relativePath),
+                                              O_RDONLY | O_DIRECTORY);
+}
+
+int KSTDuplicateFileCollection::heldFolder(quint32 folder) const
+{
+    if (!m_heldFolders || folder >= m_heldSlots)
+        return -1;
+    std::atomic<int> &slot = m_heldFolders[folder];
+    // Acquire: a descriptor another thread stored is used only after its open completed.
+    int fd = slot.load(std::memory_order_acquire);
+    if (fd != NotHeld)
+        return fd;
+    int expected = NotHeld;
+    if (m_heldCount.fetch_add(1, std::memory_order_relaxed) >= m_holdMaximum) {
+        // Past the allowance; never overwrite what another thread stored meanwhile.
+        slot.compare_exchange_strong(expected, Unheld, std::memory_order_acq_rel,
+                                     std::memory_order_acquire);
+        return expected >= 0 ? expected : -1;
+    }
+    const int opened = openFolder(folder);
+    if (slot.compare_exchange_strong(expected, opened < 0 ? Unheld : opened,
+                                     std::memory_order_acq_rel, std::memory_order_acquire))
+        return opened;
+    // Another thread held it first: use its descriptor.
+    if (opened >= 0)
+        ::close(opened);
+    return expected >= 0 ? expected : -1;
 }
 
 quint32 KSTDuplicateFileCollection::addRoot(const std::string &encodedPath, int fd)
@@ -192,16 +274,15 @@ bool KSTDuplicateFileCollection::openFile(qsizetype index, KSTReadOnlyFile &file
     // The name alone, relative to its folder held open.
     thread_local std::string relative;
     relative.assign(nameAt(entry), entry.nameLength);
-    if (cursor) {
+    if (const int held = heldFolder(entry.folder); held >= 0) {
+        if (!file.openBeneath(held, relative.c_str()))
+            return false;
+    } else if (cursor) {
         if (cursor->m_folder != entry.folder) {
             if (cursor->m_fd >= 0)
                 ::close(cursor->m_fd);
             cursor->m_folder = entry.folder;
-            cursor->m_fd = folder.relativePath.empty()
-                               ? ::openat(rootFd, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC)
-                               : KSTNoFollowPath::openBeneath(
-                                     rootFd, QByteArray::fromStdString(folder.relativePath),
-                                     O_RDONLY | O_DIRECTORY);
+            cursor->m_fd = openFolder(entry.folder);
         }
         if (cursor->m_fd < 0 || !file.openBeneath(cursor->m_fd, relative.c_str()))
             return false;

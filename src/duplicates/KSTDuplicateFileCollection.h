@@ -5,6 +5,7 @@
 
 #include <QtGlobal>
 
+#include <atomic>
 #include <deque>
 #include <memory>
 #include <string>
@@ -95,9 +96,21 @@ public:
     };
 
     /// Opens file @p index below its scan folder, following no link, and keeps it open only
-    /// when it is still the file the walk saw (identityAt()). False otherwise. With a
-    /// @p cursor, its folder is opened (the same way) once for consecutive files of one folder.
+    /// when it is still the file the walk saw (identityAt()). False otherwise. Its folder is
+    /// taken from the held folders (holdFolders()) when it is one of them, else from
+    /// @p cursor, which opens it (the same way) once for consecutive files of one folder, else
+    /// the whole path below the scan folder is walked.
     bool openFile(qsizetype index, KSTReadOnlyFile &file, FolderCursor *cursor = nullptr) const;
+
+    /// Lets openFile() keep up to @p maximum folders open, each opened the first time one of
+    /// its files is, until the collection is destroyed: files are opened by name alone, with
+    /// no folder lookup, whichever thread and stage opens them. Call once the collection is
+    /// filled (folders added later are never held) and before sharing it between threads; the
+    /// held folders are shared safely afterwards.
+    void holdFolders(std::size_t maximum);
+    /// How many folders holdFolders() allows for this process: a sixteenth of its descriptor
+    /// limit, at most 4096, so that hashing and the rest of the program keep plenty.
+    static std::size_t folderHoldingAllowance();
 
 private:
     struct Root
@@ -123,9 +136,15 @@ private:
         quint16 deviceIndex;
     };
 
+    // The descriptor of folder @p folder held open, or -1 when it is not (yet) held and
+    // cannot be any more.
+    int heldFolder(quint32 folder) const;
+    int openFolder(quint32 folder) const;
+
     const char *nameAt(const Entry &entry) const;
     quint16 deviceIndexOf(quint64 device);
     void closeRoots();
+    void closeHeldFolders();
 
     std::vector<Root> m_roots;
     std::deque<Entry> m_entries;
@@ -133,4 +152,12 @@ private:
     std::size_t m_nameBlockUsed = 0;
     std::deque<Folder> m_folders;
     std::vector<quint64> m_devices;
+    // Per folder: its held descriptor, NotHeld, or Unheld (failed or past the allowance).
+    // Filled lazily from any thread, hence atomic; m_heldCount counts the descriptors taken.
+    static constexpr int NotHeld = -1;
+    static constexpr int Unheld = -2;
+    mutable std::unique_ptr<std::atomic<int>[]> m_heldFolders;
+    mutable std::atomic<std::size_t> m_heldCount{0};
+    std::size_t m_holdMaximum = 0;
+    std::size_t m_heldSlots = 0; // folders when holdFolders() was called; later ones not held
 };

@@ -13,6 +13,9 @@
 namespace {
 
 constexpr qsizetype HashWorkers = 4;
+// Files a fingerprint worker takes at a time: neighbours in a folder, yet short enough that
+// the workers finish a stage together.
+constexpr qsizetype FingerprintRun = 32;
 
 // For each entry, the first entry naming the same file (device and inode), or itself: names
 // of one hard-linked file are read once and share the answer. An unknown identity (inode 0)
@@ -136,16 +139,25 @@ public:
     // Forgets what was kept; only between stages.
     void reset() { m_used.store(0, std::memory_order_relaxed); }
 
+    // Room for @p length bytes that only the caller writes, or null when the arena is full.
+    // Thread-safe: each caller gets a range of its own.
+    char *reserve(std::size_t length)
+    {
+        if (length == 0)
+            return nullptr;
+        const std::size_t offset = m_used.fetch_add(length, std::memory_order_relaxed);
+        if (offset + length > m_capacity)
+            return nullptr;
+        // Made by allocate(), between stages of the calling thread's scan.
+        return m_data.get() + offset;
+    }
+
     // A copy of @p bytes, or an empty view when the arena is full. Thread-safe.
     std::string_view keep(std::string_view bytes)
     {
-        if (bytes.empty())
+        char *data = reserve(bytes.size());
+        if (!data)
             return {};
-        const std::size_t offset = m_used.fetch_add(bytes.size(), std::memory_order_relaxed);
-        if (offset + bytes.size() > m_capacity)
-            return {};
-        // Made on first use, between stages of the calling thread's scan.
-        char *data = m_data.get() + offset;
         std::memcpy(data, bytes.data(), bytes.size());
         return std::string_view(data, bytes.size());
     }
@@ -195,29 +207,45 @@ void KSTDuplicateHasher::forEachRecordOnHashWorkers(qsizetype count, quint64 gen
 
 template <typename Task>
 void KSTDuplicateHasher::forEachFileRunOnHashWorkers(qsizetype count, quint64 generation,
-                                                     const Task &task)
+                                                     qsizetype runLength, const Task &task)
 {
-    // Worker w takes the w-th quarter of the list: the files of one folder, next to each other
-    // in the list, go to one worker, which keeps their folder open from one to the next.
+    // Short runs handed out as workers come free: a worker that drew large files does not
+    // keep the others waiting at the end of the stage, as fixed shares of the list would.
+    std::atomic<qsizetype> next{0};
     KSTDispatchGroup group;
     const qsizetype workers = std::min(count, HashWorkers);
     for (qsizetype worker = 0; worker < workers; ++worker) {
         if (m_systemInfo.isDuplicateScanCancelled(generation))
             break;
         KSTDuplicateDigest::Scratch &scratch = m_scratch[static_cast<size_t>(worker)];
-        const qsizetype begin = count * worker / workers;
-        const qsizetype end = count * (worker + 1) / workers;
         group.async(m_systemInfo.duplicateHashWorkerQueueForIndex(static_cast<qint32>(worker)),
-                    [this, begin, end, generation, &task, &scratch] {
+                    [this, count, generation, runLength, &task, &scratch, &next] {
                         KSTDuplicateFileCollection::FolderCursor cursor;
-                        for (qsizetype index = begin; index < end; ++index) {
-                            if (m_systemInfo.isDuplicateScanCancelled(generation))
+                        for (;;) {
+                            const qsizetype begin =
+                                next.fetch_add(runLength, std::memory_order_relaxed);
+                            if (begin >= count)
                                 return;
-                            task(index, scratch, cursor);
+                            for (qsizetype index = begin;
+                                 index < std::min(count, begin + runLength); ++index) {
+                                if (m_systemInfo.isDuplicateScanCancelled(generation))
+                                    return;
+                                task(index, scratch, cursor);
+                            }
                         }
                     });
     }
     group.wait();
+}
+
+template <typename Task>
+void KSTDuplicateHasher::forEachFileOnFreeHashWorker(qsizetype count, quint64 generation,
+                                                     const Task &task)
+{
+    forEachFileRunOnHashWorkers(
+        count, generation, 1,
+        [&task](qsizetype index, KSTDuplicateDigest::Scratch &scratch,
+                KSTDuplicateFileCollection::FolderCursor &) { task(index, scratch); });
 }
 
 QList<KSTDuplicateDigestResult>
@@ -288,23 +316,29 @@ std::vector<std::optional<quint64>> KSTDuplicateHasher::computeSampleFingerprint
         m_wholeContents->allocate();
         m_wholeContents->reset();
     }
-    forEachFileRunOnHashWorkers(qsizetype(reads.size()), generation,
-                                [&](qsizetype position, KSTDuplicateDigest::Scratch &scratch,
-                                    KSTDuplicateFileCollection::FolderCursor &cursor) {
-                                    const auto index =
-                                        static_cast<size_t>(reads[static_cast<size_t>(position)]);
-                                    const quint32 file = indexes[index];
-                                    KSTReadOnlyFile opened;
-                                    if (!collection.openFile(file, opened, &cursor))
-                                        return;
-                                    std::string_view content;
-                                    const quint64 bytes = collection.bytesAt(file);
-                                    slots[index] = KSTDuplicateDigest::sampleFingerprintOfFile(
-                                        opened, bytes, scratch, wholeContents ? &content : nullptr);
-                                    // Each worker writes only its own slots; the arena is shared.
-                                    if (!content.empty())
-                                        (*wholeContents)[index] = m_wholeContents->keep(content);
-                                });
+    forEachFileRunOnHashWorkers(
+        qsizetype(reads.size()), generation, FingerprintRun,
+        [&](qsizetype position, KSTDuplicateDigest::Scratch &scratch,
+            KSTDuplicateFileCollection::FolderCursor &cursor) {
+            const auto index = static_cast<size_t>(reads[static_cast<size_t>(position)]);
+            const quint32 file = indexes[index];
+            KSTReadOnlyFile opened;
+            if (!collection.openFile(file, opened, &cursor))
+                return;
+            std::string_view content;
+            const quint64 bytes = collection.bytesAt(file);
+            // A small file is read straight into the arena, not copied
+            // there: most of them are never looked at again.
+            char *destination =
+                wholeContents && bytes <= quint64(KSTDuplicateDigest::WholeSampleLimit)
+                    ? m_wholeContents->reserve(std::size_t(bytes))
+                    : nullptr;
+            slots[index] = KSTDuplicateDigest::sampleFingerprintOfFile(
+                opened, bytes, scratch, wholeContents ? &content : nullptr, destination);
+            // Each worker writes only its own slots; the arena is shared.
+            if (destination && !content.empty())
+                (*wholeContents)[index] = content;
+        });
     shareWithOtherNames(slots, first);
     if (wholeContents)
         shareWithOtherNames(*wholeContents, first);
@@ -338,7 +372,7 @@ std::vector<std::optional<KSTSHA256Digest>> KSTDuplicateHasher::computeContentDi
             return std::nullopt;
         return std::string_view(scratch.content);
     };
-    forEachRecordOnHashWorkers(
+    forEachFileOnFreeHashWorker(
         qsizetype(sets.firsts.size()), generation,
         [&](qsizetype position, KSTDuplicateDigest::Scratch &scratch) {
             const auto index = static_cast<size_t>(sets.firsts[static_cast<size_t>(position)]);
@@ -354,7 +388,7 @@ std::vector<std::optional<KSTSHA256Digest>> KSTDuplicateHasher::computeContentDi
         });
     if (m_systemInfo.isDuplicateScanCancelled(generation))
         return slots;
-    forEachRecordOnHashWorkers(
+    forEachFileOnFreeHashWorker(
         qsizetype(sets.others.size()), generation,
         [&](qsizetype position, KSTDuplicateDigest::Scratch &scratch) {
             const auto index = static_cast<size_t>(sets.others[static_cast<size_t>(position)]);
@@ -380,36 +414,68 @@ std::vector<std::optional<KSTSHA256Digest>> KSTDuplicateHasher::computeFullDiges
     const std::vector<qsizetype> first = fileFirstNames(collection, indexes);
     std::vector<qsizetype> reads = readsFor(first);
     sortByFile(reads, indexes);
-    const Representatives sets = representativesOf(reads, likelySame);
+    // A file whose other names are in the stage groups with them whatever the others hold.
+    std::vector<bool> hasOtherNames(indexes.size(), false);
+    for (std::size_t position = 0; position < first.size(); ++position) {
+        if (first[position] != qsizetype(position))
+            hasOtherNames[static_cast<size_t>(first[position])] = true;
+    }
+    std::map<quint32, std::vector<qsizetype>> bySet;
+    for (const qsizetype read : reads)
+        bySet[likelySame[static_cast<size_t>(read)]].push_back(read);
+    std::vector<std::vector<qsizetype>> sets;
+    for (auto &[set, members] : bySet) {
+        if (members.size() >= 2 || hasOtherNames[static_cast<size_t>(members.front())])
+            sets.push_back(std::move(members));
+    }
+
     std::vector<std::optional<KSTSHA256Digest>> slots(indexes.size());
-    forEachRecordOnHashWorkers(
-        qsizetype(sets.firsts.size()), generation,
-        [&](qsizetype position, KSTDuplicateDigest::Scratch &scratch) {
-            const auto index = static_cast<size_t>(sets.firsts[static_cast<size_t>(position)]);
-            const quint32 file = indexes[index];
-            KSTReadOnlyFile opened;
-            if (collection.openFile(file, opened))
-                slots[index] =
-                    KSTDuplicateDigest::fullDigestOfFile(opened, collection.bytesAt(file), scratch);
-        });
-    if (m_systemInfo.isDuplicateScanCancelled(generation))
-        return slots;
-    forEachRecordOnHashWorkers(
-        qsizetype(sets.others.size()), generation,
-        [&](qsizetype position, KSTDuplicateDigest::Scratch &scratch) {
-            const auto index = static_cast<size_t>(sets.others[static_cast<size_t>(position)]);
-            const auto setFirst = static_cast<size_t>(sets.firstOf[index]);
-            const quint32 file = indexes[index];
-            const quint64 size = collection.bytesAt(file);
-            KSTReadOnlyFile opened;
-            if (!collection.openFile(file, opened))
-                return;
-            KSTReadOnlyFile firstFile;
-            if (slots[setFirst] && collection.openFile(indexes[setFirst], firstFile) &&
-                KSTDuplicateDigest::haveSameContent(opened, firstFile, size, scratch))
-                slots[index] = slots[setFirst];
-            else
-                slots[index] = KSTDuplicateDigest::fullDigestOfFile(opened, size, scratch);
+    // Each set on one worker: its first file is read once while the others are compared with
+    // it; those that differ make a set of their own and go round again.
+    forEachFileOnFreeHashWorker(
+        qsizetype(sets.size()), generation,
+        [&](qsizetype setIndex, KSTDuplicateDigest::Scratch &scratch) {
+            std::vector<qsizetype> members = sets[static_cast<size_t>(setIndex)];
+            std::vector<bool> matches;
+            while (!members.empty() && !m_systemInfo.isDuplicateScanCancelled(generation)) {
+                const auto head = static_cast<size_t>(members.front());
+                const quint64 size = collection.bytesAt(indexes[head]);
+                KSTReadOnlyFile firstFile;
+                if (!collection.openFile(indexes[head], firstFile)) {
+                    members.erase(members.begin());
+                    continue;
+                }
+                const std::size_t compared =
+                    std::min<std::size_t>(members.size() - 1, ComparedAtOnce);
+                std::vector<KSTReadOnlyFile> files(compared);
+                std::vector<KSTReadOnlyFile *> opened;
+                std::vector<qsizetype> openedMembers;
+                for (std::size_t other = 0; other < compared; ++other) {
+                    const qsizetype member = members[other + 1];
+                    if (collection.openFile(indexes[static_cast<size_t>(member)], files[other])) {
+                        opened.push_back(&files[other]);
+                        openedMembers.push_back(member);
+                    }
+                }
+                const std::optional<KSTSHA256Digest> digest =
+                    KSTDuplicateDigest::fullDigestOfMatchingFiles(
+                        firstFile, opened, size, hasOtherNames[head], scratch, matches);
+                std::vector<qsizetype> rest;
+                if (digest)
+                    slots[head] = digest;
+                for (std::size_t other = 0; other < openedMembers.size(); ++other) {
+                    if (digest && matches[other])
+                        slots[static_cast<size_t>(openedMembers[other])] = digest;
+                    else
+                        rest.push_back(openedMembers[other]);
+                }
+                // Members not compared this round (a very large set) go round again too.
+                rest.insert(rest.end(), members.begin() + std::ptrdiff_t(compared + 1),
+                            members.end());
+                members = std::move(rest);
+                if (members.size() == 1 && !hasOtherNames[static_cast<size_t>(members.front())])
+                    break;
+            }
         });
     shareWithOtherNames(slots, first);
     return slots;

@@ -88,14 +88,20 @@ public:
                                   std::span<const quint32> indexes,
                                   std::span<const quint32> likelySame, quint64 generation,
                                   std::span<const std::string_view> wholeContents = {});
-    /// The full digests of the files @p indexes of @p collection, one slot per index, in the
-    /// same two steps: the first file of each @p likelySame set is digested, then every other
-    /// one is compared with it byte for byte and takes its digest when equal.
+    /// The full digests of the files @p indexes of @p collection (all above
+    /// PartialDigestThreshold), one slot per index, given only to files that hold the same
+    /// bytes as another file of their @p likelySame set (or are another name of one): each
+    /// set goes to one worker, which reads its first file once while comparing the others
+    /// with it (KSTDuplicateDigest::fullDigestOfMatchingFiles, up to ComparedAtOnce at a
+    /// time); the files that differ form a set of their own, and so on. A file whose head and
+    /// tail match no other file's is never read whole.
     std::vector<std::optional<KSTSHA256Digest>>
     computeFullDigestsForFiles(const KSTDuplicateFileCollection &collection,
                                std::span<const quint32> indexes,
                                std::span<const quint32> likelySame, quint64 generation);
 
+    /// The most files compared with one first file at once (each is held open meanwhile).
+    static constexpr std::size_t ComparedAtOnce = 16;
     /// The most bytes the first files of content-digest sets keep for the comparisons.
     static constexpr std::size_t KeptContentBudget = 8 * 1024 * 1024;
     /// The most bytes of whole small files one fingerprint stage keeps for the digests.
@@ -105,11 +111,15 @@ private:
     // Runs task(i, scratch) for every i < count, i on worker i mod 4, and waits for all.
     template <typename Task>
     void forEachRecordOnHashWorkers(qsizetype count, quint64 generation, const Task &task);
-    // Runs task(i, scratch, cursor) for every i < count in runs: worker w takes the w-th
-    // quarter in order, with a folder cursor of its own. For the fingerprints, whose files
-    // come ordered by folder.
+    // Runs task(i, scratch, cursor) for every i < count in runs of consecutive files, each
+    // worker taking the next run when it is done with one, with a folder cursor of its own.
+    // For the fingerprints, whose files come ordered by folder.
     template <typename Task>
-    void forEachFileRunOnHashWorkers(qsizetype count, quint64 generation, const Task &task);
+    void forEachFileRunOnHashWorkers(qsizetype count, quint64 generation, qsizetype runLength,
+                                     const Task &task);
+    // Runs task(i, scratch) for every i < count, each i on whichever worker is free next.
+    template <typename Task>
+    void forEachFileOnFreeHashWorker(qsizetype count, quint64 generation, const Task &task);
 
     // Bytes kept from one stage to the next, in one buffer that every batch of the scan
     // reuses, so keeping them costs no allocation and no fresh pages per batch.

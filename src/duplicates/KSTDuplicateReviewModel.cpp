@@ -220,7 +220,24 @@ quint64 KSTDuplicateReviewModel::removableBytesForSelectedGroups()
 KSTDuplicateReviewModel::SelectionReason
 KSTDuplicateReviewModel::selectionReason(const KSTDuplicateGroup &group, const Record &file) const
 {
+    return selectionReasonWithKept(group, file, effectiveKeptPathsForGroup(group));
+}
+
+QList<KSTDuplicateReviewModel::SelectionReason>
+KSTDuplicateReviewModel::selectionReasons(const KSTDuplicateGroup &group) const
+{
     const QSet<QString> kept = effectiveKeptPathsForGroup(group);
+    QList<SelectionReason> reasons;
+    reasons.reserve(group.files.size());
+    for (const Record &file : group.files)
+        reasons.append(selectionReasonWithKept(group, file, kept));
+    return reasons;
+}
+
+KSTDuplicateReviewModel::SelectionReason
+KSTDuplicateReviewModel::selectionReasonWithKept(const KSTDuplicateGroup &group, const Record &file,
+                                                 const QSet<QString> &kept)
+{
     const bool isFirst = !group.files.isEmpty() && group.files.first().path == file.path;
     if (kept.contains(file.path)) {
         if (!isFirst)

@@ -145,6 +145,9 @@ public:
     /// Why @p file of @p group is kept or removable.
     SelectionReason selectionReason(const KSTDuplicateGroup &group,
                                     const KSTDuplicateFileRecord &file) const;
+    /// selectionReason() of every file of @p group, in file order, with the kept set made
+    /// once for the group (for listing large results).
+    QList<SelectionReason> selectionReasons(const KSTDuplicateGroup &group) const;
     static bool isKeptReason(SelectionReason reason);
     /// "newest", "same date, first by path", "kept by you", "an older copy", …
     static QString selectionReasonText(SelectionReason reason);
@@ -231,6 +234,9 @@ Q_SIGNALS:
     void removalFinished(const KSTDuplicateRemovalOutcome &outcome);
 
 private:
+    static SelectionReason selectionReasonWithKept(const KSTDuplicateGroup &group,
+                                                   const KSTDuplicateFileRecord &file,
+                                                   const QSet<QString> &kept);
     struct PlannedCopy
     {
         KSTDuplicateFileRecord copy;

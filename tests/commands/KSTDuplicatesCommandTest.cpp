@@ -230,4 +230,32 @@ TEST(JsonTextWriterTest, NamesThatAreNotUtf8AreWrittenAsTheirBytes)
     EXPECT_EQ(printed.simplified(), streamed.simplified());
 }
 
+TEST(JsonTextWriterTest, DatesAreWrittenAsQtWritesThemInUtc)
+{
+    // Dates a file system can hold: the epoch, before it, leap days, the edges of the years
+    // written directly, and beyond them (where Qt itself is asked); in UTC and in an offset.
+    const qint64 Day = 86400000;
+    const QDateTime dates[] = {
+        QDateTime::fromMSecsSinceEpoch(0, Qt::UTC),
+        QDateTime::fromMSecsSinceEpoch(-1, Qt::UTC),
+        QDateTime::fromMSecsSinceEpoch(-Day - 999, Qt::UTC),
+        QDateTime::fromMSecsSinceEpoch(1700000000123, Qt::UTC),
+        QDateTime(QDate(2024, 2, 29), QTime(23, 59, 59, 999), Qt::UTC),
+        QDateTime(QDate(2000, 2, 29), QTime(0, 0), Qt::UTC),
+        QDateTime(QDate(2100, 3, 1), QTime(12, 0, 0, 5), Qt::UTC),
+        QDateTime(QDate(1000, 1, 1), QTime(0, 0), Qt::UTC),
+        QDateTime(QDate(999, 12, 31), QTime(23, 59, 59, 999), Qt::UTC),
+        QDateTime(QDate(9999, 12, 31), QTime(23, 59, 59, 999), Qt::UTC),
+        QDateTime(QDate(10000, 1, 1), QTime(0, 0), Qt::UTC),
+        QDateTime(QDate(1601, 1, 1), QTime(0, 0), Qt::UTC),
+        QDateTime(QDate(2024, 6, 15), QTime(8, 30, 0, 250), Qt::OffsetFromUTC, 7200),
+        QDateTime::currentDateTimeUtc(),
+    };
+    for (const QDateTime &date : dates) {
+        SCOPED_TRACE(date.toString(Qt::ISODateWithMs).toStdString());
+        EXPECT_EQ(KSTJsonTextWriter::isoDate(date), date.toUTC().toString(Qt::ISODateWithMs));
+    }
+    EXPECT_EQ(KSTJsonTextWriter::isoDate(QDateTime()), QString());
+}
+
 } // namespace

@@ -228,7 +228,7 @@ TEST_F(DuplicateCollectorTest, FilesAreOpenedAgainOnlyAsTheWalkSawThem)
     ASSERT_TRUE(KSTDuplicateTestSupport::writeBytes(
         KSTFileName::encoded(mac.homePath(QStringLiteral("Pictures/sub"))) + '/' + oddName,
         QByteArray(300, 'x')));
-    const KSTDuplicateFileCollection files =
+    KSTDuplicateFileCollection files =
         Collector::collectFileRecordsInPaths({mac.homePath(QStringLiteral("Pictures"))}, {}, {});
     ASSERT_EQ(files.count(), 4);
     auto indexOf = [&files](const QString &suffix) {
@@ -258,13 +258,31 @@ TEST_F(DuplicateCollectorTest, FilesAreOpenedAgainOnlyAsTheWalkSawThem)
         {"a file rewritten since", QStringLiteral("/rewritten.jpg"), false},
         {"a file now behind a link", QStringLiteral("/behind-link.jpg"), false},
     };
-    for (const Case &c : cases) {
-        SCOPED_TRACE(c.what);
-        const qsizetype index = indexOf(c.suffix);
-        ASSERT_GE(index, 0);
-        KSTReadOnlyFile opened;
-        EXPECT_EQ(files.openFile(index, opened), c.opens);
-        EXPECT_EQ(opened.isOpen(), c.opens);
+    // However the folder is reached: by the path below the scan folder, by a cursor, or held
+    // open for the whole comparison (one folder held and the others not, or all of them).
+    struct Mode
+    {
+        const char *what;
+        std::size_t heldFolders;
+        bool cursor;
+    };
+    const Mode modes[] = {
+        {"by path", 0, false},           {"by cursor", 0, true},
+        {"one folder held", 1, false},   {"one folder held, else cursor", 1, true},
+        {"all folders held", 64, false},
+    };
+    for (const Mode &mode : modes) {
+        SCOPED_TRACE(mode.what);
+        files.holdFolders(mode.heldFolders);
+        KSTDuplicateFileCollection::FolderCursor cursor;
+        for (const Case &c : cases) {
+            SCOPED_TRACE(c.what);
+            const qsizetype index = indexOf(c.suffix);
+            ASSERT_GE(index, 0);
+            KSTReadOnlyFile opened;
+            EXPECT_EQ(files.openFile(index, opened, mode.cursor ? &cursor : nullptr), c.opens);
+            EXPECT_EQ(opened.isOpen(), c.opens);
+        }
     }
     // The record carries what the walk saw, to the nanosecond.
     const KSTDuplicateFileRecord record = files.recordAt(indexOf(QStringLiteral("/kept.jpg")));

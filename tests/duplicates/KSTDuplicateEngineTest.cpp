@@ -3,6 +3,7 @@
 // pair, the order of groups and categories, the progress texts and values, and cancellation.
 #include "KSTDuplicateEngine.h"
 #include "KSTDuplicateComparison.h"
+#include "KSTDuplicateHasher.h"
 
 #include "KSTDuplicateTestSupport.h"
 #include "KSTMachineTest.h"
@@ -12,6 +13,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QMap>
 
 #include <gtest/gtest.h>
 
@@ -227,6 +229,81 @@ TEST_F(DuplicateScanTest, LookAlikesWithSeveralContentsGroupByContent)
         groups.sort();
         EXPECT_EQ(groups, (QStringList{folder + "a2.bin " + folder + "a1.bin",
                                        folder + "b2.bin " + folder + "b1.bin"}));
+    }
+}
+
+TEST_F(DuplicateScanTest, LookAlikesGroupWhicheverFileIsComparedFirst)
+{
+    // Files of one size (above 512 KiB, or read whole but fingerprinted by head and tail) whose
+    // sampled blocks all agree, so that only comparing them tells them apart: each file is a kind
+    // (equal kinds, equal bytes) or a hard link to the file before it. Whichever file the
+    // comparison starts from, every kind of two or more names is one group, with the full digest of
+    // its bytes.
+    constexpr qsizetype Size = 600 * 1024;
+    constexpr qsizetype MidSize = 200 * 1024;
+    constexpr int Link = -1;
+    struct Case
+    {
+        const char *what;
+        qsizetype size;
+        qsizetype differsAt; // where kinds differ: past a sampled block, or near the end
+        std::vector<int> kinds;
+    };
+    const std::vector<int> manyCopies(KSTDuplicateHasher::ComparedAtOnce + 3, 1);
+    std::vector<int> manyAndOne = manyCopies;
+    manyAndOne.insert(manyAndOne.begin() + 5, 2);
+    const Case cases[] = {
+        {"one alone and a pair", Size, Size / 2 + 4097, {1, 2, 2}},
+        {"a pair, one alone, a pair", Size, Size / 2 + 4097, {1, 2, 1, 3, 3}},
+        {"more copies than are compared at once", Size, Size / 2 + 4097, manyAndOne},
+        {"a hard link beside a look-alike", Size, Size / 2 + 4097, {1, Link, 2}},
+        {"different only in the last 64 KiB", Size, Size - 10000, {1, 2, 1}},
+        {"read whole: one alone and a pair", MidSize, MidSize / 2, {1, 2, 2}},
+        {"read whole: a hard link among look-alikes", MidSize, MidSize / 2, {1, 2, 3, Link}},
+        {"read whole: two linked among look-alikes", MidSize, MidSize / 2, {1, Link, 2, 3, Link}},
+    };
+    int caseIndex = 0;
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.what);
+        const QString folder = QStringLiteral("Downloads/large%1/").arg(caseIndex++);
+        QMap<int, QStringList> expected; // kind -> names
+        QMap<int, QByteArray> contents;
+        QString previous;
+        int previousKind = 0;
+        for (std::size_t index = 0; index < c.kinds.size(); ++index) {
+            const QString name = folder + QStringLiteral("f%1.bin").arg(index, 2, 10, QChar(u'0'));
+            if (c.kinds[index] == Link) {
+                ASSERT_EQ(::link(QFile::encodeName(previous).constData(),
+                                 QFile::encodeName(mac.homePath(name)).constData()),
+                          0);
+                expected[previousKind] << name;
+                continue;
+            }
+            QByteArray content = contentOfSize(c.size, 7);
+            content[c.differsAt] = char(c.kinds[index]);
+            contents[c.kinds[index]] = content;
+            previous = file(name, content);
+            previousKind = c.kinds[index];
+            expected[previousKind] << name;
+        }
+        const Snapshot result = scan({folder});
+        ASSERT_TRUE(result);
+        QStringList groups;
+        for (const KSTDuplicateGroup &group : allGroups(result)) {
+            QStringList names = pathsOf(group);
+            names.sort();
+            groups << names.join(QLatin1Char(' '));
+            const int kind = expected.key(names, 0);
+            EXPECT_EQ(group.hashKey, expectedHashKey(contents.value(kind)));
+        }
+        QStringList expectedGroups;
+        for (const QStringList &names : std::as_const(expected)) {
+            if (names.size() >= 2)
+                expectedGroups << names.join(QLatin1Char(' '));
+        }
+        groups.sort();
+        expectedGroups.sort();
+        EXPECT_EQ(groups, expectedGroups);
     }
 }
 
