@@ -3,7 +3,6 @@
 #include "KSTDuplicateCategories.h"
 #include "KSTDuplicateDigest.h"
 #include "KSTDuplicateFileCollection.h"
-#include "KSTSystemInfo.h"
 
 #include <QFileInfo>
 #include <QHash>
@@ -35,8 +34,8 @@ std::vector<std::size_t> positionsWithPartners(std::span<const std::optional<qui
 
 } // namespace
 
-KSTDuplicateComparison::KSTDuplicateComparison(KSTSystemInfo &systemInfo)
-    : m_systemInfo(systemInfo), m_hasher(systemInfo)
+KSTDuplicateComparison::KSTDuplicateComparison(const KSTDuplicateScanHooks &hooks)
+    : m_hooks(hooks), m_hasher(hooks)
 {
 }
 
@@ -49,7 +48,7 @@ bool KSTDuplicateComparison::processDuplicateSizeBucket(const QList<Record> &rec
     // 1. Sample fingerprints.
     const std::vector<std::optional<quint64>> fingerprints =
         m_hasher.computeSampleFingerprintsForRecords(records, generation);
-    if (m_systemInfo.isDuplicateScanCancelled(generation))
+    if (m_hooks.cancelled(generation))
         return false;
     QList<Record> withPartners;
     for (const std::size_t position : positionsWithPartners(fingerprints))
@@ -74,7 +73,7 @@ bool KSTDuplicateComparison::processDuplicateSizeBuckets(
     const std::vector<std::optional<quint64>> fingerprints =
         m_hasher.computeSampleFingerprintsForFiles(collection, candidates, generation,
                                                    &wholeContents);
-    if (m_systemInfo.isDuplicateScanCancelled(generation))
+    if (m_hooks.cancelled(generation))
         return false;
     // The files left, each with its set: same size and fingerprint, so probably equal. Files
     // above the partial-digest threshold skip the content digest: comparing them with each
@@ -119,7 +118,7 @@ bool KSTDuplicateComparison::processDuplicateSizeBuckets(
             m_hasher.computeContentDigestsForFiles(collection, withPartners, fingerprintSets,
                                                    generation, partnerContents);
         partnerContents.clear();
-        if (m_systemInfo.isDuplicateScanCancelled(generation))
+        if (m_hooks.cancelled(generation))
             return false;
         for (std::size_t position = 0; position < withPartners.size(); ++position) {
             const quint32 file = withPartners[position];
@@ -133,7 +132,7 @@ bool KSTDuplicateComparison::processDuplicateSizeBuckets(
         const std::vector<std::optional<KSTSHA256Digest>> fullDigests =
             m_hasher.computeFullDigestsForFiles(collection, needFullDigest, fullDigestSets,
                                                 generation);
-        if (m_systemInfo.isDuplicateScanCancelled(generation))
+        if (m_hooks.cancelled(generation))
             return false;
         for (std::size_t position = 0; position < needFullDigest.size(); ++position) {
             const quint32 file = needFullDigest[position];
@@ -166,7 +165,7 @@ bool KSTDuplicateComparison::groupFilesWithPartners(const QList<Record> &withPar
     // 2. Content digests; the size prefix keeps buckets of different sizes apart.
     const QList<KSTDuplicateDigestResult> contentDigests =
         m_hasher.computeContentDigestsForRecords(withPartners, generation);
-    if (m_systemInfo.isDuplicateScanCancelled(generation))
+    if (m_hooks.cancelled(generation))
         return false;
     DigestBuckets byContent;
     for (const KSTDuplicateDigestResult &result : contentDigests)
@@ -187,7 +186,7 @@ bool KSTDuplicateComparison::groupFilesWithPartners(const QList<Record> &withPar
     if (!needFullDigest.isEmpty()) {
         const QList<KSTDuplicateDigestResult> fullDigests =
             m_hasher.computeFullDigestsForRecords(needFullDigest, generation);
-        if (m_systemInfo.isDuplicateScanCancelled(generation))
+        if (m_hooks.cancelled(generation))
             return false;
         for (const KSTDuplicateDigestResult &result : fullDigests)
             finalBySize[result.record.bytes][result.digest].append(result.record);

@@ -9,7 +9,6 @@
 #include <vector>
 
 class KSTDuplicateFileCollection;
-class KSTSystemInfo;
 
 /// The comparison stage of a duplicate scan: from files of one size to groups of identical
 /// files.
@@ -43,7 +42,7 @@ public:
     /// A map from digest to the records that share it.
     using DigestBuckets = std::map<KSTSHA256Digest, QList<KSTDuplicateFileRecord>>;
 
-    explicit KSTDuplicateComparison(KSTSystemInfo &systemInfo);
+    explicit KSTDuplicateComparison(const KSTDuplicateScanHooks &hooks);
 
     /// Compares the records of one size and appends their groups to @p groups. A bucket of
     /// fewer than two records is ignored. False, with nothing appended, when G was cancelled.
@@ -78,6 +77,6 @@ private:
     bool groupFilesWithPartners(const QList<KSTDuplicateFileRecord> &withPartners,
                                 quint64 generation, QList<KSTDuplicateGroup> &groups);
 
-    KSTSystemInfo &m_systemInfo;
+    KSTDuplicateScanHooks m_hooks;
     KSTDuplicateHasher m_hasher;
 };

@@ -7,7 +7,6 @@
 #include "KSTFormatting.h"
 #include "KSTLinuxPlaces.h"
 #include "KSTPermissionChecker.h"
-#include "KSTSystemInfo.h"
 
 #include <QDateTime>
 #include <QElapsedTimer>
@@ -49,27 +48,7 @@ struct SizeBucket
 
 } // namespace
 
-KSTDuplicateEngine::KSTDuplicateEngine(KSTSystemInfo &systemInfo) : m_systemInfo(&systemInfo) {}
-
-void KSTDuplicateEngine::install(KSTSystemInfo &systemInfo)
-{
-    auto engine = std::make_shared<KSTDuplicateEngine>(systemInfo);
-    systemInfo.setDuplicateSnapshotBuilder(&KSTDuplicateEngine::buildDuplicateSnapshotFromPaths);
-    systemInfo.setDuplicateScanRoutine(
-        [engine](const QStringList &paths, quint64 generation,
-                 KSTSystemInfo::DuplicateSnapshotHandler progress,
-                 KSTSystemInfo::DuplicateSnapshotHandler completion) {
-            std::shared_ptr<const KSTDuplicateSnapshot> result =
-                engine->duplicateSnapshotForPaths(paths, generation, progress);
-            if (!result)
-                result = std::make_shared<KSTDuplicateSnapshot>();
-            KSTSystemInfo &info = *engine->m_systemInfo;
-            info.onMain([&info, generation, completion = std::move(completion), result] {
-                if (!info.isDuplicateScanCancelled(generation))
-                    completion(result);
-            });
-        });
-}
+KSTDuplicateEngine::KSTDuplicateEngine(KSTDuplicateScanHooks hooks) : m_hooks(std::move(hooks)) {}
 
 QStringList KSTDuplicateEngine::defaultDuplicateScanPaths()
 {
@@ -107,7 +86,7 @@ QStringList KSTDuplicateEngine::existingUserFolders(const QStringList &folders, 
 
 bool KSTDuplicateEngine::isCancelled(quint64 generation) const
 {
-    return m_systemInfo->isDuplicateScanCancelled(generation);
+    return m_hooks.cancelled(generation);
 }
 
 std::shared_ptr<KSTDuplicateSnapshot>
@@ -183,7 +162,7 @@ bool KSTDuplicateEngine::compareCollection(const KSTDuplicateFileCollection &col
     const auto fileCount = static_cast<quint64>(collection.count());
     const std::size_t total = buckets.size();
     const double denominator = total == 0 ? 1.0 : double(total);
-    KSTDuplicateComparison comparison(*m_systemInfo);
+    KSTDuplicateComparison comparison(m_hooks);
     Throttle throttle;
     std::vector<std::vector<quint32>> batch;
     qsizetype batchFiles = 0;
@@ -274,10 +253,9 @@ void KSTDuplicateEngine::deliverDuplicateScanProgressWithPaths(
         buildDuplicateSnapshotFromPaths(paths, generation, status);
     snapshot->scanProgress = std::clamp(progress, 0.0, 1.0);
     snapshot->filesScanned = filesScanned;
-    KSTSystemInfo &info = *m_systemInfo;
-    info.onMain([&info, generation, handler,
-                 snapshot = std::shared_ptr<const KSTDuplicateSnapshot>(std::move(snapshot))] {
-        if (!info.isDuplicateScanCancelled(generation))
+    m_hooks.onMain([isCancelled = m_hooks.isCancelled, generation, handler,
+                    snapshot = std::shared_ptr<const KSTDuplicateSnapshot>(std::move(snapshot))] {
+        if (!isCancelled || !isCancelled(generation))
             handler(snapshot);
     });
 }

@@ -2,6 +2,7 @@
 
 #include "KSTDuplicateCollector.h"
 #include "KSTDuplicateFileCollection.h"
+#include "KSTDuplicateScanHooks.h"
 #include "KSTDuplicateSnapshot.h"
 
 #include <QString>
@@ -31,15 +32,14 @@ class KSTSystemInfo;
 /// cancelDuplicateScan() stops the scan at its next check; it then delivers nothing more.
 ///
 /// Thread safety: the scan operations block on the file system and run on duplicateQueue;
-/// the engine holds no state besides the frame it works for.
+/// the engine holds no state besides its hooks.
 class KSTDuplicateEngine
 {
 public:
     using SnapshotHandler = std::function<void(std::shared_ptr<const KSTDuplicateSnapshot>)>;
 
-    /// Works for @p systemInfo (its Duplicates generation and hash workers), which must outlive
-    /// this object.
-    explicit KSTDuplicateEngine(KSTSystemInfo &systemInfo);
+    /// Works with @p hooks (its generation, hash workers and main queue).
+    explicit KSTDuplicateEngine(KSTDuplicateScanHooks hooks);
 
     /// Installs buildDuplicateSnapshotFromPaths() and the scan routine (duplicateSnapshotForPaths
     /// on duplicateQueue, then the completion on the main queue with the result, or an empty
@@ -107,5 +107,5 @@ private:
                            quint64 generation, const SnapshotHandler &progress,
                            QList<KSTDuplicateGroup> &groups);
 
-    KSTSystemInfo *m_systemInfo;
+    KSTDuplicateScanHooks m_hooks;
 };

@@ -1,9 +1,9 @@
 #include "KSTDuplicateHasher.h"
 
 #include "KSTDispatchGroup.h"
+#include "KSTDispatchQueue.h"
 #include "KSTDuplicateFileCollection.h"
 #include "KSTReadOnlyFile.h"
-#include "KSTSystemInfo.h"
 
 #include <atomic>
 #include <map>
@@ -174,8 +174,9 @@ private:
     std::atomic<std::size_t> m_used{0};
 };
 
-KSTDuplicateHasher::KSTDuplicateHasher(KSTSystemInfo &systemInfo)
-    : m_systemInfo(systemInfo), m_wholeContents(std::make_unique<ContentArena>(WholeContentBudget)),
+KSTDuplicateHasher::KSTDuplicateHasher(KSTDuplicateScanHooks hooks)
+    : m_hooks(std::move(hooks)),
+      m_wholeContents(std::make_unique<ContentArena>(WholeContentBudget)),
       m_keptContents(std::make_unique<ContentArena>(KeptContentBudget))
 {
 }
@@ -190,13 +191,13 @@ void KSTDuplicateHasher::forEachRecordOnHashWorkers(qsizetype count, quint64 gen
     // stage instead of one per file, and keeps the worker's scratch hot.
     KSTDispatchGroup group;
     for (qsizetype worker = 0; worker < std::min(count, HashWorkers); ++worker) {
-        if (m_systemInfo.isDuplicateScanCancelled(generation))
+        if (m_hooks.cancelled(generation))
             break;
         KSTDuplicateDigest::Scratch &scratch = m_scratch[static_cast<size_t>(worker)];
-        group.async(m_systemInfo.duplicateHashWorkerQueueForIndex(static_cast<qint32>(worker)),
+        group.async(m_hooks.hashWorkerQueue(static_cast<qint32>(worker)),
                     [this, worker, count, generation, &task, &scratch] {
                         for (qsizetype index = worker; index < count; index += HashWorkers) {
-                            if (m_systemInfo.isDuplicateScanCancelled(generation))
+                            if (m_hooks.cancelled(generation))
                                 return;
                             task(index, scratch);
                         }
@@ -215,25 +216,24 @@ void KSTDuplicateHasher::forEachFileRunOnHashWorkers(qsizetype count, quint64 ge
     KSTDispatchGroup group;
     const qsizetype workers = std::min(count, HashWorkers);
     for (qsizetype worker = 0; worker < workers; ++worker) {
-        if (m_systemInfo.isDuplicateScanCancelled(generation))
+        if (m_hooks.cancelled(generation))
             break;
         KSTDuplicateDigest::Scratch &scratch = m_scratch[static_cast<size_t>(worker)];
-        group.async(m_systemInfo.duplicateHashWorkerQueueForIndex(static_cast<qint32>(worker)),
-                    [this, count, generation, runLength, &task, &scratch, &next] {
-                        KSTDuplicateFileCollection::FolderCursor cursor;
-                        for (;;) {
-                            const qsizetype begin =
-                                next.fetch_add(runLength, std::memory_order_relaxed);
-                            if (begin >= count)
-                                return;
-                            for (qsizetype index = begin;
-                                 index < std::min(count, begin + runLength); ++index) {
-                                if (m_systemInfo.isDuplicateScanCancelled(generation))
-                                    return;
-                                task(index, scratch, cursor);
-                            }
-                        }
-                    });
+        group.async(m_hooks.hashWorkerQueue(static_cast<qint32>(worker)), [this, count, generation,
+                                                                           runLength, &task,
+                                                                           &scratch, &next] {
+            KSTDuplicateFileCollection::FolderCursor cursor;
+            for (;;) {
+                const qsizetype begin = next.fetch_add(runLength, std::memory_order_relaxed);
+                if (begin >= count)
+                    return;
+                for (qsizetype index = begin; index < std::min(count, begin + runLength); ++index) {
+                    if (m_hooks.cancelled(generation))
+                        return;
+                    task(index, scratch, cursor);
+                }
+            }
+        });
     }
     group.wait();
 }
@@ -386,7 +386,7 @@ std::vector<std::optional<KSTSHA256Digest>> KSTDuplicateHasher::computeContentDi
                                        ? *content
                                        : m_keptContents->keep(*content);
         });
-    if (m_systemInfo.isDuplicateScanCancelled(generation))
+    if (m_hooks.cancelled(generation))
         return slots;
     forEachFileOnFreeHashWorker(
         qsizetype(sets.others.size()), generation,
@@ -437,7 +437,7 @@ std::vector<std::optional<KSTSHA256Digest>> KSTDuplicateHasher::computeFullDiges
         [&](qsizetype setIndex, KSTDuplicateDigest::Scratch &scratch) {
             std::vector<qsizetype> members = sets[static_cast<size_t>(setIndex)];
             std::vector<bool> matches;
-            while (!members.empty() && !m_systemInfo.isDuplicateScanCancelled(generation)) {
+            while (!members.empty() && !m_hooks.cancelled(generation)) {
                 const auto head = static_cast<size_t>(members.front());
                 const quint64 size = collection.bytesAt(indexes[head]);
                 KSTReadOnlyFile firstFile;

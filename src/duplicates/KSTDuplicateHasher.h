@@ -1,6 +1,7 @@
 #pragma once
 
 #include "KSTDuplicateDigest.h"
+#include "KSTDuplicateScanHooks.h"
 #include "KSTDuplicateSnapshot.h"
 
 #include <QList>
@@ -14,7 +15,6 @@
 #include <vector>
 
 class KSTDuplicateFileCollection;
-class KSTSystemInfo;
 
 /// One file's digest, as a hashing stage returns it.
 struct KSTDuplicateDigestResult
@@ -39,11 +39,12 @@ struct KSTDuplicateDigestResult
 /// (make one per scan): hashing allocates nothing per file, and the buffers never exceed the
 /// 4 MiB read chunk.
 ///
-/// A stage may be run from any thread but one at a time per hasher; the frame must outlive it.
+/// A stage may be run from any thread but one at a time per hasher; whatever its hooks reach
+/// must outlive it.
 class KSTDuplicateHasher
 {
 public:
-    explicit KSTDuplicateHasher(KSTSystemInfo &systemInfo);
+    explicit KSTDuplicateHasher(KSTDuplicateScanHooks hooks);
     ~KSTDuplicateHasher();
     KSTDuplicateHasher(const KSTDuplicateHasher &) = delete;
     KSTDuplicateHasher &operator=(const KSTDuplicateHasher &) = delete;
@@ -125,7 +126,7 @@ private:
     // reuses, so keeping them costs no allocation and no fresh pages per batch.
     class ContentArena;
 
-    KSTSystemInfo &m_systemInfo;
+    KSTDuplicateScanHooks m_hooks;
     std::array<KSTDuplicateDigest::Scratch, 4> m_scratch;
     std::unique_ptr<ContentArena> m_wholeContents;
     std::unique_ptr<ContentArena> m_keptContents;

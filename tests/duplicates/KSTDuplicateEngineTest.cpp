@@ -2,6 +2,7 @@
 // against an independent SHA-256 on both sides of the 512 KiB boundary, files that must never
 // pair, the order of groups and categories, the progress texts and values, and cancellation.
 #include "KSTDuplicateEngine.h"
+#include "KSTDispatchQueue.h"
 #include "KSTDuplicateComparison.h"
 #include "KSTDuplicateHasher.h"
 
@@ -16,6 +17,10 @@
 #include <QMap>
 
 #include <gtest/gtest.h>
+
+#include <array>
+#include <atomic>
+#include <limits>
 
 #include <unistd.h>
 
@@ -510,6 +515,43 @@ TEST_F(DuplicateScanTest, CollectionProgressApproachesButNeverReachesTheComparis
     EXPECT_LT(Engine::estimatedCollectionProgressForFileCount(1'000'000'000), 0.4);
 }
 
+// The engine runs on hooks of its own, without a frame: its own hash workers, a main-queue
+// hop that runs at once, and a cancellation predicate it keeps asking.
+TEST_F(DuplicateScanTest, RunsWithItsOwnHooksAndNoFrame)
+{
+    const QByteArray small = contentOfSize(4000, 3);
+    const QByteArray large = contentOfSize(600 * 1024, 4);
+    for (const char *name : {"a.bin", "b.bin"}) {
+        file(QStringLiteral("Pictures/small-") + QLatin1String(name), small);
+        file(QStringLiteral("Pictures/large-") + QLatin1String(name), large);
+    }
+    std::array<std::unique_ptr<KSTDispatchQueue>, 4> workers;
+    for (std::size_t index = 0; index < workers.size(); ++index)
+        workers[index] =
+            std::make_unique<KSTDispatchQueue>(QStringLiteral("test.hash.%1").arg(index));
+    // Cancelled from the check after this many on; the largest int stands for never.
+    std::atomic<int> checksLeft = std::numeric_limits<int>::max();
+    const KSTDuplicateScanHooks hooks{
+        [&checksLeft](quint64) { return checksLeft.fetch_sub(1) <= 0; },
+        [&workers](qint32 index) -> KSTDispatchQueue & { return *workers[size_t(index) & 3]; },
+        [](std::function<void()> block) { block(); }};
+    KSTDuplicateEngine engine(hooks);
+    const QStringList roots = {mac.homePath(QStringLiteral("Pictures"))};
+
+    QList<Snapshot> reports;
+    const auto result = engine.duplicateSnapshotForPaths(
+        roots, 1, [&reports](Snapshot report) { reports << report; });
+    ASSERT_NE(result, nullptr);
+    EXPECT_EQ(result->totalGroupCount, 2u);
+    EXPECT_FALSE(reports.isEmpty());
+
+    // Cancelled at once, or after some checks: no result, whatever stage it was in.
+    for (const int checks : {0, 3, 20}) {
+        checksLeft = checks;
+        EXPECT_EQ(engine.duplicateSnapshotForPaths(roots, 2, {}), nullptr) << checks;
+    }
+}
+
 TEST_F(DuplicateScanTest, AFileThatCannotBeReadLeavesItsBucketAlone)
 {
     const QByteArray content = contentOfSize(4000, 9);
@@ -518,7 +560,7 @@ TEST_F(DuplicateScanTest, AFileThatCannotBeReadLeavesItsBucketAlone)
         records << recordOf(file(QStringLiteral("Pictures/") + QLatin1String(name), content));
     ASSERT_TRUE(QFile::remove(records.last().path));
 
-    KSTDuplicateComparison comparison(info);
+    KSTDuplicateComparison comparison(KSTDuplicateScanHooks::of(info));
     QList<KSTDuplicateGroup> groups;
     ASSERT_TRUE(
         comparison.processDuplicateSizeBucket(records, info.duplicateScanGeneration(), groups));
