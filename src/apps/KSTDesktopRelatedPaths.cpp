@@ -15,7 +15,7 @@ using Matcher = KSTRelatedPathMatcher;
 
 namespace {
 
-QString accessibleHome()
+QString desktopUserHome()
 {
     return QDir::cleanPath(KSTPermissionChecker::accessibleUserHomeDirectoryPath());
 }
@@ -29,7 +29,7 @@ QStringList baseDirs(const KSTEnvironment &environment)
 QStringList protectedFolders()
 {
     const KSTEnvironment environment = KSTEnvironment::current();
-    const QString home = accessibleHome();
+    const QString home = desktopUserHome();
     QStringList folders{home};
     for (const QString &base : baseDirs(environment))
         folders << QDir::cleanPath(base);
@@ -61,7 +61,7 @@ QList<KSTInstalledAppRelatedPath> relatedPathsForApp(const KSTInstalledAppRecord
                                                      const QStringList &installedIdentifiers)
 {
     const KSTEnvironment environment = KSTEnvironment::current();
-    const QString home = accessibleHome();
+    const QString home = desktopUserHome();
     Matcher::Collection collection;
     const auto add = [&](const QString &path, const QString &rule, const QString &token,
                          bool sure) {

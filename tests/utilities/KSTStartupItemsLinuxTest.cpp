@@ -14,7 +14,8 @@
 
 namespace {
 
-constexpr qint64 MiB = 1024 * 1024;
+// Program sizes in the impact table.
+constexpr qint64 ProgramMiB = 1024 * 1024;
 
 QByteArray entry(const char *name, const char *exec, const char *extra = "")
 {
@@ -168,9 +169,9 @@ TEST_F(StartupItemsLinuxTest, ImpactComesFromTheProgramUnderTheRoot)
         qint64 bytes;
         const char *impact;
     } cases[] = {
-        {"/opt/big/big --tray", "opt/big/big", 250 * MiB, "High"},
-        {"medium", "usr/bin/medium", 25 * MiB, "Medium"},
-        {"\"/opt/My Tools/small\" -q", "opt/My Tools/small", 1 * MiB, "Low"},
+        {"/opt/big/big --tray", "opt/big/big", 250 * ProgramMiB, "High"},
+        {"medium", "usr/bin/medium", 25 * ProgramMiB, "Medium"},
+        {"\"/opt/My Tools/small\" -q", "opt/My Tools/small", 1 * ProgramMiB, "Low"},
         {"/opt/Dropbox/dropboxd", nullptr, 0, "High"},
         {"missing-program", nullptr, 0, "Low"},
     };

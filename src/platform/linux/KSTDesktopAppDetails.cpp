@@ -1,5 +1,7 @@
 #include "KSTDesktopAppDetails.h"
 
+#include "KSTDesktopPlaces.h"
+
 #include "KSTAppStreamMetadata.h"
 #include "KSTDpkgDatabase.h"
 #include "KSTElfHeader.h"
@@ -13,20 +15,16 @@ using AppKind = KSTDesktopApplication::Kind;
 
 namespace {
 
+using KSTDesktopPlaces::executableFolders;
+using KSTDesktopPlaces::isPlainName;
+using KSTDesktopPlaces::snapMounts;
+
 // Where a Debian-like desktop keeps what the Exec lines name, as the machine spells it.
-constexpr const char *executableFolders[] = {"/usr/local/bin", "/usr/bin", "/bin"};
 const QString applicationState = QStringLiteral("/gnome-shell/application_state");
-const QString snapMounts = QStringLiteral("/snap/");
 const QString snapYaml = QStringLiteral("/current/meta/snap.yaml");
 // Where a Flatpak's deployment keeps its AppStream file, newest convention first.
 constexpr const char *metainfoFolders[] = {"/files/share/metainfo/", "/files/share/appdata/"};
 constexpr const char *metainfoSuffixes[] = {".metainfo.xml", ".appdata.xml"};
-
-bool isPlainName(const QString &name)
-{
-    return !name.isEmpty() && !name.contains(QLatin1Char('/')) && name != QLatin1String(".") &&
-           name != QLatin1String("..");
-}
 
 QByteArray readCapped(const QString &path, qint64 maximumBytes)
 {
@@ -197,6 +195,6 @@ void KSTDesktopAppDetailsReader::readSnap(const KSTDesktopApplication &applicati
         return;
     const QString path = KSTRootedPath::resolve(
         m_environment.root(),
-        m_environment.systemPath(snapMounts + application.snapName + snapYaml));
+        m_environment.systemPath(snapMounts + QLatin1Char('/') + application.snapName + snapYaml));
     details.version = KSTSnapYaml::version(readCapped(path, KSTSnapYaml::maximumFileBytes));
 }

@@ -1,5 +1,7 @@
 #include "KSTDesktopEntry.h"
 
+#include "KSTKeyFileText.h"
+
 #include <QByteArrayView>
 #include <QStringList>
 
@@ -71,18 +73,6 @@ QString unescaped(QByteArrayView value)
     return QString::fromUtf8(text);
 }
 
-QByteArrayView trimmed(QByteArrayView text)
-{
-    qsizetype start = 0;
-    qsizetype end = text.size();
-    while (start < end && (text.at(start) == ' ' || text.at(start) == '\t'))
-        ++start;
-    while (end > start &&
-           (text.at(end - 1) == ' ' || text.at(end - 1) == '\t' || text.at(end - 1) == '\r'))
-        --end;
-    return text.sliced(start, end - start);
-}
-
 } // namespace
 
 bool KSTDesktopEntry::isShownApplication() const
@@ -119,7 +109,7 @@ KSTDesktopEntry KSTDesktopEntry::parse(const QByteArray &contents, const QString
         position = end + 1;
         if (rawLine.size() > maximumLineBytes)
             continue;
-        const QByteArrayView line = trimmed(rawLine);
+        const QByteArrayView line = KSTKeyFileText::trimmed(rawLine);
         if (line.isEmpty() || line.startsWith('#'))
             continue;
         if (line.startsWith('[')) {
@@ -135,8 +125,8 @@ KSTDesktopEntry KSTDesktopEntry::parse(const QByteArray &contents, const QString
         const qsizetype equals = line.indexOf('=');
         if (equals <= 0)
             continue;
-        const QByteArrayView key = trimmed(line.first(equals));
-        const QByteArrayView value = trimmed(line.sliced(equals + 1));
+        const QByteArrayView key = KSTKeyFileText::trimmed(line.first(equals));
+        const QByteArrayView value = KSTKeyFileText::trimmed(line.sliced(equals + 1));
         auto once = [&seenKeys](int which) {
             if (seenKeys[which])
                 return false;

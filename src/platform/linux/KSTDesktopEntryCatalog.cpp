@@ -1,5 +1,7 @@
 #include "KSTDesktopEntryCatalog.h"
 
+#include "KSTDesktopPlaces.h"
+
 #include "KSTDesktopEntry.h"
 #include "KSTDpkgDatabase.h"
 #include "KSTFileName.h"
@@ -19,14 +21,16 @@ using AppKind = KSTDesktopApplication::Kind;
 
 namespace {
 
+using KSTDesktopPlaces::executableFolders;
+using KSTDesktopPlaces::isPlainName;
+using KSTDesktopPlaces::snapMounts;
+
 // Where a Debian-like desktop keeps what a menu lists, as the machine spells it.
-constexpr const char *executableFolders[] = {"/usr/local/bin", "/usr/bin", "/bin"};
 const QString exportsSuffix = QStringLiteral("/exports/share/applications");
 const QString userFlatpakExports = QStringLiteral("/flatpak/exports/share/applications");
 const QString systemFlatpakExports = QStringLiteral("/var/lib/flatpak/exports/share/applications");
 const QString snapEntries = QStringLiteral("/var/lib/snapd/desktop/applications");
 const QString snapFiles = QStringLiteral("/var/lib/snapd/snaps");
-const QString snapMounts = QStringLiteral("/snap");
 const QString homeApplications = QStringLiteral("Applications");
 const QString localeFile = QStringLiteral("/etc/default/locale");
 constexpr qint64 maximumLocaleFileBytes = 4096;
@@ -46,13 +50,6 @@ struct FoundEntry
     QString relative; // below its folder, "a/b.desktop"
     int folder = 0;
 };
-
-// A name that stands for one folder, never a way out of one.
-bool isPlainName(const QString &name)
-{
-    return !name.isEmpty() && !name.contains(QLatin1Char('/')) && name != QLatin1String(".") &&
-           name != QLatin1String("..");
-}
 
 QStringList sortedNames(const QString &folder, bool skipHidden)
 {

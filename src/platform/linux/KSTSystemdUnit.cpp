@@ -1,22 +1,8 @@
 #include "KSTSystemdUnit.h"
 
+#include "KSTKeyFileText.h"
+
 #include <QByteArrayView>
-
-namespace {
-
-QByteArrayView trimmed(QByteArrayView text)
-{
-    qsizetype start = 0;
-    qsizetype end = text.size();
-    while (start < end && (text.at(start) == ' ' || text.at(start) == '\t'))
-        ++start;
-    while (end > start &&
-           (text.at(end - 1) == ' ' || text.at(end - 1) == '\t' || text.at(end - 1) == '\r'))
-        --end;
-    return text.sliced(start, end - start);
-}
-
-} // namespace
 
 QString KSTSystemdUnit::firstWord(const QString &commandLine)
 {
@@ -63,7 +49,7 @@ QString KSTSystemdUnit::execStartProgram(const QByteArray &contents)
         position = end + 1;
         if (rawLine.size() > maximumLineBytes)
             continue;
-        const QByteArrayView line = trimmed(rawLine);
+        const QByteArrayView line = KSTKeyFileText::trimmed(rawLine);
         if (line.isEmpty() || line.startsWith('#') || line.startsWith(';'))
             continue;
         if (line.startsWith('[')) {
@@ -73,9 +59,9 @@ QString KSTSystemdUnit::execStartProgram(const QByteArray &contents)
         if (!inService)
             continue;
         const qsizetype equals = line.indexOf('=');
-        if (equals <= 0 || trimmed(line.first(equals)) != "ExecStart")
+        if (equals <= 0 || KSTKeyFileText::trimmed(line.first(equals)) != "ExecStart")
             continue;
-        QByteArrayView value = trimmed(line.sliced(equals + 1));
+        QByteArrayView value = KSTKeyFileText::trimmed(line.sliced(equals + 1));
         while (!value.isEmpty() && QByteArrayView("-@+!:").contains(value.front()))
             value = value.sliced(1);
         const QString program = firstWord(QString::fromUtf8(value));
