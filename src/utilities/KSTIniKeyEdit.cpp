@@ -1,21 +1,13 @@
 #include "KSTIniKeyEdit.h"
 
+#include "linux/KSTKeyFileText.h"
+
 #include <QByteArrayView>
 #include <QList>
 
 namespace {
 
-QByteArrayView trimmed(QByteArrayView text)
-{
-    qsizetype start = 0;
-    qsizetype end = text.size();
-    while (start < end && (text.at(start) == ' ' || text.at(start) == '\t'))
-        ++start;
-    while (end > start &&
-           (text.at(end - 1) == ' ' || text.at(end - 1) == '\t' || text.at(end - 1) == '\r'))
-        --end;
-    return text.sliced(start, end - start);
-}
+using KSTKeyFileText::trimmed;
 
 bool isGroupLine(QByteArrayView line)
 {

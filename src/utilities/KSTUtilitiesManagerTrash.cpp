@@ -63,6 +63,17 @@ QString withoutLastComponent(const QString &text)
     return url.toString(QUrl::RemoveQuery | QUrl::RemoveFragment);
 }
 
+// Trash records in the order a person looks for a name in.
+QList<KSTTrashSourceRecord> sortedByFileName(QList<KSTTrashSourceRecord> records)
+{
+    std::stable_sort(records.begin(), records.end(),
+                     [](const KSTTrashSourceRecord &a, const KSTTrashSourceRecord &b) {
+                         return KSTUtilitiesOrder::localizedCaseInsensitiveLess(a.fileName,
+                                                                                b.fileName);
+                     });
+    return records;
+}
+
 } // namespace
 
 QList<KSTTrashSourceRecord> KSTUtilitiesManager::scanTrashSourceItems() const
@@ -87,12 +98,7 @@ QList<KSTTrashSourceRecord> KSTUtilitiesManager::scanTrashSourceItems() const
         record.deletedBy = deletedByAppForTrashItem(record.trashPath);
         records.append(record);
     }
-    std::stable_sort(records.begin(), records.end(),
-                     [](const KSTTrashSourceRecord &a, const KSTTrashSourceRecord &b) {
-                         return KSTUtilitiesOrder::localizedCaseInsensitiveLess(a.fileName,
-                                                                                b.fileName);
-                     });
-    return records;
+    return sortedByFileName(std::move(records));
 }
 
 QStringList KSTUtilitiesManager::originalPathsFromTrashDSStoreAtPath(const QString &path)
@@ -316,10 +322,5 @@ QList<KSTTrashSourceRecord> KSTUtilitiesManager::scanLinuxTrashSourceItems() con
         record.deletedBy = deletedByAppForTrashItem(record.trashPath);
         records.append(record);
     }
-    std::stable_sort(records.begin(), records.end(),
-                     [](const KSTTrashSourceRecord &a, const KSTTrashSourceRecord &b) {
-                         return KSTUtilitiesOrder::localizedCaseInsensitiveLess(a.fileName,
-                                                                                b.fileName);
-                     });
-    return records;
+    return sortedByFileName(std::move(records));
 }
