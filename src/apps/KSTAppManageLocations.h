@@ -128,6 +128,12 @@ inline const QString desktopHiddenHomeTemplate = QStringLiteral(".%1");
 inline const QString flatpakDataTemplate = QStringLiteral(".var/app/%1");
 inline const QString snapDataTemplate = QStringLiteral("snap/%1");
 inline const QString autostartTemplate = QStringLiteral("autostart/%1.desktop");
+/// The user's own autostart entries and systemd units (config-relative folders) whose program
+/// is the application's are the application's for sure; at most desktopRunnerFilesPerFolder
+/// names are looked at in each folder.
+inline const QString userAutostartFolder = QStringLiteral("autostart");
+inline const QString userUnitFolder = QStringLiteral("systemd/user");
+inline constexpr qsizetype desktopRunnerFilesPerFolder = 512;
 /// Home folders a desktop's related paths never are (nor any folder holding one), besides the
 /// home, the base dirs and the user folders.
 inline const QStringList desktopNeverListedHomeFolders = {

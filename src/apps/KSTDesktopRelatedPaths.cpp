@@ -4,9 +4,14 @@
 #include "KSTAppManageLocations.h"
 #include "KSTEnvironment.h"
 #include "KSTLinuxPlaces.h"
+#include "KSTNoFollowPath.h"
 #include "KSTPermissionChecker.h"
+#include "KSTQuietFiles.h"
 #include "KSTRelatedPathLookup.h"
 #include "KSTRelatedPathMatcher.h"
+#include "linux/KSTDesktopAppDetails.h"
+#include "linux/KSTDesktopEntry.h"
+#include "linux/KSTSystemdUnit.h"
 
 #include <QDir>
 
@@ -41,6 +46,71 @@ QStringList protectedFolders()
     for (const QString &relative : Locations::desktopNeverListedHomeFolders)
         folders << home + QLatin1Char('/') + relative;
     return folders;
+}
+
+// A regular file's bytes, reached without a link, within @p maximumBytes; empty otherwise.
+QByteArray readRegularFile(const QString &path, qint64 maximumBytes)
+{
+    QByteArray contents;
+    if (KSTQuietFiles::readFile(path, maximumBytes, &contents) != KSTReadOnlyFile::Status::Read)
+        return {};
+    return contents;
+}
+
+// The program an Exec line runs, as a host path; empty when it is not on the machine.
+QString programOfExec(const KSTEnvironment &environment, const QString &exec)
+{
+    return KSTDesktopAppDetailsReader::resolveProgram(
+        environment, KSTDesktopAppDetailsReader::programOfExec(exec));
+}
+
+// What the application runs: an AppImage itself, else its entry's Exec program.
+QString programOfApp(const KSTEnvironment &environment, const KSTInstalledAppRecord &app)
+{
+    if (!app.bundlePath.endsWith(QLatin1String(".desktop")))
+        return app.bundlePath;
+    return programOfExec(
+        environment,
+        KSTDesktopEntry::parse(readRegularFile(app.bundlePath, KSTDesktopEntry::maximumFileBytes))
+            .exec);
+}
+
+// The user's own autostart entries and units that run @p program.
+QStringList runnersOf(const KSTEnvironment &environment, const QString &program)
+{
+    QStringList runners;
+    const QString config = environment.places()->configHome();
+    const struct
+    {
+        QString folder;
+        QLatin1String suffix;
+    } places[] = {
+        {config + QLatin1Char('/') + Locations::userAutostartFolder, QLatin1String(".desktop")},
+        {config + QLatin1Char('/') + Locations::userUnitFolder, QLatin1String(".service")},
+    };
+    for (const auto &place : places) {
+        const std::optional<QStringList> names = KSTNoFollowPath::listFolder(place.folder, false);
+        if (!names)
+            continue;
+        for (const QString &name :
+             names->first(std::min(names->size(), Locations::desktopRunnerFilesPerFolder))) {
+            if (!name.endsWith(place.suffix))
+                continue;
+            const QString path = place.folder + QLatin1Char('/') + name;
+            const QString runs =
+                place.suffix == QLatin1String(".desktop")
+                    ? programOfExec(environment,
+                                    KSTDesktopEntry::parse(
+                                        readRegularFile(path, KSTDesktopEntry::maximumFileBytes))
+                                        .exec)
+                    : KSTDesktopAppDetailsReader::resolveProgram(
+                          environment, KSTSystemdUnit::execStartProgram(readRegularFile(
+                                           path, KSTSystemdUnit::maximumFileBytes)));
+            if (!runs.isEmpty() && runs == program)
+                runners << path;
+        }
+    }
+    return runners;
 }
 
 } // namespace
@@ -105,6 +175,11 @@ QList<KSTInstalledAppRelatedPath> relatedPathsForApp(const KSTInstalledAppRecord
     add(environment.places()->configHome() + QLatin1Char('/') +
             Locations::autostartTemplate.arg(identifier),
         QStringLiteral("launchAgent"), identifier, true);
+    // Whatever the user set up to start the application goes with it.
+    if (const QString program = programOfApp(environment, app); !program.isEmpty()) {
+        for (const QString &runner : runnersOf(environment, program))
+            add(runner, QStringLiteral("launchAgent"), identifier, true);
+    }
     return collection.sortedPaths();
 }
 

@@ -163,6 +163,35 @@ TEST_F(LinuxAppUninstallTest, AUsersFlatpakIsFlatpaksToRemoveAndItsSandboxGoesTo
     EXPECT_FALSE(uninstallPathsContain(result, vlc.bundlePath));
 }
 
+// What the user set up to start an application (an autostart entry, a user unit) goes with it
+// for sure; what starts another program, or is a link, is never taken for it.
+TEST_F(LinuxAppUninstallTest, TheUsersOwnStartersOfAnAppGoWithIt)
+{
+    const QString units = u"home/"_s + machine.login() + u"/.config/systemd/user"_s;
+    const QString atLogin = machine.addAutostartEntry(
+        u"firefox-at-login.desktop"_s,
+        "[Desktop Entry]\nType=Application\nName=Firefox at login\nExec=firefox-esr --new\n", true);
+    machine.addEnabledUnit(units, units, u"default.target"_s, u"firefox-headless.service"_s,
+                           u"/usr/bin/firefox-esr --headless"_s);
+    machine.addEnabledUnit(units, units, u"default.target"_s, u"notes.service"_s,
+                           u"/usr/bin/gnome-text-editor"_s);
+    machine.makeSymlink(units + u"/linked.service"_s,
+                        machine.path(units + u"/firefox-headless.service"_s));
+
+    QStringList strong;
+    QStringList all;
+    for (const KSTInstalledAppRelatedPath &related : named(u"Firefox (private)"_s).relatedPaths) {
+        all << related.path;
+        if (related.isStrongMatch)
+            strong << related.path;
+    }
+    EXPECT_TRUE(strong.contains(atLogin)) << all.join(u", "_s).toStdString();
+    EXPECT_TRUE(strong.contains(machine.path(units + u"/firefox-headless.service"_s)))
+        << all.join(u", "_s).toStdString();
+    EXPECT_FALSE(all.contains(machine.path(units + u"/notes.service"_s)));
+    EXPECT_FALSE(all.contains(machine.path(units + u"/linked.service"_s)));
+}
+
 TEST_F(LinuxAppUninstallTest, AFailingFlatpakIsReportedAndNothingElseIsClaimed)
 {
     machine.addTool(u"/usr/bin/flatpak"_s, "", 1, "error: not installed\n");

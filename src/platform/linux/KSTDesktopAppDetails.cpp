@@ -102,16 +102,17 @@ QString KSTDesktopAppDetailsReader::programOfExec(const QString &exec)
     return first < words.size() ? words.at(first) : QString();
 }
 
-QString KSTDesktopAppDetailsReader::resolveProgram(const QString &program) const
+QString KSTDesktopAppDetailsReader::resolveProgram(const KSTEnvironment &environment,
+                                                   const QString &program)
 {
-    const QString root = m_environment.root();
+    const QString root = environment.root();
     if (program.startsWith(QLatin1Char('/')))
-        return KSTRootedPath::resolve(root, m_environment.machinePath(program));
+        return KSTRootedPath::resolve(root, environment.machinePath(program));
     if (!isPlainName(program))
         return {};
     for (const char *folder : executableFolders) {
         const QString resolved = KSTRootedPath::resolve(
-            root, m_environment.systemPath(QLatin1String(folder) + QLatin1Char('/') + program));
+            root, environment.systemPath(QLatin1String(folder) + QLatin1Char('/') + program));
         if (!resolved.isEmpty())
             return resolved;
     }
@@ -125,7 +126,7 @@ KSTDesktopAppDetailsReader::details(const KSTDesktopApplication &application) co
     details.installedDate = installedDateOf(application.path);
     details.program = application.kind == AppKind::AppImage
                           ? application.path
-                          : resolveProgram(programOfExec(application.exec));
+                          : resolveProgram(m_environment, programOfExec(application.exec));
     if (!details.program.isEmpty()) {
         // Header bytes only, and only from a regular file reached without a link.
         QByteArray header;

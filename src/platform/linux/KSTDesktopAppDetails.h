@@ -51,9 +51,12 @@ public:
     /// The program of an Exec line: its first word (one pair of double quotes removed, an
     /// "env" and its VAR=value words skipped); empty when there is none.
     static QString programOfExec(const QString &exec);
+    /// The host path of @p program as the analysed machine would run it: an absolute path
+    /// under the root, a plain name in /usr/local/bin, /usr/bin or /bin; no link leads out of
+    /// the root. Empty when it is not there.
+    static QString resolveProgram(const KSTEnvironment &environment, const QString &program);
 
 private:
-    QString resolveProgram(const QString &program) const;
     void readFlatpak(const KSTDesktopApplication &application, Details &details) const;
     void readSnap(const KSTDesktopApplication &application, Details &details) const;
 
