@@ -105,19 +105,20 @@ inline const QList<QPair<QString, QString>> desktopCategoryLabels = {
     {QStringLiteral("System"), QStringLiteral("Utilities")},
     {QStringLiteral("Utility"), QStringLiteral("Utilities")},
 };
-/// ELF machines (e_machine) as the Mach-O processor types their labels are made of.
-inline constexpr QPair<quint16, qint32> elfMachineCpuTypes[] = {
-    {3, 7},            // i386: Intel
-    {62, 0x01000007},  // x86-64: Intel
-    {40, 12},          // 32-bit ARM: Apple Silicon's family
-    {183, 0x0100000C}, // AArch64: Apple Silicon's
+/// A Linux program's architecture column by its ELF machine (e_machine), in the words Linux
+/// uses for processor families (a Mac's labels name Apple's chips).
+inline const QList<QPair<quint16, QString>> elfMachineLabels = {
+    {3, QStringLiteral("x86")},
+    {62, QStringLiteral("x86-64")},
+    {40, QStringLiteral("ARM")},
+    {183, QStringLiteral("ARM64")},
 };
-/// A Flatpak deployment's architecture folder as the same processor types.
-inline const QList<QPair<QString, qint32>> flatpakArchitectureCpuTypes = {
-    {QStringLiteral("i386"), 7},
-    {QStringLiteral("x86_64"), 0x01000007},
-    {QStringLiteral("arm"), 12},
-    {QStringLiteral("aarch64"), 0x0100000C},
+/// The same by a Flatpak deployment's architecture folder.
+inline const QList<QPair<QString, QString>> flatpakArchitectureLabels = {
+    {QStringLiteral("i386"), QStringLiteral("x86")},
+    {QStringLiteral("x86_64"), QStringLiteral("x86-64")},
+    {QStringLiteral("arm"), QStringLiteral("ARM")},
+    {QStringLiteral("aarch64"), QStringLiteral("ARM64")},
 };
 
 /// Related paths: each token in every XDG base dir (cache, config, data, state) and as

@@ -23,19 +23,18 @@ QString categoryLabel(const QStringList &categories)
 
 QString architectureLabel(std::optional<quint16> machine, const QString &flatpakArchitecture)
 {
-    QList<qint32> cpuTypes;
     if (!flatpakArchitecture.isEmpty()) {
-        for (const auto &[architecture, cpuType] : Locations::flatpakArchitectureCpuTypes) {
+        for (const auto &[architecture, label] : Locations::flatpakArchitectureLabels) {
             if (architecture == flatpakArchitecture)
-                cpuTypes << cpuType;
+                return label;
         }
     } else if (machine) {
-        for (const auto &[elfMachine, cpuType] : Locations::elfMachineCpuTypes) {
+        for (const auto &[elfMachine, label] : Locations::elfMachineLabels) {
             if (elfMachine == *machine)
-                cpuTypes << cpuType;
+                return label;
         }
     }
-    return KSTMachOHeader::architectureLabelForCpuTypes(cpuTypes);
+    return KSTMachOHeader::architectureLabelForCpuTypes({});
 }
 
 QList<KSTInstalledAppRecord> records(const KSTEnvironment &environment)

@@ -59,25 +59,23 @@ TEST(KSTLinuxAppInventoryTest, DebianDesktopRecordsTakeEachKindsOwnSources)
     ASSERT_EQ(records.size(), 10);
 
     const DesktopCase cases[] = {
-        {"Firefox (private)", "firefox-esr", "1.0-1", "Debian GNU/Linux", "Productivity", "Intel",
+        {"Firefox (private)", "firefox-esr", "1.0-1", "Debian GNU/Linux", "Productivity", "x86-64",
          2},
-        {"Files", "org.gnome.Nautilus", "1.0-1", "Debian GNU/Linux", "Utilities", "Apple Silicon",
-         2},
+        {"Files", "org.gnome.Nautilus", "1.0-1", "Debian GNU/Linux", "Utilities", "ARM64", 2},
         // A shell script is no ELF program; Writer's program is not installed at all.
         {"Text Editor", "org.gnome.TextEditor", "1.0-1", "Debian GNU/Linux", "Utilities", "—", 2},
         {"LibreOffice Writer", "libreoffice-writer", "1.0-1", "Debian GNU/Linux", "Productivity",
          "—", 2},
         // The newest release by date, not the first listed; the untranslated developer.
-        {"Calculator", "org.gnome.Calculator", "45.0.2", "The GNOME Project", "Utilities", "Intel",
+        {"Calculator", "org.gnome.Calculator", "45.0.2", "The GNOME Project", "Utilities", "x86-64",
          0},
-        {"VLC media player", "org.videolan.VLC", "3.0.20", "VideoLAN", "Video", "Intel", 0},
+        {"VLC media player", "org.videolan.VLC", "3.0.20", "VideoLAN", "Video", "x86-64", 0},
         // The top-level version only; a snap names no developer, so the name stands in.
         {"Visual Studio Code", "code_code", "1.95.3", "Visual Studio Code", "Developer Tools",
-         "Intel", 0},
-        {"Obsidian-1.5.3", "Obsidian-1.5.3.AppImage", "—", "Obsidian-1.5.3", "Other",
-         "Apple Silicon", 1},
+         "x86-64", 0},
+        {"Obsidian-1.5.3", "Obsidian-1.5.3.AppImage", "—", "Obsidian-1.5.3", "Other", "ARM64", 1},
         {"krita-5.2.2-x86_64", "krita-5.2.2-x86_64.appimage", "—", "krita-5.2.2-x86_64", "Other",
-         "Intel", 1},
+         "x86-64", 1},
     };
     for (const DesktopCase &expected : cases) {
         SCOPED_TRACE(expected.name);
@@ -155,7 +153,7 @@ TEST(KSTLinuxAppInventoryTest, HostileOrMissingSourcesGiveTheDefaults)
     const VariantCase cases[] = {
         {"an ELF program and its package's version",
          [](KSTFixtureLinux &m) { m.addElfProgram(u"usr/bin/base"_s, X86_64); },
-         "2:115.5.0esr-1~deb12u1", "Debian GNU/Linux", "Intel"},
+         "2:115.5.0esr-1~deb12u1", "Debian GNU/Linux", "x86-64"},
         // Followed on the host, either link would reach the host's own /bin/sh, an ELF file.
         {"Exec an absolute link out of the root",
          [](KSTFixtureLinux &m) { m.makeSymlink(u"usr/bin/base"_s, u"/bin/sh"_s); },
@@ -288,10 +286,10 @@ TEST(KSTLinuxAppInventoryTest, ElfHeadersGiveTheirMachineInEitherByteOrder)
         SCOPED_TRACE(row.name);
         EXPECT_EQ(KSTElfHeader::machine(row.header), row.machine);
     }
-    EXPECT_EQ(KSTDesktopAppRecords::architectureLabel(X86_64, {}), u"Intel"_s);
-    EXPECT_EQ(KSTDesktopAppRecords::architectureLabel(AArch64, {}), u"Apple Silicon"_s);
+    EXPECT_EQ(KSTDesktopAppRecords::architectureLabel(X86_64, {}), u"x86-64"_s);
+    EXPECT_EQ(KSTDesktopAppRecords::architectureLabel(AArch64, {}), u"ARM64"_s);
     EXPECT_EQ(KSTDesktopAppRecords::architectureLabel(std::nullopt, {}), u"—"_s);
-    EXPECT_EQ(KSTDesktopAppRecords::architectureLabel(X86_64, u"aarch64"_s), u"Apple Silicon"_s);
+    EXPECT_EQ(KSTDesktopAppRecords::architectureLabel(X86_64, u"aarch64"_s), u"ARM64"_s);
     EXPECT_EQ(KSTDesktopAppRecords::architectureLabel(std::nullopt, u"riscv64"_s), u"—"_s);
 }
 
