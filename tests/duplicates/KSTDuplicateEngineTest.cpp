@@ -495,17 +495,6 @@ TEST_F(DuplicateScanTest, ANewerStartSilencesTheOlderScan)
     EXPECT_EQ(cancelledReports.size(), 1);
 }
 
-TEST_F(DuplicateScanTest, DefaultFoldersArePicturesAndDownloadsWhenTheyExist)
-{
-    const QString pictures = mac.homePath(QStringLiteral("Pictures"));
-    const QString downloads = mac.homePath(QStringLiteral("Downloads"));
-    EXPECT_EQ(Engine::defaultDuplicateScanPaths(), (QStringList{pictures, downloads}));
-    ASSERT_TRUE(QDir(pictures).removeRecursively());
-    EXPECT_EQ(Engine::defaultDuplicateScanPaths(), QStringList{downloads});
-    ASSERT_TRUE(QDir(downloads).removeRecursively());
-    EXPECT_EQ(Engine::defaultDuplicateScanPaths(), QStringList{mac.home()});
-}
-
 TEST_F(DuplicateScanTest, CollectionProgressApproachesButNeverReachesTheComparisonPhase)
 {
     const std::pair<quint64, double> cases[] = {{0, 0.0}, {800, 0.2}, {2400, 0.3}, {7200, 0.36}};

@@ -166,14 +166,6 @@ TEST(SystemReportTextTest, NoDateMeansNow)
     EXPECT_TRUE(snapshot.plainTextExport().section(QLatin1Char('\n'), 1, 1).contains(year));
 }
 
-TEST(SystemReportTextTest, ExportNamesCarryTheDayAndOneExtension)
-{
-    EXPECT_EQ(KSTSystemReportSnapshot::exportFileName(QDate(2026, 11, 14), QStringLiteral("pdf")),
-              QStringLiteral("Kestrel-SystemReport-2026-11-14.pdf"));
-    EXPECT_EQ(KSTSystemReportSnapshot::exportFileName(QDate(2027, 1, 5), QStringLiteral("txt")),
-              QStringLiteral("Kestrel-SystemReport-2027-01-05.txt"));
-}
-
 TEST(SystemReportTextTest, WritesUtf8AtomicallyAndFailsWithTheWriteError)
 {
     QTemporaryDir folder;
