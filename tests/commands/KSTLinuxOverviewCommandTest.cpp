@@ -7,7 +7,6 @@
 #include "KSTToolRunner.h"
 
 #include <QDir>
-#include <QDirIterator>
 #include <QFile>
 #include <QFileInfo>
 #include <QJsonArray>
@@ -17,7 +16,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstdio>
 
 using namespace Qt::StringLiterals;
@@ -33,32 +31,13 @@ KSTProgramRun runProgram(const QStringList &arguments)
             QString::fromUtf8(result.standardOutput), QString::fromUtf8(result.standardError)};
 }
 
-qint64 allocatedBelow(const QString &path)
-{
-    if (QFileInfo(path).isFile())
-        return qint64(KSTTestSupport::allocatedBytesOf(path));
-    qint64 total = 0;
-    QDirIterator it(path, QDir::Files | QDir::Hidden | QDir::NoDotAndDotDot,
-                    QDirIterator::Subdirectories);
-    while (it.hasNext())
-        total += qint64(KSTTestSupport::allocatedBytesOf(it.next()));
-    return total;
-}
-
 TEST(KSTLinuxOverviewCommandTest, JsonListsTheDesktopsApplicationsAndVersion)
 {
+    // Each application's payload and the Apps category's sum are the engine's
+    // (KSTLinuxApplicationsTest); here the program reads them from the desktop.
     KSTFixtureLinux machine;
     ASSERT_TRUE(machine.isValid());
-    QList<QPair<qint64, QString>> expected; // size, name
-    for (const KSTDebianDesktop::VisibleApp &app : KSTDebianDesktop::populate(machine))
-        expected.append({app.installedSizeKiB > 0 ? app.installedSizeKiB * 1024
-                                                  : allocatedBelow(app.payloadPath),
-                         app.name});
-    std::sort(expected.begin(), expected.end(),
-              [](const auto &a, const auto &b) { return a.first > b.first; });
-    qint64 applicationBytes = 0; // every visible application has its own payload here
-    for (const auto &[size, name] : std::as_const(expected))
-        applicationBytes += size;
+    KSTDebianDesktop::populate(machine);
 
     const KSTProgramRun run =
         runProgram({"--root", machine.root(), "--layout", "linux", "overview", "--json"});
@@ -70,12 +49,11 @@ TEST(KSTLinuxOverviewCommandTest, JsonListsTheDesktopsApplicationsAndVersion)
               u"XPS 13 9320 · 12th Gen Intel(R) Core(TM) i7-1260P"_s);
     const QJsonArray top = snapshot.value("topApps").toArray();
     ASSERT_EQ(top.size(), 5);
-    for (qsizetype index = 0; index < 5; ++index) {
-        const QJsonObject app = top[index].toObject();
-        EXPECT_EQ(app.value("name").toString(), expected[index].second) << index;
-        EXPECT_EQ(app.value("sizeBytes").toInteger(), expected[index].first) << index;
-        EXPECT_TRUE(app.value("bundlePath").toString().startsWith(machine.root() + u'/'));
-    }
+    for (const QJsonValue &app : top)
+        EXPECT_TRUE(
+            app.toObject().value("bundlePath").toString().startsWith(machine.root() + u'/'));
+    EXPECT_EQ(top[0].toObject().value("name").toString(), u"Firefox (private)"_s);
+    EXPECT_EQ(top[0].toObject().value("sizeBytes").toInteger(), 258312 * 1024);
     // The user's own copy of Firefox's entry is the one listed, sized by its package.
     EXPECT_TRUE(top[0]
                     .toObject()
@@ -84,7 +62,7 @@ TEST(KSTLinuxOverviewCommandTest, JsonListsTheDesktopsApplicationsAndVersion)
                     .endsWith(u"/home/alice/.local/share/applications/firefox-esr.desktop"_s));
     const QJsonObject apps = snapshot.value("storageCategories").toArray()[0].toObject();
     EXPECT_EQ(apps.value("name").toString(), u"Apps"_s);
-    EXPECT_EQ(apps.value("bytes").toInteger(), applicationBytes);
+    EXPECT_GE(apps.value("bytes").toInteger(), 258312 * 1024);
 
     const KSTProgramRun summary = runProgram({"--root", machine.root(), "overview"});
     ASSERT_EQ(summary.status, 0) << summary.err.toStdString();
