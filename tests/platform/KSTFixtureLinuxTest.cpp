@@ -1,15 +1,9 @@
 #include "KSTFixtureLinux.h"
 #include "KSTEnvironment.h"
-#include "KSTLinuxPlaces.h"
-
-#include <QFileInfo>
 
 #include <gtest/gtest.h>
 
-#include <ostream>
-
 using namespace Qt::StringLiterals;
-using Folder = KSTLinuxPlaces::UserFolder;
 
 namespace {
 
@@ -29,51 +23,5 @@ TEST(KSTFixtureLinuxTest, CommandLineFindsTheFixtureUser)
     EXPECT_EQ(found->userId(), 1234u);
     EXPECT_EQ(found->root(), expected.root());
 }
-
-struct UserDirsCase
-{
-    const char *name;
-    QList<KSTFixtureLinux::UserDir> lines;
-    Folder folder;
-    const char *expectedHomeRelative; // nullptr: switched off
-};
-
-// Failures name the row rather than dumping its bytes.
-void PrintTo(const UserDirsCase &row, std::ostream *out)
-{
-    *out << row.name;
-}
-
-class KSTFixtureLinuxUserDirsTest : public ::testing::TestWithParam<UserDirsCase>
-{
-};
-
-TEST_P(KSTFixtureLinuxUserDirsTest, PlacesFollowTheWrittenFile)
-{
-    const UserDirsCase &row = GetParam();
-    KSTFixtureLinux machine;
-    if (!row.lines.isEmpty())
-        machine.writeUserDirs(row.lines);
-    const auto places = machine.environment().places();
-    const QString folder = places->userFolder(row.folder);
-    if (!row.expectedHomeRelative) {
-        EXPECT_TRUE(folder.isEmpty()) << qPrintable(folder);
-    } else {
-        EXPECT_EQ(folder, machine.homePath(QString::fromUtf8(row.expectedHomeRelative)));
-        EXPECT_TRUE(QFileInfo(folder).isDir()) << qPrintable(folder);
-    }
-    EXPECT_EQ(places->dataHome(), machine.homePath(u".local/share"_s));
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Rows, KSTFixtureLinuxUserDirsTest,
-    ::testing::Values(
-        UserDirsCase{"English", {}, Folder::Movies, "Videos"},
-        UserDirsCase{"EnglishDownloads", {}, Folder::Downloads, "Downloads"},
-        UserDirsCase{"Localised", {{u"PICTURES"_s, u"$HOME/Bilder"_s}}, Folder::Pictures, "Bilder"},
-        UserDirsCase{"SwitchedOff", {{u"DOWNLOAD"_s, u"$HOME/"_s}}, Folder::Downloads, nullptr},
-        UserDirsCase{
-            "MissingKeyIsEnglish", {{u"MUSIC"_s, u"$HOME/Musik"_s}}, Folder::Pictures, "Pictures"}),
-    [](const auto &info) { return std::string(info.param.name); });
 
 } // namespace
