@@ -258,27 +258,6 @@ TEST_F(ReporterEngineTest, ShortensPathsInTheHome)
 
 } // namespace
 
-// On a Linux machine dpkg's installs of the week join the applications found, each name once.
-TEST_F(ReporterEngineTest, ALinuxMachinesPackageInstallsCount)
-{
-    KSTEnvironment linux = mac.environment();
-    linux.setLayout(KSTLayout::Linux);
-    KSTScopedEnvironment scoped(linux);
-    const QDateTime now = QDateTime::currentDateTime();
-    const QByteArray yesterday = now.addDays(-1).toString("yyyy-MM-dd HH:mm:ss").toUtf8();
-    mac.writeFile("var/log/dpkg.log",
-                  yesterday + " install vlc:amd64 <none> 3.0.21-0\n" + yesterday +
-                      " install vlc:amd64 3.0.21-0 3.0.21-1\n" +
-                      now.addDays(-30).toString("yyyy-MM-dd HH:mm:ss").toUtf8() +
-                      " install gimp:amd64 <none> 2.10.34-1\n");
-    QStringList names;
-    for (const KSTAppUsageInfo &app : KSTReporterEngine(KSTReporterEngine::hooksOf(info))
-                                          .applicationsInstalledSince(now.addDays(-7)))
-        names << app.name;
-    EXPECT_EQ(names.filter(QStringLiteral("vlc"), Qt::CaseInsensitive).size(), 1);
-    EXPECT_TRUE(names.filter(QStringLiteral("gimp"), Qt::CaseInsensitive).isEmpty());
-}
-
 // On a Linux desktop the week's installs are its menu applications, dated by their entries,
 // and the packages dpkg installed: a package whose entry is listed counts once, by the entry's
 // name.
