@@ -3,6 +3,7 @@
 #include "KSTFileName.h"
 
 #include <QLocale>
+#include <QStringView>
 
 #include <algorithm>
 
@@ -29,7 +30,17 @@ void KSTJsonTextWriter::flush()
     } else {
         m_out << QString::fromUtf8(m_buffer);
     }
-    m_buffer.clear();
+    // Keeps its capacity for the next piece.
+    m_buffer.resize(0);
+}
+
+void KSTJsonTextWriter::appendUtf8(QStringView text)
+{
+    // Encoded in place: a temporary byte array per string cost more than the encoding.
+    const qsizetype start = m_buffer.size();
+    m_buffer.resize(start + 3 * text.size());
+    const char *end = m_encoder.appendToBuffer(m_buffer.data() + start, text);
+    m_buffer.resize(end - m_buffer.constData());
 }
 
 void KSTJsonTextWriter::indent()
@@ -102,11 +113,11 @@ char *writeDigits(char *out, qint64 value, int width)
 void KSTJsonTextWriter::writeQuoted(const QString &text)
 {
     if (needsEscape(text)) {
-        m_buffer.append(quoted(text).toUtf8());
+        appendUtf8(quoted(text));
         return;
     }
     m_buffer.append('"');
-    m_buffer.append(text.toUtf8());
+    appendUtf8(text);
     m_buffer.append('"');
 }
 

@@ -3,6 +3,7 @@
 #include <QByteArray>
 #include <QDateTime>
 #include <QString>
+#include <QStringEncoder>
 #include <QTextStream>
 
 #include <vector>
@@ -54,6 +55,7 @@ public:
 private:
     void beforeValue();
     void writeQuoted(const QString &text);
+    void appendUtf8(QStringView text);
     void indent();
     void closeContainer(char bracket);
     // Hands what was gathered to the stream.
@@ -61,6 +63,7 @@ private:
 
     QTextStream &m_out;
     QByteArray m_buffer;
+    QStringEncoder m_encoder{QStringEncoder::Utf8};
     std::vector<bool> m_hasItems; // per open container: has it a member yet
     bool m_afterKey = false;
 };
