@@ -223,7 +223,8 @@ void KSTDuplicateFileCollection::append(KSTDuplicateFileCollection &&part)
             m_nameBlocks.push_back(std::move(block));
         m_nameBlockUsed = part.m_nameBlockUsed;
     }
-    for (Entry entry : part.m_entries) {
+    for (std::size_t index = 0; index < part.m_entries.size(); ++index) {
+        Entry entry = part.m_entries[index];
         entry.folder += folderBase;
         entry.nameOffset = static_cast<quint32>(entry.nameOffset + nameBase);
         entry.deviceIndex = deviceIndexOf(part.m_devices[entry.deviceIndex]);
