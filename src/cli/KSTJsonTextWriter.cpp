@@ -3,14 +3,49 @@
 #include "KSTFileName.h"
 
 #include <QLocale>
+#include <QStringView>
 
 #include <algorithm>
 
+namespace {
+
+// Gathered text is handed on in pieces of about this size.
+constexpr qsizetype FlushBytes = 1 << 20;
+
+} // namespace
+
+KSTJsonTextWriter::~KSTJsonTextWriter()
+{
+    flush();
+}
+
+void KSTJsonTextWriter::flush()
+{
+    if (m_buffer.isEmpty())
+        return;
+    if (QIODevice *device = m_out.device()) {
+        // What the stream holds comes first.
+        m_out.flush();
+        device->write(m_buffer);
+    } else {
+        m_out << QString::fromUtf8(m_buffer);
+    }
+    // Keeps its capacity for the next piece.
+    m_buffer.resize(0);
+}
+
+void KSTJsonTextWriter::appendUtf8(QStringView text)
+{
+    // Encoded in place: a temporary byte array per string cost more than the encoding.
+    const qsizetype start = m_buffer.size();
+    m_buffer.resize(start + 3 * text.size());
+    const char *end = m_encoder.appendToBuffer(m_buffer.data() + start, text);
+    m_buffer.resize(end - m_buffer.constData());
+}
+
 void KSTJsonTextWriter::indent()
 {
-    // Latin-1 views: a plain char string would be decoded as UTF-8 on every call.
-    for (std::size_t level = 0; level < m_hasItems.size(); ++level)
-        m_out << QLatin1String("    ");
+    m_buffer.append(qsizetype(4 * m_hasItems.size()), ' ');
 }
 
 void KSTJsonTextWriter::beforeValue()
@@ -21,9 +56,11 @@ void KSTJsonTextWriter::beforeValue()
     }
     if (m_hasItems.empty())
         return;
+    if (m_buffer.size() >= FlushBytes)
+        flush();
     if (m_hasItems.back())
-        m_out << ',';
-    m_out << '\n';
+        m_buffer.append(',');
+    m_buffer.append('\n');
     m_hasItems.back() = true;
     indent();
 }
@@ -32,7 +69,7 @@ void KSTJsonTextWriter::key(const QString &name)
 {
     beforeValue();
     writeQuoted(name);
-    m_out << QLatin1String(": ");
+    m_buffer.append(": ");
     m_afterKey = true;
 }
 
@@ -75,10 +112,13 @@ char *writeDigits(char *out, qint64 value, int width)
 
 void KSTJsonTextWriter::writeQuoted(const QString &text)
 {
-    if (needsEscape(text))
-        m_out << quoted(text);
-    else
-        m_out << '"' << text << '"';
+    if (needsEscape(text)) {
+        appendUtf8(quoted(text));
+        return;
+    }
+    m_buffer.append('"');
+    appendUtf8(text);
+    m_buffer.append('"');
 }
 
 QString KSTJsonTextWriter::isoDate(const QDateTime &date)
@@ -118,41 +158,40 @@ QString KSTJsonTextWriter::isoDate(const QDateTime &date)
 void KSTJsonTextWriter::beginObject()
 {
     beforeValue();
-    m_out << '{';
+    m_buffer.append('{');
     m_hasItems.push_back(false);
 }
 
 void KSTJsonTextWriter::endObject()
 {
-    const bool hadItems = m_hasItems.back();
-    m_hasItems.pop_back();
-    if (hadItems) {
-        m_out << '\n';
-        indent();
-    }
-    m_out << '}';
-    if (m_hasItems.empty())
-        m_out << '\n';
+    closeContainer('}');
 }
 
 void KSTJsonTextWriter::beginArray()
 {
     beforeValue();
-    m_out << '[';
+    m_buffer.append('[');
     m_hasItems.push_back(false);
 }
 
 void KSTJsonTextWriter::endArray()
 {
+    closeContainer(']');
+}
+
+void KSTJsonTextWriter::closeContainer(char bracket)
+{
     const bool hadItems = m_hasItems.back();
     m_hasItems.pop_back();
     if (hadItems) {
-        m_out << '\n';
+        m_buffer.append('\n');
         indent();
     }
-    m_out << ']';
-    if (m_hasItems.empty())
-        m_out << '\n';
+    m_buffer.append(bracket);
+    if (m_hasItems.empty()) {
+        m_buffer.append('\n');
+        flush();
+    }
 }
 
 void KSTJsonTextWriter::value(const QString &text)
@@ -164,25 +203,25 @@ void KSTJsonTextWriter::value(const QString &text)
 void KSTJsonTextWriter::value(quint64 number)
 {
     beforeValue();
-    m_out << number;
+    m_buffer.append(QByteArray::number(number));
 }
 
 void KSTJsonTextWriter::value(double number)
 {
     beforeValue();
-    m_out << QString::number(number, 'g', QLocale::FloatingPointShortest);
+    m_buffer.append(QByteArray::number(number, 'g', QLocale::FloatingPointShortest));
 }
 
 void KSTJsonTextWriter::value(bool flag)
 {
     beforeValue();
-    m_out << (flag ? "true" : "false");
+    m_buffer.append(flag ? "true" : "false");
 }
 
 void KSTJsonTextWriter::nullValue()
 {
     beforeValue();
-    m_out << "null";
+    m_buffer.append("null");
 }
 
 QString KSTJsonTextWriter::escapedByte(int byte)

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <QByteArray>
 #include <QDateTime>
 #include <QString>
+#include <QStringEncoder>
 #include <QTextStream>
 
 #include <vector>
@@ -13,12 +15,20 @@
 /// bytes) as "\udcNN", which a reader decoding lone surrogates back to bytes (Python's
 /// surrogateescape) turns into the name's own bytes.
 ///
+/// The text is gathered as UTF-8 and handed to the stream in large pieces, straight to its
+/// device when it has one: going through the stream's own UTF-16 buffer took longer than the
+/// rest of a large listing. What was written reaches the stream when the document ends (its
+/// outermost container closes) or the writer is destroyed.
+///
 /// The caller pairs every begin with its end and writes a key before each value inside an
 /// object; the writer does not check.
 class KSTJsonTextWriter
 {
 public:
     explicit KSTJsonTextWriter(QTextStream &out) : m_out(out) {}
+    ~KSTJsonTextWriter();
+    KSTJsonTextWriter(const KSTJsonTextWriter &) = delete;
+    KSTJsonTextWriter &operator=(const KSTJsonTextWriter &) = delete;
 
     void beginObject();
     void endObject();
@@ -45,9 +55,15 @@ public:
 private:
     void beforeValue();
     void writeQuoted(const QString &text);
+    void appendUtf8(QStringView text);
     void indent();
+    void closeContainer(char bracket);
+    // Hands what was gathered to the stream.
+    void flush();
 
     QTextStream &m_out;
+    QByteArray m_buffer;
+    QStringEncoder m_encoder{QStringEncoder::Utf8};
     std::vector<bool> m_hasItems; // per open container: has it a member yet
     bool m_afterKey = false;
 };

@@ -13,6 +13,7 @@
 #include <QFileInfo>
 
 #include <algorithm>
+#include <atomic>
 #include <condition_variable>
 #include <cstdlib>
 #include <cstring>
@@ -195,7 +196,7 @@ public:
     }
 
     KSTDuplicateFileCollection takeCollection() { return std::move(m_collection); }
-    quint64 count() const { return m_count; }
+    quint64 count() const { return m_count.load(std::memory_order_relaxed); }
 
 private:
     // Collects the files of the folder @p relative to scan folder @p root into @p part and
@@ -286,14 +287,22 @@ private:
         return path.append(relative);
     }
 
-    // Counts one file and reports every hundredth, one report at a time and in order.
+    // Counts one file and reports every hundredth, one report at a time and in order. Only
+    // the reports take the lock: the walkers count every file, and a lock per file kept them
+    // waiting for each other.
     void countFile()
     {
-        std::lock_guard lock(m_countMutex);
-        if (++m_count % 100 == 0 && m_report)
-            m_report(QStringLiteral("Scanning folders… %1 files found")
-                         .arg(KSTFormatting::formatCount(m_count)),
-                     m_count);
+        const quint64 count = m_count.fetch_add(1, std::memory_order_relaxed) + 1;
+        if (count % 100 != 0 || !m_report)
+            return;
+        std::lock_guard lock(m_reportMutex);
+        // Another walker may have reported a later hundred meanwhile.
+        if (count <= m_reported)
+            return;
+        m_reported = count;
+        m_report(QStringLiteral("Scanning folders… %1 files found")
+                     .arg(KSTFormatting::formatCount(count)),
+                 count);
     }
 
     const std::function<bool()> &m_isCancelled;
@@ -302,8 +311,9 @@ private:
     KSTDuplicateFileCollection m_collection;
     std::mutex m_walkedMutex;
     std::set<Identity> m_walked;
-    std::mutex m_countMutex;
-    quint64 m_count = 0;
+    std::atomic<quint64> m_count{0};
+    std::mutex m_reportMutex;
+    quint64 m_reported = 0;
 };
 
 // True when the folder a scan path really names (links on the way resolved) is, or lies

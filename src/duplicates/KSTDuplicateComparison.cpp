@@ -4,7 +4,6 @@
 #include "KSTDuplicateDigest.h"
 #include "KSTDuplicateFileCollection.h"
 
-#include <QFileInfo>
 #include <QHash>
 
 #include <algorithm>
@@ -209,7 +208,9 @@ void KSTDuplicateComparison::appendDuplicateGroupsFromHashBuckets(const DigestBu
         group.files = records;
         sortFilesNewestFirst(group.files);
         group.hashKey = KSTDuplicateDigest::hexStringFromDigest(digest);
-        group.fileName = QFileInfo(group.files.first().path).fileName();
+        // The last component, without a QFileInfo per group.
+        const QString &path = group.files.first().path;
+        group.fileName = path.mid(path.lastIndexOf(QLatin1Char('/')) + 1);
         group.fileSize = fileSize;
         group.reclaimableBytes = quint64(group.files.size() - 1) * fileSize;
         group.categoryType = KSTDuplicateCategories::duplicateCategoryForExtension(

@@ -158,6 +158,11 @@ KSTDuplicateDigest::contentDigestOfBytes(std::string_view content, quint64 size,
     return sha256DigestFromContext(context);
 }
 
+quint64 KSTDuplicateDigest::fingerprintOfBytes(std::string_view bytes)
+{
+    return fingerprintOf(bytes.data(), qint64(bytes.size()));
+}
+
 std::optional<KSTSHA256Digest> KSTDuplicateDigest::fullDigestOfMatchingFiles(
     KSTReadOnlyFile &first, std::span<KSTReadOnlyFile *const> others, quint64 size,
     bool digestAlone, Scratch &scratch, std::vector<bool> &matches)

@@ -71,6 +71,8 @@ public:
         KSTSHA256Context context;
         /// The bytes a content digest covers, as last read (see readContentBytes()).
         std::string content;
+        /// The same for a file compared with the one in content.
+        std::string compared;
 
     private:
         std::unique_ptr<char[]> m_buffer;
@@ -127,6 +129,9 @@ public:
     /// contentDigestOfFile() of that file.
     static std::optional<KSTSHA256Digest> contentDigestOfBytes(std::string_view content,
                                                                quint64 size, Scratch &scratch);
+    /// A 64-bit hash of @p bytes, the one sample fingerprints use: equal bytes give equal
+    /// values; it tells files apart cheaply, never proves them equal.
+    static quint64 fingerprintOfBytes(std::string_view bytes);
     /// The full digest of the open @p first file of @p size bytes (above
     /// PartialDigestThreshold), read once while each of @p others (open files of the same
     /// size) is compared with it byte for byte. @p matches gets, per other file, whether it

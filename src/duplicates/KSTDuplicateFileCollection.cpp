@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cstring>
 #include <fcntl.h>
+#include <limits>
 #include <sys/resource.h>
 #include <unistd.h>
 #include <utility>
@@ -16,6 +17,35 @@ namespace {
 // Names are packed into blocks of this size; a name never spans two blocks, and a name
 // offset is block × size + position, so 32 bits address 4 GiB of names.
 constexpr std::size_t NameBlockBytes = 1 << 20;
+
+// Descriptors the hash workers hold beside the held folders at most: the files one worker
+// compares at once, for each worker, and some to spare.
+constexpr std::size_t DescriptorsBesideFolders = 256;
+
+// Grows this process's descriptor table to room for @p count more descriptors than it holds
+// now, at once. Left to grow on demand it grows by doubling, and in a process with threads
+// each growth waits for an RCU grace period while every thread that opens a file waits too:
+// the hash workers stalled together several times in a scan's first batch. @p anyFd is a
+// descriptor to duplicate.
+void reserveDescriptors(int anyFd, std::size_t count)
+{
+    struct rlimit limit;
+    if (::getrlimit(RLIMIT_NOFILE, &limit) != 0)
+        return;
+    const int lowestFree = ::fcntl(anyFd, F_DUPFD_CLOEXEC, 0);
+    if (lowestFree < 0)
+        return;
+    ::close(lowestFree);
+    std::size_t wanted = std::size_t(lowestFree) + count;
+    if (limit.rlim_cur != RLIM_INFINITY)
+        wanted = std::min<std::size_t>(wanted, std::size_t(limit.rlim_cur) - 1);
+    if (wanted <= std::size_t(lowestFree) || wanted > std::size_t(std::numeric_limits<int>::max()))
+        return;
+    // The table grows to hold the highest descriptor asked for; the descriptor itself goes.
+    const int highest = ::fcntl(anyFd, F_DUPFD_CLOEXEC, int(wanted));
+    if (highest >= 0)
+        ::close(highest);
+}
 
 } // namespace
 
@@ -93,6 +123,9 @@ void KSTDuplicateFileCollection::holdFolders(std::size_t maximum)
     m_heldFolders = std::make_unique<std::atomic<int>[]>(m_heldSlots);
     for (std::size_t folder = 0; folder < m_heldSlots; ++folder)
         m_heldFolders[folder].store(NotHeld, std::memory_order_relaxed);
+    if (!m_roots.empty())
+        reserveDescriptors(m_roots.front().fd,
+                           std::min(maximum, m_heldSlots) + DescriptorsBesideFolders);
 }
 
 std::size_t KSTDuplicateFileCollection::folderHoldingAllowance()
@@ -190,7 +223,8 @@ void KSTDuplicateFileCollection::append(KSTDuplicateFileCollection &&part)
             m_nameBlocks.push_back(std::move(block));
         m_nameBlockUsed = part.m_nameBlockUsed;
     }
-    for (Entry entry : part.m_entries) {
+    for (std::size_t index = 0; index < part.m_entries.size(); ++index) {
+        Entry entry = part.m_entries[index];
         entry.folder += folderBase;
         entry.nameOffset = static_cast<quint32>(entry.nameOffset + nameBase);
         entry.deviceIndex = deviceIndexOf(part.m_devices[entry.deviceIndex]);

@@ -9,6 +9,7 @@
 #include <deque>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 class KSTReadOnlyFile;
@@ -113,6 +114,57 @@ public:
     static std::size_t folderHoldingAllowance();
 
 private:
+    // A growing list kept in large blocks that never move: indexing stays two loads, growing
+    // never copies, and a walk that collects a million files allocates a few hundred times
+    // instead of once every ten files (each growth of a thread's heap is a system call that
+    // stops the other threads' page faults).
+    template <typename T> class BlockList
+    {
+    public:
+        static constexpr std::size_t BlockBits = 12;
+        static constexpr std::size_t BlockSize = std::size_t(1) << BlockBits;
+
+        BlockList() = default;
+        BlockList(BlockList &&other) noexcept
+            : m_blocks(std::move(other.m_blocks)), m_size(std::exchange(other.m_size, 0))
+        {
+            other.m_blocks.clear();
+        }
+        BlockList &operator=(BlockList &&other) noexcept
+        {
+            m_blocks = std::move(other.m_blocks);
+            other.m_blocks.clear();
+            m_size = std::exchange(other.m_size, 0);
+            return *this;
+        }
+
+        std::size_t size() const { return m_size; }
+        bool empty() const { return m_size == 0; }
+        T &operator[](std::size_t index)
+        {
+            return m_blocks[index >> BlockBits][index & (BlockSize - 1)];
+        }
+        const T &operator[](std::size_t index) const
+        {
+            return m_blocks[index >> BlockBits][index & (BlockSize - 1)];
+        }
+        void push_back(const T &value)
+        {
+            if ((m_size >> BlockBits) == m_blocks.size())
+                m_blocks.emplace_back(new T[BlockSize]);
+            (*this)[m_size++] = value;
+        }
+        void clear()
+        {
+            m_blocks.clear();
+            m_size = 0;
+        }
+
+    private:
+        std::vector<std::unique_ptr<T[]>> m_blocks;
+        std::size_t m_size = 0;
+    };
+
     struct Root
     {
         std::string path;
@@ -147,7 +199,7 @@ private:
     void closeHeldFolders();
 
     std::vector<Root> m_roots;
-    std::deque<Entry> m_entries;
+    BlockList<Entry> m_entries;
     std::vector<std::unique_ptr<char[]>> m_nameBlocks;
     std::size_t m_nameBlockUsed = 0;
     std::deque<Folder> m_folders;

@@ -78,30 +78,6 @@ void shareWithOtherNames(std::vector<Slot> &slots, const std::vector<qsizetype> 
     }
 }
 
-// The files of a stage in sets that probably hold the same bytes: the first file of each set,
-// the others, and for each file the first of its set.
-struct Representatives
-{
-    std::vector<qsizetype> firsts;
-    std::vector<qsizetype> others;
-    std::vector<qsizetype> firstOf; // per position; set for every read
-};
-
-Representatives representativesOf(const std::vector<qsizetype> &reads,
-                                  std::span<const quint32> likelySame)
-{
-    Representatives sets;
-    sets.firstOf.assign(likelySame.size(), -1);
-    std::unordered_map<quint32, qsizetype> firstOfSet;
-    for (const qsizetype read : reads) {
-        const auto [found, isFirst] =
-            firstOfSet.try_emplace(likelySame[static_cast<size_t>(read)], read);
-        sets.firstOf[static_cast<size_t>(read)] = found->second;
-        (isFirst ? sets.firsts : sets.others).push_back(read);
-    }
-    return sets;
-}
-
 // The work list: the entries that are their own first name.
 std::vector<qsizetype> readsFor(const std::vector<qsizetype> &first)
 {
@@ -111,6 +87,35 @@ std::vector<qsizetype> readsFor(const std::vector<qsizetype> &first)
             reads.push_back(qsizetype(index));
     }
     return reads;
+}
+
+// Per position, whether other positions name the same file: such a file groups with its
+// other names whatever the rest of the stage holds.
+std::vector<bool> hasOtherNames(const std::vector<qsizetype> &first)
+{
+    std::vector<bool> result(first.size(), false);
+    for (std::size_t position = 0; position < first.size(); ++position) {
+        if (first[position] != qsizetype(position))
+            result[static_cast<size_t>(first[position])] = true;
+    }
+    return result;
+}
+
+// The @p reads by @p likelySame set, in read order within each set; a set of one file is
+// left out unless the file has other names.
+std::vector<std::vector<qsizetype>> setsToCompare(const std::vector<qsizetype> &reads,
+                                                  std::span<const quint32> likelySame,
+                                                  const std::vector<bool> &otherNames)
+{
+    std::map<quint32, std::vector<qsizetype>> bySet;
+    for (const qsizetype read : reads)
+        bySet[likelySame[static_cast<size_t>(read)]].push_back(read);
+    std::vector<std::vector<qsizetype>> sets;
+    for (auto &[set, members] : bySet) {
+        if (members.size() >= 2 || otherNames[static_cast<size_t>(members.front())])
+            sets.push_back(std::move(members));
+    }
+    return sets;
 }
 
 QList<KSTDuplicateDigestResult>
@@ -152,16 +157,6 @@ public:
         return m_data.get() + offset;
     }
 
-    // A copy of @p bytes, or an empty view when the arena is full. Thread-safe.
-    std::string_view keep(std::string_view bytes)
-    {
-        char *data = reserve(bytes.size());
-        if (!data)
-            return {};
-        std::memcpy(data, bytes.data(), bytes.size());
-        return std::string_view(data, bytes.size());
-    }
-
     void allocate()
     {
         if (!m_data)
@@ -175,9 +170,7 @@ private:
 };
 
 KSTDuplicateHasher::KSTDuplicateHasher(KSTDuplicateScanHooks hooks)
-    : m_hooks(std::move(hooks)),
-      m_wholeContents(std::make_unique<ContentArena>(WholeContentBudget)),
-      m_keptContents(std::make_unique<ContentArena>(KeptContentBudget))
+    : m_hooks(std::move(hooks)), m_wholeContents(std::make_unique<ContentArena>(WholeContentBudget))
 {
 }
 
@@ -353,55 +346,78 @@ std::vector<std::optional<KSTSHA256Digest>> KSTDuplicateHasher::computeContentDi
     const std::vector<qsizetype> first = fileFirstNames(collection, indexes);
     std::vector<qsizetype> reads = readsFor(first);
     sortByFile(reads, indexes);
-    const Representatives sets = representativesOf(reads, likelySame);
+    const std::vector<bool> otherNames = hasOtherNames(first);
+    std::vector<std::vector<qsizetype>> sets = setsToCompare(reads, likelySame, otherNames);
+    // The sets with the most bytes to read go first, so that no worker is left with a large
+    // one when the others are done.
+    const auto bytesOf = [&](const std::vector<qsizetype> &members) {
+        return collection.bytesAt(indexes[static_cast<size_t>(members.front())]) * members.size();
+    };
+    std::stable_sort(sets.begin(), sets.end(),
+                     [&](const auto &a, const auto &b) { return bytesOf(a) > bytesOf(b); });
     std::vector<std::optional<KSTSHA256Digest>> slots(indexes.size());
-    std::vector<std::string_view> firstContents(indexes.size());
-    m_keptContents->allocate();
-    m_keptContents->reset();
 
-    // The covered bytes of file @p index: those its fingerprint kept, else read into scratch.
-    const auto contentOf =
-        [&](std::size_t index,
-            KSTDuplicateDigest::Scratch &scratch) -> std::optional<std::string_view> {
+    // The covered bytes of position @p index: those its fingerprint kept, else read into
+    // @p buffer.
+    const auto contentOf = [&](std::size_t index,
+                               std::string &buffer) -> std::optional<std::string_view> {
         if (index < wholeContents.size() && !wholeContents[index].empty())
-            return std::string_view(wholeContents[index]);
+            return wholeContents[index];
         KSTReadOnlyFile opened;
         if (!collection.openFile(indexes[index], opened) ||
             !KSTDuplicateDigest::readContentBytes(opened, collection.bytesAt(indexes[index]),
-                                                  scratch.content))
+                                                  buffer))
             return std::nullopt;
-        return std::string_view(scratch.content);
+        return std::string_view(buffer);
     };
+    // Each set on one worker: its first readable file against each of the others, byte for
+    // byte. Only a file with an equal partner (or another name) is digested; those that
+    // differ from the first are told apart from one another by a cheap fingerprint of all
+    // their bytes, and digested only when it is shared.
     forEachFileOnFreeHashWorker(
-        qsizetype(sets.firsts.size()), generation,
-        [&](qsizetype position, KSTDuplicateDigest::Scratch &scratch) {
-            const auto index = static_cast<size_t>(sets.firsts[static_cast<size_t>(position)]);
-            const std::optional<std::string_view> content = contentOf(index, scratch);
-            if (!content)
+        qsizetype(sets.size()), generation,
+        [&](qsizetype setIndex, KSTDuplicateDigest::Scratch &scratch) {
+            const std::vector<qsizetype> &members = sets[static_cast<size_t>(setIndex)];
+            const quint64 size = collection.bytesAt(indexes[static_cast<size_t>(members.front())]);
+            std::size_t headAt = 0;
+            std::optional<std::string_view> head;
+            for (; headAt < members.size() && !head; ++headAt)
+                head = contentOf(static_cast<size_t>(members[headAt]), scratch.content);
+            if (!head)
                 return;
-            slots[index] = KSTDuplicateDigest::contentDigestOfBytes(
-                *content, collection.bytesAt(indexes[index]), scratch);
-            // Each worker writes only its own slots; the arena is shared.
-            firstContents[index] = index < wholeContents.size() && !wholeContents[index].empty()
-                                       ? *content
-                                       : m_keptContents->keep(*content);
-        });
-    if (m_hooks.cancelled(generation))
-        return slots;
-    forEachFileOnFreeHashWorker(
-        qsizetype(sets.others.size()), generation,
-        [&](qsizetype position, KSTDuplicateDigest::Scratch &scratch) {
-            const auto index = static_cast<size_t>(sets.others[static_cast<size_t>(position)]);
-            const auto setFirst = static_cast<size_t>(sets.firstOf[index]);
-            const std::optional<std::string_view> content = contentOf(index, scratch);
-            if (!content)
-                return;
-            if (slots[setFirst] && !firstContents[setFirst].empty() &&
-                *content == firstContents[setFirst])
-                slots[index] = slots[setFirst];
-            else
-                slots[index] = KSTDuplicateDigest::contentDigestOfBytes(
-                    *content, collection.bytesAt(indexes[index]), scratch);
+            const auto headIndex = static_cast<size_t>(members[headAt - 1]);
+            std::vector<std::size_t> equal;
+            std::vector<std::pair<std::size_t, quint64>> different;
+            for (std::size_t member = headAt; member < members.size(); ++member) {
+                if (m_hooks.cancelled(generation))
+                    return;
+                const auto index = static_cast<size_t>(members[member]);
+                const std::optional<std::string_view> content = contentOf(index, scratch.compared);
+                if (!content)
+                    continue;
+                if (*content == *head)
+                    equal.push_back(index);
+                else
+                    different.emplace_back(index, KSTDuplicateDigest::fingerprintOfBytes(*content));
+            }
+            if (!equal.empty() || otherNames[headIndex]) {
+                const std::optional<KSTSHA256Digest> digest =
+                    KSTDuplicateDigest::contentDigestOfBytes(*head, size, scratch);
+                slots[headIndex] = digest;
+                for (const std::size_t index : equal)
+                    slots[index] = digest;
+            }
+            std::unordered_map<quint64, int> sharing;
+            for (const auto &[index, fingerprint] : different)
+                ++sharing[fingerprint];
+            for (const auto &[index, fingerprint] : different) {
+                if (sharing[fingerprint] < 2 && !otherNames[index])
+                    continue;
+                if (const std::optional<std::string_view> content =
+                        contentOf(index, scratch.compared))
+                    slots[index] =
+                        KSTDuplicateDigest::contentDigestOfBytes(*content, size, scratch);
+            }
         });
     shareWithOtherNames(slots, first);
     return slots;
@@ -414,20 +430,9 @@ std::vector<std::optional<KSTSHA256Digest>> KSTDuplicateHasher::computeFullDiges
     const std::vector<qsizetype> first = fileFirstNames(collection, indexes);
     std::vector<qsizetype> reads = readsFor(first);
     sortByFile(reads, indexes);
-    // A file whose other names are in the stage groups with them whatever the others hold.
-    std::vector<bool> hasOtherNames(indexes.size(), false);
-    for (std::size_t position = 0; position < first.size(); ++position) {
-        if (first[position] != qsizetype(position))
-            hasOtherNames[static_cast<size_t>(first[position])] = true;
-    }
-    std::map<quint32, std::vector<qsizetype>> bySet;
-    for (const qsizetype read : reads)
-        bySet[likelySame[static_cast<size_t>(read)]].push_back(read);
-    std::vector<std::vector<qsizetype>> sets;
-    for (auto &[set, members] : bySet) {
-        if (members.size() >= 2 || hasOtherNames[static_cast<size_t>(members.front())])
-            sets.push_back(std::move(members));
-    }
+    const std::vector<bool> hasOtherNames = ::hasOtherNames(first);
+    const std::vector<std::vector<qsizetype>> sets =
+        setsToCompare(reads, likelySame, hasOtherNames);
 
     std::vector<std::optional<KSTSHA256Digest>> slots(indexes.size());
     // Each set on one worker: its first file is read once while the others are compared with

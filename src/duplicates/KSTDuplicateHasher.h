@@ -77,13 +77,15 @@ public:
     computeSampleFingerprintsForFiles(const KSTDuplicateFileCollection &collection,
                                       std::span<const quint32> indexes, quint64 generation,
                                       std::vector<std::string_view> *wholeContents = nullptr);
-    /// The content digests of the files @p indexes of @p collection, one slot per index
-    /// (nothing for a file that failed). Files with the same @p likelySame value (a value per
-    /// index: the same size and fingerprint) probably hold the same bytes: the first of each
-    /// such set is digested first, on its own stage, and keeps its covered bytes (up to
-    /// KeptContentBudget in all); each other file of the set is then read and compared with
-    /// them, and takes the first one's digest when they are equal, or gets its own. A file
-    /// whose bytes @p wholeContents holds (same positions; may be empty) is not read again.
+    /// The content digests of the files @p indexes of @p collection, one slot per index,
+    /// given only to files that hold the same covered bytes as another file (or are another
+    /// name of one). Files with the same @p likelySame value (a value per index: the same size
+    /// and fingerprint) probably hold the same bytes: each such set goes to one worker, which
+    /// compares its first file with each of the others byte for byte and digests the first
+    /// only when one is equal; the others take its digest. Files that differ from the first
+    /// are digested only when a 64-bit hash of all their covered bytes is shared within the
+    /// set. A file whose bytes @p wholeContents holds (same positions; may be empty) is not
+    /// read again.
     std::vector<std::optional<KSTSHA256Digest>>
     computeContentDigestsForFiles(const KSTDuplicateFileCollection &collection,
                                   std::span<const quint32> indexes,
@@ -103,8 +105,6 @@ public:
 
     /// The most files compared with one first file at once (each is held open meanwhile).
     static constexpr std::size_t ComparedAtOnce = 16;
-    /// The most bytes the first files of content-digest sets keep for the comparisons.
-    static constexpr std::size_t KeptContentBudget = 8 * 1024 * 1024;
     /// The most bytes of whole small files one fingerprint stage keeps for the digests.
     static constexpr std::size_t WholeContentBudget = 16 * 1024 * 1024;
 
@@ -129,5 +129,4 @@ private:
     KSTDuplicateScanHooks m_hooks;
     std::array<KSTDuplicateDigest::Scratch, 4> m_scratch;
     std::unique_ptr<ContentArena> m_wholeContents;
-    std::unique_ptr<ContentArena> m_keptContents;
 };

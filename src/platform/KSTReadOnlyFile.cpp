@@ -17,6 +17,26 @@ using Status = KSTReadOnlyFile::Status;
 
 constexpr qint64 ChunkBytes = 1024 * 1024;
 
+// Opens the entry @p name of the folder @p folderFd for reading, never through a link. Where
+// the system allows it (the owner's files) the access time is left alone: reading a file to
+// compare it is no use of it, and updating the time costs something on every read.
+int openEntry(int folderFd, const char *name)
+{
+    constexpr int Flags = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
+    int fd = -1;
+#ifdef O_NOATIME
+    do {
+        fd = ::openat(folderFd, name, Flags | O_NOATIME);
+    } while (fd < 0 && errno == EINTR);
+    if (fd >= 0 || errno != EPERM)
+        return fd;
+#endif
+    do {
+        fd = ::openat(folderFd, name, Flags);
+    } while (fd < 0 && errno == EINTR);
+    return fd;
+}
+
 Status readStatusForErrno(int error)
 {
     if (error == ENOENT || error == ENOTDIR)
@@ -104,9 +124,7 @@ bool KSTReadOnlyFile::openBeneath(int baseFd, const char *relative)
     int fd = -1;
     if (!std::strchr(relative, '/')) {
         // One name: nothing to walk, and O_NOFOLLOW covers the only component.
-        do {
-            fd = ::openat(baseFd, relative, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
-        } while (fd < 0 && errno == EINTR);
+        fd = openEntry(baseFd, relative);
     } else {
         fd = KSTNoFollowPath::openBeneath(
             baseFd, QByteArray::fromRawData(relative, qsizetype(std::strlen(relative))),

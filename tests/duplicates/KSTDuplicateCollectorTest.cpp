@@ -297,4 +297,35 @@ TEST_F(DuplicateCollectorTest, FilesAreOpenedAgainOnlyAsTheWalkSawThem)
                              '/' + oddName));
 }
 
+TEST_F(DuplicateCollectorTest, HoldingFoldersGrowsTheDescriptorTableOnceBeforehand)
+{
+    // Linux says how many descriptors the table has room for; elsewhere there is nothing to see.
+    const auto tableSize = [] {
+        QFile status(QStringLiteral("/proc/self/status"));
+        if (!status.open(QIODevice::ReadOnly))
+            return -1;
+        for (const QByteArray &line : status.readAll().split('\n')) {
+            if (line.startsWith("FDSize:"))
+                return line.mid(7).trimmed().toInt();
+        }
+        return -1;
+    };
+    if (tableSize() < 0)
+        GTEST_SKIP() << "no /proc/self/status here";
+    constexpr int Folders = 700;
+    for (int folder = 0; folder < Folders; ++folder)
+        file(QStringLiteral("Pictures/f%1/a.bin").arg(folder));
+    KSTDuplicateFileCollection files =
+        Collector::collectFileRecordsInPaths({mac.homePath(QStringLiteral("Pictures"))}, {}, {});
+    ASSERT_EQ(files.count(), Folders);
+    const int lowestFree = ::dup(0);
+    ASSERT_GE(lowestFree, 0);
+    ::close(lowestFree);
+    files.holdFolders(KSTDuplicateFileCollection::folderHoldingAllowance());
+    // Room for every folder at once beside what is open, though none is held yet.
+    EXPECT_GT(tableSize(), lowestFree + Folders);
+    KSTReadOnlyFile opened;
+    EXPECT_TRUE(files.openFile(0, opened));
+}
+
 } // namespace

@@ -264,6 +264,7 @@ TEST_F(DuplicateScanTest, LookAlikesGroupWhicheverFileIsComparedFirst)
         {"a hard link beside a look-alike", Size, Size / 2 + 4097, {1, Link, 2}},
         {"different only in the last 64 KiB", Size, Size - 10000, {1, 2, 1}},
         {"read whole: one alone and a pair", MidSize, MidSize / 2, {1, 2, 2}},
+        {"read whole: one alone, then two pairs", MidSize, MidSize / 2, {1, 2, 3, 3, 2}},
         {"read whole: a hard link among look-alikes", MidSize, MidSize / 2, {1, 2, 3, Link}},
         {"read whole: two linked among look-alikes", MidSize, MidSize / 2, {1, Link, 2, 3, Link}},
     };

@@ -12,7 +12,9 @@
 
 #include <future>
 
+#include <fcntl.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
 
@@ -158,6 +160,28 @@ TEST_F(KSTReadOnlyFileTest, TheHandleRefusesAFinalLinkThatTheReadersByPathFollow
     char buffer[4] = {};
     EXPECT_EQ(handle.readAt(6, buffer, 4), 4);
     EXPECT_EQ(QByteArray(buffer, 4), QByteArray("6789"));
+}
+
+TEST_F(KSTReadOnlyFileTest, ReadingAnOwnFileBelowAFolderLeavesItsAccessTimeAlone)
+{
+#ifndef O_NOATIME
+    GTEST_SKIP() << "this system has no way to read without touching the access time";
+#endif
+    // Old enough that a relatime mount would update it on the next read.
+    const QByteArray file = QFile::encodeName(path(u"small"_s));
+    const timespec times[2] = {{::time(nullptr) - 3 * 86400, 0}, {::time(nullptr) - 4 * 86400, 0}};
+    ASSERT_EQ(::utimensat(AT_FDCWD, file.constData(), times, 0), 0);
+    const int folder = ::open(QFile::encodeName(dir.path()).constData(), O_RDONLY | O_DIRECTORY);
+    ASSERT_GE(folder, 0);
+    KSTReadOnlyFile handle;
+    ASSERT_TRUE(handle.openBeneath(folder, "small"));
+    char buffer[10] = {};
+    EXPECT_EQ(handle.readAt(0, buffer, 10), 10);
+    handle.close();
+    ::close(folder);
+    struct stat status = {};
+    ASSERT_EQ(::stat(file.constData(), &status), 0);
+    EXPECT_EQ(status.st_atim.tv_sec, times[0].tv_sec);
 }
 
 } // namespace
