@@ -128,15 +128,63 @@ QList<KSTDuplicateGroup> KSTDuplicateReviewModel::groupsForSelectedCategory() co
 
 std::optional<KSTDuplicateGroup> KSTDuplicateReviewModel::groupWithKey(const QString &hashKey) const
 {
-    if (!m_snapshot)
+    const std::optional<GroupPosition> position = positionOfGroup(hashKey);
+    if (!position)
         return std::nullopt;
-    for (const KSTDuplicateCategorySummary &category : m_snapshot->categories) {
-        for (const KSTDuplicateGroup &group : category.groups) {
-            if (group.hashKey == hashKey)
-                return group;
+    return m_snapshot->categories.at(position->category).groups.at(position->group);
+}
+
+const QHash<QString, KSTDuplicateReviewModel::GroupPosition> &
+KSTDuplicateReviewModel::groupIndex() const
+{
+    if (m_indexedSnapshot != m_snapshot) {
+        m_indexedSnapshot = m_snapshot;
+        m_groupIndex.clear();
+        if (m_snapshot) {
+            m_groupIndex.reserve(qsizetype(m_snapshot->totalGroupCount));
+            // Walked backwards so that the first group with a key, in category order, is the
+            // one written last.
+            const QList<KSTDuplicateCategorySummary> &categories = m_snapshot->categories;
+            for (qsizetype category = categories.size() - 1; category >= 0; --category) {
+                const QList<KSTDuplicateGroup> &groups = categories.at(category).groups;
+                for (qsizetype group = groups.size() - 1; group >= 0; --group)
+                    m_groupIndex.insert(groups.at(group).hashKey, GroupPosition{category, group});
+            }
         }
     }
-    return std::nullopt;
+    return m_groupIndex;
+}
+
+std::optional<KSTDuplicateReviewModel::GroupPosition>
+KSTDuplicateReviewModel::positionOfGroup(const QString &hashKey) const
+{
+    if (!m_snapshot)
+        return std::nullopt;
+    const QHash<QString, GroupPosition> &index = groupIndex();
+    const auto found = index.constFind(hashKey);
+    if (found == index.constEnd())
+        return std::nullopt;
+    return *found;
+}
+
+qsizetype KSTDuplicateReviewModel::selectedGroupCountInSelectedCategory() const
+{
+    if (!m_snapshot || m_selectedGroupKeys.isEmpty())
+        return 0;
+    qsizetype listed = -1;
+    for (qsizetype category = 0; category < m_snapshot->categories.size(); ++category) {
+        if (m_snapshot->categories.at(category).categoryType == m_selectedCategoryType) {
+            listed = category;
+            break;
+        }
+    }
+    qsizetype ticked = 0;
+    for (const QString &key : m_selectedGroupKeys) {
+        const std::optional<GroupPosition> position = positionOfGroup(key);
+        if (position && position->category == listed)
+            ++ticked;
+    }
+    return ticked;
 }
 
 QString
@@ -198,20 +246,31 @@ QStringList KSTDuplicateReviewModel::removablePathsForSelectedGroups()
     return paths;
 }
 
-quint64 KSTDuplicateReviewModel::removableBytesForSelectedGroups()
+quint64 KSTDuplicateReviewModel::removableBytesForSelectedGroups() const
 {
     quint64 bytes = 0;
     if (!m_snapshot)
         return bytes;
-    for (const KSTDuplicateCategorySummary &category : m_snapshot->categories) {
-        for (const KSTDuplicateGroup &group : category.groups) {
-            if (!m_selectedGroupKeys.contains(group.hashKey))
-                continue;
-            const QSet<QString> kept = keptPathsForGroup(group);
+    // Called after every tick: it visits the ticked groups only, and a group whose kept set
+    // was never made is summed against its newest copy without making the set.
+    for (const QString &key : m_selectedGroupKeys) {
+        const std::optional<GroupPosition> position = positionOfGroup(key);
+        if (!position)
+            continue;
+        const KSTDuplicateGroup &group =
+            m_snapshot->categories.at(position->category).groups.at(position->group);
+        const auto kept = m_keptPathsByGroupKey.constFind(group.hashKey);
+        if (kept != m_keptPathsByGroupKey.constEnd()) {
             for (const Record &file : group.files) {
-                if (!kept.contains(file.path))
+                if (!kept->contains(file.path))
                     bytes += file.bytes;
             }
+            continue;
+        }
+        const QString newest = group.files.isEmpty() ? QString() : group.files.first().path;
+        for (const Record &file : group.files) {
+            if (newest.isEmpty() || file.path != newest)
+                bytes += file.bytes;
         }
     }
     return bytes;
