@@ -38,6 +38,7 @@ void KSTDuplicateReviewModel::setRemovalStep(std::shared_ptr<KSTDuplicateRemoval
 void KSTDuplicateReviewModel::setSnapshot(std::shared_ptr<const KSTDuplicateSnapshot> snapshot)
 {
     m_snapshot = std::move(snapshot);
+    m_tickTotals.reset();
     if (!m_snapshot || m_snapshot->isScanning)
         m_selectedGroup.reset();
     else
@@ -51,6 +52,7 @@ void KSTDuplicateReviewModel::resetSelectionsForResult()
 {
     m_selectedGroupKeys.clear();
     m_keptPathsByGroupKey.clear();
+    m_tickTotals.reset();
     m_selectedCategoryType = firstCategoryTypeWithGroupsInSnapshot(*m_snapshot);
     if (m_selectedCategoryType.isEmpty() && !m_snapshot->categories.isEmpty())
         m_selectedCategoryType = m_snapshot->categories.first().categoryType;
@@ -61,6 +63,7 @@ void KSTDuplicateReviewModel::resetSelectionsForResult()
 void KSTDuplicateReviewModel::replaceSnapshot(std::shared_ptr<const KSTDuplicateSnapshot> snapshot)
 {
     m_snapshot = std::move(snapshot);
+    m_tickTotals.reset();
 }
 
 void KSTDuplicateReviewModel::scanDuplicatesInPaths(const QStringList &paths)
@@ -171,20 +174,11 @@ qsizetype KSTDuplicateReviewModel::selectedGroupCountInSelectedCategory() const
 {
     if (!m_snapshot || m_selectedGroupKeys.isEmpty())
         return 0;
-    qsizetype listed = -1;
     for (qsizetype category = 0; category < m_snapshot->categories.size(); ++category) {
-        if (m_snapshot->categories.at(category).categoryType == m_selectedCategoryType) {
-            listed = category;
-            break;
-        }
+        if (m_snapshot->categories.at(category).categoryType == m_selectedCategoryType)
+            return tickTotals().perCategory.at(category);
     }
-    qsizetype ticked = 0;
-    for (const QString &key : m_selectedGroupKeys) {
-        const std::optional<GroupPosition> position = positionOfGroup(key);
-        if (position && position->category == listed)
-            ++ticked;
-    }
-    return ticked;
+    return 0;
 }
 
 QString
@@ -248,30 +242,46 @@ QStringList KSTDuplicateReviewModel::removablePathsForSelectedGroups()
 
 quint64 KSTDuplicateReviewModel::removableBytesForSelectedGroups() const
 {
-    quint64 bytes = 0;
-    if (!m_snapshot)
-        return bytes;
-    // Called after every tick: it visits the ticked groups only, and a group whose kept set
-    // was never made is summed against its newest copy without making the set.
-    for (const QString &key : m_selectedGroupKeys) {
-        const std::optional<GroupPosition> position = positionOfGroup(key);
-        if (!position)
-            continue;
-        const KSTDuplicateGroup &group =
-            m_snapshot->categories.at(position->category).groups.at(position->group);
-        const auto kept = m_keptPathsByGroupKey.constFind(group.hashKey);
-        if (kept != m_keptPathsByGroupKey.constEnd()) {
-            for (const Record &file : group.files) {
-                if (!kept->contains(file.path))
-                    bytes += file.bytes;
-            }
-            continue;
+    return m_snapshot ? tickTotals().removableBytes : 0;
+}
+
+const KSTDuplicateReviewModel::TickTotals &KSTDuplicateReviewModel::tickTotals() const
+{
+    if (m_tickTotals)
+        return *m_tickTotals;
+    TickTotals totals;
+    totals.perCategory.fill(0, m_snapshot ? m_snapshot->categories.size() : 0);
+    if (m_snapshot) {
+        for (const QString &key : m_selectedGroupKeys) {
+            const std::optional<GroupPosition> position = positionOfGroup(key);
+            if (!position)
+                continue;
+            totals.removableBytes += removableBytesOfGroup(
+                m_snapshot->categories.at(position->category).groups.at(position->group));
+            ++totals.perCategory[position->category];
         }
-        const QString newest = group.files.isEmpty() ? QString() : group.files.first().path;
+    }
+    m_tickTotals = std::move(totals);
+    return *m_tickTotals;
+}
+
+quint64 KSTDuplicateReviewModel::removableBytesOfGroup(const KSTDuplicateGroup &group) const
+{
+    // A group whose kept set was never made is summed against its newest copy without making
+    // the set: ticking 50,000 groups would otherwise make 50,000 sets.
+    quint64 bytes = 0;
+    const auto kept = m_keptPathsByGroupKey.constFind(group.hashKey);
+    if (kept != m_keptPathsByGroupKey.constEnd()) {
         for (const Record &file : group.files) {
-            if (newest.isEmpty() || file.path != newest)
+            if (!kept->contains(file.path))
                 bytes += file.bytes;
         }
+        return bytes;
+    }
+    const QString newest = group.files.isEmpty() ? QString() : group.files.first().path;
+    for (const Record &file : group.files) {
+        if (newest.isEmpty() || file.path != newest)
+            bytes += file.bytes;
     }
     return bytes;
 }
@@ -369,10 +379,21 @@ QString KSTDuplicateReviewModel::selectionReasonKey(SelectionReason reason)
 
 void KSTDuplicateReviewModel::toggleGroupSelection(const KSTDuplicateGroup &group, bool on)
 {
+    const bool changes = on != m_selectedGroupKeys.contains(group.hashKey);
     if (on)
         m_selectedGroupKeys.insert(group.hashKey);
     else
         m_selectedGroupKeys.remove(group.hashKey);
+    // One box: the totals move by that group alone, so a tick costs the same with one group
+    // ticked as with 50,000.
+    if (changes && m_tickTotals) {
+        if (const std::optional<GroupPosition> position = positionOfGroup(group.hashKey)) {
+            const quint64 bytes = removableBytesOfGroup(
+                m_snapshot->categories.at(position->category).groups.at(position->group));
+            m_tickTotals->removableBytes += on ? bytes : -bytes;
+            m_tickTotals->perCategory[position->category] += on ? 1 : -1;
+        }
+    }
     Q_EMIT selectionChanged();
     updateActionButtons();
 }
@@ -385,6 +406,7 @@ void KSTDuplicateReviewModel::toggleGroupsSelection(const QList<KSTDuplicateGrou
         else
             m_selectedGroupKeys.remove(group.hashKey);
     }
+    m_tickTotals.reset();
     Q_EMIT selectionChanged();
     updateActionButtons();
 }
@@ -409,6 +431,7 @@ void KSTDuplicateReviewModel::togglePreviewSelection(const KSTDuplicateGroup &gr
     else
         kept.insert(path);
     m_keptPathsByGroupKey.insert(group.hashKey, kept);
+    m_tickTotals.reset();
     Q_EMIT selectionChanged();
     updateActionButtons();
 }

@@ -274,6 +274,15 @@ private:
 
     // The position of each hashKey in m_indexedSnapshot; remade when the snapshot changes.
     const QHash<QString, GroupPosition> &groupIndex() const;
+    // What the ticks add up to: kept up to date by a single tick, remade after anything else
+    // changes the ticks, the kept sets or the snapshot.
+    struct TickTotals
+    {
+        quint64 removableBytes = 0;
+        QList<qsizetype> perCategory; ///< ticked groups in each category of the snapshot
+    };
+    const TickTotals &tickTotals() const;
+    quint64 removableBytesOfGroup(const KSTDuplicateGroup &group) const;
 
     KSTSystemInfo *m_systemInfo;
     std::shared_ptr<KSTDuplicateRemovalStep> m_step;
@@ -285,6 +294,7 @@ private:
     // Held so that a new snapshot can never reuse the address of the indexed one.
     mutable std::shared_ptr<const KSTDuplicateSnapshot> m_indexedSnapshot;
     mutable QHash<QString, GroupPosition> m_groupIndex;
+    mutable std::optional<TickTotals> m_tickTotals;
     bool m_removing = false;
     // The scan whose reports are shown; cancelScan() moves it on (main thread only).
     quint64 m_scanNumber = 0;

@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <functional>
 
 using Model = KSTDuplicateReviewModel;
 
@@ -62,6 +63,19 @@ protected:
     {
         model = std::make_unique<Model>(info);
         model->setSnapshot(result({a, b, c, d, e}));
+    }
+
+    // What the removal would take from the ticked groups, from the list of their paths.
+    quint64 bytesOfRemovablePaths() const
+    {
+        quint64 bytes = 0;
+        for (const QString &path : model->removablePathsForSelectedGroups()) {
+            for (const KSTDuplicateGroup &candidate : {a, b, c, d, e}) {
+                for (const KSTDuplicateFileRecord &file : candidate.files)
+                    bytes += file.path == path ? file.bytes : 0;
+            }
+        }
+        return bytes;
     }
 
     QString nameAt(const Model::GroupPosition &position) const
@@ -159,14 +173,7 @@ TEST_F(DuplicateReviewLookupTest, TickedBytesFollowTheKeptCopiesWithoutMakingKep
         }
         // The button and the removal list agree with the sum.
         EXPECT_EQ(model->isRemoveSelectedButtonEnabled(), test.bytes > 0);
-        quint64 listed = 0;
-        for (const QString &path : model->removablePathsForSelectedGroups()) {
-            for (const KSTDuplicateGroup &candidate : {a, b, c, d, e}) {
-                for (const KSTDuplicateFileRecord &file : candidate.files)
-                    listed += file.path == path ? file.bytes : 0;
-            }
-        }
-        EXPECT_EQ(listed, test.bytes);
+        EXPECT_EQ(bytesOfRemovablePaths(), test.bytes);
     }
 }
 
@@ -185,4 +192,48 @@ TEST_F(DuplicateReviewLookupTest, TicksAreCountedInTheListedCategoryOnly)
     EXPECT_EQ(model->selectedGroupCountInSelectedCategory(), 1);
     model->toggleGroupSelection(b, true);
     EXPECT_EQ(model->selectedGroupCountInSelectedCategory(), 2);
+}
+
+TEST_F(DuplicateReviewLookupTest, TheTotalsFollowEveryKindOfChangeOneAfterAnother)
+{
+    // Each step, then the bytes and the listed category's ticks as they must be.
+    struct Step
+    {
+        const char *what;
+        std::function<void()> change;
+        quint64 bytes;
+        qsizetype listedTicks;
+    };
+    const QList<Step> steps = {
+        {"one box", [this] { model->toggleGroupSelection(b, true); }, 20, 1},
+        {"the same box again", [this] { model->toggleGroupSelection(b, true); }, 20, 1},
+        {"a box in another category", [this] { model->toggleGroupSelection(d, true); }, 1020, 1},
+        {"a copy kept in a ticked group",
+         [this] { model->togglePreviewSelection(b, b.files.at(1).path, false); }, 1010, 1},
+        {"another box after the edit", [this] { model->toggleGroupSelection(c, true); }, 1013, 2},
+        {"a box cleared", [this] { model->toggleGroupSelection(b, false); }, 1003, 1},
+        {"every box of the listed category", [this] { model->toggleAllGroups(Qt::Checked); },
+         100 + 10 + 3 + 1000, 3},
+        {"a ticked group taken out", [this] { model->removeDuplicateGroupFromSnapshot(a); },
+         10 + 3 + 1000, 2},
+        {"a box of a group no longer listed", [this] { model->toggleGroupSelection(a, true); },
+         10 + 3 + 1000, 2},
+        {"another category listed",
+         [this] { model->setSelectedCategoryType(QStringLiteral("photos")); }, 10 + 3 + 1000, 1},
+        {"a new result",
+         [this] {
+             model->setSnapshot(result({a, b, c, d, e}));
+         },
+         0, 0},
+        {"a box in the new result", [this] { model->toggleGroupSelection(a, true); }, 100, 1},
+    };
+    for (const Step &step : steps) {
+        SCOPED_TRACE(step.what);
+        // Asked before each change, so that a change must update what was summed already.
+        model->removableBytesForSelectedGroups();
+        step.change();
+        EXPECT_EQ(model->removableBytesForSelectedGroups(), step.bytes);
+        EXPECT_EQ(bytesOfRemovablePaths(), step.bytes);
+        EXPECT_EQ(model->selectedGroupCountInSelectedCategory(), step.listedTicks);
+    }
 }
