@@ -47,6 +47,7 @@ struct Row
     double median = 0; ///< milliseconds
     double worst = 0;
     int samples = 0;
+    int overFrame = 0; ///< samples over 16 ms, one frame at 60 Hz
     QString note;
 };
 
@@ -140,8 +141,10 @@ int main(int argc, char **argv)
         if (samples.isEmpty())
             return;
         std::sort(samples.begin(), samples.end());
-        rows.append(
-            {step, samples.at(samples.size() / 2), samples.last(), int(samples.size()), note});
+        const auto overFrame =
+            std::count_if(samples.begin(), samples.end(), [](double ms) { return ms > 16.0; });
+        rows.append({step, samples.at(samples.size() / 2), samples.last(), int(samples.size()),
+                     int(overFrame), note});
     };
 
     QList<double> samples;
@@ -249,12 +252,15 @@ int main(int argc, char **argv)
                 groups->viewport()->width(), groups->viewport()->height(),
                 groups->viewport()->height() / KSTDuplicateGroupDelegate::RowHeight);
     std::printf("result made in memory in %.0f ms\n\n", madeIn);
-    std::printf("| %-44s | %7s | %7s | %5s | %s\n", "step", "median", "worst", "runs", "");
-    std::printf("|%s|%s|%s|%s|\n", QByteArray(46, '-').constData(), QByteArray(9, '-').constData(),
-                QByteArray(9, '-').constData(), QByteArray(7, '-').constData());
+    std::printf("| %-44s | %7s | %7s | %5s | %6s | %s\n", "step", "median", "worst", "runs",
+                ">16 ms", "");
+    std::printf("|%s|%s|%s|%s|%s|\n", QByteArray(46, '-').constData(),
+                QByteArray(9, '-').constData(), QByteArray(9, '-').constData(),
+                QByteArray(7, '-').constData(), QByteArray(8, '-').constData());
     for (const Row &row : rows) {
-        std::printf("| %-44s | %7.2f | %7.2f | %5d | %s\n", row.step.toUtf8().constData(),
-                    row.median, row.worst, row.samples, row.note.toUtf8().constData());
+        std::printf("| %-44s | %7.2f | %7.2f | %5d | %6d | %s\n", row.step.toUtf8().constData(),
+                    row.median, row.worst, row.samples, row.overFrame,
+                    row.note.toUtf8().constData());
     }
     std::printf("(milliseconds, each from the action to its paint)\n");
     std::printf("\npeak resident size: %.1f MiB (%.1f MiB once the result was made)\n",
