@@ -38,6 +38,7 @@ void KSTDuplicateReviewModel::setRemovalStep(std::shared_ptr<KSTDuplicateRemoval
 void KSTDuplicateReviewModel::setSnapshot(std::shared_ptr<const KSTDuplicateSnapshot> snapshot)
 {
     m_snapshot = std::move(snapshot);
+    m_tickTotals.reset();
     if (!m_snapshot || m_snapshot->isScanning)
         m_selectedGroup.reset();
     else
@@ -51,6 +52,7 @@ void KSTDuplicateReviewModel::resetSelectionsForResult()
 {
     m_selectedGroupKeys.clear();
     m_keptPathsByGroupKey.clear();
+    m_tickTotals.reset();
     m_selectedCategoryType = firstCategoryTypeWithGroupsInSnapshot(*m_snapshot);
     if (m_selectedCategoryType.isEmpty() && !m_snapshot->categories.isEmpty())
         m_selectedCategoryType = m_snapshot->categories.first().categoryType;
@@ -61,6 +63,7 @@ void KSTDuplicateReviewModel::resetSelectionsForResult()
 void KSTDuplicateReviewModel::replaceSnapshot(std::shared_ptr<const KSTDuplicateSnapshot> snapshot)
 {
     m_snapshot = std::move(snapshot);
+    m_tickTotals.reset();
 }
 
 void KSTDuplicateReviewModel::scanDuplicatesInPaths(const QStringList &paths)
@@ -128,15 +131,54 @@ QList<KSTDuplicateGroup> KSTDuplicateReviewModel::groupsForSelectedCategory() co
 
 std::optional<KSTDuplicateGroup> KSTDuplicateReviewModel::groupWithKey(const QString &hashKey) const
 {
-    if (!m_snapshot)
+    const std::optional<GroupPosition> position = positionOfGroup(hashKey);
+    if (!position)
         return std::nullopt;
-    for (const KSTDuplicateCategorySummary &category : m_snapshot->categories) {
-        for (const KSTDuplicateGroup &group : category.groups) {
-            if (group.hashKey == hashKey)
-                return group;
+    return m_snapshot->categories.at(position->category).groups.at(position->group);
+}
+
+const QHash<QString, KSTDuplicateReviewModel::GroupPosition> &
+KSTDuplicateReviewModel::groupIndex() const
+{
+    if (m_indexedSnapshot != m_snapshot) {
+        m_indexedSnapshot = m_snapshot;
+        m_groupIndex.clear();
+        if (m_snapshot) {
+            m_groupIndex.reserve(qsizetype(m_snapshot->totalGroupCount));
+            // Walked backwards so that the first group with a key, in category order, is the
+            // one written last.
+            const QList<KSTDuplicateCategorySummary> &categories = m_snapshot->categories;
+            for (qsizetype category = categories.size() - 1; category >= 0; --category) {
+                const QList<KSTDuplicateGroup> &groups = categories.at(category).groups;
+                for (qsizetype group = groups.size() - 1; group >= 0; --group)
+                    m_groupIndex.insert(groups.at(group).hashKey, GroupPosition{category, group});
+            }
         }
     }
-    return std::nullopt;
+    return m_groupIndex;
+}
+
+std::optional<KSTDuplicateReviewModel::GroupPosition>
+KSTDuplicateReviewModel::positionOfGroup(const QString &hashKey) const
+{
+    if (!m_snapshot)
+        return std::nullopt;
+    const QHash<QString, GroupPosition> &index = groupIndex();
+    const auto found = index.constFind(hashKey);
+    if (found == index.constEnd())
+        return std::nullopt;
+    return *found;
+}
+
+qsizetype KSTDuplicateReviewModel::selectedGroupCountInSelectedCategory() const
+{
+    if (!m_snapshot || m_selectedGroupKeys.isEmpty())
+        return 0;
+    for (qsizetype category = 0; category < m_snapshot->categories.size(); ++category) {
+        if (m_snapshot->categories.at(category).categoryType == m_selectedCategoryType)
+            return tickTotals().perCategory.at(category);
+    }
+    return 0;
 }
 
 QString
@@ -198,21 +240,48 @@ QStringList KSTDuplicateReviewModel::removablePathsForSelectedGroups()
     return paths;
 }
 
-quint64 KSTDuplicateReviewModel::removableBytesForSelectedGroups()
+quint64 KSTDuplicateReviewModel::removableBytesForSelectedGroups() const
 {
-    quint64 bytes = 0;
-    if (!m_snapshot)
-        return bytes;
-    for (const KSTDuplicateCategorySummary &category : m_snapshot->categories) {
-        for (const KSTDuplicateGroup &group : category.groups) {
-            if (!m_selectedGroupKeys.contains(group.hashKey))
+    return m_snapshot ? tickTotals().removableBytes : 0;
+}
+
+const KSTDuplicateReviewModel::TickTotals &KSTDuplicateReviewModel::tickTotals() const
+{
+    if (m_tickTotals)
+        return *m_tickTotals;
+    TickTotals totals;
+    totals.perCategory.fill(0, m_snapshot ? m_snapshot->categories.size() : 0);
+    if (m_snapshot) {
+        for (const QString &key : m_selectedGroupKeys) {
+            const std::optional<GroupPosition> position = positionOfGroup(key);
+            if (!position)
                 continue;
-            const QSet<QString> kept = keptPathsForGroup(group);
-            for (const Record &file : group.files) {
-                if (!kept.contains(file.path))
-                    bytes += file.bytes;
-            }
+            totals.removableBytes += removableBytesOfGroup(
+                m_snapshot->categories.at(position->category).groups.at(position->group));
+            ++totals.perCategory[position->category];
         }
+    }
+    m_tickTotals = std::move(totals);
+    return *m_tickTotals;
+}
+
+quint64 KSTDuplicateReviewModel::removableBytesOfGroup(const KSTDuplicateGroup &group) const
+{
+    // A group whose kept set was never made is summed against its newest copy without making
+    // the set: ticking 50,000 groups would otherwise make 50,000 sets.
+    quint64 bytes = 0;
+    const auto kept = m_keptPathsByGroupKey.constFind(group.hashKey);
+    if (kept != m_keptPathsByGroupKey.constEnd()) {
+        for (const Record &file : group.files) {
+            if (!kept->contains(file.path))
+                bytes += file.bytes;
+        }
+        return bytes;
+    }
+    const QString newest = group.files.isEmpty() ? QString() : group.files.first().path;
+    for (const Record &file : group.files) {
+        if (newest.isEmpty() || file.path != newest)
+            bytes += file.bytes;
     }
     return bytes;
 }
@@ -310,10 +379,21 @@ QString KSTDuplicateReviewModel::selectionReasonKey(SelectionReason reason)
 
 void KSTDuplicateReviewModel::toggleGroupSelection(const KSTDuplicateGroup &group, bool on)
 {
+    const bool changes = on != m_selectedGroupKeys.contains(group.hashKey);
     if (on)
         m_selectedGroupKeys.insert(group.hashKey);
     else
         m_selectedGroupKeys.remove(group.hashKey);
+    // One box: the totals move by that group alone, so a tick costs the same with one group
+    // ticked as with 50,000.
+    if (changes && m_tickTotals) {
+        if (const std::optional<GroupPosition> position = positionOfGroup(group.hashKey)) {
+            const quint64 bytes = removableBytesOfGroup(
+                m_snapshot->categories.at(position->category).groups.at(position->group));
+            m_tickTotals->removableBytes += on ? bytes : -bytes;
+            m_tickTotals->perCategory[position->category] += on ? 1 : -1;
+        }
+    }
     Q_EMIT selectionChanged();
     updateActionButtons();
 }
@@ -326,6 +406,7 @@ void KSTDuplicateReviewModel::toggleGroupsSelection(const QList<KSTDuplicateGrou
         else
             m_selectedGroupKeys.remove(group.hashKey);
     }
+    m_tickTotals.reset();
     Q_EMIT selectionChanged();
     updateActionButtons();
 }
@@ -350,6 +431,7 @@ void KSTDuplicateReviewModel::togglePreviewSelection(const KSTDuplicateGroup &gr
     else
         kept.insert(path);
     m_keptPathsByGroupKey.insert(group.hashKey, kept);
+    m_tickTotals.reset();
     Q_EMIT selectionChanged();
     updateActionButtons();
 }

@@ -126,6 +126,18 @@ public:
     QList<KSTDuplicateGroup> groupsForSelectedCategory() const;
     /// The group with @p hashKey in the snapshot, or nothing.
     std::optional<KSTDuplicateGroup> groupWithKey(const QString &hashKey) const;
+    /// Where the group with @p hashKey lies in the snapshot's categories.
+    struct GroupPosition
+    {
+        qsizetype category = -1; ///< index into snapshot()->categories
+        qsizetype group = -1;    ///< index into that category's groups
+    };
+    /// The position of the first group with @p hashKey in category order; nothing when the
+    /// snapshot has none. Looked up in an index made once per snapshot, so that a list of
+    /// tens of thousands of groups answers without a walk.
+    std::optional<GroupPosition> positionOfGroup(const QString &hashKey) const;
+    /// How many of the listed category's groups are ticked.
+    qsizetype selectedGroupCountInSelectedCategory() const;
     /// The key of the first category of @p snapshot that has a group; empty when none has.
     static QString firstCategoryTypeWithGroupsInSnapshot(const KSTDuplicateSnapshot &snapshot);
 
@@ -140,8 +152,9 @@ public:
     QStringList removablePathsForGroup(const std::optional<KSTDuplicateGroup> &group);
     /// For every category in order and every ticked group in it, its removable paths.
     QStringList removablePathsForSelectedGroups();
-    /// The bytes of the files of ticked groups that are not kept.
-    quint64 removableBytesForSelectedGroups();
+    /// The bytes of the files of ticked groups that are not kept. Asks only about ticked
+    /// groups, and makes no kept set (a group without one counts as auto-select keeps it).
+    quint64 removableBytesForSelectedGroups() const;
     /// Why @p file of @p group is kept or removable.
     SelectionReason selectionReason(const KSTDuplicateGroup &group,
                                     const KSTDuplicateFileRecord &file) const;
@@ -259,6 +272,18 @@ private:
     void replaceSnapshot(std::shared_ptr<const KSTDuplicateSnapshot> snapshot);
     void resetSelectionsForResult();
 
+    // The position of each hashKey in m_indexedSnapshot; remade when the snapshot changes.
+    const QHash<QString, GroupPosition> &groupIndex() const;
+    // What the ticks add up to: kept up to date by a single tick, remade after anything else
+    // changes the ticks, the kept sets or the snapshot.
+    struct TickTotals
+    {
+        quint64 removableBytes = 0;
+        QList<qsizetype> perCategory; ///< ticked groups in each category of the snapshot
+    };
+    const TickTotals &tickTotals() const;
+    quint64 removableBytesOfGroup(const KSTDuplicateGroup &group) const;
+
     KSTSystemInfo *m_systemInfo;
     std::shared_ptr<KSTDuplicateRemovalStep> m_step;
     std::shared_ptr<const KSTDuplicateSnapshot> m_snapshot;
@@ -266,6 +291,10 @@ private:
     std::optional<KSTDuplicateGroup> m_selectedGroup;
     QSet<QString> m_selectedGroupKeys;
     QHash<QString, QSet<QString>> m_keptPathsByGroupKey;
+    // Held so that a new snapshot can never reuse the address of the indexed one.
+    mutable std::shared_ptr<const KSTDuplicateSnapshot> m_indexedSnapshot;
+    mutable QHash<QString, GroupPosition> m_groupIndex;
+    mutable std::optional<TickTotals> m_tickTotals;
     bool m_removing = false;
     // The scan whose reports are shown; cancelScan() moves it on (main thread only).
     quint64 m_scanNumber = 0;

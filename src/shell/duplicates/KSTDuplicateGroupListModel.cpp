@@ -94,6 +94,15 @@ QHash<int, QByteArray> KSTDuplicateGroupListModel::roleNames() const
 
 int KSTDuplicateGroupListModel::rowOfGroup(const QString &hashKey) const
 {
+    // The rows are the listed category's groups of the shown snapshot, in order, so the
+    // review model's index answers without a walk over tens of thousands of rows.
+    if (m_shownSnapshot && m_shownSnapshot == m_review.snapshot()) {
+        const auto position = m_review.positionOfGroup(hashKey);
+        if (!position ||
+            m_shownSnapshot->categories.at(position->category).categoryType != m_shownCategoryType)
+            return -1;
+        return position->group < m_groups.size() ? int(position->group) : -1;
+    }
     for (qsizetype row = 0; row < m_groups.size(); ++row) {
         if (m_groups.at(row).hashKey == hashKey)
             return int(row);

@@ -331,11 +331,7 @@ void KSTDuplicateResultsView::selectionDidChange()
         m_groups->selectionModel()->clearSelection();
     }
     const int listed = m_groupModel->rowCount();
-    int ticked = 0;
-    for (int row = 0; row < listed; ++row) {
-        if (m_review.selectedGroupKeys().contains(m_groupModel->groupAt(row).hashKey))
-            ++ticked;
-    }
+    const qsizetype ticked = m_review.selectedGroupCountInSelectedCategory();
     m_allGroups->setCheckState(ticked == 0        ? Qt::Unchecked
                                : ticked == listed ? Qt::Checked
                                                   : Qt::PartiallyChecked);
