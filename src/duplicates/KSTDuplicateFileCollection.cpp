@@ -197,13 +197,16 @@ void KSTDuplicateFileCollection::addFile(quint32 folder, const char *name, std::
 {
     // Names longer than a block cannot exist (NAME_MAX is far smaller); clip defensively.
     length = std::min<std::size_t>(length, 0xffff);
-    if (m_nameBlocks.empty() || m_nameBlockUsed + length > NameBlockBytes) {
+    // With a NUL after it, so that openFile() passes the name as it lies.
+    if (m_nameBlocks.empty() || m_nameBlockUsed + length + 1 > NameBlockBytes) {
         m_nameBlocks.emplace_back(new char[NameBlockBytes]);
         m_nameBlockUsed = 0;
     }
     const std::size_t offset = (m_nameBlocks.size() - 1) * NameBlockBytes + m_nameBlockUsed;
-    std::memcpy(m_nameBlocks.back().get() + m_nameBlockUsed, name, length);
-    m_nameBlockUsed += length;
+    char *stored = m_nameBlocks.back().get() + m_nameBlockUsed;
+    std::memcpy(stored, name, length);
+    stored[length] = '\0';
+    m_nameBlockUsed += length + 1;
 
     m_entries.push_back(Entry{
         quint64(std::max<qint64>(identity.size, 0)), identity.modifiedSeconds, identity.inode,
@@ -303,14 +306,11 @@ bool KSTDuplicateFileCollection::openFile(qsizetype index, KSTReadOnlyFile &file
                                           FolderCursor *cursor) const
 {
     const Entry &entry = m_entries[static_cast<size_t>(index)];
-    const Folder &folder = m_folders[entry.folder];
-    const int rootFd = m_roots[folder.root].fd;
-    // The name alone, relative to its folder held open.
-    thread_local std::string relative;
-    relative.assign(nameAt(entry), entry.nameLength);
+    // Names are kept with a terminating NUL: the name alone is opened where it lies.
+    const char *name = nameAt(entry);
+    bool opened = false;
     if (const int held = heldFolder(entry.folder); held >= 0) {
-        if (!file.openBeneath(held, relative.c_str()))
-            return false;
+        opened = file.openBeneath(held, name);
     } else if (cursor) {
         if (cursor->m_folder != entry.folder) {
             if (cursor->m_fd >= 0)
@@ -318,15 +318,18 @@ bool KSTDuplicateFileCollection::openFile(qsizetype index, KSTReadOnlyFile &file
             cursor->m_folder = entry.folder;
             cursor->m_fd = openFolder(entry.folder);
         }
-        if (cursor->m_fd < 0 || !file.openBeneath(cursor->m_fd, relative.c_str()))
-            return false;
+        opened = cursor->m_fd >= 0 && file.openBeneath(cursor->m_fd, name);
     } else {
         // The whole path below the scan folder, built in a buffer each thread keeps.
+        const Folder &folder = m_folders[entry.folder];
+        thread_local std::string relative;
+        relative.assign(name, entry.nameLength);
         if (!folder.relativePath.empty())
             relative.insert(0, folder.relativePath + '/');
-        if (!file.openBeneath(rootFd, relative.c_str()))
-            return false;
+        opened = file.openBeneath(m_roots[folder.root].fd, relative.c_str());
     }
+    if (!opened)
+        return false;
     if (!identityAt(index).matches(file.identity())) {
         file.close();
         return false;
