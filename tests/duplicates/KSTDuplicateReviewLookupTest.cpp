@@ -14,10 +14,11 @@ using Model = KSTDuplicateReviewModel;
 
 namespace {
 
-const QDateTime Day1(QDate(2022, 1, 1), QTime(10, 0), Qt::UTC);
+const QDateTime LookupDay(QDate(2022, 1, 1), QTime(10, 0), Qt::UTC);
 
 // One group of @p copies files of @p size bytes each, named after @p key.
-KSTDuplicateGroup group(const QString &key, const QString &categoryType, int copies, quint64 size)
+KSTDuplicateGroup lookupGroup(const QString &key, const QString &categoryType, int copies,
+                              quint64 size)
 {
     KSTDuplicateGroup made;
     made.hashKey = key.repeated(64 / key.size() + 1).left(64);
@@ -27,7 +28,7 @@ KSTDuplicateGroup group(const QString &key, const QString &categoryType, int cop
     for (int copy = 0; copy < copies; ++copy) {
         made.files.append({QStringLiteral("/Users/alex/%1/%2").arg(copy).arg(made.fileName),
                            size,
-                           Day1.addDays(-copy),
+                           LookupDay.addDays(-copy),
                            {}});
     }
     made.reclaimableBytes = quint64(copies - 1) * size;
@@ -35,7 +36,7 @@ KSTDuplicateGroup group(const QString &key, const QString &categoryType, int cop
 }
 
 // The six categories in order, with @p groups sorted into theirs.
-std::shared_ptr<KSTDuplicateSnapshot> result(const QList<KSTDuplicateGroup> &groups)
+std::shared_ptr<KSTDuplicateSnapshot> lookupResult(const QList<KSTDuplicateGroup> &groups)
 {
     auto snapshot = std::make_shared<KSTDuplicateSnapshot>();
     snapshot->scanPaths = {QStringLiteral("/Users/alex")};
@@ -62,7 +63,7 @@ protected:
     void SetUp() override
     {
         model = std::make_unique<Model>(info);
-        model->setSnapshot(result({a, b, c, d, e}));
+        model->setSnapshot(lookupResult({a, b, c, d, e}));
     }
 
     // What the removal would take from the ticked groups, from the list of their paths.
@@ -86,11 +87,12 @@ protected:
             .fileName;
     }
 
-    const KSTDuplicateGroup a = group(QStringLiteral("a1"), QStringLiteral("images"), 2, 100);
-    const KSTDuplicateGroup b = group(QStringLiteral("b2"), QStringLiteral("images"), 3, 10);
-    const KSTDuplicateGroup c = group(QStringLiteral("c3"), QStringLiteral("images"), 4, 1);
-    const KSTDuplicateGroup d = group(QStringLiteral("d4"), QStringLiteral("photos"), 2, 1000);
-    const KSTDuplicateGroup e = group(QStringLiteral("e5"), QStringLiteral("others"), 3, 7);
+    const KSTDuplicateGroup a = lookupGroup(QStringLiteral("a1"), QStringLiteral("images"), 2, 100);
+    const KSTDuplicateGroup b = lookupGroup(QStringLiteral("b2"), QStringLiteral("images"), 3, 10);
+    const KSTDuplicateGroup c = lookupGroup(QStringLiteral("c3"), QStringLiteral("images"), 4, 1);
+    const KSTDuplicateGroup d =
+        lookupGroup(QStringLiteral("d4"), QStringLiteral("photos"), 2, 1000);
+    const KSTDuplicateGroup e = lookupGroup(QStringLiteral("e5"), QStringLiteral("others"), 3, 7);
     KSTSystemInfo info;
     std::unique_ptr<Model> model;
 };
@@ -117,7 +119,7 @@ TEST_F(DuplicateReviewLookupTest, GroupsAreFoundInTheResultShownNow)
     KSTDuplicateGroup movedA = a;
     movedA.categoryType = QStringLiteral("others");
     movedA.fileName = QStringLiteral("moved.dat");
-    model->setSnapshot(result({d, movedA}));
+    model->setSnapshot(lookupResult({d, movedA}));
     ASSERT_TRUE(model->positionOfGroup(a.hashKey));
     EXPECT_EQ(model->positionOfGroup(a.hashKey)->category, 5);
     EXPECT_EQ(model->groupWithKey(a.hashKey)->fileName, QStringLiteral("moved.dat"));
@@ -148,7 +150,7 @@ TEST_F(DuplicateReviewLookupTest, TickedBytesFollowTheKeptCopiesWithoutMakingKep
     };
     for (const Case &test : cases) {
         SCOPED_TRACE(test.what);
-        model->setSnapshot(result({a, b, c, d, e}));
+        model->setSnapshot(lookupResult({a, b, c, d, e}));
         for (const auto &[inGroup, index] : test.keptByUser)
             model->togglePreviewSelection(inGroup, inGroup.files.at(index).path, false);
         for (const auto &[inGroup, index] : test.markedByUser)
@@ -222,7 +224,7 @@ TEST_F(DuplicateReviewLookupTest, TheTotalsFollowEveryKindOfChangeOneAfterAnothe
          [this] { model->setSelectedCategoryType(QStringLiteral("photos")); }, 10 + 3 + 1000, 1},
         {"a new result",
          [this] {
-             model->setSnapshot(result({a, b, c, d, e}));
+             model->setSnapshot(lookupResult({a, b, c, d, e}));
          },
          0, 0},
         {"a box in the new result", [this] { model->toggleGroupSelection(a, true); }, 100, 1},
