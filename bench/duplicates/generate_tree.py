@@ -61,8 +61,8 @@ class Content:
         offset %= POOL_BYTES - LARGEST
         return self.pool[offset:offset + length]
 
-    def bytes(self, spec):
-        kind, size, seed, family = spec
+    def bytes(self, recipe):
+        kind, size, seed, family = recipe
         if kind == "family":
             edge = LARGE_FAMILY_EDGE if size > 512 * 1024 else SMALL_FAMILY_EDGE
             head = self.slice(family * 7919, edge)
@@ -98,7 +98,7 @@ def generate(root, seed, names, small):
     largest = 16 * 1024 if small else SMALL_LARGEST
     shared_sizes = [log_uniform(rng, SMALLEST, largest) for _ in range(SHARED_SIZES)]
     families = []  # (size, family id, members so far)
-    originals = []  # (path, spec)
+    originals = []  # (path, recipe)
     counts = {"originals": 0, "copies": 0, "hardLinks": 0, "familyMembers": 0, "bytes": 0}
     now = 1_700_000_000
     for index in range(names):
@@ -114,7 +114,7 @@ def generate(root, seed, names, small):
             counts["hardLinks"] += 1
             continue
         if index % COPY_EVERY == COPY_EVERY - 1 and originals:
-            spec = rng.choice(originals)[1]
+            recipe = rng.choice(originals)[1]
             counts["copies"] += 1
         else:
             draw = rng.random()
@@ -129,22 +129,22 @@ def generate(root, seed, names, small):
                             log_uniform(rng, 8 * 1024 + 64, 16 * 1024 if small else 400 * 1024))
                     families.append((size, len(families) + 1, 1))
                 size, family, _ = families[-1]
-                spec = ("family", size, content_seed, family)
+                recipe = ("family", size, content_seed, family)
                 counts["familyMembers"] += 1
             elif draw < FAMILY_SHARE + SHARED_SIZE_SHARE:
-                spec = ("plain", rng.choice(shared_sizes), content_seed, 0)
+                recipe = ("plain", rng.choice(shared_sizes), content_seed, 0)
             elif not small and draw > 1 - LARGE_SHARE:
-                spec = ("plain", log_uniform(rng, SMALL_LARGEST, LARGEST), content_seed, 0)
+                recipe = ("plain", log_uniform(rng, SMALL_LARGEST, LARGEST), content_seed, 0)
             else:
-                spec = ("plain", log_uniform(rng, SMALLEST, largest), content_seed, 0)
+                recipe = ("plain", log_uniform(rng, SMALLEST, largest), content_seed, 0)
             counts["originals"] += 1
-        data = content.bytes(spec)
+        data = content.bytes(recipe)
         with open(path, "wb") as handle:
             handle.write(data)
         stamp = now - rng.randrange(3 * 365 * 86400)
         os.utime(path, (stamp, stamp))
         counts["bytes"] += len(data)
-        originals.append((path, spec))
+        originals.append((path, recipe))
     counts["folders"] = len(all_folders)
     return counts
 
