@@ -66,12 +66,16 @@ bool KSTDuplicateComparison::processDuplicateSizeBuckets(
         if (bucket.size() >= 2)
             candidates.insert(candidates.end(), bucket.begin(), bucket.end());
     }
-    if (candidates.empty())
+    if (candidates.empty()) {
+        finishPendingGroups(collection, groups);
         return true;
+    }
+    // The previous batch's groups are made while the workers read this batch's files.
     std::vector<std::string_view> wholeContents;
     const std::vector<std::optional<quint64>> fingerprints =
-        m_hasher.computeSampleFingerprintsForFiles(collection, candidates, generation,
-                                                   &wholeContents);
+        m_hasher.computeSampleFingerprintsForFiles(
+            collection, candidates, generation, &wholeContents,
+            [&] { finishPendingGroups(collection, groups); });
     if (m_hooks.cancelled(generation))
         return false;
     // The files left, each with its set: same size and fingerprint, so probably equal. Files
@@ -140,8 +144,16 @@ bool KSTDuplicateComparison::processDuplicateSizeBuckets(
         }
     }
 
-    // 4. Groups: records are made only for their files.
-    for (const auto &[size, finalBuckets] : finalBySize) {
+    // 4. Groups, made during the next batch's reading or by finishPendingGroups().
+    m_pendingGroups = std::move(finalBySize);
+    return true;
+}
+
+void KSTDuplicateComparison::finishPendingGroups(const KSTDuplicateFileCollection &collection,
+                                                 QList<KSTDuplicateGroup> &groups)
+{
+    // Records are made only for the files of groups.
+    for (const auto &[size, finalBuckets] : m_pendingGroups) {
         DigestBuckets records;
         for (const auto &[digest, files] : finalBuckets) {
             if (files.size() < 2)
@@ -152,7 +164,7 @@ bool KSTDuplicateComparison::processDuplicateSizeBuckets(
         }
         appendDuplicateGroupsFromHashBuckets(records, size, groups);
     }
-    return true;
+    m_pendingGroups.clear();
 }
 
 bool KSTDuplicateComparison::groupFilesWithPartners(const QList<Record> &withPartners,

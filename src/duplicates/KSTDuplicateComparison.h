@@ -48,10 +48,15 @@ public:
     /// fewer than two records is ignored. False, with nothing appended, when G was cancelled.
     bool processDuplicateSizeBucket(const QList<KSTDuplicateFileRecord> &records,
                                     quint64 generation, QList<KSTDuplicateGroup> &groups);
-    /// The same for several buckets of @p collection at once, each a list of file indexes.
+    /// The same for several buckets of @p collection at once, each a list of file indexes. The
+    /// groups found are appended during the next call, while the workers read its files (or
+    /// by finishPendingGroups()), so that making them costs no time of its own.
     bool processDuplicateSizeBuckets(const KSTDuplicateFileCollection &collection,
                                      const std::vector<std::vector<quint32>> &buckets,
                                      quint64 generation, QList<KSTDuplicateGroup> &groups);
+    /// Appends the groups the last processDuplicateSizeBuckets() call left to @p groups.
+    void finishPendingGroups(const KSTDuplicateFileCollection &collection,
+                             QList<KSTDuplicateGroup> &groups);
 
     /// For each bucket of two or more records: a group of files sorted newest first (equal
     /// dates by path), hashKey the digest's hex, fileName the first file's name, fileSize
@@ -79,4 +84,6 @@ private:
 
     KSTDuplicateScanHooks m_hooks;
     KSTDuplicateHasher m_hasher;
+    // Per size, per digest: the files of the last batch's final buckets, not yet grouped.
+    std::map<quint64, std::map<KSTSHA256Digest, std::vector<quint32>>> m_pendingGroups;
 };

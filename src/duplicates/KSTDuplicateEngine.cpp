@@ -215,7 +215,10 @@ bool KSTDuplicateEngine::compareCollection(const KSTDuplicateFileCollection &col
             !flush(index + 1))
             return false;
     }
-    return !isCancelled(generation);
+    if (isCancelled(generation))
+        return false;
+    comparison.finishPendingGroups(collection, groups);
+    return true;
 }
 
 std::shared_ptr<KSTDuplicateSnapshot>

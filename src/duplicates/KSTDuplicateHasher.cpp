@@ -201,7 +201,8 @@ void KSTDuplicateHasher::forEachRecordOnHashWorkers(qsizetype count, quint64 gen
 
 template <typename Task>
 void KSTDuplicateHasher::forEachFileRunOnHashWorkers(qsizetype count, quint64 generation,
-                                                     qsizetype runLength, const Task &task)
+                                                     qsizetype runLength, const Task &task,
+                                                     const std::function<void()> &meanwhile)
 {
     // Short runs handed out as workers come free: a worker that drew large files does not
     // keep the others waiting at the end of the stage, as fixed shares of the list would.
@@ -228,6 +229,8 @@ void KSTDuplicateHasher::forEachFileRunOnHashWorkers(qsizetype count, quint64 ge
             }
         });
     }
+    if (meanwhile)
+        meanwhile();
     group.wait();
 }
 
@@ -298,7 +301,8 @@ std::vector<std::optional<quint64>> KSTDuplicateHasher::computeSampleFingerprint
 
 std::vector<std::optional<quint64>> KSTDuplicateHasher::computeSampleFingerprintsForFiles(
     const KSTDuplicateFileCollection &collection, std::span<const quint32> indexes,
-    quint64 generation, std::vector<std::string_view> *wholeContents)
+    quint64 generation, std::vector<std::string_view> *wholeContents,
+    const std::function<void()> &meanwhile)
 {
     const std::vector<qsizetype> first = fileFirstNames(collection, indexes);
     std::vector<qsizetype> reads = readsFor(first);
@@ -331,7 +335,8 @@ std::vector<std::optional<quint64>> KSTDuplicateHasher::computeSampleFingerprint
             // Each worker writes only its own slots; the arena is shared.
             if (destination && !content.empty())
                 (*wholeContents)[index] = content;
-        });
+        },
+        meanwhile);
     shareWithOtherNames(slots, first);
     if (wholeContents)
         shareWithOtherNames(*wholeContents, first);

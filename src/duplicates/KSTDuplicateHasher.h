@@ -7,6 +7,7 @@
 #include <QList>
 
 #include <array>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <span>
@@ -73,10 +74,13 @@ public:
     /// slot per index) the bytes of files read whole are kept by the hasher, up to
     /// WholeContentBudget in all and until its next fingerprint stage, for
     /// computeContentDigestsForFiles() to use instead of reading them again.
+    /// @p meanwhile, when given, runs on the calling thread once the workers have their
+    /// files, before the stage is joined: work of the caller's that overlaps the reading.
     std::vector<std::optional<quint64>>
     computeSampleFingerprintsForFiles(const KSTDuplicateFileCollection &collection,
                                       std::span<const quint32> indexes, quint64 generation,
-                                      std::vector<std::string_view> *wholeContents = nullptr);
+                                      std::vector<std::string_view> *wholeContents = nullptr,
+                                      const std::function<void()> &meanwhile = {});
     /// The content digests of the files @p indexes of @p collection, one slot per index,
     /// given only to files that hold the same covered bytes as another file (or are another
     /// name of one). Files with the same @p likelySame value (a value per index: the same size
@@ -115,9 +119,10 @@ private:
     // Runs task(i, scratch, cursor) for every i < count in runs of consecutive files, each
     // worker taking the next run when it is done with one, with a folder cursor of its own.
     // For the fingerprints, whose files come ordered by folder.
+    // @p meanwhile runs on the calling thread while the workers work.
     template <typename Task>
     void forEachFileRunOnHashWorkers(qsizetype count, quint64 generation, qsizetype runLength,
-                                     const Task &task);
+                                     const Task &task, const std::function<void()> &meanwhile = {});
     // Runs task(i, scratch) for every i < count, each i on whichever worker is free next.
     template <typename Task>
     void forEachFileOnFreeHashWorker(qsizetype count, quint64 generation, const Task &task);
