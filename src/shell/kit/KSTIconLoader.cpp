@@ -1,5 +1,6 @@
 #include "KSTIconLoader.h"
 
+#include "KSTDispatch.h"
 #include "KSTPalette.h"
 #include "KSTReadOnlyFile.h"
 #include "KSTSymbolImage.h"
@@ -87,9 +88,10 @@ QIcon KSTIconLoader::iconForFile(const QString &path)
     const quint64 generation = m_generation;
     m_readers.start([this, path, generation] {
         const QImage image = readImage(path);
-        QMetaObject::invokeMethod(
-            this, [this, path, generation, image] { finishLoading(path, generation, image); },
-            Qt::QueuedConnection);
+        // Through the main queue, whose hand-over the thread checker sees (a queued Qt call
+        // hands the picture over inside Qt, where it cannot).
+        KSTDispatch::mainAsync(
+            this, [this, path, generation, image] { finishLoading(path, generation, image); });
     });
     return {};
 }
