@@ -57,11 +57,22 @@ QByteArray readRegularFile(const QString &path, qint64 maximumBytes)
     return contents;
 }
 
-// The program an Exec line runs, as a host path; empty when it is not on the machine.
-QString programOfExec(const KSTEnvironment &environment, const QString &exec)
+// The program the desktop entry at @p path runs (its Exec line), as a host path; empty when
+// it is not on the machine.
+QString programOfEntryFile(const KSTEnvironment &environment, const QString &path)
 {
     return KSTDesktopAppDetailsReader::resolveProgram(
-        environment, KSTDesktopAppDetailsReader::programOfExec(exec));
+        environment,
+        KSTDesktopAppDetailsReader::programOfExec(
+            KSTDesktopEntry::parse(readRegularFile(path, KSTDesktopEntry::maximumFileBytes)).exec));
+}
+
+// The program the systemd unit at @p path starts (its ExecStart), the same way.
+QString programOfUnitFile(const KSTEnvironment &environment, const QString &path)
+{
+    return KSTDesktopAppDetailsReader::resolveProgram(
+        environment,
+        KSTSystemdUnit::execStartProgram(readRegularFile(path, KSTSystemdUnit::maximumFileBytes)));
 }
 
 // What the application runs: an AppImage itself, else its entry's Exec program.
@@ -69,10 +80,7 @@ QString programOfApp(const KSTEnvironment &environment, const KSTInstalledAppRec
 {
     if (!app.bundlePath.endsWith(QLatin1String(".desktop")))
         return app.bundlePath;
-    return programOfExec(
-        environment,
-        KSTDesktopEntry::parse(readRegularFile(app.bundlePath, KSTDesktopEntry::maximumFileBytes))
-            .exec);
+    return programOfEntryFile(environment, app.bundlePath);
 }
 
 // The user's own autostart entries and units that run @p program.
@@ -84,9 +92,12 @@ QStringList runnersOf(const KSTEnvironment &environment, const QString &program)
     {
         QString folder;
         QLatin1String suffix;
+        QString (*programOf)(const KSTEnvironment &, const QString &);
     } places[] = {
-        {config + QLatin1Char('/') + Locations::userAutostartFolder, QLatin1String(".desktop")},
-        {config + QLatin1Char('/') + Locations::userUnitFolder, QLatin1String(".service")},
+        {config + QLatin1Char('/') + Locations::userAutostartFolder, QLatin1String(".desktop"),
+         programOfEntryFile},
+        {config + QLatin1Char('/') + Locations::userUnitFolder, QLatin1String(".service"),
+         programOfUnitFile},
     };
     for (const auto &place : places) {
         const std::optional<QStringList> names = KSTNoFollowPath::listFolder(place.folder, false);
@@ -97,16 +108,8 @@ QStringList runnersOf(const KSTEnvironment &environment, const QString &program)
             if (!name.endsWith(place.suffix))
                 continue;
             const QString path = place.folder + QLatin1Char('/') + name;
-            const QString runs =
-                place.suffix == QLatin1String(".desktop")
-                    ? programOfExec(environment,
-                                    KSTDesktopEntry::parse(
-                                        readRegularFile(path, KSTDesktopEntry::maximumFileBytes))
-                                        .exec)
-                    : KSTDesktopAppDetailsReader::resolveProgram(
-                          environment, KSTSystemdUnit::execStartProgram(readRegularFile(
-                                           path, KSTSystemdUnit::maximumFileBytes)));
-            if (!runs.isEmpty() && runs == program)
+            if (const QString runs = place.programOf(environment, path);
+                !runs.isEmpty() && runs == program)
                 runners << path;
         }
     }
