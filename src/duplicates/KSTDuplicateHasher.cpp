@@ -435,9 +435,8 @@ std::vector<std::optional<KSTSHA256Digest>> KSTDuplicateHasher::computeFullDiges
     const std::vector<qsizetype> first = fileFirstNames(collection, indexes);
     std::vector<qsizetype> reads = readsFor(first);
     sortByFile(reads, indexes);
-    const std::vector<bool> hasOtherNames = ::hasOtherNames(first);
-    const std::vector<std::vector<qsizetype>> sets =
-        setsToCompare(reads, likelySame, hasOtherNames);
+    const std::vector<bool> otherNames = hasOtherNames(first);
+    const std::vector<std::vector<qsizetype>> sets = setsToCompare(reads, likelySame, otherNames);
 
     std::vector<std::optional<KSTSHA256Digest>> slots(indexes.size());
     // Each set on one worker: its first file is read once while the others are compared with
@@ -469,7 +468,7 @@ std::vector<std::optional<KSTSHA256Digest>> KSTDuplicateHasher::computeFullDiges
                 }
                 const std::optional<KSTSHA256Digest> digest =
                     KSTDuplicateDigest::fullDigestOfMatchingFiles(
-                        firstFile, opened, size, hasOtherNames[head], scratch, matches);
+                        firstFile, opened, size, otherNames[head], scratch, matches);
                 std::vector<qsizetype> rest;
                 if (digest)
                     slots[head] = digest;
@@ -483,7 +482,7 @@ std::vector<std::optional<KSTSHA256Digest>> KSTDuplicateHasher::computeFullDiges
                 rest.insert(rest.end(), members.begin() + std::ptrdiff_t(compared + 1),
                             members.end());
                 members = std::move(rest);
-                if (members.size() == 1 && !hasOtherNames[static_cast<size_t>(members.front())])
+                if (members.size() == 1 && !otherNames[static_cast<size_t>(members.front())])
                     break;
             }
         });
